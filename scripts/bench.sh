@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Runs every benchmark program built under <build>/bench and prints their figures.
+# Benchmarks that need a display run under Xvfb with openbox like the X11 tests.
+set -eu
+build=${1:-build}
+status=0
+for b in "$build"/bench/bench_*; do
+    [ -x "$b" ] || continue
+    echo "== $(basename "$b")"
+    case "$(basename "$b")" in
+        *_x11*) tests/support/run-x11.sh "$b" || status=1 ;;
+        *) QT_QPA_PLATFORM=offscreen "$b" || status=1 ;;
+    esac
+done
+exit $status

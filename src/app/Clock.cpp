@@ -1,0 +1,7 @@
+#include "app/Clock.h"
+
+SystemClock* SystemClock::shared()
+{
+    static SystemClock clock;
+    return &clock;
+}

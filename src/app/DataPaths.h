@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QString>
+
+// Where VerrinPlus keeps its files: one folder, "VerrinPlus", in the user's data location
+// ($XDG_DATA_HOME, else ~/.local/share). All paths use native separators.
+namespace DataPaths {
+QString dataFolder();
+QString iniFile();
+QString databaseFile();
+QString debugLogFile();
+} // namespace DataPaths

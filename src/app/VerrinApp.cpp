@@ -1,0 +1,6 @@
+#include "app/VerrinApp.h"
+
+VerrinApp::VerrinApp(int& argc, char** argv) : QApplication(argc, argv)
+{
+    Q_UNUSED(reserved);
+}

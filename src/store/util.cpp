@@ -1,0 +1,78 @@
+#include "store/util.h"
+
+namespace util {
+
+namespace {
+QDate dateFromParts(const QString& text)
+{
+    const QStringList parts = text.split(QLatin1Char('-'));
+    const int year = parts.value(0).toInt(nullptr, 10);
+    const int month = parts.value(1).toInt(nullptr, 10);
+    const int day = parts.value(2).toInt(nullptr, 10);
+    return QDate(year, month, day);
+}
+} // namespace
+
+QDateTime sql_to_datetime(const QString& text)
+{
+    if (text.isEmpty()) {
+        return QDateTime();
+    }
+    const int blank = text.indexOf(QLatin1Char(' '));
+    const QString datePart = blank < 0 ? text : text.left(blank);
+    const QString timePart = blank < 0 ? QString() : text.mid(blank + 1);
+    const QStringList hms = timePart.split(QLatin1Char(':'));
+    const QTime time(hms.value(0).toInt(nullptr, 10), hms.value(1).toInt(nullptr, 10), hms.value(2).toInt(nullptr, 10),
+                     0);
+    return QDateTime(dateFromParts(datePart), time);
+}
+
+QDate sql_to_date(const QString& text)
+{
+    if (text.isEmpty()) {
+        return QDate();
+    }
+    return dateFromParts(text);
+}
+
+QString datetime_to_sql(const QDateTime& dateTime)
+{
+    return dateTime.toString(QString::fromLatin1(kSqlDateTimeFormat));
+}
+
+QString date_to_sql(const QDate& date)
+{
+    return date.toString(QString::fromLatin1(kSqlDateFormat));
+}
+
+QString implode(const QString& separator, const QList<QVariant>& items)
+{
+    QStringList texts;
+    texts.reserve(items.size());
+    for (const QVariant& item : items) {
+        texts << item.toString();
+    }
+    return texts.join(separator);
+}
+
+QString implode(const QString& separator, const QStringList& items)
+{
+    return items.join(separator);
+}
+
+QString format_time(int seconds)
+{
+    const int hours = seconds / 3600;
+    const int rest = seconds - hours * 3600;
+    const int minutes = rest / 60;
+    const int secs = rest - minutes * 60;
+    if (hours != 0) {
+        return QStringLiteral("%1 h %2 m %3 s").arg(hours).arg(minutes).arg(secs);
+    }
+    if (minutes != 0) {
+        return QStringLiteral("%1 m %2 s").arg(minutes).arg(secs);
+    }
+    return QStringLiteral("%1 s").arg(secs);
+}
+
+} // namespace util

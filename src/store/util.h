@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QDate>
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+// Small helpers for the text forms of time the database stores and the durations the views show.
+namespace util {
+
+// Local date-time texts as stored in the database ("yyyy-MM-dd hh:mm:ss").
+inline constexpr const char* kSqlDateTimeFormat = "yyyy-MM-dd hh:mm:ss";
+inline constexpr const char* kSqlDateFormat = "yyyy-MM-dd";
+
+// Reads "yyyy-MM-dd hh:mm:ss" back. An empty text gives a null value; malformed parts convert to 0
+// and give an invalid date or time rather than an error, so one bad row never stops a whole day.
+QDateTime sql_to_datetime(const QString& text);
+QDate sql_to_date(const QString& text);
+
+QString datetime_to_sql(const QDateTime& dateTime);
+QString date_to_sql(const QDate& date);
+
+QString implode(const QString& separator, const QList<QVariant>& items);
+QString implode(const QString& separator, const QStringList& items);
+
+// "1 h 2 m 5 s", "2 m 5 s" or "5 s", without padding.
+QString format_time(int seconds);
+
+} // namespace util

@@ -1,0 +1,22 @@
+#include "FakePrompter.h"
+
+bool FakePrompter::ask(const QString& title, const QString& text)
+{
+    calls.append({QStringLiteral("ask"), title, text});
+    return answers.isEmpty() ? false : answers.dequeue();
+}
+
+void FakePrompter::inform(const QString& title, const QString& text)
+{
+    calls.append({QStringLiteral("inform"), title, text});
+}
+
+void FakePrompter::warn(const QString& title, const QString& text)
+{
+    calls.append({QStringLiteral("warn"), title, text});
+}
+
+void FakePrompter::critical(const QString& title, const QString& text)
+{
+    calls.append({QStringLiteral("critical"), title, text});
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "app/Prompter.h"
+
+#include <QList>
+#include <QQueue>
+#include <QString>
+
+// Records every message a logic class would have shown and answers questions from a queue
+// (an empty queue answers no).
+class FakePrompter : public Prompter
+{
+public:
+    struct Call
+    {
+        QString kind; // "ask", "inform", "warn" or "critical"
+        QString title;
+        QString text;
+    };
+
+    bool ask(const QString& title, const QString& text) override;
+    void inform(const QString& title, const QString& text) override;
+    void warn(const QString& title, const QString& text) override;
+    void critical(const QString& title, const QString& text) override;
+
+    QQueue<bool> answers;
+    QList<Call> calls;
+};
