@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/Platform.h"
+
+#include <QHash>
+
+// A platform whose answers tests set directly.
+class FakePlatform : public Platform
+{
+public:
+    bool isSupported() const override { return supported; }
+    QString unsupportedReason() const override { return reason; }
+    ForegroundWindow foregroundWindow() override
+    {
+        ++probes;
+        return window;
+    }
+    int idleSeconds() override { return idle; }
+    QIcon iconForPath(const QString& path) override { return icons.value(path); }
+    void hideApplication() override { ++hides; }
+
+    void setWindow(const QString& name, const QString& path, const QString& title, qint64 pid = 1)
+    {
+        window = ForegroundWindow{name, path, title, pid, true};
+    }
+    void setNoWindow() { window = ForegroundWindow{}; }
+
+    bool supported = true;
+    QString reason;
+    ForegroundWindow window;
+    int idle = 0;
+    QHash<QString, QIcon> icons;
+    int probes = 0;
+    int hides = 0;
+};

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QIcon>
+#include <QString>
+
+#include <memory>
+
+// What the recorder needs to know about the desktop, behind one small interface so the recorder can
+// be tested with a fake and other desktops can be added beside X11.
+struct ForegroundWindow
+{
+    QString name;  // display name of the application in front ("" when unknown)
+    QString path;  // the application's identity: its .desktop file, else its executable
+    QString title; // title of its front window as the desktop reports it ("" when none)
+    qint64 pid = 0;
+    bool valid = false; // false when no application is in front or the desktop cannot be asked
+};
+
+class Platform
+{
+public:
+    virtual ~Platform() = default;
+
+    // False when this backend cannot observe the session (e.g. a Wayland session); `unsupportedReason`
+    // then says why, in words fit for the status bar.
+    virtual bool isSupported() const = 0;
+    virtual QString unsupportedReason() const { return QString(); }
+
+    // The application in front and its front window. Never blocks for long; errors are logged.
+    virtual ForegroundWindow foregroundWindow() = 0;
+    // Seconds since the user last touched keyboard or mouse; 0 when unknown.
+    virtual int idleSeconds() = 0;
+    // The icon of the application with this path; a null icon when none is known.
+    virtual QIcon iconForPath(const QString& path) = 0;
+    // Hides all of this program's own top-level windows (the tray icon stays).
+    virtual void hideApplication() = 0;
+};
+
+// Chooses the backend for the running session (X11 when Qt runs on xcb and the session is not
+// Wayland; an unsupported stand-in otherwise).
+std::unique_ptr<Platform> createPlatform();
