@@ -30,8 +30,8 @@ CommandLine CommandLine::parse(const QStringList& arguments, const QDate& today)
             if (i + 1 < args.size() && !args.at(i + 1).startsWith(QLatin1Char('-'))) {
                 result.reportDate = parseDate(args.at(++i));
                 if (!result.reportDate.isValid()) {
-                    result.error = QStringLiteral("--report expects a date written as yyyy-MM-dd, not \"%1\"")
-                                       .arg(args.at(i));
+                    result.error =
+                        QStringLiteral("--report expects a date written as yyyy-MM-dd, not \"%1\"").arg(args.at(i));
                 }
             }
         } else if (arg == QLatin1String("--format")) {

@@ -1,25 +1,5 @@
 #include "app/MainWindow.h"
 
-#include <QApplication>
-#include <QCalendarWidget>
-#include <QHeaderView>
-#include <QTreeView>
-#include <QCloseEvent>
-#include <QDebug>
-#include <QDesktopServices>
-#include <QDir>
-#include <QDockWidget>
-#include <QFileInfo>
-#include <QMenu>
-#include <QMessageBox>
-#include <QNetworkAccessManager>
-#include <QProgressBar>
-#include <QPushButton>
-#include <QSettings>
-#include <QStatusBar>
-#include <QTimer>
-#include <QUrl>
-
 #include "app/DataPaths.h"
 #include "app/MessageBoxPrompter.h"
 #include "app/Registry.h"
@@ -32,6 +12,26 @@
 #include "platform/Platform.h"
 #include "store/Database.h"
 #include "views/ClickableLabel.h"
+
+#include <QApplication>
+#include <QCalendarWidget>
+#include <QCloseEvent>
+#include <QDebug>
+#include <QDesktopServices>
+#include <QDir>
+#include <QDockWidget>
+#include <QFileInfo>
+#include <QHeaderView>
+#include <QMenu>
+#include <QMessageBox>
+#include <QNetworkAccessManager>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSettings>
+#include <QStatusBar>
+#include <QTimer>
+#include <QTreeView>
+#include <QUrl>
 
 #include <cstdlib>
 
@@ -129,7 +129,8 @@ void MainWindow::initSettings()
             qDebug() << folder << " created";
         } else {
             qDebug() << "could not create " + folder;
-            QMessageBox::critical(this, QStringLiteral("Error"), QStringLiteral("Could not create directory: ") + folder);
+            QMessageBox::critical(this, QStringLiteral("Error"),
+                                  QStringLiteral("Could not create directory: ") + folder);
             std::exit(-1);
         }
     }
@@ -231,8 +232,7 @@ void MainWindow::connectSignals()
     connect(ui.action_Help_Topics, &QAction::triggered, this, &MainWindow::on_action_Help_Topics_triggered);
     connect(ui.action_Settings, &QAction::triggered, this, &MainWindow::on_action_Settings_triggered);
     connect(ui.action_About_Verrin, &QAction::triggered, this, &MainWindow::on_action_About_Verrin_triggered);
-    connect(ui.actionCheck_for_Updates, &QAction::triggered, this,
-            &MainWindow::on_actionCheck_for_Updates_triggered);
+    connect(ui.actionCheck_for_Updates, &QAction::triggered, this, &MainWindow::on_actionCheck_for_Updates_triggered);
     connect(ui.btToday, &QPushButton::clicked, this, [this] { ui.calendar->setSelectedDate(QDate::currentDate()); });
     connect(ui.calendar, &QCalendarWidget::selectionChanged, this, [this] {
         const QDate date = ui.calendar->selectedDate();
@@ -282,8 +282,7 @@ bool MainWindow::trayUsable() const
 void MainWindow::applyQuitOnLastWindowClosed()
 {
     QApplication::setQuitOnLastWindowClosed(WindowPolicy::quitOnLastWindowClosed(
-        Registry::instance()->value(QStringLiteral("CloseToTray")).toBool(),
-        QSystemTrayIcon::isSystemTrayAvailable()));
+        Registry::instance()->value(QStringLiteral("CloseToTray")).toBool(), QSystemTrayIcon::isSystemTrayAvailable()));
 }
 
 void MainWindow::hideApplication()
@@ -303,8 +302,8 @@ void MainWindow::iconActivated(QSystemTrayIcon::ActivationReason reason)
     const TrayClick click = reason == QSystemTrayIcon::Trigger       ? TrayClick::Single
                             : reason == QSystemTrayIcon::DoubleClick ? TrayClick::Double
                                                                      : TrayClick::Other;
-    if (WindowPolicy::trayClickShowsWindow(click,
-                                           Registry::instance()->value(QStringLiteral("SingleClickTrayOpen")).toBool())) {
+    if (WindowPolicy::trayClickShowsWindow(
+            click, Registry::instance()->value(QStringLiteral("SingleClickTrayOpen")).toBool())) {
         onTrayMenuShow();
     }
 }
@@ -372,7 +371,8 @@ void MainWindow::on_actionCheck_for_Updates_triggered()
 
 void MainWindow::on_btnRecord_toggled(bool on)
 {
-    ui.btnRecord->setIcon(QIcon(on ? QStringLiteral(":/icons/res/pause.png") : QStringLiteral(":/icons/res/record.png")));
+    ui.btnRecord->setIcon(
+        QIcon(on ? QStringLiteral(":/icons/res/pause.png") : QStringLiteral(":/icons/res/record.png")));
     startStopRecording(on);
 }
 
@@ -408,9 +408,7 @@ void MainWindow::startStopRecording(bool on)
     }
 }
 
-void MainWindow::updateApps()
-{
-}
+void MainWindow::updateApps() {}
 
 void MainWindow::onSessionEnding()
 {

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "app/MainWindowForm.h"
+
 #include <QIcon>
 #include <QList>
 #include <QMainWindow>
 #include <QSystemTrayIcon>
 
 #include <memory>
-
-#include "app/MainWindowForm.h"
 
 class ClickableLabel;
 class Database;

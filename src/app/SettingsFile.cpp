@@ -107,8 +107,7 @@ void writeFirstRun(QSettings& settings, const EditableSettings& values)
 void readIntoRegistry(const QSettings& settings)
 {
     const QString url = settings.value(QStringLiteral("API/Url")).toString();
-    reg()[QStringLiteral("ApiBaseUrl")] =
-        url.trimmed().isEmpty() ? QString::fromLatin1(kDefaultApiBaseUrl) : url;
+    reg()[QStringLiteral("ApiBaseUrl")] = url.trimmed().isEmpty() ? QString::fromLatin1(kDefaultApiBaseUrl) : url;
     reg()[QStringLiteral("ApiKey")] = settings.value(QStringLiteral("API/ApiKey")).toString();
     reg()[QStringLiteral("Username")] = settings.value(QStringLiteral("API/Username")).toString();
     reg()[QStringLiteral("Password")] = decodePassword(settings.value(QStringLiteral("API/Password")).toString());
@@ -120,16 +119,14 @@ void readIntoRegistry(const QSettings& settings)
     reg()[QStringLiteral("IdleLimit")] = settings.value(QStringLiteral("Application/IdleLimit"), 5).toInt();
     reg()[QStringLiteral("IdleEnabled")] = settings.value(QStringLiteral("Application/IdleEnabled"), true).toBool();
     reg()[QStringLiteral("HideUnder")] = settings.value(QStringLiteral("Application/HideUnder"), 0).toInt();
-    reg()[QStringLiteral("GroupByHour")] =
-        settings.value(QStringLiteral("Application/GroupByHour"), false).toBool();
+    reg()[QStringLiteral("GroupByHour")] = settings.value(QStringLiteral("Application/GroupByHour"), false).toBool();
     reg()[QStringLiteral("ProxyEnabled")] = settings.value(QStringLiteral("Proxy/Enabled"), false).toBool();
     reg()[QStringLiteral("ProxyHost")] = settings.value(QStringLiteral("Proxy/Host")).toString();
     reg()[QStringLiteral("ProxyPort")] = settings.value(QStringLiteral("Proxy/Port")).toString();
     reg()[QStringLiteral("SslEnabled")] = settings.value(QStringLiteral("API/SslEnabled"), true).toBool();
-    reg()[QStringLiteral("RealApiBaseUrl")] = getApiBaseUrl(reg()[QStringLiteral("ApiBaseUrl")].toString(),
-                                                            reg()[QStringLiteral("SslEnabled")].toBool());
-    reg()[QStringLiteral("CloseToTray")] =
-        settings.value(QStringLiteral("Application/CloseToTray"), true).toBool();
+    reg()[QStringLiteral("RealApiBaseUrl")] =
+        getApiBaseUrl(reg()[QStringLiteral("ApiBaseUrl")].toString(), reg()[QStringLiteral("SslEnabled")].toBool());
+    reg()[QStringLiteral("CloseToTray")] = settings.value(QStringLiteral("Application/CloseToTray"), true).toBool();
     reg()[QStringLiteral("MinimizeToTray")] =
         settings.value(QStringLiteral("Application/MinimizeToTray"), false).toBool();
     reg()[QStringLiteral("SingleClickTrayOpen")] =
@@ -164,8 +161,7 @@ void writeBack(QSettings& settings, bool recordingStarted, const WindowLayout& l
     settings.setValue(QStringLiteral("Proxy/Port"), reg()[QStringLiteral("ProxyPort")].toString());
     settings.setValue(QStringLiteral("API/SslEnabled"), reg()[QStringLiteral("SslEnabled")].toBool());
     settings.setValue(QStringLiteral("Application/CloseToTray"), reg()[QStringLiteral("CloseToTray")].toBool());
-    settings.setValue(QStringLiteral("Application/MinimizeToTray"),
-                      reg()[QStringLiteral("MinimizeToTray")].toBool());
+    settings.setValue(QStringLiteral("Application/MinimizeToTray"), reg()[QStringLiteral("MinimizeToTray")].toBool());
     settings.setValue(QStringLiteral("Application/SingleClickTrayOpen"),
                       reg()[QStringLiteral("SingleClickTrayOpen")].toBool());
     settings.setValue(QStringLiteral("Extensions/AdobeEnabled"),

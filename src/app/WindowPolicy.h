@@ -4,10 +4,11 @@
 // can be checked for every combination of settings.
 namespace WindowPolicy {
 
-enum class CloseAction {
-    Close,                  // let the window close
-    HideApplication,        // hide all windows and keep running (and recording)
-    HideWindowThenClose,    // a close the program asked for itself
+enum class CloseAction
+{
+    Close,               // let the window close
+    HideApplication,     // hide all windows and keep running (and recording)
+    HideWindowThenClose, // a close the program asked for itself
 };
 
 // `trayUsable`: a tray icon is shown and the desktop has a tray to show it in. Without one, hiding
@@ -19,7 +20,12 @@ bool hideOnMinimize(bool nowMinimized, bool minimizeToTray, bool spontaneous, bo
 // Whether closing the last window ends the program.
 bool quitOnLastWindowClosed(bool closeToTray, bool trayUsable);
 
-enum class TrayClick { Single, Double, Other };
+enum class TrayClick
+{
+    Single,
+    Double,
+    Other
+};
 bool trayClickShowsWindow(TrayClick click, bool singleClickTrayOpen);
 
 // The tray animation: frames 0..frameCount-1, one step per tick, wrapping around.

@@ -1,8 +1,3 @@
-#include <QCoreApplication>
-#include <QNetworkAccessManager>
-#include <QTextStream>
-#include <QUrl>
-
 #include "app/CommandLine.h"
 #include "app/DataPaths.h"
 #include "app/DebugLog.h"
@@ -12,6 +7,11 @@
 #include "app/UnixSignalWatcher.h"
 #include "app/VerrinApp.h"
 #include "dialogs/UpdateChecker.h"
+
+#include <QCoreApplication>
+#include <QNetworkAccessManager>
+#include <QTextStream>
+#include <QUrl>
 
 namespace {
 QStringList rawArguments(int argc, char** argv)

@@ -1,11 +1,11 @@
 #include "dialogs/AboutDialog.h"
 
+#include "app/DataPaths.h"
+
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
-
-#include "app/DataPaths.h"
 
 AboutDialog::AboutDialog(QWidget* parent) : QDialog(parent)
 {
@@ -28,11 +28,13 @@ AboutDialog::AboutDialog(QWidget* parent) : QDialog(parent)
     product->setAlignment(Qt::AlignCenter);
     layout->addWidget(product);
 
-    auto* build = new QLabel(QStringLiteral("Built on %1 at %2").arg(QStringLiteral(__DATE__), QStringLiteral(__TIME__).left(5)));
+    auto* build =
+        new QLabel(QStringLiteral("Built on %1 at %2").arg(QStringLiteral(__DATE__), QStringLiteral(__TIME__).left(5)));
     build->setAlignment(Qt::AlignCenter);
     layout->addWidget(build);
 
-    auto* check = new QPushButton(QIcon(QStringLiteral(":/icons/res/sparkle.png")), QStringLiteral("Check for Updates..."));
+    auto* check =
+        new QPushButton(QIcon(QStringLiteral(":/icons/res/sparkle.png")), QStringLiteral("Check for Updates..."));
     check->setObjectName(QStringLiteral("btnCheckForUpdates"));
     connect(check, &QPushButton::clicked, this, &AboutDialog::on_btnCheckForUpdates_clicked);
     layout->addWidget(check, 0, Qt::AlignCenter);

@@ -177,8 +177,8 @@ void SettingsDialog::setValues(const EditableSettings& v)
 
 EditableSettings SettingsDialog::values() const
 {
-    return EditableSettings{idleEnabled,  idleLimit,  username,    password,       proxyEnabled,       proxyHost,
-                            proxyPort,    sslEnabled, closeToTray, minimizeToTray, singleClickTrayOpen};
+    return EditableSettings{idleEnabled, idleLimit,  username,    password,       proxyEnabled,       proxyHost,
+                            proxyPort,   sslEnabled, closeToTray, minimizeToTray, singleClickTrayOpen};
 }
 
 void SettingsDialog::on_checkAwayEnabled_toggled(bool on)

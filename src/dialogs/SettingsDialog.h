@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QDialog>
-
 #include "app/SettingsFile.h"
+
+#include <QDialog>
 
 class QCheckBox;
 class QDialogButtonBox;

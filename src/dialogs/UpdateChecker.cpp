@@ -1,12 +1,12 @@
 #include "dialogs/UpdateChecker.h"
 
+#include "app/SettingsFile.h"
+
 #include <QDebug>
 #include <QDomDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-
-#include "app/SettingsFile.h"
 
 namespace {
 const QString kSparkleNs = QStringLiteral("http://www.andymatuschak.org/xml-namespaces/sparkle");

@@ -11,12 +11,17 @@ class QNetworkReply;
 // What an update feed says about the newest release.
 struct UpdateInfo
 {
-    enum class Status { UpToDate, UpdateAvailable, Failed };
+    enum class Status
+    {
+        UpToDate,
+        UpdateAvailable,
+        Failed
+    };
     Status status = Status::Failed;
-    QString version;        // newest version the feed offers
-    QUrl releaseNotes;      // page describing it (may be empty)
-    QUrl download;          // where to get it (may be empty)
-    QString error;          // why the check failed, for the log and the interactive box
+    QString version;   // newest version the feed offers
+    QUrl releaseNotes; // page describing it (may be empty)
+    QUrl download;     // where to get it (may be empty)
+    QString error;     // why the check failed, for the log and the interactive box
 };
 
 // Reads an appcast feed (RSS items carrying a version, a release-notes link and a download link)

@@ -15,9 +15,9 @@ QString UpdatePresenter::message(const UpdateInfo& info, bool interactive, const
         QString text = QStringLiteral("<p>VerrinPlus %1 is available; you have %2.</p>")
                            .arg(info.version.toHtmlEscaped(), currentVersion.toHtmlEscaped());
         if (!info.releaseNotes.isEmpty()) {
-            text += QStringLiteral("<p><a href=\"%1\">What is new in %2</a></p>")
-                        .arg(info.releaseNotes.toString(QUrl::FullyEncoded).toHtmlEscaped(),
-                             info.version.toHtmlEscaped());
+            text +=
+                QStringLiteral("<p><a href=\"%1\">What is new in %2</a></p>")
+                    .arg(info.releaseNotes.toString(QUrl::FullyEncoded).toHtmlEscaped(), info.version.toHtmlEscaped());
         }
         if (!info.download.isEmpty()) {
             text += QStringLiteral("<p><a href=\"%1\">Download VerrinPlus %2</a></p>")
@@ -31,9 +31,9 @@ QString UpdatePresenter::message(const UpdateInfo& info, bool interactive, const
                                  .arg(currentVersion.toHtmlEscaped())
                            : QString();
     case UpdateInfo::Status::Failed:
-        return interactive ? QStringLiteral("<p>Could not check for updates.</p><p>%1</p>")
-                                 .arg(info.error.toHtmlEscaped())
-                           : QString();
+        return interactive
+                   ? QStringLiteral("<p>Could not check for updates.</p><p>%1</p>").arg(info.error.toHtmlEscaped())
+                   : QString();
     }
     return QString();
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QObject>
-
 #include "dialogs/UpdateChecker.h"
+
+#include <QObject>
 
 class QWidget;
 
