@@ -48,6 +48,9 @@ int main(int argc, char** argv)
         DebugLog::install(DataPaths::debugLogFile());
     }
 
+    // Watch for termination before anything else is visible from outside, so a signal that comes
+    // early still ends the program in order once the event loop runs.
+    UnixSignalWatcher signalWatcher;
     SingleInstance instance(DataPaths::dataFolder());
     if (!instance.claim()) {
         return 0;
@@ -57,7 +60,6 @@ int main(int argc, char** argv)
     {
         MainWindow window;
         QObject::connect(&instance, &SingleInstance::activationRequested, &window, &MainWindow::onTrayMenuShow);
-        UnixSignalWatcher signalWatcher;
         QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, &window,
                          &MainWindow::on_actionExit_triggered);
         window.setVisible(true);
