@@ -55,6 +55,7 @@ void UnixSignalWatcher::readSignal()
     unsigned char byte = 0;
     while (::read(signalPipe[1], &byte, 1) == 1) {
         qDebug() << "Received signal" << int(byte) << "- shutting down";
+        pending = true;
         emit terminationRequested(int(byte));
     }
 }

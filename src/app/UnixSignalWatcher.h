@@ -13,6 +13,9 @@ public:
     explicit UnixSignalWatcher(QObject* parent = nullptr);
     ~UnixSignalWatcher() override;
 
+    // True once a signal came in, even if nothing was connected yet to hear it.
+    bool terminationPending() const { return pending; }
+
 signals:
     void terminationRequested(int signalNumber);
 
@@ -21,4 +24,5 @@ private:
     void readSignal();
 
     QSocketNotifier* notifier = nullptr;
+    bool pending = false;
 };

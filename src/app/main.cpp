@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QNetworkAccessManager>
 #include <QTextStream>
+#include <QTimer>
 #include <QUrl>
 
 namespace {
@@ -63,6 +64,9 @@ int main(int argc, char** argv)
         QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, &window,
                          &MainWindow::on_actionExit_triggered);
         window.setVisible(true);
+        if (signalWatcher.terminationPending()) {
+            QTimer::singleShot(0, &window, &MainWindow::on_actionExit_triggered);
+        }
 
         const QUrl feed = updateFeedUrl();
         if (feed.isValid() && !feed.isEmpty()) {
