@@ -44,7 +44,7 @@ QTreeView* treeView(const char* name)
 void MainWindowForm::setupUi(QMainWindow* window)
 {
     window->setObjectName(QStringLiteral("MainWindow"));
-    window->resize(1100, 720);
+    window->resize(1180, 740);
     buildActions(window);
     buildMenus(window);
     buildCentral(window);
@@ -132,7 +132,7 @@ void MainWindowForm::buildCentral(QMainWindow* window)
     btToday = named(new QPushButton, "btToday");
     editFilter = named(new QLineEdit, "editFilter");
     editFilter->setClearButtonEnabled(true);
-    editFilter->setMinimumWidth(180);
+    editFilter->setMinimumWidth(120);
     checkGroupByHour = named(new QCheckBox, "checkGroupByHour");
     labelHideUnder = named(new QLabel, "labelHideUnder");
     cbHideUnder = named(new QComboBox, "cbHideUnder");
@@ -178,7 +178,7 @@ void MainWindowForm::buildPanels()
     left->addStretch();
 
     projectsPanel = named(new QWidget, "projectsPanel");
-    projectsPanel->setMinimumWidth(240);
+    projectsPanel->setMinimumWidth(200);
     auto* right = new QVBoxLayout(projectsPanel);
     right->setContentsMargins(0, 6, 6, 6);
     auto* filterRow = new QHBoxLayout;
