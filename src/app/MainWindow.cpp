@@ -10,7 +10,9 @@
 #include "dialogs/UpdateChecker.h"
 #include "dialogs/UpdatePresenter.h"
 #include "platform/Platform.h"
+#include "store/CalendarMarks.h"
 #include "store/Database.h"
+#include "views/CalendarWidget.h"
 #include "views/ClickableLabel.h"
 
 #include <QApplication>
@@ -239,6 +241,7 @@ void MainWindow::connectSignals()
         ui.labelHeaderDate->setText(QLocale::system().toString(date, QLocale::LongFormat));
         ui.btToday->setVisible(date != QDate::currentDate());
     });
+    connect(ui.calendar, &QCalendarWidget::currentPageChanged, this, &MainWindow::initCalendarDaysWithEntries);
     if (qApp) {
         connect(qApp, &QGuiApplication::commitDataRequest, this, &MainWindow::onSessionEnding);
     }
@@ -246,6 +249,7 @@ void MainWindow::connectSignals()
 
 void MainWindow::onInitialUpdate()
 {
+    initCalendarDaysWithEntries();
     ui.statusBar->showMessage(QStringLiteral("Loading entries..."));
     ui.statusBar->showMessage(QStringLiteral("Loading linked entries..."));
     ui.statusBar->showMessage(QStringLiteral("Initializing network..."));
@@ -254,6 +258,15 @@ void MainWindow::onInitialUpdate()
         return;
     }
     ui.statusBar->showMessage(QStringLiteral("Ready"));
+}
+
+void MainWindow::initCalendarDaysWithEntries()
+{
+    // The calendar shows six weeks around the month on its page.
+    const QDate first(ui.calendar->yearShown(), ui.calendar->monthShown(), 1);
+    const QStringList ignored = Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList();
+    ui.calendar->markDates(
+        CalendarMarks::datesWithUnlinkedTime(ignored, first.addDays(-7), first.addMonths(1).addDays(14)));
 }
 
 void MainWindow::setUpdateChecker(UpdateChecker* checker)

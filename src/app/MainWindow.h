@@ -61,6 +61,8 @@ public slots:
     void updateApps();
     // The desktop session is ending: save everything as on Exit.
     void onSessionEnding();
+    // Marks the days with unlinked time in the months the calendar shows.
+    void initCalendarDaysWithEntries();
 
 protected:
     void changeEvent(QEvent* event) override;

@@ -1,5 +1,8 @@
 #include "app/MainWindowForm.h"
 
+#include "views/CalendarWidget.h"
+#include "views/LineEdit.h"
+
 #include <QAction>
 #include <QCalendarWidget>
 #include <QCheckBox>
@@ -130,8 +133,7 @@ void MainWindowForm::buildCentral(QMainWindow* window)
     headerFont.setBold(true);
     labelHeaderDate->setFont(headerFont);
     btToday = named(new QPushButton, "btToday");
-    editFilter = named(new QLineEdit, "editFilter");
-    editFilter->setClearButtonEnabled(true);
+    editFilter = named(new LineEdit, "editFilter");
     editFilter->setMinimumWidth(120);
     checkGroupByHour = named(new QCheckBox, "checkGroupByHour");
     labelHideUnder = named(new QLabel, "labelHideUnder");
@@ -171,7 +173,7 @@ void MainWindowForm::buildPanels()
     leftPanel = named(new QWidget, "leftPanel");
     auto* left = new QVBoxLayout(leftPanel);
     left->setContentsMargins(6, 6, 0, 6);
-    calendar = named(new QCalendarWidget, "calendar");
+    calendar = named(new CalendarWidget, "calendar");
     calendar->setVerticalHeaderFormat(QCalendarWidget::NoVerticalHeader);
     calendar->setGridVisible(false);
     left->addWidget(calendar);
@@ -182,8 +184,7 @@ void MainWindowForm::buildPanels()
     auto* right = new QVBoxLayout(projectsPanel);
     right->setContentsMargins(0, 6, 6, 6);
     auto* filterRow = new QHBoxLayout;
-    editFilterProjects = named(new QLineEdit, "editFilterProjects");
-    editFilterProjects->setClearButtonEnabled(true);
+    editFilterProjects = named(new LineEdit, "editFilterProjects");
     btnSyncFilters = named(new QToolButton, "btnSyncFilters");
     btnSyncFilters->setCheckable(true);
     btnSyncFilters->setIcon(QIcon(QStringLiteral(":/icons/res/link.png")));

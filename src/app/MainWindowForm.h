@@ -3,7 +3,8 @@
 #include <QCoreApplication>
 
 class QAction;
-class QCalendarWidget;
+class CalendarWidget;
+class LineEdit;
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -55,7 +56,7 @@ public:
     QWidget* headerBar = nullptr;
     QLabel* labelHeaderDate = nullptr;
     QPushButton* btToday = nullptr;
-    QLineEdit* editFilter = nullptr;
+    LineEdit* editFilter = nullptr;
     QCheckBox* checkGroupByHour = nullptr;
     QLabel* labelHideUnder = nullptr;
     QComboBox* cbHideUnder = nullptr;
@@ -65,10 +66,10 @@ public:
     QLabel* labelTotalTime = nullptr;
 
     QWidget* leftPanel = nullptr;
-    QCalendarWidget* calendar = nullptr;
+    CalendarWidget* calendar = nullptr;
 
     QWidget* projectsPanel = nullptr;
-    QLineEdit* editFilterProjects = nullptr;
+    LineEdit* editFilterProjects = nullptr;
     QToolButton* btnSyncFilters = nullptr;
     QTreeView* projects = nullptr;
 

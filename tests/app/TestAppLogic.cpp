@@ -76,13 +76,11 @@ private slots:
         QTest::newRow("report today") << QStringList{"--report"} << M::Report << false << false;
         QTest::newRow("report date") << QStringList{"--report", "2026-02-28"} << M::Report << false << false;
         QTest::newRow("report bad date") << QStringList{"--report", "2026-02-30"} << M::Report << false << true;
-        QTest::newRow("report bad format") << QStringList{"--report", "--format", "xml"} << M::Report << false
-                                           << true;
-        QTest::newRow("rules one day") << QStringList{"--apply-rules", "2026-01-01"} << M::ApplyRules << false
-                                       << false;
+        QTest::newRow("report bad format") << QStringList{"--report", "--format", "xml"} << M::Report << false << true;
+        QTest::newRow("rules one day") << QStringList{"--apply-rules", "2026-01-01"} << M::ApplyRules << false << false;
         QTest::newRow("rules no date") << QStringList{"--apply-rules"} << M::ApplyRules << false << true;
-        QTest::newRow("rules backwards") << QStringList{"--apply-rules", "2026-02-01", "2026-01-01"}
-                                         << M::ApplyRules << false << true;
+        QTest::newRow("rules backwards") << QStringList{"--apply-rules", "2026-02-01", "2026-01-01"} << M::ApplyRules
+                                         << false << true;
     }
 
     void commandLine()

@@ -1,9 +1,8 @@
+#include "ModalDialogHelper.h"
+#include "TempDataFolder.h"
 #include "app/DataPaths.h"
 #include "app/MainWindow.h"
 #include "app/Registry.h"
-
-#include "ModalDialogHelper.h"
-#include "TempDataFolder.h"
 
 #include <QCheckBox>
 #include <QDialog>
@@ -66,7 +65,8 @@ private slots:
         {
             MainWindow window;
             QVERIFY(dialogSeen);
-            QCOMPARE(Registry::instance()->value(QStringLiteral("Username")).toString(), QStringLiteral("ann@example.com"));
+            QCOMPARE(Registry::instance()->value(QStringLiteral("Username")).toString(),
+                     QStringLiteral("ann@example.com"));
             QSqlQuery tables(QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name IN "
                                             "('entries','applications','settings','rules','rules_apps')"));
             QVERIFY(tables.next());
@@ -94,10 +94,10 @@ private slots:
         writeIni(false);
         MainWindow window;
         QCOMPARE(window.windowTitle(), QStringLiteral("Verrin Plus"));
-        for (const char* name : {"btnRecord", "calendar", "btToday", "editFilter", "checkGroupByHour", "cbHideUnder",
-                                 "appList", "linkedEntries", "labelTotalTime", "labelTotalLinkedTime", "btnApplyRules",
-                                 "btnSyncFilters", "editFilterProjects", "projects", "headerBar", "statusBar",
-                                 "progressBar"}) {
+        for (const char* name :
+             {"btnRecord", "calendar", "btToday", "editFilter", "checkGroupByHour", "cbHideUnder", "appList",
+              "linkedEntries", "labelTotalTime", "labelTotalLinkedTime", "btnApplyRules", "btnSyncFilters",
+              "editFilterProjects", "projects", "headerBar", "statusBar", "progressBar"}) {
             QVERIFY2(window.findChild<QWidget*>(QLatin1String(name)), name);
         }
         auto* exit = window.findChild<QAction*>(QStringLiteral("actionExit"));

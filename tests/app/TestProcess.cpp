@@ -1,6 +1,5 @@
-#include "app/SingleInstance.h"
-
 #include "TempDataFolder.h"
+#include "app/SingleInstance.h"
 
 #include <QDir>
 #include <QProcess>
@@ -37,7 +36,9 @@ private:
 
     static bool lockTaken(const TempDataFolder& data)
     {
-        return !QDir(data.path() + QStringLiteral("/runtime")).entryList({QStringLiteral("verrinplus-*.lock")}).isEmpty();
+        return !QDir(data.path() + QStringLiteral("/runtime"))
+                    .entryList({QStringLiteral("verrinplus-*.lock")})
+                    .isEmpty();
     }
 
 private slots:
@@ -101,8 +102,10 @@ private slots:
     {
         QTest::addColumn<QString>("option");
         QTest::addColumn<QString>("output");
-        QTest::newRow("version") << "--version" << "VerrinPlus " VERRIN_VERSION;
-        QTest::newRow("help") << "--help" << "Usage: verrinplus";
+        QTest::newRow("version") << "--version"
+                                 << "VerrinPlus " VERRIN_VERSION;
+        QTest::newRow("help") << "--help"
+                              << "Usage: verrinplus";
     }
 
     void headlessOptionsNeedNoDisplay()

@@ -68,7 +68,8 @@ private slots:
                                            << "http://h.test/service/";
         QTest::newRow("http stays") << "http://127.0.0.1:8080/service/" << false << "http://127.0.0.1:8080/service/"
                                     << "http://127.0.0.1:8080/service/";
-        QTest::newRow("blanks win") << "   " << true << "   " << "   ";
+        QTest::newRow("blanks win") << "   " << true << "   "
+                                    << "   ";
     }
 
     void storedAddressIsTakenRaw()
@@ -144,7 +145,8 @@ private slots:
         Registry::drop();
         QSettings settings(iniPath(), QSettings::IniFormat);
         SettingsFile::readIntoRegistry(settings);
-        QCOMPARE(reg("IgnoredApps").toStringList(), (QStringList{QStringLiteral("/usr/bin/a b"), QStringLiteral("/x,y")}));
+        QCOMPARE(reg("IgnoredApps").toStringList(),
+                 (QStringList{QStringLiteral("/usr/bin/a b"), QStringLiteral("/x,y")}));
         QCOMPARE(reg("IdleLimit").toInt(), 9);
         QCOMPARE(reg("IdleEnabled").toBool(), false);
         QCOMPARE(reg("HideUnder").toInt(), 60);

@@ -1,8 +1,7 @@
+#include "TempDataFolder.h"
 #include "app/DataPaths.h"
 #include "dialogs/AboutDialog.h"
 #include "dialogs/SettingsDialog.h"
-
-#include "TempDataFolder.h"
 
 #include <QCheckBox>
 #include <QLabel>

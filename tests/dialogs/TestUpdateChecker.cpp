@@ -1,7 +1,6 @@
+#include "StaticHttpServer.h"
 #include "dialogs/UpdateChecker.h"
 #include "dialogs/UpdatePresenter.h"
-
-#include "StaticHttpServer.h"
 
 #include <QNetworkAccessManager>
 #include <QSignalSpy>
@@ -14,14 +13,18 @@ QByteArray feed(const QList<QByteArray>& versions)
 {
     QByteArray items;
     for (const QByteArray& v : versions) {
-        items += "<item><title>Version " + v + "</title>"
-                 "<sparkle:releaseNotesLink>https://example.test/notes/" + v + ".html</sparkle:releaseNotesLink>"
-                 "<enclosure url=\"https://example.test/VerrinPlus-" + v + ".tar.gz\" sparkle:version=\"" + v +
-                 "\" type=\"application/octet-stream\"/></item>";
+        items += "<item><title>Version " + v +
+                 "</title>"
+                 "<sparkle:releaseNotesLink>https://example.test/notes/" +
+                 v +
+                 ".html</sparkle:releaseNotesLink>"
+                 "<enclosure url=\"https://example.test/VerrinPlus-" +
+                 v + ".tar.gz\" sparkle:version=\"" + v + "\" type=\"application/octet-stream\"/></item>";
     }
     return "<?xml version=\"1.0\" encoding=\"utf-8\"?>"
            "<rss version=\"2.0\" xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\">"
-           "<channel><title>VerrinPlus</title>" + items + "</channel></rss>";
+           "<channel><title>VerrinPlus</title>" +
+           items + "</channel></rss>";
 }
 } // namespace
 
@@ -41,10 +44,11 @@ private slots:
         QTest::newRow("older") << feed({"1.0.9"}) << S::UpToDate << "1.0.9";
         // 1.0.10 is newer than 1.0.9: versions compare as numbers, not as text.
         QTest::newRow("newest of several") << feed({"1.0.9", "1.2.0", "1.0.11"}) << S::UpdateAvailable << "1.2.0";
-        QTest::newRow("element version") << QByteArray(
-            "<rss xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\"><channel><item>"
-            "<sparkle:version>2.0</sparkle:version><link>https://example.test/dl</link></item></channel></rss>")
-                                         << S::UpdateAvailable << "2.0";
+        QTest::newRow("element version")
+            << QByteArray(
+                   "<rss xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\"><channel><item>"
+                   "<sparkle:version>2.0</sparkle:version><link>https://example.test/dl</link></item></channel></rss>")
+            << S::UpdateAvailable << "2.0";
         QTest::newRow("not xml") << QByteArray("<html><body>502 Bad Gateway") << S::Failed << "";
         QTest::newRow("no items") << feed({}) << S::Failed << "";
         QTest::newRow("version garbage") << feed({"banana"}) << S::Failed << "";

@@ -95,7 +95,8 @@ void TestStore::extractWords_data()
     QTest::newRow("unclosed quote") << "\"big dog cat" << QStringList{"big", "dog", "cat"};
     QTest::newRow("quote inside a word") << "it's \"x" << QStringList{"it's", "x"};
     QTest::newRow("sql quote kept") << "O'Brien" << QStringList{"O'Brien"};
-    QTest::newRow("unicode") << QStringLiteral("Größe 東京") << QStringList{QStringLiteral("Größe"), QStringLiteral("東京")};
+    QTest::newRow("unicode") << QStringLiteral("Größe 東京")
+                             << QStringList{QStringLiteral("Größe"), QStringLiteral("東京")};
 }
 
 void TestStore::extractWords()
