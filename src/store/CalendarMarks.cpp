@@ -1,10 +1,10 @@
 #include "store/CalendarMarks.h"
 
+#include "store/util.h"
+
 #include <QDebug>
 #include <QSqlError>
 #include <QSqlQuery>
-
-#include "store/util.h"
 
 namespace CalendarMarks {
 

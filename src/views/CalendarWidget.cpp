@@ -3,9 +3,7 @@
 #include <QPainter>
 #include <QTextCharFormat>
 
-CalendarWidget::CalendarWidget(QWidget* parent) : QCalendarWidget(parent), currentDate(QDate::currentDate())
-{
-}
+CalendarWidget::CalendarWidget(QWidget* parent) : QCalendarWidget(parent), currentDate(QDate::currentDate()) {}
 
 void CalendarWidget::setCurrentDate(const QDate& date)
 {
