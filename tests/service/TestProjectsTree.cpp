@@ -229,7 +229,6 @@ private slots:
 
     void projectWithoutListsOffersNoAddTask()
     {
-        QString error;
         ProjectsCatalogue::storeXml(QStringLiteral("<rsp status=\"ok\"><projects><project id=\"5\" name=\"Bare\">"
                                                    "<client name=\"C\"/></project></projects></rsp>"));
         tree->applyFilter(QString());
@@ -280,16 +279,6 @@ private slots:
         QVERIFY(task.isOpen());
     }
 
-    void completeIgnoresNonTasks()
-    {
-        QSignalSpy spy(tree.get(), &ProjectsTree::signalCompleteTask);
-        tree->setCurrentItem(tree->locateTaskList(101, 201));
-        prompter.answers.enqueue(true);
-        tree->onMenuComplete();
-        QVERIFY(prompter.calls.isEmpty());
-        QCOMPARE(spy.size(), 0);
-    }
-
     void addTaskAsksThenShowsTheNewTask()
     {
         QSignalSpy spy(tree.get(), &ProjectsTree::signalAddTask);
@@ -321,15 +310,6 @@ private slots:
         QVERIFY(tree->locateTask(101, 202, 400));
     }
 
-    void cancelledAddTaskSendsNothing()
-    {
-        QSignalSpy spy(tree.get(), &ProjectsTree::signalAddTask);
-        tree->setCurrentItem(tree->locateProject(101));
-        onNextModal([](QWidget* dialog) { static_cast<QDialog*>(dialog)->reject(); });
-        tree->onMenuAddTask();
-        QCOMPARE(spy.size(), 0);
-    }
-
     void addTaskListAsksThenShowsTheNewList()
     {
         QSignalSpy spy(tree.get(), &ProjectsTree::signalAddTaskList);
@@ -358,13 +338,6 @@ private slots:
         tree->taskAdded(101, 201, 401, QStringLiteral("Favicon"), QString(), true);
         QVERIFY(tree->locateTask(101, 201, 401));
         QCOMPARE(tree->locateClient(QStringLiteral("Acme Corp"))->childCount(), 1);
-    }
-
-    void clearTreeEmptiesTheView()
-    {
-        tree->clearTree();
-        QCOMPARE(tree->topLevelItemCount(), 0);
-        QVERIFY(tree->currentCatalogue().projects.isEmpty());
     }
 };
 

@@ -114,17 +114,6 @@ private slots:
         QCOMPARE(listDialog.projectId, 101);
     }
 
-    void refusedCatalogueLeavesCombosEmpty()
-    {
-        AddTaskDialog dialog;
-        dialog.populateData(QStringLiteral("<rsp status=\"error\"/>"));
-        QCOMPARE(child<QComboBox>(&dialog, "cbProjects")->count(), 0);
-        QCOMPARE(child<QComboBox>(&dialog, "cbTaskLists")->count(), 0);
-        AddTaskListDialog listDialog;
-        listDialog.populateData(QStringLiteral("<rsp status=\"ok\"><projects><project"));
-        QCOMPARE(child<QComboBox>(&listDialog, "cbProjects")->count(), 0);
-    }
-
     void nameIsSuggestedOnShow_data()
     {
         QTest::addColumn<QString>("which");
