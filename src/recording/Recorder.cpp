@@ -1,0 +1,213 @@
+#include "recording/Recorder.h"
+
+#include "app/Clock.h"
+#include "app/Registry.h"
+#include "platform/Platform.h"
+#include "recording/AppIcons.h"
+#include "store/util.h"
+
+#include <QDebug>
+
+namespace {
+QVariant setting(const QString& key, const QVariant& fallback)
+{
+    const Registry* registry = Registry::instance();
+    return registry->contains(key) ? registry->value(key) : fallback;
+}
+} // namespace
+
+Recorder::Recorder(Platform* platform, Clock* clock, QObject* parent)
+    : QObject(parent), platform(platform), clock(clock), foreground(platform)
+{
+}
+
+void Recorder::start()
+{
+    if (recording) {
+        return;
+    }
+    recording = true;
+    current = AppStruct();
+    openEntryId = 0;
+    openAppId = 0;
+    if (!platform->isSupported()) {
+        reportUnsupported();
+        emit statusMessage(platform->unsupportedReason());
+    }
+    emit recordingChanged(true);
+}
+
+void Recorder::stop()
+{
+    if (!recording) {
+        return;
+    }
+    if (!current.path.isEmpty()) {
+        finishStretch(tickTime());
+    }
+    current = AppStruct();
+    recording = false;
+    emit recordingChanged(false);
+}
+
+void Recorder::startStopRecording(bool on)
+{
+    if (on) {
+        start();
+    } else {
+        stop();
+    }
+}
+
+void Recorder::flush()
+{
+    if (!recording || current.path.isEmpty()) {
+        return;
+    }
+    const QDateTime now = tickTime();
+    if (now > currentStartTime || openEntryId != 0) {
+        persist(qMax(now, currentStartTime));
+    }
+}
+
+QDateTime Recorder::tickTime() const
+{
+    // Rows are stored to the second; dropping the milliseconds here keeps an end and the next start equal.
+    const QDateTime now = clock->now();
+    return now.addMSecs(-now.time().msec());
+}
+
+void Recorder::updateApps()
+{
+    if (!recording) {
+        return;
+    }
+    if (!platform->isSupported()) {
+        reportUnsupported();
+        return;
+    }
+    bool valid = false;
+    AppStruct app = foreground.getForegroundApp(&valid);
+    const QDateTime tickNow = tickTime();
+    QDateTime now = tickNow;
+
+    if (setting(QStringLiteral("IdleEnabled"), true).toBool()) {
+        valid = applyIdle(app, now, tickNow) || valid;
+    }
+    if (!valid) {
+        checkpointIfDue(tickNow);
+        return;
+    }
+    if (current.path.isEmpty()) {
+        open(app, tickNow);
+        return;
+    }
+    if (app.sameStretchAs(current)) {
+        checkpointIfDue(tickNow);
+        return;
+    }
+    const QDateTime end = qMax(now, currentStartTime);
+    finishStretch(end);
+    open(app, end);
+}
+
+// Returns true when the idle logic replaced the sample (entering or staying away).
+bool Recorder::applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNow)
+{
+    const int limit = setting(QStringLiteral("IdleLimit"), 5).toInt() * 60;
+    const int idleSeconds = platform->idleSeconds();
+    if (idleSeconds >= limit) {
+        if (!idle) {
+            idle = true;
+            qDebug() << "Entered IDLE";
+            app = util::idle_app();
+            now = tickNow.addSecs(-limit);
+            // The stretch in progress may have begun after the last input (a title that changed by
+            // itself); the away stretch then starts with it, never before it.
+            if (!current.path.isEmpty() && now < currentStartTime) {
+                now = currentStartTime;
+            }
+            awayStart = current.path.isEmpty() ? tickNow : now;
+            return true;
+        }
+        if (current.path.isEmpty()) {
+            // Recording resumed while still away: the away stretch starts now.
+            app = util::idle_app();
+            awayStart = tickNow;
+        } else {
+            app = current;
+        }
+        return true;
+    }
+    if (idle) {
+        idle = false;
+        qDebug() << "out of idle";
+        const QDateTime from = awayStart.isValid() ? awayStart : tickNow;
+        const QString text = QStringLiteral("Duration: ") + util::format_time(int(from.secsTo(tickNow))) +
+                             QStringLiteral("\nInactivity period: ") + from.toString(QStringLiteral("hh:mm:ss")) +
+                             QStringLiteral(" - ") + tickNow.toString(QStringLiteral("hh:mm:ss"));
+        emit awayTimeDetected(QStringLiteral("Away time detected"), text);
+    }
+    return false;
+}
+
+void Recorder::open(const AppStruct& app, const QDateTime& at)
+{
+    current = app;
+    currentStartTime = at;
+    lastPersisted = at;
+    openEntryId = 0;
+    openAppId = 0;
+}
+
+void Recorder::finishStretch(QDateTime end)
+{
+    if (end < currentStartTime) {
+        // The wall clock went back (a time-zone or clock correction): close the stretch empty.
+        end = currentStartTime;
+    }
+    if (openEntryId == 0 && end == currentStartTime) {
+        // Nothing to store: two ticks within one second, or an away stretch that took it all.
+        return;
+    }
+    QPair<int, int> ids;
+    if (openEntryId != 0) {
+        writer.updateDbEntryEnd(openEntryId, end);
+        ids = qMakePair(openAppId, openEntryId);
+    } else {
+        ids = writer.addDbTime(currentStartTime, end, current);
+    }
+    openEntryId = 0;
+    openAppId = 0;
+    emit entryWritten(currentStartTime, end, current, ids.first, ids.second);
+}
+
+void Recorder::checkpointIfDue(const QDateTime& now)
+{
+    if (current.path.isEmpty() || lastPersisted.secsTo(now) < kCheckpointSeconds) {
+        return;
+    }
+    persist(now);
+}
+
+void Recorder::persist(const QDateTime& end)
+{
+    // Whatever the outcome, wait a full interval before trying again: a tick must stay cheap even when
+    // the database is failing.
+    lastPersisted = end;
+    if (openEntryId != 0) {
+        writer.updateDbEntryEnd(openEntryId, end);
+        return;
+    }
+    const QPair<int, int> ids = writer.addDbTime(currentStartTime, end, current);
+    openAppId = ids.first;
+    openEntryId = ids.second;
+}
+
+void Recorder::reportUnsupported()
+{
+    if (!unsupportedLogged) {
+        unsupportedLogged = true;
+        qWarning() << "Recording disabled:" << platform->unsupportedReason();
+    }
+}
