@@ -72,6 +72,18 @@ bool EntryWriter::updateDbEntryEnd(int entryId, const QDateTime& end) const
     return true;
 }
 
+bool EntryWriter::removeDbEntry(int entryId) const
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("DELETE FROM entries WHERE id = :id "));
+    query.bindValue(QStringLiteral(":id"), entryId);
+    if (!query.exec()) {
+        qDebug() << "delete entry db error: " << query.lastError().text();
+        return false;
+    }
+    return true;
+}
+
 int EntryWriter::idleAppId()
 {
     QSqlQuery query;

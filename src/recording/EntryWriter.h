@@ -21,6 +21,8 @@ public:
     QPair<int, int> addDbTime(const QDateTime& start, const QDateTime& end, const AppStruct& app) const;
     // Moves the end of a stretch already stored (the open stretch grows at each checkpoint).
     bool updateDbEntryEnd(int entryId, const QDateTime& end) const;
+    // Removes a stored stretch that turned out empty.
+    bool removeDbEntry(int entryId) const;
 
     // The away-time pseudo-application's id, or 0 when no away time was ever stored.
     static int idleAppId();

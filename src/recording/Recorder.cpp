@@ -166,8 +166,14 @@ void Recorder::finishStretch(QDateTime end)
         // The wall clock went back (a time-zone or clock correction): close the stretch empty.
         end = currentStartTime;
     }
-    if (openEntryId == 0 && end == currentStartTime) {
-        // Nothing to store: two ticks within one second, or an away stretch that took it all.
+    if (end == currentStartTime) {
+        // Nothing to store: two ticks within one second, or an away stretch that took it all. A row a
+        // checkpoint stored for it goes again rather than showing as an empty entry.
+        if (openEntryId != 0) {
+            writer.removeDbEntry(openEntryId);
+            openEntryId = 0;
+            openAppId = 0;
+        }
         return;
     }
     QPair<int, int> ids;
