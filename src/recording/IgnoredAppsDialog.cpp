@@ -48,7 +48,7 @@ IgnoredAppsDialog::IgnoredAppsDialog(QWidget* parent, Prompter* prompter) : QDia
     connect(btRemove, &QPushButton::clicked, this, &IgnoredAppsDialog::on_btRemove_clicked);
 
     for (const QString& path : ExcludedApps::list()) {
-        qDebug() << path;
+        qDebug().noquote() << path;
         addItem(path);
     }
 }
@@ -71,7 +71,7 @@ void IgnoredAppsDialog::on_btAdd_clicked()
 bool IgnoredAppsDialog::addPath(const QString& answer)
 {
     const QString path = answer.trimmed();
-    qDebug() << "entered: " + path;
+    qDebug().noquote() << QStringLiteral("entered: ") + path;
     QStringList listed;
     for (int i = 0; i < ignoredApps->topLevelItemCount(); ++i) {
         listed << ignoredApps->topLevelItem(i)->text(0);
