@@ -73,8 +73,10 @@ void Recorder::flush()
 QDateTime Recorder::tickTime() const
 {
     // Rows are stored to the second; dropping the milliseconds here keeps an end and the next start equal.
+    // Local-time arithmetic asks the time-zone database, so it is skipped when there is nothing to do.
     const QDateTime now = clock->now();
-    return now.addMSecs(-now.time().msec());
+    const int msec = now.time().msec();
+    return msec == 0 ? now : now.addMSecs(-msec);
 }
 
 void Recorder::updateApps()
@@ -155,7 +157,7 @@ void Recorder::open(const AppStruct& app, const QDateTime& at)
 {
     current = app;
     currentStartTime = at;
-    lastPersisted = at;
+    checkpointDue = at.addSecs(kCheckpointSeconds);
     openEntryId = 0;
     openAppId = 0;
 }
@@ -190,7 +192,8 @@ void Recorder::finishStretch(QDateTime end)
 
 void Recorder::checkpointIfDue(const QDateTime& now)
 {
-    if (current.path.isEmpty() || lastPersisted.secsTo(now) < kCheckpointSeconds) {
+    // Comparing two local times of the same zone needs no time-zone look-up; subtracting them would.
+    if (current.path.isEmpty() || now < checkpointDue) {
         return;
     }
     persist(now);
@@ -200,7 +203,7 @@ void Recorder::persist(const QDateTime& end)
 {
     // Whatever the outcome, wait a full interval before trying again: a tick must stay cheap even when
     // the database is failing.
-    lastPersisted = end;
+    checkpointDue = end.addSecs(kCheckpointSeconds);
     if (openEntryId != 0) {
         writer.updateDbEntryEnd(openEntryId, end);
         return;

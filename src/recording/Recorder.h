@@ -107,5 +107,6 @@ private:
     // The row of the open stretch once a checkpoint stored it (0 before).
     int openEntryId = 0;
     int openAppId = 0;
-    QDateTime lastPersisted;
+    // When the open stretch is next stored.
+    QDateTime checkpointDue;
 };

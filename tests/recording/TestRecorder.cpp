@@ -32,6 +32,7 @@ private slots:
     void aNewIdleLimitAppliesAtTheNextTick();
     void awayTimeNeverStartsBeforeTheStretchItEnds();
     void idleDetectionCanBeSwitchedOff();
+    void pausingWhileAwayStillReportsTheReturn();
     void anUnsupportedDesktopWritesNothing();
 
 private:
@@ -360,6 +361,42 @@ void TestRecorder::idleDetectionCanBeSwitchedOff()
     QCOMPARE(storedRows().size(), 1);
     QCOMPARE(storedRows()[0].seconds(), 20 * 60 + 1);
     QCOMPARE(away.size(), 0);
+}
+
+void TestRecorder::pausingWhileAwayStillReportsTheReturn()
+{
+    QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
+    f->recorder.start();
+    f->tick(0);
+    f->ticks(600);
+    f->ticks(600, true);
+    f->recorder.stop(); // paused at 09:20 from the tray, without touching anything
+    QVERIFY(f->recorder.isIdle());
+
+    // Started again while still away: the away stretch starts with the recording.
+    f->platform.idle += 300;
+    f->tick(300);
+    f->recorder.start();
+    f->tick(0);
+    QCOMPARE(f->recorder.currentApp().path, kIdlePath);
+    QCOMPARE(f->recorder.currentStart(), f->at(9, 25));
+    f->ticks(60, true);
+    f->platform.idle = 0;
+    f->tick();
+    f->ticks(10);
+    f->recorder.stop();
+
+    QCOMPARE(away.size(), 1);
+    QCOMPARE(away[0][1].toString(), QStringLiteral("Duration: 1 m 1 s\nInactivity period: 09:25:00 - 09:26:01"));
+    const QList<StoredRow> rows = storedRows();
+    QCOMPARE(rows.size(), 4);
+    QCOMPARE(rows[1].path, kIdlePath);
+    QCOMPARE(rows[1].start, f->at(9, 10));
+    QCOMPARE(rows[1].end, f->at(9, 20));
+    QCOMPARE(rows[2].path, kIdlePath);
+    QCOMPARE(rows[2].start, f->at(9, 25));
+    QCOMPARE(rows[3].start, f->at(9, 26, 1));
+    QCOMPARE(rows[3].path, kEditor);
 }
 
 void TestRecorder::anUnsupportedDesktopWritesNothing()
