@@ -33,7 +33,8 @@ class Platform;
 // between one window closing and the next being activated): the tick is treated as "no change" and
 // the stretch in progress goes on. Ending it would book nothing to anybody and fill the table with
 // one-second fragments at every window switch; if the user has really gone, idle detection turns the
-// time into away time anyway. No stretch is ever opened from such an answer.
+// time into away time anyway. No stretch is ever opened from such an answer, and an away stretch
+// whose end is seen while nothing is in front lasts until the next real answer.
 class Recorder : public QObject
 {
     Q_OBJECT
