@@ -91,6 +91,12 @@ void Recorder::updateApps()
     bool valid = false;
     AppStruct app = foreground.getForegroundApp(&valid);
     const QDateTime tickNow = tickTime();
+    sample(app, valid, tickNow);
+    lastTick = tickNow;
+}
+
+void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
+{
     QDateTime now = tickNow;
 
     if (setting(QStringLiteral("IdleEnabled"), true).toBool()) {
@@ -99,6 +105,9 @@ void Recorder::updateApps()
     if (!valid) {
         checkpointIfDue(tickNow);
         return;
+    }
+    if (!current.path.isEmpty() && tickNow < currentStartTime) {
+        closeAfterClockWentBack();
     }
     if (current.path.isEmpty()) {
         open(app, tickNow);
@@ -116,7 +125,8 @@ void Recorder::updateApps()
 // Returns true when the idle logic replaced the sample (entering or staying away).
 bool Recorder::applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNow)
 {
-    const int limit = setting(QStringLiteral("IdleLimit"), 5).toInt() * 60;
+    // A limit under a minute (a hand-edited settings file) would book everything as away time.
+    const int limit = qMax(1, setting(QStringLiteral("IdleLimit"), 5).toInt()) * 60;
     const int idleSeconds = platform->idleSeconds();
     if (idleSeconds >= limit) {
         if (!idle) {
@@ -165,8 +175,8 @@ void Recorder::open(const AppStruct& app, const QDateTime& at)
 void Recorder::finishStretch(QDateTime end)
 {
     if (end < currentStartTime) {
-        // The wall clock went back (a time-zone or clock correction): close the stretch empty.
-        end = currentStartTime;
+        // The wall clock went back (a clock or time-zone correction): keep what was stored.
+        end = qMax(lastTick, currentStartTime);
     }
     if (end == currentStartTime) {
         // Nothing to store: two ticks within one second, or an away stretch that took it all. A row a
@@ -197,6 +207,16 @@ void Recorder::checkpointIfDue(const QDateTime& now)
         return;
     }
     persist(now);
+}
+
+void Recorder::closeAfterClockWentBack()
+{
+    // The wall clock was set back past the start of the stretch in progress: it ends at the last tick
+    // before the jump, and a new stretch starts now.
+    qWarning() << "The clock went back from" << lastTick.toString(Qt::ISODate) << "to"
+               << tickTime().toString(Qt::ISODate);
+    finishStretch(lastTick);
+    current = AppStruct();
 }
 
 void Recorder::persist(const QDateTime& end)

@@ -87,12 +87,14 @@ signals:
 
 private:
     QDateTime tickTime() const;
+    void sample(AppStruct& app, bool valid, const QDateTime& tickNow);
     bool applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNow);
     void open(const AppStruct& app, const QDateTime& at);
     void finishStretch(QDateTime end);
     void checkpointIfDue(const QDateTime& now);
     void persist(const QDateTime& end);
     void reportUnsupported();
+    void closeAfterClockWentBack();
 
     Platform* platform;
     Clock* clock;
@@ -110,4 +112,6 @@ private:
     int openAppId = 0;
     // When the open stretch is next stored.
     QDateTime checkpointDue;
+    // The previous tick's time: where a stretch ends when the clock is set back.
+    QDateTime lastTick;
 };

@@ -34,6 +34,7 @@ private slots:
     void idleDetectionCanBeSwitchedOff();
     void pausingWhileAwayStillReportsTheReturn();
     void anUnsupportedDesktopWritesNothing();
+    void aClockSetBackKeepsWhatWasStored();
 
 private:
     std::unique_ptr<RecorderFixture> f;
@@ -414,6 +415,29 @@ void TestRecorder::anUnsupportedDesktopWritesNothing()
     QCOMPARE(written.size(), 0);
     QCOMPARE(countRows(QStringLiteral("entries")), 0);
     QCOMPARE(f->platform.probes, 0);
+}
+
+void TestRecorder::aClockSetBackKeepsWhatWasStored()
+{
+    QSignalSpy written(&f->recorder, &Recorder::entryWritten);
+    f->recorder.start();
+    f->tick(0);
+    f->ticks(150);
+    f->tick(-3600);
+    QCOMPARE(written.size(), 1);
+    QCOMPARE(written[0][1].toDateTime(), f->at(9, 2, 30));
+    QCOMPARE(f->recorder.currentStart(), f->at(8, 2, 30));
+    f->ticks(10);
+    f->clock.advance(-3600); // and once more, straight before pausing
+    f->recorder.stop();
+
+    // Each stretch ends at the last tick before the jump; nothing stored is lost.
+    const QList<StoredRow> rows = storedRows();
+    QCOMPARE(rows.size(), 2);
+    QCOMPARE(rows[0].start, f->at(8, 2, 30));
+    QCOMPARE(rows[0].seconds(), 10);
+    QCOMPARE(rows[1].start, f->at(9, 0));
+    QCOMPARE(rows[1].end, f->at(9, 2, 30));
 }
 
 QTEST_MAIN(TestRecorder)
