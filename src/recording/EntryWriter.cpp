@@ -59,29 +59,29 @@ QPair<int, int> EntryWriter::addDbTime(const QDateTime& start, const QDateTime& 
     return qMakePair(appId, entryId);
 }
 
-bool EntryWriter::updateDbEntryEnd(int entryId, const QDateTime& end) const
+EntryWriter::RowChange EntryWriter::updateDbEntryEnd(int entryId, const QDateTime& end) const
 {
     QSqlQuery query;
-    query.prepare(QStringLiteral("UPDATE entries SET end_time = :end_time WHERE id = :id "));
+    query.prepare(QStringLiteral("UPDATE entries SET end_time = :end_time WHERE id = :id AND ext_task_id IS NULL "));
     query.bindValue(QStringLiteral(":end_time"), util::datetime_to_sql(end));
     query.bindValue(QStringLiteral(":id"), entryId);
     if (!query.exec()) {
         qDebug() << "update entry db error: " << query.lastError().text();
-        return false;
+        return RowChange::Failed;
     }
-    return true;
+    return query.numRowsAffected() > 0 ? RowChange::Done : RowChange::Gone;
 }
 
-bool EntryWriter::removeDbEntry(int entryId) const
+EntryWriter::RowChange EntryWriter::removeDbEntry(int entryId) const
 {
     QSqlQuery query;
-    query.prepare(QStringLiteral("DELETE FROM entries WHERE id = :id "));
+    query.prepare(QStringLiteral("DELETE FROM entries WHERE id = :id AND ext_task_id IS NULL "));
     query.bindValue(QStringLiteral(":id"), entryId);
     if (!query.exec()) {
         qDebug() << "delete entry db error: " << query.lastError().text();
-        return false;
+        return RowChange::Failed;
     }
-    return true;
+    return query.numRowsAffected() > 0 ? RowChange::Done : RowChange::Gone;
 }
 
 int EntryWriter::idleAppId()

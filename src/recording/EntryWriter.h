@@ -19,10 +19,17 @@ public:
     int addDbEntry(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId) const;
     // Finds or adds the application, then inserts the stretch: (application id, entry id).
     QPair<int, int> addDbTime(const QDateTime& start, const QDateTime& end, const AppStruct& app) const;
-    // Moves the end of a stretch already stored (the open stretch grows at each checkpoint).
-    bool updateDbEntryEnd(int entryId, const QDateTime& end) const;
-    // Removes a stored stretch that turned out empty.
-    bool removeDbEntry(int entryId) const;
+    enum class RowChange
+    {
+        Done,
+        Gone,  // the row is linked to a task or no longer exists: left untouched
+        Failed // database error (logged)
+    };
+    // Moves the end of a stretch already stored (the open stretch grows at each checkpoint). Rows linked
+    // to a task are never changed: their time may already be on the service.
+    RowChange updateDbEntryEnd(int entryId, const QDateTime& end) const;
+    // Removes a stored stretch that turned out empty (unless it was linked meanwhile).
+    RowChange removeDbEntry(int entryId) const;
 
     // The away-time pseudo-application's id, or 0 when no away time was ever stored.
     static int idleAppId();

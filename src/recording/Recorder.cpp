@@ -65,8 +65,8 @@ void Recorder::flush()
         return;
     }
     const QDateTime now = tickTime();
-    if (now > currentStartTime || openEntryId != 0) {
-        persist(qMax(now, currentStartTime));
+    if (now > rowStart) {
+        persist(now);
     }
 }
 
@@ -117,9 +117,7 @@ void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
         checkpointIfDue(tickNow);
         return;
     }
-    const QDateTime end = qMax(now, currentStartTime);
-    finishStretch(end);
-    open(app, end);
+    open(app, finishStretch(qMax(now, currentStartTime)));
 }
 
 // Returns true when the idle logic replaced the sample (entering or staying away).
@@ -139,13 +137,11 @@ bool Recorder::applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNo
             if (!current.path.isEmpty() && now < currentStartTime) {
                 now = currentStartTime;
             }
-            awayStart = current.path.isEmpty() ? tickNow : now;
             return true;
         }
         if (current.path.isEmpty()) {
             // Recording resumed while still away: the away stretch starts now.
             app = util::idle_app();
-            awayStart = tickNow;
         } else {
             app = current;
         }
@@ -167,37 +163,64 @@ void Recorder::open(const AppStruct& app, const QDateTime& at)
 {
     current = app;
     currentStartTime = at;
+    rowStart = at;
     checkpointDue = at.addSecs(kCheckpointSeconds);
+    forgetRow();
+    if (idle && app.path == QLatin1String(util::kIdleAppPath)) {
+        awayStart = at;
+    }
+}
+
+void Recorder::forgetRow()
+{
     openEntryId = 0;
     openAppId = 0;
 }
 
-void Recorder::finishStretch(QDateTime end)
+void Recorder::continueInNewRow()
+{
+    // The stored row was linked to a task or deleted while its stretch went on. It is left as it is
+    // (its time may already be on the service); the rest of the stretch goes into a new row after it.
+    qDebug() << "entry" << openEntryId << "changed while it was being recorded; the stretch goes on in a new row";
+    rowStart = storedEnd;
+    forgetRow();
+}
+
+QDateTime Recorder::finishStretch(QDateTime end)
 {
     if (end < currentStartTime) {
         // The wall clock went back (a clock or time-zone correction): keep what was stored.
         end = qMax(lastTick, currentStartTime);
     }
-    if (end == currentStartTime) {
-        // Nothing to store: two ticks within one second, or an away stretch that took it all. A row a
-        // checkpoint stored for it goes again rather than showing as an empty entry.
-        if (openEntryId != 0) {
-            writer.removeDbEntry(openEntryId);
-            openEntryId = 0;
-            openAppId = 0;
-        }
-        return;
-    }
-    QPair<int, int> ids;
     if (openEntryId != 0) {
-        writer.updateDbEntryEnd(openEntryId, end);
-        ids = qMakePair(openAppId, openEntryId);
-    } else {
-        ids = writer.addDbTime(currentStartTime, end, current);
+        if (end > rowStart) {
+            const EntryWriter::RowChange change = writer.updateDbEntryEnd(openEntryId, end);
+            if (change != EntryWriter::RowChange::Gone) {
+                // Done, or failed with the row keeping an older end: the time is real either way.
+                emit entryWritten(rowStart, end, current, openAppId, openEntryId);
+                forgetRow();
+                return end;
+            }
+            continueInNewRow();
+            end = qMax(end, rowStart);
+        } else {
+            // Away time took the whole stretch: the row a checkpoint stored goes again rather than
+            // showing as an empty entry.
+            if (writer.removeDbEntry(openEntryId) == EntryWriter::RowChange::Gone) {
+                continueInNewRow();
+            }
+            forgetRow();
+            return qMax(end, rowStart);
+        }
     }
-    openEntryId = 0;
-    openAppId = 0;
-    emit entryWritten(currentStartTime, end, current, ids.first, ids.second);
+    end = qMax(end, rowStart);
+    // Two ticks within one second store nothing.
+    if (end > rowStart) {
+        const QPair<int, int> ids = writer.addDbTime(rowStart, end, current);
+        emit entryWritten(rowStart, end, current, ids.first, ids.second);
+    }
+    forgetRow();
+    return end;
 }
 
 void Recorder::checkpointIfDue(const QDateTime& now)
@@ -225,12 +248,22 @@ void Recorder::persist(const QDateTime& end)
     // the database is failing.
     checkpointDue = end.addSecs(kCheckpointSeconds);
     if (openEntryId != 0) {
-        writer.updateDbEntryEnd(openEntryId, end);
+        const EntryWriter::RowChange change = writer.updateDbEntryEnd(openEntryId, end);
+        if (change == EntryWriter::RowChange::Done) {
+            storedEnd = end;
+        }
+        if (change != EntryWriter::RowChange::Gone) {
+            return;
+        }
+        continueInNewRow();
+    }
+    if (end <= rowStart) {
         return;
     }
-    const QPair<int, int> ids = writer.addDbTime(currentStartTime, end, current);
+    const QPair<int, int> ids = writer.addDbTime(rowStart, end, current);
     openAppId = ids.first;
     openEntryId = ids.second;
+    storedEnd = end;
 }
 
 void Recorder::reportUnsupported()

@@ -90,7 +90,11 @@ private:
     void sample(AppStruct& app, bool valid, const QDateTime& tickNow);
     bool applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNow);
     void open(const AppStruct& app, const QDateTime& at);
-    void finishStretch(QDateTime end);
+    // Stores the stretch's end and announces it; returns where it really ended (never inside a row
+    // that was linked meanwhile).
+    QDateTime finishStretch(QDateTime end);
+    void forgetRow();
+    void continueInNewRow();
     void checkpointIfDue(const QDateTime& now);
     void persist(const QDateTime& end);
     void reportUnsupported();
@@ -107,9 +111,12 @@ private:
     AppStruct current;
     QDateTime currentStartTime;
     QDateTime awayStart;
-    // The row of the open stretch once a checkpoint stored it (0 before).
+    // The row of the open stretch once a checkpoint stored it (0 before), where that row starts (the
+    // stretch's start, unless its first row was linked meanwhile) and up to when it is stored.
     int openEntryId = 0;
     int openAppId = 0;
+    QDateTime rowStart;
+    QDateTime storedEnd;
     // When the open stretch is next stored.
     QDateTime checkpointDue;
     // The previous tick's time: where a stretch ends when the clock is set back.

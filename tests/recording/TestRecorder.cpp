@@ -35,6 +35,8 @@ private slots:
     void pausingWhileAwayStillReportsTheReturn();
     void anUnsupportedDesktopWritesNothing();
     void aClockSetBackKeepsWhatWasStored();
+    void aRowChangedWhileOpenIsLeftAlone_data();
+    void aRowChangedWhileOpenIsLeftAlone();
 
 private:
     std::unique_ptr<RecorderFixture> f;
@@ -438,6 +440,40 @@ void TestRecorder::aClockSetBackKeepsWhatWasStored()
     QCOMPARE(rows[0].seconds(), 10);
     QCOMPARE(rows[1].start, f->at(9, 0));
     QCOMPARE(rows[1].end, f->at(9, 2, 30));
+}
+
+void TestRecorder::aRowChangedWhileOpenIsLeftAlone_data()
+{
+    QTest::addColumn<QString>("change");
+    QTest::newRow("linked to a task") << "UPDATE entries SET ext_task_id = 7, ext_entry_id = 70";
+    QTest::newRow("deleted") << "DELETE FROM entries";
+}
+
+void TestRecorder::aRowChangedWhileOpenIsLeftAlone()
+{
+    QFETCH(QString, change);
+    QSignalSpy written(&f->recorder, &Recorder::entryWritten);
+    f->recorder.start();
+    f->tick(0);
+    f->ticks(200); // stored up to 09:03:00
+    QSqlQuery query;
+    QVERIFY(query.exec(change));
+    const QList<StoredRow> before = storedRows();
+    f->ticks(100);
+    f->platform.setWindow(QStringLiteral("Browser"), kBrowser, QStringLiteral("News"));
+    f->tick();
+
+    // The rest of the stretch is a new row that starts where the changed one ended.
+    QList<StoredRow> rows = storedRows();
+    QCOMPARE(rows.size(), before.size() + 1);
+    if (!before.isEmpty()) {
+        QCOMPARE(rows[0].end, f->at(9, 3));
+    }
+    QCOMPARE(rows.last().start, f->at(9, 3));
+    QCOMPARE(rows.last().end, f->at(9, 5, 1));
+    QCOMPARE(written.size(), 1);
+    QCOMPARE(written[0][0].toDateTime(), f->at(9, 3));
+    QCOMPARE(written[0][4].toInt(), rows.last().id);
 }
 
 QTEST_MAIN(TestRecorder)
