@@ -23,7 +23,10 @@ class Platform;
 // Nothing recorded is dropped: stop() (Pause, Exit, closing, a termination signal, the session
 // ending) ends and writes the stretch in progress, and the open stretch is stored at least every
 // `kCheckpointSeconds` (inserted at its first checkpoint, its end moved at each later one), so a
-// crash loses at most that much.
+// crash loses at most that much. A stored row that is linked to a task or deleted while its stretch
+// goes on is never touched again; the rest of the stretch goes into a new row that starts where it
+// ended. A clock set back past the stretch's start ends the stretch at the last tick before the jump.
+// Each tick costs one probe and, only on a change or a checkpoint, one or two statements.
 //
 // Idle: while "IdleEnabled" is on, `IdleLimit` minutes without input end the current stretch at
 // (now - limit) and open an away stretch of util::idle_app() there; the first tick with input again
@@ -75,8 +78,9 @@ signals:
     // once, when it ends (a change, stop(), idle), with its final times; rows stored at checkpoints are
     // not announced until then. A receiver that also counts entries it read from the database itself
     // must count an entryId once (a second call with the same entryId adds only the difference to
-    // what was counted). entryId 0 means the insert failed: the time is real but not stored, and such
-    // calls must not be merged with each other.
+    // what was counted; that difference is negative when away time took the tail of a stretch whose
+    // checkpoint row the receiver had already read). entryId 0 means the insert failed: the time is
+    // real but not stored, and such calls must not be merged with each other.
     void entryWritten(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId, int entryId);
     // The user is back after away time: show a notification (information icon, 10000 ms) with this
     // title ("Away time detected") and text ("Duration: ...\nInactivity period: hh:mm:ss - hh:mm:ss").
