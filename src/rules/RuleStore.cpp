@@ -233,6 +233,28 @@ QList<QVariant> RuleStore::readDbRules()
     return rules;
 }
 
+QVariantMap RuleStore::readRuleForEditing(int ruleId)
+{
+    QSqlQuery rule;
+    rule.prepare(QStringLiteral("SELECT * FROM rules WHERE id = :id "));
+    rule.bindValue(QStringLiteral(":id"), ruleId);
+    if (!rule.exec() || !rule.next()) {
+        return QVariantMap();
+    }
+    QVariantMap record = recordFromQuery(rule);
+    QStringList appIds;
+    QSqlQuery apps;
+    apps.prepare(QStringLiteral("SELECT app_id FROM rules_apps WHERE rule_id = :id "));
+    apps.bindValue(QStringLiteral(":id"), ruleId);
+    if (apps.exec()) {
+        while (apps.next()) {
+            appIds << apps.value(0).toString();
+        }
+    }
+    record[QStringLiteral("app_ids")] = appIds;
+    return record;
+}
+
 int RuleStore::nextRuleNumber()
 {
     QSqlQuery query;

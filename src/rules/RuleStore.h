@@ -33,6 +33,8 @@ public:
     QVariantMap readDbRule(int ruleId);
     // The active rules that have at least one application, in order; each QVariant holds a record.
     QList<QVariant> readDbRules();
+    // One rule for the editor, also when it has no applications; empty when there is no such rule.
+    QVariantMap readRuleForEditing(int ruleId);
 
     // The number a new rule is named after ("Rule #" + n): the highest id plus 1, or 1.
     int nextRuleNumber();
