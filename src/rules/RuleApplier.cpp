@@ -7,6 +7,7 @@
 #include "store/util.h"
 
 #include <QDebug>
+#include <QHash>
 #include <QSqlError>
 #include <QSqlQuery>
 
@@ -25,41 +26,81 @@ RuleMatches RuleApplier::collectMatches(const QList<QVariant>& rules, const QDat
     for (const QVariant& rule : rules) {
         matchers.emplace_back(rule.toMap());
     }
+    // A rule only ever matches its own applications, so each group needs to meet only the rules of
+    // its application, still in their order.
+    QHash<QString, QList<const RuleMatcher*>> rulesByApp;
+    for (const RuleMatcher& matcher : matchers) {
+        for (const QString& appId : matcher.applicationIds()) {
+            rulesByApp[appId] << &matcher;
+        }
+    }
 
     // One test per distinct (day, application, title), not per entry. Linked entries are never
     // candidates again.
     QSqlQuery query;
     query.setForwardOnly(true);
     query.prepare(QStringLiteral(
-        "SELECT title, application_id, DATE(start_time) AS start_day, GROUP_CONCAT(id) AS entries_ids, "
-        "SUM(strftime('%s', end_time) - strftime('%s', start_time)) AS seconds FROM entries WHERE start_time >= "
-        ":from     AND start_time <= :to     AND ext_entry_id IS NULL GROUP BY start_day, application_id, title "));
+        "SELECT title, application_id, DATE(start_time) AS start_day, GROUP_CONCAT(id) AS entries_ids FROM entries "
+        "WHERE start_time >= :from     AND start_time <= :to     AND ext_entry_id IS NULL GROUP BY start_day, "
+        "application_id, title "));
     query.bindValue(QStringLiteral(":from"), from.toString(QStringLiteral("yyyy-MM-dd 00:00:00")));
     query.bindValue(QStringLiteral(":to"), to.toString(QStringLiteral("yyyy-MM-dd 23:59:59")));
     if (!query.exec()) {
         qDebug() << "apply rules db error: " << query.lastError().databaseText();
         return result;
     }
+    // Groups come day by day, so each day's text is converted once.
+    QString dayText;
+    QDate day;
     while (query.next()) {
         ++result.groups;
-        const QString title = query.value(0).toString();
         const QString appId = query.value(1).toString();
-        const QDateTime when(util::sql_to_date(query.value(2).toString()), QTime(0, 0, 0));
-        for (const RuleMatcher& matcher : matchers) {
-            if (!matcher.matches(title, appId, when)) {
+        const auto candidates = rulesByApp.constFind(appId);
+        if (candidates == rulesByApp.cend()) {
+            continue;
+        }
+        const QString title = query.value(0).toString();
+        const QString groupDay = query.value(2).toString();
+        if (groupDay != dayText) {
+            dayText = groupDay;
+            day = util::sql_to_date(dayText);
+        }
+        for (const RuleMatcher* matcher : *candidates) {
+            if (!matcher->matches(title, appId, day)) {
                 continue;
             }
             ++result.matchedGroups;
-            QList<int>& ids = result.entriesByTask[matcher.taskId()];
+            QList<int>& ids = result.entriesByTask[matcher->taskId()];
             const QStringList idTexts = query.value(3).toString().split(QLatin1Char(','), Qt::SkipEmptyParts);
             for (const QString& id : idTexts) {
                 ids << id.toInt();
             }
-            result.secondsByTask[matcher.taskId()] += query.value(4).toLongLong();
             break;
         }
     }
     return result;
+}
+
+qint64 RuleApplier::secondsOf(const QList<int>& entryIds)
+{
+    if (entryIds.isEmpty()) {
+        return 0;
+    }
+    QStringList ids;
+    ids.reserve(entryIds.size());
+    for (int id : entryIds) {
+        ids << QString::number(id);
+    }
+    // The ids are integers read from the database, so they may be written into the statement.
+    QSqlQuery query;
+    if (!query.exec(QStringLiteral("SELECT SUM(strftime('%s', end_time) - strftime('%s', start_time)) FROM entries "
+                                   "WHERE id IN (") +
+                    ids.join(QLatin1Char(',')) + QStringLiteral(") ")) ||
+        !query.next()) {
+        qDebug() << "apply rules db error: " << query.lastError().databaseText();
+        return 0;
+    }
+    return query.value(0).toLongLong();
 }
 
 ApplyRulesSummary RuleApplier::applyRules(const QDate& from, const QDate& to)
@@ -87,9 +128,10 @@ ApplyRulesSummary RuleApplier::applyRules(const QDate& from, const QDate& to)
     emit progressStarted(summary.tasks + 2);
     emit progressChanged(progress);
     for (auto it = matches.entriesByTask.cbegin(); it != matches.entriesByTask.cend(); ++it) {
+        const qint64 seconds = secondsOf(it.value());
         if (linker && linker->connectEntriesWithTask(it.value(), it.key(), QString())) {
             ++summary.linkedTasks;
-            summary.seconds += matches.secondsByTask.value(it.key());
+            summary.seconds += seconds;
         } else {
             ++summary.failedTasks;
         }

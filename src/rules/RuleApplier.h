@@ -29,7 +29,6 @@ struct RuleMatches
     int matchedGroups = 0;
     // Task id -> entry ids, in the order the groups came; the map keeps the task ids in order.
     QMap<int, QList<int>> entriesByTask;
-    QMap<int, qint64> secondsByTask;
 };
 
 // Applies the active rules to the unlinked entries of a range of days: the entries are grouped by
@@ -45,6 +44,8 @@ public:
 
     // Groups and matches without linking anything. `rules` as readDbRules returns them.
     static RuleMatches collectMatches(const QList<QVariant>& rules, const QDate& from, const QDate& to);
+    // The recorded seconds of these entries.
+    static qint64 secondsOf(const QList<int>& entryIds);
 
 signals:
     // A run with tasks to link started; the progress goes from 0 to `maximum` (tasks + 2).

@@ -10,9 +10,16 @@ RuleMatcher::RuleMatcher(const QVariantMap& rule)
     appIds = QSet<QString>(ids.begin(), ids.end());
     task = rule.value(QStringLiteral("task_id")).toInt();
 
-    dateRule = rule.value(QStringLiteral("date_rule")).toString();
-    dateStart = QDateTime(rule.value(QStringLiteral("date_from")).toDate(), QTime(0, 0, 0));
-    dateEnd = QDateTime(rule.value(QStringLiteral("date_to")).toDate(), QTime(23, 59, 59));
+    const QString dateRule = rule.value(QStringLiteral("date_rule")).toString();
+    if (dateRule == QLatin1String("after")) {
+        dateMode = DateMode::After;
+    } else if (dateRule == QLatin1String("before")) {
+        dateMode = DateMode::Before;
+    } else if (dateRule == QLatin1String("between")) {
+        dateMode = DateMode::Between;
+    }
+    dateFrom = rule.value(QStringLiteral("date_from")).toDate();
+    dateTo = rule.value(QStringLiteral("date_to")).toDate();
 
     pattern = rule.value(QStringLiteral("title")).toString();
     const QString mode = rule.value(QStringLiteral("title_rule")).toString();
@@ -41,21 +48,33 @@ RuleMatcher::RuleMatcher(const QVariantMap& rule)
 
 bool RuleMatcher::matches(const QString& title, const QString& appId, const QDateTime& when) const
 {
+    return matches(title, appId, when.date());
+}
+
+bool RuleMatcher::matches(const QString& title, const QString& appId, const QDate& day) const
+{
     if (!appIds.contains(appId)) {
         return false;
     }
-    if (dateRule == QLatin1String("after")) {
-        if (when < dateStart) {
+    // From the first second of date_from to the last second of date_to, both days included.
+    switch (dateMode) {
+    case DateMode::After:
+        if (day < dateFrom) {
             return false;
         }
-    } else if (dateRule == QLatin1String("before")) {
-        if (when > dateEnd) {
+        break;
+    case DateMode::Before:
+        if (day > dateTo) {
             return false;
         }
-    } else if (dateRule == QLatin1String("between")) {
-        if (when < dateStart || when > dateEnd) {
+        break;
+    case DateMode::Between:
+        if (day < dateFrom || day > dateTo) {
             return false;
         }
+        break;
+    case DateMode::Any:
+        break;
     }
     return titleMatches(title);
 }

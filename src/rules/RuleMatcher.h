@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDate>
 #include <QDateTime>
 #include <QRegularExpression>
 #include <QSet>
@@ -21,7 +22,11 @@ public:
     explicit RuleMatcher(const QVariantMap& rule);
 
     bool matches(const QString& title, const QString& appId, const QDateTime& when) const;
+    // The same for a whole day. Bounds are whole days too, so only the date of a moment counts; comparing
+    // dates also keeps time-zone look-ups out of a loop over a year of groups.
+    bool matches(const QString& title, const QString& appId, const QDate& day) const;
     int taskId() const { return task; }
+    const QSet<QString>& applicationIds() const { return appIds; }
 
 private:
     enum class TitleMode
@@ -32,13 +37,20 @@ private:
         Exact,
         RegExp
     };
+    enum class DateMode
+    {
+        Any,
+        After,
+        Before,
+        Between
+    };
 
     bool titleMatches(const QString& title) const;
 
     QSet<QString> appIds;
-    QString dateRule;
-    QDateTime dateStart;
-    QDateTime dateEnd;
+    DateMode dateMode = DateMode::Any;
+    QDate dateFrom;
+    QDate dateTo;
     TitleMode titleMode = TitleMode::Any;
     QString pattern;
     QStringList words;
