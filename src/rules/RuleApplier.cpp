@@ -13,6 +13,21 @@
 
 #include <vector>
 
+QString summaryText(const ApplyRulesSummary& summary)
+{
+    if (summary.noRules) {
+        return QStringLiteral("No rules to apply");
+    }
+    QString text = QStringLiteral("Rules applied: %1 of %2 groups matched, %3 tasks linked")
+                       .arg(summary.matchedGroups)
+                       .arg(summary.groups)
+                       .arg(summary.linkedTasks);
+    if (summary.failedTasks > 0) {
+        text += QStringLiteral(", %1 failed").arg(summary.failedTasks);
+    }
+    return text + QStringLiteral(", %1 (%2 seconds)").arg(util::format_time(int(summary.seconds))).arg(summary.seconds);
+}
+
 RuleApplier::RuleApplier(RuleStore* store, TaskLinker* linker, Prompter* prompter, QObject* parent)
     : QObject(parent), store(store), linker(linker), prompter(prompter)
 {

@@ -4,6 +4,7 @@
 #include <QList>
 #include <QMap>
 #include <QObject>
+#include <QString>
 #include <QVariant>
 
 class Prompter;
@@ -21,6 +22,10 @@ struct ApplyRulesSummary
     int failedTasks = 0;   // link calls that failed
     qint64 seconds = 0;    // seconds of the entries of the successful link calls
 };
+
+// One line for the command line and the status bar, such as
+// "Rules applied: 3 of 12 groups matched, 2 tasks linked, 1 h 2 m 5 s (3725 seconds)".
+QString summaryText(const ApplyRulesSummary& summary);
 
 // The entries that rules matched, collected per task before any linking.
 struct RuleMatches

@@ -148,12 +148,18 @@ void RulesController::onDuplicateRule(int ruleId)
 
 void RulesController::onApplyRules()
 {
+    if (!applier) {
+        return;
+    }
     const QDate day = context().day;
     emit rulesApplied(applier->applyRules(day, day));
 }
 
 void RulesController::onApplyRulesForDateRange()
 {
+    if (!applier) {
+        return;
+    }
     QPointer<ApplyRulesForDateRangeDialog> dialog = new ApplyRulesForDateRangeDialog(window, clock);
     if (dialog->exec() == QDialog::Accepted && dialog) {
         QDate from;

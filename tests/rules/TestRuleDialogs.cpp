@@ -86,6 +86,7 @@ private slots:
     void removeAsksFirst();
     void presetsAndCustom();
     void ruleFromEntryIsStoredAndShown();
+    void editingARuleWithoutApplications();
 
 private:
     int addApp(const QString& name);
@@ -365,7 +366,10 @@ void TestRuleDialogs::ruleFromEntryIsStoredAndShown()
     QStringList listed;
     onNextModal([&](QWidget* modal) {
         auto* dialog = qobject_cast<AddRuleDialog*>(modal);
-        QVERIFY(dialog);
+        if (!dialog) { // never leave a dialog open: the slot under test would wait forever
+            qobject_cast<QDialog*>(modal)->reject();
+            return;
+        }
         shownName = dialog->findChild<QLineEdit*>("editName")->text();
         onNextModal([&](QWidget* list) {
             listed = texts(list->findChild<QListWidget*>("rules"));
@@ -384,6 +388,47 @@ void TestRuleDialogs::ruleFromEntryIsStoredAndShown()
     QCOMPARE(rule.value("app_ids").toStringList(), QStringList{"3"});
     QCOMPARE(rule.value("project_id").toInt(), 11);
     QCOMPARE(rule.value("task_id").toInt(), 1003);
+}
+
+void TestRuleDialogs::editingARuleWithoutApplications()
+{
+    const QDate d(2026, 4, 1);
+    store.addDbRule("Other", {2}, "and", "", "always", d, d, 0, 0);
+    const int id = store.addDbRule("Orphan", {}, "or", "draft", "between", d, d.addDays(9), 12, 1004);
+    store.activateDbRule(id, false);
+    FakePrompter prompter;
+    QWidget window;
+    RulesController controller(&store, nullptr, &window, &prompter, &clock);
+
+    QString shownTitle;
+    QString windowTitle;
+    bool intervalChecked = false;
+    QDate shownTo;
+    onNextModal([&](QWidget* modal) {
+        auto* dialog = qobject_cast<AddRuleDialog*>(modal);
+        if (!dialog) {
+            qobject_cast<QDialog*>(modal)->reject();
+            return;
+        }
+        windowTitle = dialog->windowTitle();
+        shownTitle = dialog->findChild<QLineEdit*>("editTitle")->text();
+        intervalChecked = dialog->findChild<QRadioButton*>("radioDateInterval")->isChecked();
+        shownTo = dialog->findChild<QDateEdit*>("dateIntervalTo")->date();
+        dialog->findChild<QLineEdit*>("editName")->setText(QStringLiteral("Adopted"));
+        dialog->moveAppItemToSelected(4);
+        dialog->accept();
+    });
+    controller.onEditRuleDialog(id);
+    QCOMPARE(windowTitle, QStringLiteral("Update Rule"));
+    QCOMPARE(shownTitle, QStringLiteral("draft"));
+    QVERIFY(intervalChecked);
+    QCOMPARE(shownTo, d.addDays(9));
+    const QVariantMap rule = store.readDbRule(id);
+    QCOMPARE(rule.value("name").toString(), QStringLiteral("Adopted"));
+    QCOMPARE(rule.value("app_ids").toStringList(), QStringList{"4"});
+    QCOMPARE(rule.value("date_to").toDate(), d.addDays(9));
+    QCOMPARE(rule.value("seq").toInt(), 2);
+    QCOMPARE(rule.value("active").toInt(), 0);
 }
 
 QTEST_MAIN(TestRuleDialogs)

@@ -369,6 +369,8 @@ void TestRuleStore::sameTitleOnTwoDaysLinkedInOneCall()
     QCOMPARE(summary.tasks, 2);
     QCOMPARE(summary.linkedTasks, 2);
     QCOMPARE(summary.seconds, 60 + 30 + 120 + 45);
+    QCOMPARE(summaryText(summary), QStringLiteral("Rules applied: 3 of 4 groups matched, 2 tasks linked, 4 m 15 s (255 "
+                                                  "seconds)"));
     QCOMPARE(started.size(), 1);
     QCOMPARE(started.first().first().toInt(), 4);
     QCOMPARE(refresh.size(), 1);
@@ -411,6 +413,7 @@ void TestRuleStore::noActiveRulesSaysSo()
     QSignalSpy started(&applier, &RuleApplier::progressStarted);
     const ApplyRulesSummary summary = applier.applyRules(kFrom, kTo);
     QVERIFY(summary.noRules);
+    QCOMPARE(summaryText(summary), QStringLiteral("No rules to apply"));
     QVERIFY(linker.calls.isEmpty());
     QVERIFY(started.isEmpty());
     QCOMPARE(prompter.calls.size(), 1);
@@ -434,6 +437,8 @@ void TestRuleStore::refusedLinkIsCounted()
     QCOMPARE(summary.linkedTasks, 1);
     QCOMPARE(summary.failedTasks, 1);
     QCOMPARE(summary.seconds, 90);
+    QCOMPARE(summaryText(summary),
+             QStringLiteral("Rules applied: 2 of 2 groups matched, 1 tasks linked, 1 failed, 1 m 30 s (90 seconds)"));
     // What the service refused is offered again next time.
     QCOMPARE(applier.applyRules(kFrom, kTo).groups, 1);
 }
