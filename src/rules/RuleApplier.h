@@ -53,7 +53,8 @@ public:
     static qint64 secondsOf(const QList<int>& entryIds);
 
 signals:
-    // A run with tasks to link started; the progress goes from 0 to `maximum` (tasks + 2).
+    // A run with active rules started, before any link: the moment to remember which tree nodes are
+    // expanded and to show the progress, which goes from 0 to `maximum` (tasks + 2).
     void progressStarted(int maximum);
     void progressChanged(int value);
     // The links are done: both day trees should be rebuilt now. The progress then reaches its maximum.

@@ -51,9 +51,9 @@ void RulesController::showRulesDialog(int ruleId)
     delete dialog;
 }
 
-int RulesController::runNewRuleDialog(const QString& title, const QString& titleRule, const QList<int>& appIds)
+int RulesController::runNewRuleDialog(const RuleContext& ctx, const QString& title, const QString& titleRule,
+                                      const QList<int>& appIds)
 {
-    const RuleContext ctx = context();
     QPointer<AddRuleDialog> dialog = makeRuleDialog();
     dialog->name = QStringLiteral("Rule #") + QString::number(store->nextRuleNumber());
     dialog->projectId = ctx.projectId;
@@ -78,12 +78,12 @@ int RulesController::runNewRuleDialog(const QString& title, const QString& title
 void RulesController::onAddRuleDialog()
 {
     const RuleContext ctx = context();
-    runNewRuleDialog(ctx.filterText, QStringLiteral("and"), ctx.selectedAppIds);
+    runNewRuleDialog(ctx, ctx.filterText, QStringLiteral("and"), ctx.selectedAppIds);
 }
 
 void RulesController::onCreateRuleFromEntry(int appId, const QString& title)
 {
-    const int id = runNewRuleDialog(title, QStringLiteral("exact"), {appId});
+    const int id = runNewRuleDialog(context(), title, QStringLiteral("exact"), {appId});
     if (id != 0) {
         showRulesDialog(id);
     }
@@ -91,7 +91,7 @@ void RulesController::onCreateRuleFromEntry(int appId, const QString& title)
 
 void RulesController::onCreateRuleFromApp(int appId)
 {
-    const int id = runNewRuleDialog(QString(), QStringLiteral("or"), {appId});
+    const int id = runNewRuleDialog(context(), QString(), QStringLiteral("or"), {appId});
     if (id != 0) {
         showRulesDialog(id);
     }

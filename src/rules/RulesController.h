@@ -67,7 +67,8 @@ signals:
 private:
     RuleContext context() const;
     // Runs a new-rule dialog with these fields; the new rule's id, 0 when cancelled.
-    int runNewRuleDialog(const QString& title, const QString& titleRule, const QList<int>& appIds);
+    int runNewRuleDialog(const RuleContext& ctx, const QString& title, const QString& titleRule,
+                         const QList<int>& appIds);
     AddRuleDialog* makeRuleDialog();
 
     RuleStore* store;
