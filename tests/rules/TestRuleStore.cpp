@@ -447,8 +447,9 @@ void TestRuleStore::descriptionAgreesWithMatching()
 {
     const int editor = addApp("Editor");
     const int browser = addApp("Browser <web>");
-    (*Registry::instance())["mapTaskNames"] = QVariantMap{{"22", "Write docs"}};
-    (*Registry::instance())["mapProjectNames"] = QVariantMap{{"11", "Manual"}};
+    // The catalogue may keep its maps as any associative container of texts.
+    (*Registry::instance())["mapTaskNames"] = QVariant::fromValue(QMap<QString, QString>{{"22", "Write docs"}});
+    (*Registry::instance())["mapProjectNames"] = QVariantHash{{"11", "Manual"}};
     const int id = store.addDbRule("docs", {editor, browser}, "and", "\"user guide\" draft", "between",
                                    QDate(2026, 3, 3), QDate(2026, 3, 10), 11, 22);
     const QString from = QLocale::system().toString(QDate(2026, 3, 3), QLocale::LongFormat);
