@@ -63,7 +63,8 @@ QString ApplicationResolver::commandOf(qint64 pid) const
     }
     const QByteArray cmdline =
         readSmallFile(procRoot + QLatin1Char('/') + QString::number(pid) + "/cmdline", 64 * 1024);
-    const QString argv0 = QFile::decodeName(cmdline.left(cmdline.indexOf('\0')));
+    const qsizetype end = cmdline.indexOf('\0');
+    const QString argv0 = QFile::decodeName(end < 0 ? cmdline : cmdline.left(end));
     if (argv0.isEmpty()) {
         return QString();
     }

@@ -92,7 +92,10 @@ bool desktop_file::parse(const QString& path, DesktopEntry* entry)
     if (!file.open(QIODevice::ReadOnly) || file.size() > maxDesktopFileSize) {
         return false;
     }
-    const QByteArray data = file.read(maxDesktopFileSize);
+    QByteArray data = file.read(maxDesktopFileSize);
+    if (data.startsWith("\xef\xbb\xbf")) {
+        data.remove(0, 3); // a byte order mark some editors write
+    }
     if (data.contains('\0')) {
         return false; // binary, not a desktop file
     }
@@ -208,7 +211,11 @@ QString desktop_file::execProgram(const QString& exec)
         ++i;
         // env's own options and the variables it sets come before the program.
         while (i < args.size() && (args.at(i).startsWith(QLatin1Char('-')) || isAssignment(args.at(i)))) {
-            ++i;
+            const QString& option = args.at(i++);
+            if (option == QLatin1String("-u") || option == QLatin1String("--unset") || option == QLatin1String("-C") ||
+                option == QLatin1String("--chdir")) {
+                ++i; // these options take the next argument as their value
+            }
         }
     }
     while (i < args.size() && isAssignment(args.at(i))) {
@@ -312,7 +319,8 @@ void DesktopEntryIndex::rescan()
     byPath.clear();
     byStartupWMClass.clear();
     byIdLower.clear();
-    byExecutable.clear();
+    byExec.clear();
+    byTryExec.clear();
     stamps.clear();
     QSet<QString> seenIds;
     for (const QString& folder : folders) {
@@ -341,15 +349,13 @@ void DesktopEntryIndex::rescan()
             if (!byIdLower.contains(idStem(id))) {
                 byIdLower.insert(idStem(id), index);
             }
-            QStringList programs{resolveProgram(entry.execProgram)};
+            const QString program = resolveProgram(entry.execProgram);
             const QString tryExec = resolveProgram(entry.tryExecProgram);
-            if (tryExec != programs.first()) {
-                programs << tryExec;
+            if (!program.isEmpty()) {
+                byExec[program].append(index);
             }
-            for (const QString& program : programs) {
-                if (!program.isEmpty()) {
-                    byExecutable[program].append(index);
-                }
+            if (!tryExec.isEmpty() && tryExec != program) {
+                byTryExec[tryExec].append(index);
             }
             entries.push_back(std::move(entry));
         }
@@ -381,7 +387,15 @@ bool DesktopEntryIndex::refreshIfChanged()
 
 const DesktopEntry* DesktopEntryIndex::findByExecutable(const QString& executable) const
 {
-    const QList<int> candidates = byExecutable.value(executable);
+    // An entry that runs the program beats one that merely checks for it.
+    if (const DesktopEntry* entry = pickByExecutable(byExec.value(executable), executable)) {
+        return entry;
+    }
+    return pickByExecutable(byTryExec.value(executable), executable);
+}
+
+const DesktopEntry* DesktopEntryIndex::pickByExecutable(const QList<int>& candidates, const QString& executable) const
+{
     if (candidates.size() == 1) {
         return &entries[candidates.first()];
     }

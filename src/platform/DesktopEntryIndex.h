@@ -77,6 +77,7 @@ public:
 private:
     const DesktopEntry* findInIndex(const Query& query) const;
     const DesktopEntry* findByExecutable(const QString& executable) const;
+    const DesktopEntry* pickByExecutable(const QList<int>& candidates, const QString& executable) const;
     bool refreshIfChanged();
     QString resolveProgram(const QString& program) const;
     QHash<QString, QDateTime> folderStamps() const;
@@ -89,8 +90,9 @@ private:
     std::vector<DesktopEntry> entries;
     QHash<QString, int> byPath;
     QHash<QString, int> byStartupWMClass;
-    QHash<QString, int> byIdLower; // id without ".desktop", lower case
-    QHash<QString, QList<int>> byExecutable;
+    QHash<QString, int> byIdLower;        // id without ".desktop", lower case
+    QHash<QString, QList<int>> byExec;    // resolved Exec program -> entries
+    QHash<QString, QList<int>> byTryExec; // resolved TryExec program -> entries
     QHash<QString, QDateTime> stamps;
     QElapsedTimer sinceCheck;
     int refreshIntervalMs = 60 * 1000;

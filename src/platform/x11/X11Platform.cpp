@@ -293,6 +293,9 @@ ForegroundWindow X11Platform::foregroundWindow()
     auto netNameCookie = xcb_get_property(conn, 0, window, atoms.netWmName, atoms.utf8String, 0, maxTitleLongs);
     auto nameCookie = xcb_get_property(conn, 0, window, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, maxTitleLongs);
     auto classCookie = xcb_get_property(conn, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, maxClassLongs);
+    // Window managers may leave _NET_ACTIVE_WINDOW naming a window that was withdrawn since (openbox
+    // does when the last window goes away), so a window that is not on screen counts as none.
+    auto attributesCookie = xcb_get_window_attributes(conn, window);
     Reply<xcb_get_property_reply_t> pidReply(xcb_get_property_reply(conn, pidCookie, &error));
     bool vanished = failed(error, "_NET_WM_PID", window);
     Reply<xcb_get_property_reply_t> netName(xcb_get_property_reply(conn, netNameCookie, &error));
@@ -301,7 +304,10 @@ ForegroundWindow X11Platform::foregroundWindow()
     vanished = failed(error, "WM_NAME", window) || vanished;
     Reply<xcb_get_property_reply_t> wmClass(xcb_get_property_reply(conn, classCookie, &error));
     vanished = failed(error, "WM_CLASS", window) || vanished;
-    if (vanished) {
+    Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(conn, attributesCookie, &error));
+    vanished = failed(error, "the attributes", window) || vanished;
+    if (vanished || !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE) {
         return {};
     }
 
