@@ -96,7 +96,8 @@ struct Timing
     double wall = 1e300; // best wall-clock microseconds per call
 };
 
-template <typename F> void measure(F&& f, Timing* timing)
+template <typename F>
+void measure(F&& f, Timing* timing)
 {
     const double cpu0 = cpuMicros();
     const double wall0 = wallMicros();
@@ -123,8 +124,8 @@ int main(int argc, char** argv)
     window.setWindowTitle(title);
     window.resize(400, 300);
     window.show();
-    QProcess::execute(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QStringLiteral("--sync"),
-                                                  QString::number(window.winId())});
+    QProcess::execute(QStringLiteral("xdotool"),
+                      {QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window.winId())});
     QElapsedTimer waited;
     waited.start();
     while (platform.foregroundWindow().title != title && waited.elapsed() < 10000) {

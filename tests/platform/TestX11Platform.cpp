@@ -112,6 +112,7 @@ private slots:
     void switchingWindows();
     void noActiveWindow();
     void vanishedWindowIsSkipped();
+    void inputFocusWithoutActiveWindowProperty();
     void idleGrowsAndResets_data();
     void idleGrowsAndResets();
     void icons();
@@ -331,7 +332,9 @@ void TestX11Platform::vanishedWindowIsSkipped()
         QTest::ignoreMessage(QtWarningMsg, badWindow);
     }
     QVERIFY(!probe.foregroundWindow().valid);
-    // The next probes neither crash nor flood the log.
+    // The next probes neither crash nor repeat the warnings.
+    QTest::failOnWarning(QRegularExpression(QStringLiteral("X error")));
+    QVERIFY(!probe.foregroundWindow().valid);
     QVERIFY(!probe.foregroundWindow().valid);
     QVERIFY(probe.idleSeconds() >= 0);
 
@@ -339,6 +342,28 @@ void TestX11Platform::vanishedWindowIsSkipped()
     QVERIFY(window);
     QVERIFY(activate(window->id));
     QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("Back"));
+}
+
+void TestX11Platform::inputFocusWithoutActiveWindowProperty()
+{
+    // Without an EWMH window manager there is no _NET_ACTIVE_WINDOW; the input focus tells instead.
+    TestWindow* window = startWindow({"--title", "Focused"});
+    QVERIFY(window);
+    QVERIFY(activate(window->id));
+    QTRY_COMPARE(frontWindowId(), window->id);
+
+    xcb_connection_t* conn = platform->connection();
+    xcb_intern_atom_reply_t* atom =
+        xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, 18, "_NET_ACTIVE_WINDOW"), nullptr);
+    QVERIFY(atom);
+    xcb_delete_property(conn, platform->rootWindow(), atom->atom);
+    free(atom);
+    free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr));
+
+    const ForegroundWindow front = platform->foregroundWindow();
+    QCOMPARE(platform->lastWindow(), window->id);
+    QCOMPARE(front.title, QStringLiteral("Focused"));
+    QCOMPARE(front.pid, window->pid());
 }
 
 void TestX11Platform::idleGrowsAndResets_data()

@@ -169,6 +169,9 @@ bool X11Platform::failed(xcb_generic_error_t* error, const char* what, xcb_windo
         return false;
     }
     ErrorPtr owned(error);
+    if (error->error_code == XCB_WINDOW && window != XCB_NONE && window == vanishedWindow) {
+        return true; // already reported: a window manager can keep naming a closed window for long
+    }
     // A window that closed between two requests is routine; anything else repeating every second
     // would flood the log, so each kind of error is reported at most once a minute.
     const QByteArray key = QByteArray(what) + '/' + QByteArray::number(error->error_code);
@@ -307,7 +310,11 @@ ForegroundWindow X11Platform::foregroundWindow()
     Reply<xcb_get_window_attributes_reply_t> attributes(
         xcb_get_window_attributes_reply(conn, attributesCookie, &error));
     vanished = failed(error, "the attributes", window) || vanished;
-    if (vanished || !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE) {
+    if (vanished) {
+        vanishedWindow = window;
+        return {};
+    }
+    if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE) {
         return {};
     }
 

@@ -68,6 +68,7 @@ private:
     quint32 idleMs = 0;
     QElapsedTimer idleAge;
     xcb_window_t lastProbedWindow = XCB_NONE;
+    xcb_window_t vanishedWindow = XCB_NONE; // the last window found gone, reported once
     QHash<xcb_window_t, qint64> resourcePids;
     QHash<QString, xcb_window_t> windowOfPath;
     QHash<QString, QIcon> icons;
