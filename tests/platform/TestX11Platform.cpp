@@ -74,12 +74,16 @@ bool runTool(const QStringList& args)
         tool.waitForFinished(5000);
         return false;
     }
-    return tool.exitStatus() == QProcess::NormalExit && tool.exitCode() == 0;
+    if (tool.exitStatus() != QProcess::NormalExit || tool.exitCode() != 0) {
+        qWarning() << "xdotool" << args << "failed:" << tool.readAllStandardError();
+        return false;
+    }
+    return true;
 }
 
-bool activate(xcb_window_t window)
+bool requestActivation(xcb_window_t window)
 {
-    return runTool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window)});
+    return runTool({QStringLiteral("windowactivate"), QString::number(window)});
 }
 
 void writeFile(const QString& path, const QByteArray& data)
@@ -125,6 +129,42 @@ private:
         platform->foregroundWindow();
         return platform->lastWindow();
     }
+    // Asks the window manager to activate the window and waits (bounded) until the backend sees it in
+    // front. The request is repeated now and then: a window manager busy mapping windows may drop one.
+    bool bringToFront(xcb_window_t window)
+    {
+        for (int attempt = 0; attempt < 40; ++attempt) {
+            if (requestActivation(window) && QTest::qWaitFor([&] { return frontWindowId() == window; }, 500)) {
+                return true;
+            }
+        }
+        qWarning() << "window" << Qt::hex << window << "did not come to the front;" << describeFront();
+        return false;
+    }
+    // The probe of the given window once it is steadily in front (window managers pass through
+    // "nothing active" while switching); an invalid result when it never is.
+    ForegroundWindow frontOf(xcb_window_t window)
+    {
+        ForegroundWindow front;
+        (void)QTest::qWaitFor(
+            [&] {
+                front = platform->foregroundWindow();
+                return front.valid && platform->lastWindow() == window;
+            },
+            5000);
+        return front;
+    }
+    // What is in front, for failure messages.
+    QByteArray describeFront()
+    {
+        const ForegroundWindow w = platform->foregroundWindow();
+        return QStringLiteral("front: window 0x%1 valid %2 pid %3 name \"%4\" title \"%5\"")
+            .arg(platform->lastWindow(), 0, 16)
+            .arg(w.valid)
+            .arg(w.pid)
+            .arg(w.name, w.title.left(80))
+            .toUtf8();
+    }
     TestWindow* startWindow(const QStringList& args,
                             const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment());
 
@@ -152,6 +192,13 @@ void TestX11Platform::initTestCase()
     QVERIFY(!helperExe.isEmpty());
     platform = std::make_unique<X11Platform>(X11Platform::qtConnection(), QStringList{apps.path()});
     QVERIFY2(platform->isSupported(), qPrintable(platform->unsupportedReason()));
+
+    // The window manager may still be starting up; once it has activated a window it is ready.
+    TestWindow* warmUp = startWindow({"--title", "Warming up"});
+    QVERIFY(warmUp);
+    QVERIFY(bringToFront(warmUp->id));
+    warmUp->stop();
+    windows.clear();
 }
 
 void TestX11Platform::cleanup()
@@ -219,9 +266,8 @@ void TestX11Platform::frontWindowOfAnotherProcess()
 
     TestWindow* window = startWindow(args);
     QVERIFY(window);
-    QVERIFY(activate(window->id));
-    QTRY_COMPARE(frontWindowId(), window->id);
-    const ForegroundWindow front = platform->foregroundWindow();
+    QVERIFY(bringToFront(window->id));
+    const ForegroundWindow front = frontOf(window->id);
     QVERIFY(front.valid);
     QCOMPARE(front.title, title);
     QCOMPARE(front.pid, window->pid());
@@ -237,9 +283,9 @@ void TestX11Platform::launchedDesktopFileWins()
     // Even with a matching StartupWMClass, the file the launcher used says best what was started.
     TestWindow* window = startWindow({"--class", "probe,VerrinProbeApp", "--title", "Launched"}, env);
     QVERIFY(window);
-    QVERIFY(activate(window->id));
-    QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("Launched"));
-    const ForegroundWindow front = platform->foregroundWindow();
+    QVERIFY(bringToFront(window->id));
+    const ForegroundWindow front = frontOf(window->id);
+    QCOMPARE(front.title, QStringLiteral("Launched"));
     QCOMPARE(front.path, launched);
     QCOMPARE(front.name, QStringLiteral("Launched Application"));
 }
@@ -251,9 +297,9 @@ void TestX11Platform::ownWindowAndTitleChange()
     widget.resize(200, 100);
     widget.show();
     QVERIFY(QTest::qWaitForWindowExposed(&widget));
-    QVERIFY(activate(xcb_window_t(widget.winId())));
-    QTRY_COMPARE(platform->foregroundWindow().title, widget.windowTitle());
-    const ForegroundWindow front = platform->foregroundWindow();
+    QVERIFY(bringToFront(xcb_window_t(widget.winId())));
+    const ForegroundWindow front = frontOf(xcb_window_t(widget.winId()));
+    QCOMPARE(front.title, widget.windowTitle());
     QCOMPARE(front.pid, QCoreApplication::applicationPid());
     QCOMPARE(front.path, QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath());
 
@@ -262,12 +308,12 @@ void TestX11Platform::ownWindowAndTitleChange()
 
     TestWindow* other = startWindow({"--title", "Before"});
     QVERIFY(other);
-    QVERIFY(activate(other->id));
+    QVERIFY(bringToFront(other->id));
     QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("Before"));
     QVERIFY(other->command(QStringLiteral("title After \u2192 change")));
     QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("After \u2192 change"));
     QVERIFY(other->command(QStringLiteral("title ")));
-    QTRY_COMPARE(platform->foregroundWindow().title, QString());
+    QTRY_VERIFY(platform->foregroundWindow().valid && platform->foregroundWindow().title.isEmpty());
 }
 
 void TestX11Platform::switchingWindows()
@@ -276,14 +322,16 @@ void TestX11Platform::switchingWindows()
     TestWindow* second = startWindow({"--class", "second,VerrinSecond", "--title", "Second"});
     QVERIFY(first && second);
     for (int round = 0; round < 3; ++round) {
-        QVERIFY(activate(first->id));
-        QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("First"));
-        QCOMPARE(platform->foregroundWindow().pid, first->pid());
-        QCOMPARE(platform->foregroundWindow().name, QStringLiteral("VerrinFirst"));
-        QVERIFY(activate(second->id));
-        QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("Second"));
-        QCOMPARE(platform->foregroundWindow().pid, second->pid());
-        QCOMPARE(platform->foregroundWindow().name, QStringLiteral("VerrinSecond"));
+        QVERIFY(bringToFront(first->id));
+        const ForegroundWindow a = frontOf(first->id);
+        QCOMPARE(a.title, QStringLiteral("First"));
+        QCOMPARE(a.pid, first->pid());
+        QCOMPARE(a.name, QStringLiteral("VerrinFirst"));
+        QVERIFY(bringToFront(second->id));
+        const ForegroundWindow b = frontOf(second->id);
+        QCOMPARE(b.title, QStringLiteral("Second"));
+        QCOMPARE(b.pid, second->pid());
+        QCOMPARE(b.name, QStringLiteral("VerrinSecond"));
     }
 }
 
@@ -291,24 +339,19 @@ void TestX11Platform::noActiveWindow()
 {
     TestWindow* window = startWindow({"--title", "Going away"});
     QVERIFY(window);
-    QVERIFY(activate(window->id));
+    QVERIFY(bringToFront(window->id));
     QTRY_VERIFY(platform->foregroundWindow().valid);
     QVERIFY(window->command(QStringLiteral("unmap")));
     QTRY_VERIFY(!platform->foregroundWindow().valid);
     QCOMPARE(platform->foregroundWindow().title, QString());
 
     QVERIFY(window->command(QStringLiteral("map")));
-    QVERIFY(activate(window->id));
+    QVERIFY(bringToFront(window->id));
     QTRY_VERIFY(platform->foregroundWindow().valid);
-    // Destroyed: openbox still names it as active, so every question about it fails with BadWindow,
-    // which is logged (by a platform of its own, as each kind of error is logged once a minute).
-    X11Platform probe(X11Platform::qtConnection(), QStringList{apps.path()});
-    const QRegularExpression badWindow(QStringLiteral("X error 3 .* of window 0x%1").arg(window->id, 0, 16));
-    for (int i = 0; i < 5; ++i) { // pid, both titles, the class and the attributes
-        QTest::ignoreMessage(QtWarningMsg, badWindow);
-    }
+    // Destroyed: openbox may still name it as active; the questions about it then fail with BadWindow
+    // (logged; the exact lines depend on when the window goes, see vanishedWindowIsSkipped).
     window->stop();
-    QTRY_VERIFY(!probe.foregroundWindow().valid && probe.lastWindow() == XCB_NONE);
+    QTRY_VERIFY(!platform->foregroundWindow().valid && platform->lastWindow() == XCB_NONE);
 }
 
 void TestX11Platform::vanishedWindowIsSkipped()
@@ -340,7 +383,7 @@ void TestX11Platform::vanishedWindowIsSkipped()
 
     TestWindow* window = startWindow({"--title", "Back"});
     QVERIFY(window);
-    QVERIFY(activate(window->id));
+    QVERIFY(bringToFront(window->id));
     QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("Back"));
 }
 
@@ -349,16 +392,22 @@ void TestX11Platform::inputFocusWithoutActiveWindowProperty()
     // Without an EWMH window manager there is no _NET_ACTIVE_WINDOW; the input focus tells instead.
     TestWindow* window = startWindow({"--title", "Focused"});
     QVERIFY(window);
-    QVERIFY(activate(window->id));
-    QTRY_COMPARE(frontWindowId(), window->id);
-
+    QVERIFY(bringToFront(window->id));
     xcb_connection_t* conn = platform->connection();
+    const auto focus = [conn] {
+        xcb_get_input_focus_reply_t* reply = xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr);
+        const xcb_window_t window = reply ? reply->focus : XCB_NONE;
+        free(reply);
+        return window;
+    };
+    QTRY_COMPARE(focus(), window->id);
+
     xcb_intern_atom_reply_t* atom =
         xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, 18, "_NET_ACTIVE_WINDOW"), nullptr);
     QVERIFY(atom);
     xcb_delete_property(conn, platform->rootWindow(), atom->atom);
     free(atom);
-    free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr));
+    QCOMPARE(focus(), window->id); // also makes sure the server has deleted the property
 
     const ForegroundWindow front = platform->foregroundWindow();
     QCOMPARE(platform->lastWindow(), window->id);
@@ -385,9 +434,10 @@ void TestX11Platform::icons()
 {
     TestWindow* window = startWindow({"--class", "iconic,VerrinIconic", "--icon", "--title", "Icon"});
     QVERIFY(window);
-    QVERIFY(activate(window->id));
-    QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("Icon"));
-    const QIcon fromWindow = platform->iconForPath(platform->foregroundWindow().path);
+    QVERIFY(bringToFront(window->id));
+    const ForegroundWindow front = frontOf(window->id);
+    QCOMPARE(front.title, QStringLiteral("Icon"));
+    const QIcon fromWindow = platform->iconForPath(front.path);
     QCOMPARE(fromWindow.availableSizes(), QList<QSize>{QSize(48, 48)});
     QCOMPARE(pixels(fromWindow).pixel(5, 5), qRgb(0, 0, 255));
 

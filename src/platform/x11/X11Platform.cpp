@@ -220,7 +220,18 @@ xcb_window_t X11Platform::focusedClientWindow()
         if (stateFailed || treeFailed || !state || !tree) {
             return XCB_NONE;
         }
-        if (state->type != XCB_NONE || tree->parent == tree->root) {
+        if (state->type != XCB_NONE) {
+            return window;
+        }
+        if (tree->parent == tree->root) {
+            // A top-level window without WM_STATE: an application's own window when no window manager
+            // runs, but also the window a window manager parks the focus on while nothing is active
+            // (override-redirect, never an application's).
+            Reply<xcb_get_window_attributes_reply_t> attributes(
+                xcb_get_window_attributes_reply(conn, xcb_get_window_attributes(conn, window), &error));
+            if (failed(error, "the attributes", window) || !attributes || attributes->override_redirect) {
+                return XCB_NONE;
+            }
             return window;
         }
         window = tree->parent;
