@@ -124,12 +124,15 @@ int main(int argc, char** argv)
     window.setWindowTitle(title);
     window.resize(400, 300);
     window.show();
-    QProcess::execute(QStringLiteral("xdotool"),
-                      {QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window.winId())});
-    QElapsedTimer waited;
-    waited.start();
-    while (platform.foregroundWindow().title != title && waited.elapsed() < 10000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    // Ask the window manager to activate the window until it is in front (bounded: 20 tries).
+    for (int attempt = 0; attempt < 20 && platform.foregroundWindow().title != title; ++attempt) {
+        QProcess::execute(QStringLiteral("xdotool"),
+                          {QStringLiteral("windowactivate"), QString::number(window.winId())});
+        QElapsedTimer waited;
+        waited.start();
+        while (platform.foregroundWindow().title != title && waited.elapsed() < 500) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        }
     }
     const ForegroundWindow front = platform.foregroundWindow();
     if (front.title != title) {

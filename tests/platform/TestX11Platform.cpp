@@ -2,6 +2,7 @@
 #include "platform/x11/X11Platform.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
@@ -443,6 +444,24 @@ void TestX11Platform::icons()
 
     const QIcon fromEntry = platform->iconForPath(apps.filePath(QStringLiteral("verrin-probe.desktop")));
     QCOMPARE(pixels(fromEntry).pixel(5, 5), qRgb(0, 255, 0));
+
+    // An icon name goes through the icon theme.
+    QVERIFY(QDir().mkpath(apps.filePath(QStringLiteral("icons/verrintest/48x48/apps"))));
+    writeFile(apps.filePath(QStringLiteral("icons/verrintest/index.theme")),
+              "[Icon Theme]\nName=verrintest\nDirectories=48x48/apps\n\n[48x48/apps]\nSize=48\nType=Fixed\n");
+    QImage red(48, 48, QImage::Format_ARGB32);
+    red.fill(Qt::red);
+    QVERIFY(red.save(apps.filePath(QStringLiteral("icons/verrintest/48x48/apps/verrin-themed.png"))));
+    writeFile(apps.filePath(QStringLiteral("themed.desktop")),
+              "[Desktop Entry]\nType=Application\nName=Themed\nIcon=verrin-themed\n");
+    const QStringList savedPaths = QIcon::themeSearchPaths();
+    const QString savedTheme = QIcon::themeName();
+    QIcon::setThemeSearchPaths({apps.filePath(QStringLiteral("icons"))});
+    QIcon::setThemeName(QStringLiteral("verrintest"));
+    const QImage themed = pixels(platform->iconForPath(apps.filePath(QStringLiteral("themed.desktop"))));
+    QIcon::setThemeSearchPaths(savedPaths);
+    QIcon::setThemeName(savedTheme);
+    QCOMPARE(themed.pixel(5, 5), qRgb(255, 0, 0));
 
     const QImage generic = pixels(QIcon(QStringLiteral(":/icons/res/app.png")));
     QVERIFY(!generic.isNull());
