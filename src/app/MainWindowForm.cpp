@@ -1,8 +1,8 @@
 #include "app/MainWindowForm.h"
 
+#include "service/ProjectsTree.h"
 #include "views/CalendarWidget.h"
 #include "views/LineEdit.h"
-#include "service/ProjectsTree.h"
 
 #include <QAction>
 #include <QCalendarWidget>

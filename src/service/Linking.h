@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QObject>
-#include <QStringList>
-
 #include "rules/TaskLinker.h"
 #include "service/EntryLinker.h"
+
+#include <QObject>
+#include <QStringList>
 
 class Prompter;
 class TimeEntryApi;

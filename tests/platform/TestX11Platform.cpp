@@ -1,4 +1,5 @@
 // The X11 backend against a real X server with a real window manager (run under run-x11.sh).
+#include "X11TestWindow.h"
 #include "platform/x11/X11Platform.h"
 
 #include <QApplication>
@@ -15,78 +16,6 @@
 #include <vector>
 
 namespace {
-// One x11_test_window process; ended by the test at the latest in cleanup().
-class TestWindow
-{
-public:
-    bool start(const QStringList& args, const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment())
-    {
-        process.setProcessEnvironment(env);
-        process.start(QStringLiteral(X11_TEST_WINDOW), args);
-        if (!process.waitForStarted(10000)) {
-            return false;
-        }
-        const QByteArray line = readLine();
-        if (!line.startsWith("window ")) {
-            return false;
-        }
-        id = line.mid(7).trimmed().toUInt();
-        return id != 0;
-    }
-    bool command(const QString& text)
-    {
-        process.write(text.toUtf8() + '\n');
-        return readLine() == "ok";
-    }
-    void stop()
-    {
-        if (process.state() == QProcess::NotRunning) {
-            return;
-        }
-        process.closeWriteChannel();
-        if (!process.waitForFinished(5000)) {
-            process.kill();
-            process.waitForFinished(5000);
-        }
-    }
-    qint64 pid() const { return process.processId(); }
-
-    QProcess process;
-    xcb_window_t id = 0;
-
-private:
-    QByteArray readLine()
-    {
-        for (int i = 0; i < 100 && !process.canReadLine(); ++i) {
-            if (!process.waitForReadyRead(100) && process.state() == QProcess::NotRunning) {
-                break;
-            }
-        }
-        return process.readLine().trimmed();
-    }
-};
-
-bool runTool(const QStringList& args)
-{
-    QProcess tool;
-    tool.start(QStringLiteral("xdotool"), args);
-    if (!tool.waitForFinished(10000)) {
-        tool.kill();
-        tool.waitForFinished(5000);
-        return false;
-    }
-    if (tool.exitStatus() != QProcess::NormalExit || tool.exitCode() != 0) {
-        qWarning() << "xdotool" << args << "failed:" << tool.readAllStandardError();
-        return false;
-    }
-    return true;
-}
-
-bool requestActivation(xcb_window_t window)
-{
-    return runTool({QStringLiteral("windowactivate"), QString::number(window)});
-}
-
 void writeFile(const QString& path, const QByteArray& data)
 {
     QFile file(path);
@@ -217,7 +146,7 @@ TestWindow* TestX11Platform::startWindow(const QStringList& args, const QProcess
 {
     windows.push_back(std::make_unique<TestWindow>());
     TestWindow* window = windows.back().get();
-    if (!window->start(args, env)) {
+    if (!window->start(QStringLiteral(X11_TEST_WINDOW), args, env)) {
         qWarning() << "test window did not start:" << window->process.readAllStandardError();
         return nullptr;
     }
@@ -427,7 +356,7 @@ void TestX11Platform::idleGrowsAndResets()
 {
     QFETCH(QStringList, input);
     QTRY_VERIFY_WITH_TIMEOUT(platform->idleSeconds() >= 1, 15000);
-    QVERIFY(runTool(input));
+    QVERIFY(runXdotool(input));
     QTRY_COMPARE_WITH_TIMEOUT(platform->idleSeconds(), 0, 5000);
 }
 

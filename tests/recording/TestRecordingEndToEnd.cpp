@@ -1,0 +1,147 @@
+#include "X11TestWindow.h"
+
+#include "TempDataFolder.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QSettings>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QScopeGuard>
+#include <QTest>
+
+#include <csignal>
+
+// The real program recording real windows under X11: switching between windows with known titles
+// and then sending SIGTERM leaves one row per stretch, with the right titles and durations, and
+// nothing lost at the end.
+class TestRecordingEndToEnd : public QObject
+{
+    Q_OBJECT
+
+private:
+    struct Row
+    {
+        QString title;
+        QDateTime start;
+        QDateTime end;
+    };
+
+    static QList<Row> rows(const QString& databasePath)
+    {
+        QList<Row> result;
+        {
+            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("reader"));
+            db.setDatabaseName(databasePath);
+            if (db.open()) {
+                QSqlQuery q(QStringLiteral("SELECT title, start_time, end_time FROM entries ORDER BY start_time, id"),
+                            db);
+                while (q.next()) {
+                    result.append({q.value(0).toString(),
+                                   QDateTime::fromString(q.value(1).toString(), QStringLiteral("yyyy-MM-dd hh:mm:ss")),
+                                   QDateTime::fromString(q.value(2).toString(), QStringLiteral("yyyy-MM-dd hh:mm:ss"))});
+                }
+            }
+        }
+        QSqlDatabase::removeDatabase(QStringLiteral("reader"));
+        return result;
+    }
+
+    static const Row* find(const QList<Row>& list, const QString& title)
+    {
+        for (const Row& row : list) {
+            if (row.title == title) {
+                return &row;
+            }
+        }
+        return nullptr;
+    }
+
+    // Activates a window and waits until the window manager says it is active.
+    static bool activate(uint32_t window)
+    {
+        return runXdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window)});
+    }
+
+    // Lets real time pass while a window is in front: the length of a stretch is what this test is
+    // about, so this is the one place where waiting for the clock is the point.
+    static void letTimePass(int ms)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        QTRY_VERIFY_WITH_TIMEOUT(timer.hasExpired(ms), ms + 5000);
+    }
+
+private slots:
+    void switchingWindowsThenSigterm()
+    {
+        TempDataFolder data;
+        QDir().mkpath(data.dataFolder());
+        {
+            QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
+            ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
+            ini.setValue(QStringLiteral("Application/Started"), true);
+            ini.setValue(QStringLiteral("Application/IdleEnabled"), false);
+        }
+        const QString alpha = QStringLiteral("Alpha – report.odt");
+        const QString beta = QStringLiteral("Beta \"quoted\" 東京");
+        TestWindow windowA;
+        TestWindow windowB;
+        QVERIFY(windowA.start(QStringLiteral(X11_TEST_WINDOW), {QStringLiteral("--title"), alpha}));
+        QVERIFY(windowB.start(QStringLiteral(X11_TEST_WINDOW), {QStringLiteral("--title"), beta}));
+
+        // Alpha is in front when the program starts: its first stretch.
+        QVERIFY(activate(windowA.id));
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("XDG_DATA_HOME"), data.path() + QStringLiteral("/data"));
+        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), data.path() + QStringLiteral("/runtime"));
+        env.insert(QStringLiteral("VERRINPLUS_UPDATE_FEED"), QString());
+        QProcess program;
+        auto endProgram = qScopeGuard([&program] {
+            program.kill();
+            program.waitForFinished(10000);
+        });
+        program.setProcessEnvironment(env);
+        program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        const QDateTime launched = QDateTime::currentDateTime();
+        program.start(QStringLiteral(VERRINPLUS_BINARY), QStringList());
+        QVERIFY(program.waitForStarted(10000));
+        // Recording is on before the window shows.
+        QVERIFY(runXdotool({QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
+                            QStringLiteral("--name"), QStringLiteral("^Verrin Plus$")}));
+        QVERIFY(activate(windowA.id));
+        const QString database = data.dataFolder() + QStringLiteral("/verrinplus.sqlite");
+
+        letTimePass(3000);
+        QVERIFY(activate(windowB.id));
+        const QDateTime switched = QDateTime::currentDateTime();
+        QTRY_VERIFY_WITH_TIMEOUT(find(rows(database), alpha), 20000);
+        letTimePass(2000);
+
+        const QDateTime terminated = QDateTime::currentDateTime();
+        ::kill(pid_t(program.processId()), SIGTERM);
+        QVERIFY(program.waitForFinished(20000));
+        QCOMPARE(program.exitCode(), 0);
+
+        const QList<Row> all = rows(database);
+        const Row* a = find(all, alpha);
+        const Row* b = find(all, beta);
+        QVERIFY(a);
+        QVERIFY2(b, "the stretch in progress at SIGTERM was lost");
+        auto near = [](const QDateTime& recorded, const QDateTime& happened) {
+            // A tick sees a change within a second; one more second for a loaded machine.
+            return qAbs(recorded.secsTo(happened)) <= 2;
+        };
+        QVERIFY2(a->start >= launched.addSecs(-1), qPrintable(a->start.toString()));
+        QVERIFY2(near(a->end, switched), qPrintable(a->end.toString() + QLatin1Char(' ') + switched.toString()));
+        QVERIFY2(near(b->end, terminated), qPrintable(b->end.toString() + QLatin1Char(' ') + terminated.toString()));
+        // Consecutive stretches touch: nothing lost between them.
+        QCOMPARE(b->start, a->end);
+        QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
+        QCOMPARE(ini.value(QStringLiteral("Application/Started")).toBool(), true);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRecordingEndToEnd)
+#include "TestRecordingEndToEnd.moc"

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QByteArray>
+#include <QProcess>
+#include <QStringList>
+
+#include <cstdint>
+
+// One x11_test_window process (a bare X11 client in a process of its own); ended by stop() or when
+// the object goes away.
+class TestWindow
+{
+public:
+    ~TestWindow() { stop(); }
+
+    bool start(const QString& program, const QStringList& args,
+               const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment());
+    // Sends one command ("title T", "unmap", ...) and waits (bounded) for its "ok".
+    bool command(const QString& text);
+    void stop();
+    qint64 pid() const { return process.processId(); }
+
+    QProcess process;
+    uint32_t id = 0;
+
+private:
+    QByteArray readLine();
+};
+
+// Runs xdotool with these arguments, bounded in time; false when it failed.
+bool runXdotool(const QStringList& args);
+// Asks the window manager to activate the window.
+bool requestActivation(uint32_t window);
