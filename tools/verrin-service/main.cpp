@@ -9,7 +9,9 @@
 #include <QFile>
 #include <QHostAddress>
 #include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QSslKey>
+#include <QSslServer>
 #include <QSslSocket>
 #include <QTcpServer>
 
@@ -107,6 +109,8 @@ int main(int argc, char* argv[])
         server.faultTable().set(method, fault);
     }
 
+    // Bind our own listener so a port in use is reported rather than silently replaced.
+    QTcpServer* listener = nullptr;
     QString scheme = QStringLiteral("http");
     if (parser.isSet(certOption) || parser.isSet(keyOption)) {
         if (!QSslSocket::supportsSsl())
@@ -121,12 +125,16 @@ int main(int argc, char* argv[])
             return fail(QStringLiteral("%1 holds no PEM certificate").arg(parser.value(certOption)));
         if (key.isNull())
             return fail(QStringLiteral("%1 holds no PEM RSA private key").arg(parser.value(keyOption)));
-        server.sslSetup(certificate, key);
+        QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+        configuration.setLocalCertificate(certificate);
+        configuration.setPrivateKey(key);
+        auto* sslListener = new QSslServer(&server);
+        sslListener->setSslConfiguration(configuration);
+        listener = sslListener;
         scheme = QStringLiteral("https");
+    } else {
+        listener = new QTcpServer(&server);
     }
-
-    // Bind our own listener so a port in use is reported rather than silently replaced.
-    auto* listener = new QTcpServer(&server);
     if (!listener->listen(host, static_cast<quint16>(port)))
         return fail(
             QStringLiteral("cannot listen on %1:%2: %3").arg(host.toString()).arg(port).arg(listener->errorString()));
