@@ -17,6 +17,14 @@ bool Fault::parseKind(const QString& word, Kind* kind)
     return true;
 }
 
+void FaultTable::set(const QString& method, const Fault& fault)
+{
+    if (fault.kind == Fault::Kind::None)
+        faults.remove(method);
+    else
+        faults.insert(method, fault);
+}
+
 Fault FaultTable::take(const QString& method)
 {
     auto it = faults.find(method);

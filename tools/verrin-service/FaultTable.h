@@ -34,7 +34,8 @@ struct Fault
 class FaultTable
 {
 public:
-    void set(const QString& method, const Fault& fault) { faults.insert(method, fault); }
+    // A fault of kind None removes the method's fault.
+    void set(const QString& method, const Fault& fault);
     void clear() { faults.clear(); }
     // The fault to play for this call, counting it down; Kind::None when there is none.
     Fault take(const QString& method);

@@ -211,10 +211,7 @@ void VerrinHttpServer::serveControl(const QString& command, const QHttpServerReq
         fault.code = QString::fromUtf8(field("code"));
         fault.message = QString::fromUtf8(field("message"));
         fault.body = field("body");
-        if (fault.kind == Fault::Kind::None)
-            faults.set(method, Fault());
-        else
-            faults.set(method, fault);
+        faults.set(method, fault);
         send(socket, 200, textType, "ok\n");
     } else if (command == QLatin1String("clear-faults")) {
         faults.clear();

@@ -81,7 +81,10 @@ int main(int argc, char* argv[])
     const int port = parser.value(portOption).toInt(&ok);
     if (!ok || port < 0 || port > 65535)
         return fail(QStringLiteral("bad port \"%1\"").arg(parser.value(portOption)));
-    const QHostAddress host(parser.value(hostOption));
+    const QString hostText = parser.value(hostOption);
+    const QHostAddress host = hostText.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0
+                                  ? QHostAddress(QHostAddress::LocalHost)
+                                  : QHostAddress(hostText);
     if (host.isNull())
         return fail(QStringLiteral("bad host address \"%1\"").arg(parser.value(hostOption)));
     const int tokenLifetime = parser.value(tokenOption).toInt(&ok);
@@ -140,10 +143,10 @@ int main(int argc, char* argv[])
             QStringLiteral("cannot listen on %1:%2: %3").arg(host.toString()).arg(port).arg(listener->errorString()));
     server.bind(listener);
 
-    const QString hostText = host.protocol() == QAbstractSocket::IPv6Protocol
-                                 ? QStringLiteral("[%1]").arg(host.toString())
-                                 : host.toString();
-    std::printf("Listening on %s://%s:%u/service/\n", qPrintable(scheme), qPrintable(hostText),
+    const QString shownHost = host.protocol() == QAbstractSocket::IPv6Protocol
+                                  ? QStringLiteral("[%1]").arg(host.toString())
+                                  : host.toString();
+    std::printf("Listening on %s://%s:%u/service/\n", qPrintable(scheme), qPrintable(shownHost),
                 unsigned(listener->serverPort()));
     std::fflush(stdout);
     return app.exec();
