@@ -13,6 +13,8 @@ packages=(
     xvfb xauth openbox xdotool x11-utils dbus dbus-x11 imagemagick
     # desktop integration checks and TLS test certificates
     appstream desktop-file-utils openssl
+    # renders the icon sources (resources/render-icons.sh)
+    librsvg2-bin
 )
 
 missing=()

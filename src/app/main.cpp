@@ -1,7 +1,81 @@
+#include "app/CommandLine.h"
+#include "app/DataPaths.h"
+#include "app/DebugLog.h"
+#include "app/HeadlessCommands.h"
+#include "app/MainWindow.h"
+#include "app/SingleInstance.h"
+#include "app/UnixSignalWatcher.h"
 #include "app/VerrinApp.h"
+#include "dialogs/UpdateChecker.h"
+
+#include <QCoreApplication>
+#include <QNetworkAccessManager>
+#include <QTextStream>
+#include <QTimer>
+#include <QUrl>
+
+namespace {
+QStringList rawArguments(int argc, char** argv)
+{
+    QStringList args;
+    for (int i = 0; i < argc; ++i) {
+        args << QString::fromLocal8Bit(argv[i]);
+    }
+    return args;
+}
+
+// The feed can be pointed elsewhere (a test server, or nowhere with an empty value).
+QUrl updateFeedUrl()
+{
+    if (qEnvironmentVariableIsSet("VERRINPLUS_UPDATE_FEED")) {
+        return QUrl(qEnvironmentVariable("VERRINPLUS_UPDATE_FEED"));
+    }
+    return QUrl(QStringLiteral(VERRIN_UPDATE_FEED));
+}
+} // namespace
 
 int main(int argc, char** argv)
 {
+    // Headless requests are answered without a window or a display.
+    const CommandLine options = CommandLine::parse(rawArguments(argc, argv), QDate::currentDate());
+    if (options.mode != CommandLine::Mode::Gui) {
+        QCoreApplication app(argc, argv);
+        return HeadlessCommands::run(options);
+    }
+
     VerrinApp app(argc, argv);
-    return 0;
+    QGuiApplication::setDesktopFileName(QStringLiteral("verrinplus"));
+    if (options.debug) {
+        DebugLog::install(DataPaths::debugLogFile());
+    }
+
+    // Watch for termination before anything else is visible from outside, so a signal that comes
+    // early still ends the program in order once the event loop runs.
+    UnixSignalWatcher signalWatcher;
+    SingleInstance instance(DataPaths::dataFolder());
+    if (!instance.claim()) {
+        return 0;
+    }
+
+    int result = 0;
+    {
+        MainWindow window;
+        QObject::connect(&instance, &SingleInstance::activationRequested, &window, &MainWindow::onTrayMenuShow);
+        QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, &window,
+                         &MainWindow::on_actionExit_triggered);
+        window.setVisible(true);
+        if (signalWatcher.terminationPending()) {
+            QTimer::singleShot(0, &window, &MainWindow::on_actionExit_triggered);
+        }
+
+        const QUrl feed = updateFeedUrl();
+        if (feed.isValid() && !feed.isEmpty()) {
+            auto* updater = new UpdateChecker(window.network(), feed, QStringLiteral(VERRIN_VERSION), &window);
+            window.setUpdateChecker(updater);
+            updater->check(false);
+        }
+        result = app.exec();
+        DebugLog::close();
+    }
+    return result;
 }

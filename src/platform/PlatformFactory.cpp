@@ -29,6 +29,5 @@ private:
 
 std::unique_ptr<Platform> createPlatform()
 {
-    return std::make_unique<UnsupportedPlatform>(
-        QStringLiteral("Recording is not supported in this session yet"));
+    return std::make_unique<UnsupportedPlatform>(QStringLiteral("Recording is not supported in this session yet"));
 }

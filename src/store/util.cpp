@@ -1,5 +1,7 @@
 #include "store/util.h"
 
+#include <QRegularExpression>
+
 namespace util {
 
 namespace {
@@ -73,6 +75,29 @@ QString format_time(int seconds)
         return QStringLiteral("%1 m %2 s").arg(minutes).arg(secs);
     }
     return QStringLiteral("%1 s").arg(secs);
+}
+
+QStringList extractWords(const QString& pattern)
+{
+    static const QRegularExpression word(QStringLiteral("([^\\s\"]+)\\s|\"([^\"]+)\""),
+                                         QRegularExpression::CaseInsensitiveOption);
+    const QString text = pattern + QLatin1Char(' ');
+    QStringList words;
+    qsizetype pos = 0;
+    while (pos < text.size()) {
+        const QRegularExpressionMatch match = word.match(text, pos);
+        if (!match.hasMatch()) {
+            break;
+        }
+        if (!match.captured(1).isEmpty()) {
+            words << match.captured(1);
+        }
+        if (!match.captured(2).isEmpty()) {
+            words << match.captured(2);
+        }
+        pos = match.capturedStart() + match.capturedLength();
+    }
+    return words;
 }
 
 } // namespace util

@@ -16,6 +16,8 @@ private slots:
     void formatTime_data();
     void formatTime();
     void implode();
+    void extractWords_data();
+    void extractWords();
     void schemaIsCreatedOnceAndExactly();
     void unopenableFileReportsTheDriverText();
 };
@@ -78,6 +80,30 @@ void TestStore::implode()
     QCOMPARE(util::implode(QStringLiteral(","), QList<QVariant>{1, 22, 333}), QStringLiteral("1,22,333"));
     QCOMPARE(util::implode(QStringLiteral(", "), QStringList{QStringLiteral("a")}), QStringLiteral("a"));
     QCOMPARE(util::implode(QStringLiteral(","), QStringList{}), QString());
+}
+
+void TestStore::extractWords_data()
+{
+    QTest::addColumn<QString>("pattern");
+    QTest::addColumn<QStringList>("words");
+    QTest::newRow("words and a phrase") << "red \"big dog\" cat" << QStringList{"red", "big dog", "cat"};
+    QTest::newRow("one word") << "report" << QStringList{"report"};
+    QTest::newRow("extra blanks") << "  a   b  " << QStringList{"a", "b"};
+    QTest::newRow("tabs") << "a\tb" << QStringList{"a", "b"};
+    QTest::newRow("empty") << "" << QStringList{};
+    QTest::newRow("blank") << "   " << QStringList{};
+    QTest::newRow("unclosed quote") << "\"big dog cat" << QStringList{"big", "dog", "cat"};
+    QTest::newRow("quote inside a word") << "it's \"x" << QStringList{"it's", "x"};
+    QTest::newRow("sql quote kept") << "O'Brien" << QStringList{"O'Brien"};
+    QTest::newRow("unicode") << QStringLiteral("Größe 東京")
+                             << QStringList{QStringLiteral("Größe"), QStringLiteral("東京")};
+}
+
+void TestStore::extractWords()
+{
+    QFETCH(QString, pattern);
+    QFETCH(QStringList, words);
+    QCOMPARE(util::extractWords(pattern), words);
 }
 
 static QStringList schemaRows()

@@ -3,8 +3,7 @@
 #include <QDir>
 #include <QFile>
 
-TempDataFolder::TempDataFolder()
-    : oldDataHome(qgetenv("XDG_DATA_HOME")), oldRuntimeDir(qgetenv("XDG_RUNTIME_DIR"))
+TempDataFolder::TempDataFolder() : oldDataHome(qgetenv("XDG_DATA_HOME")), oldRuntimeDir(qgetenv("XDG_RUNTIME_DIR"))
 {
     QDir(dir.path()).mkpath(QStringLiteral("data"));
     QDir(dir.path()).mkpath(QStringLiteral("runtime"));

@@ -1,0 +1,81 @@
+#include "app/CommandLine.h"
+
+namespace {
+QDate parseDate(const QString& text)
+{
+    return QDate::fromString(text, QStringLiteral("yyyy-MM-dd"));
+}
+
+bool looksLikeDate(const QString& text)
+{
+    return parseDate(text).isValid();
+}
+} // namespace
+
+CommandLine CommandLine::parse(const QStringList& arguments, const QDate& today)
+{
+    CommandLine result;
+    const QStringList args = arguments.mid(1);
+    for (int i = 0; i < args.size(); ++i) {
+        const QString& arg = args.at(i);
+        if (arg == QLatin1String("-debug")) {
+            result.debug = true;
+        } else if (arg == QLatin1String("--version")) {
+            result.mode = Mode::Version;
+        } else if (arg == QLatin1String("--help")) {
+            result.mode = Mode::Help;
+        } else if (arg == QLatin1String("--report")) {
+            result.mode = Mode::Report;
+            result.reportDate = today;
+            if (i + 1 < args.size() && !args.at(i + 1).startsWith(QLatin1Char('-'))) {
+                result.reportDate = parseDate(args.at(++i));
+                if (!result.reportDate.isValid()) {
+                    result.error =
+                        QStringLiteral("--report expects a date written as yyyy-MM-dd, not \"%1\"").arg(args.at(i));
+                }
+            }
+        } else if (arg == QLatin1String("--format")) {
+            if (i + 1 < args.size()) {
+                result.format = args.at(++i);
+            }
+            if (result.format != QLatin1String("text") && result.format != QLatin1String("json") &&
+                result.format != QLatin1String("csv")) {
+                result.error = QStringLiteral("--format expects text, json or csv");
+            }
+        } else if (arg == QLatin1String("--apply-rules")) {
+            result.mode = Mode::ApplyRules;
+            if (i + 1 < args.size() && looksLikeDate(args.at(i + 1))) {
+                result.fromDate = parseDate(args.at(++i));
+                result.toDate = result.fromDate;
+                if (i + 1 < args.size() && looksLikeDate(args.at(i + 1))) {
+                    result.toDate = parseDate(args.at(++i));
+                }
+            } else {
+                result.error = QStringLiteral("--apply-rules expects a first date written as yyyy-MM-dd");
+            }
+            if (result.error.isEmpty() && result.toDate < result.fromDate) {
+                result.error = QStringLiteral("--apply-rules: the last date lies before the first");
+            }
+        }
+    }
+    return result;
+}
+
+QString CommandLine::helpText()
+{
+    return QStringLiteral(
+        "Usage: verrinplus [-debug] [--report [yyyy-MM-dd] [--format text|json|csv]]\n"
+        "                  [--apply-rules FROM [TO]] [--version] [--help]\n"
+        "\n"
+        "Without options VerrinPlus starts its window and records which application is in front.\n"
+        "\n"
+        "  -debug                 write a debug log to debug.log in the data folder\n"
+        "  --report [DATE]        print the unlinked and linked time of DATE (default today)\n"
+        "  --format FORMAT        report format: text (default), json or csv\n"
+        "  --apply-rules FROM [TO]\n"
+        "                         apply the active rules to the days FROM..TO with the stored sign-in\n"
+        "  --version              print the version\n"
+        "  --help                 print this help\n"
+        "\n"
+        "Data folder: $XDG_DATA_HOME/VerrinPlus (by default ~/.local/share/VerrinPlus).\n");
+}

@@ -1,0 +1,485 @@
+#include "app/MainWindow.h"
+
+#include "app/DataPaths.h"
+#include "app/MessageBoxPrompter.h"
+#include "app/Registry.h"
+#include "app/SettingsFile.h"
+#include "app/WindowPolicy.h"
+#include "dialogs/AboutDialog.h"
+#include "dialogs/SettingsDialog.h"
+#include "dialogs/UpdateChecker.h"
+#include "dialogs/UpdatePresenter.h"
+#include "platform/Platform.h"
+#include "store/CalendarMarks.h"
+#include "store/Database.h"
+#include "views/CalendarWidget.h"
+#include "views/ClickableLabel.h"
+
+#include <QApplication>
+#include <QCalendarWidget>
+#include <QCloseEvent>
+#include <QDebug>
+#include <QDesktopServices>
+#include <QDir>
+#include <QDockWidget>
+#include <QFileInfo>
+#include <QHeaderView>
+#include <QMenu>
+#include <QMessageBox>
+#include <QNetworkAccessManager>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSettings>
+#include <QStatusBar>
+#include <QTimer>
+#include <QTreeView>
+#include <QUrl>
+
+#include <cstdlib>
+
+namespace {
+const char* kHelpUrl = "https://www.verrin.com/help/verrinplus/";
+constexpr int kTrayFrames = 8;
+
+QDockWidget* makeDock(QMainWindow* window, const char* name, Qt::DockWidgetArea area, QWidget* content)
+{
+    auto* dock = new QDockWidget(QLatin1String(name), window);
+    dock->setObjectName(QLatin1String(name));
+    dock->setAllowedAreas(area);
+    dock->setFeatures(QDockWidget::DockWidgetClosable);
+    dock->setTitleBarWidget(new QWidget(dock));
+    dock->setWidget(content);
+    window->addDockWidget(area, dock);
+    return dock;
+}
+} // namespace
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
+{
+    ui.setupUi(this);
+    setLocale(QLocale::system());
+    installEventFilter(this);
+
+    ui.statusBar->showMessage(QStringLiteral("Loading..."));
+    loginIndicator = new ClickableLabel(QStringLiteral("Not signed in <img src=':/icons/res/offline.png'>"));
+    loginIndicator->setObjectName(QStringLiteral("loginIndicator"));
+    loginIndicator->setTextFormat(Qt::RichText);
+    ui.statusBar->addPermanentWidget(loginIndicator);
+
+    appDir = getAppDir();
+    prompter = std::make_unique<MessageBoxPrompter>(this);
+    platform = createPlatform();
+    networkManager = new QNetworkAccessManager(this);
+
+    initSettings();
+    initDatabase();
+    createActions();
+    initTrayIcon();
+
+    setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
+    setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
+    initDockedWidgets();
+    setStyleSheet(QStringLiteral("QMainWindow::separator { background: transparent; }"));
+    ui.appList->setFocus();
+
+    connectSignals();
+
+    progressBar = new QProgressBar;
+    progressBar->setObjectName(QStringLiteral("progressBar"));
+    progressBar->setTextVisible(false);
+    progressBar->setStyleSheet(QStringLiteral("border: 0px;"));
+    progressBar->setMaximumSize(250, 16);
+    progressBar->hide();
+    ui.statusBar->addWidget(progressBar);
+
+    ui.labelHeaderDate->setText(QLocale::system().toString(ui.calendar->selectedDate(), QLocale::LongFormat));
+    ui.btToday->setVisible(ui.calendar->selectedDate() != QDate::currentDate());
+
+    restoreState(settings->value(QStringLiteral("Window/State")).toByteArray());
+    restoreGeometry(settings->value(QStringLiteral("Window/Geometry")).toByteArray());
+
+    timer = new QTimer(this);
+    timer->setObjectName(QStringLiteral("samplingTimer"));
+    connect(timer, &QTimer::timeout, this, &MainWindow::updateApps);
+    recording = false;
+
+    connect(ui.btnRecord, &QPushButton::toggled, this, &MainWindow::on_btnRecord_toggled);
+    ui.btnRecord->setIcon(QIcon(QStringLiteral(":/icons/res/record.png")));
+    ui.btnRecord->setChecked(settings->value(QStringLiteral("Application/Started"), true).toBool());
+
+    QTimer::singleShot(0, this, &MainWindow::onInitialUpdate);
+}
+
+MainWindow::~MainWindow()
+{
+    if (database) {
+        database->close();
+    }
+}
+
+QString MainWindow::getAppDir()
+{
+    return QCoreApplication::applicationDirPath();
+}
+
+void MainWindow::initSettings()
+{
+    const QString folder = DataPaths::dataFolder();
+    if (!QFileInfo::exists(folder)) {
+        qDebug() << folder << " does not exist";
+        if (QDir().mkpath(folder)) {
+            qDebug() << folder << " created";
+        } else {
+            qDebug() << "could not create " + folder;
+            QMessageBox::critical(this, QStringLiteral("Error"),
+                                  QStringLiteral("Could not create directory: ") + folder);
+            std::exit(-1);
+        }
+    }
+
+    const bool firstRun = !QFileInfo::exists(DataPaths::iniFile());
+    settings = new QSettings(DataPaths::iniFile(), QSettings::IniFormat, this);
+    (*Registry::instance())[QStringLiteral("UserAgent")] = SettingsFile::userAgent();
+
+    if (firstRun) {
+        SettingsDialog dialog(this);
+        dialog.setValues(SettingsFile::readEditable(*settings));
+        dialog.putData();
+        dialog.exec();
+        dialog.getData();
+        SettingsFile::writeFirstRun(*settings, dialog.values());
+    }
+
+    SettingsFile::readIntoRegistry(*settings);
+    applyQuitOnLastWindowClosed();
+}
+
+void MainWindow::initDatabase()
+{
+    database = std::make_unique<Database>();
+    QString error;
+    if (!database->open(DataPaths::databaseFile(), &error)) {
+        QMessageBox::warning(this, QStringLiteral("Database error"),
+                             QStringLiteral("Could not open database: ") + DataPaths::databaseFile() +
+                                 QStringLiteral("\n") + error);
+        close();
+    }
+}
+
+void MainWindow::createActions()
+{
+    exitAction = new QAction(QStringLiteral("E&xit"), this);
+    connect(exitAction, &QAction::triggered, this, &MainWindow::on_actionExit_triggered);
+    showAction = new QAction(QStringLiteral("Sho&w VerrinPlus"), this);
+    connect(showAction, &QAction::triggered, this, &MainWindow::onTrayMenuShow);
+    settingsAction = new QAction(QStringLiteral("S&ettings..."), this);
+    connect(settingsAction, &QAction::triggered, this, &MainWindow::onTrayMenuOptions);
+    startAction = new QAction(QStringLiteral("&Start Recording"), this);
+    connect(startAction, &QAction::triggered, this, &MainWindow::onStart);
+    pauseAction = new QAction(QStringLiteral("&Pause Recording"), this);
+    connect(pauseAction, &QAction::triggered, this, &MainWindow::onStop);
+    pauseAction->setEnabled(false);
+}
+
+void MainWindow::initTrayIcon()
+{
+    trayMenu = new QMenu(this);
+    trayMenu->addAction(startAction);
+    trayMenu->addAction(pauseAction);
+    trayMenu->addSeparator();
+    trayMenu->addAction(settingsAction);
+    trayMenu->addSeparator();
+    trayMenu->addAction(showAction);
+    trayMenu->addAction(exitAction);
+    tray = new QSystemTrayIcon(this);
+    tray->setContextMenu(trayMenu);
+
+    trayTimer = new QTimer(this);
+    trayTimer->setObjectName(QStringLiteral("trayTimer"));
+    connect(trayTimer, &QTimer::timeout, this, &MainWindow::updateTrayIcon);
+    for (int i = 1; i <= kTrayFrames; ++i) {
+        frames << QIcon(QStringLiteral(":/icons/res/frame") + QString::number(i) + QStringLiteral(".png"));
+    }
+    frameIndex = 0;
+    stillIcon = QIcon(QStringLiteral(":/icons/res/frame9.png"));
+    tray->setIcon(stillIcon);
+    tray->setToolTip(QStringLiteral("VerrinPlus"));
+    connect(tray, &QSystemTrayIcon::activated, this, &MainWindow::iconActivated);
+    tray->setVisible(true);
+    setWindowIcon(QIcon(QStringLiteral(":/icons/res/logo.png")));
+}
+
+void MainWindow::initDockedWidgets()
+{
+    QDockWidget* left = makeDock(this, "Left", Qt::LeftDockWidgetArea, ui.leftPanel);
+    QDockWidget* right = makeDock(this, "Right", Qt::RightDockWidgetArea, ui.projectsPanel);
+    QDockWidget* bottom = makeDock(this, "Bottom", Qt::BottomDockWidgetArea, ui.linkedPanel);
+    bottom->toggleViewAction()->setText(QStringLiteral("Linked &Entries"));
+    // The View menu's entries show and hide the three panels and follow them when they close.
+    const QList<QPair<QAction*, QDockWidget*>> toggles = {
+        {ui.actionCalendar, left}, {ui.actionProjects_and_Tasks, right}, {ui.actionLinked_Entries, bottom}};
+    for (const auto& [action, dock] : toggles) {
+        connect(action, &QAction::toggled, dock, &QDockWidget::setVisible);
+        connect(dock, &QDockWidget::visibilityChanged, action, [action = action, dock = dock] {
+            if (!dock->isHidden() != action->isChecked()) {
+                action->setChecked(!dock->isHidden());
+            }
+        });
+    }
+}
+
+void MainWindow::connectSignals()
+{
+    connect(ui.actionExit, &QAction::triggered, this, &MainWindow::on_actionExit_triggered);
+    connect(ui.action_Help_Topics, &QAction::triggered, this, &MainWindow::on_action_Help_Topics_triggered);
+    connect(ui.action_Settings, &QAction::triggered, this, &MainWindow::on_action_Settings_triggered);
+    connect(ui.action_About_Verrin, &QAction::triggered, this, &MainWindow::on_action_About_Verrin_triggered);
+    connect(ui.actionCheck_for_Updates, &QAction::triggered, this, &MainWindow::on_actionCheck_for_Updates_triggered);
+    connect(ui.btToday, &QPushButton::clicked, this, [this] { ui.calendar->setSelectedDate(QDate::currentDate()); });
+    connect(ui.calendar, &QCalendarWidget::selectionChanged, this, [this] {
+        const QDate date = ui.calendar->selectedDate();
+        ui.labelHeaderDate->setText(QLocale::system().toString(date, QLocale::LongFormat));
+        ui.btToday->setVisible(date != QDate::currentDate());
+    });
+    connect(ui.calendar, &QCalendarWidget::currentPageChanged, this, &MainWindow::initCalendarDaysWithEntries);
+    if (qApp) {
+        connect(qApp, &QGuiApplication::commitDataRequest, this, &MainWindow::onSessionEnding);
+    }
+}
+
+void MainWindow::onInitialUpdate()
+{
+    initCalendarDaysWithEntries();
+    ui.statusBar->showMessage(QStringLiteral("Loading entries..."));
+    ui.statusBar->showMessage(QStringLiteral("Loading linked entries..."));
+    ui.statusBar->showMessage(QStringLiteral("Initializing network..."));
+    if (!platform->isSupported()) {
+        ui.statusBar->showMessage(platform->unsupportedReason());
+        return;
+    }
+    ui.statusBar->showMessage(QStringLiteral("Ready"));
+}
+
+void MainWindow::initCalendarDaysWithEntries()
+{
+    // The calendar shows six weeks around the month on its page.
+    const QDate first(ui.calendar->yearShown(), ui.calendar->monthShown(), 1);
+    const QStringList ignored = Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList();
+    ui.calendar->markDates(
+        CalendarMarks::datesWithUnlinkedTime(ignored, first.addDays(-7), first.addMonths(1).addDays(14)));
+}
+
+void MainWindow::setUpdateChecker(UpdateChecker* checker)
+{
+    updateChecker = checker;
+    updatePresenter = checker ? new UpdatePresenter(checker, this) : nullptr;
+}
+
+void MainWindow::cleanup()
+{
+    WindowLayout layout;
+    layout.geometry = saveGeometry();
+    layout.state = saveState(0);
+    layout.unlinkedListGeometry = ui.appList->header()->saveGeometry();
+    layout.unlinkedListState = ui.appList->header()->saveState();
+    layout.linkedListGeometry = ui.linkedEntries->header()->saveGeometry();
+    layout.linkedListState = ui.linkedEntries->header()->saveState();
+    SettingsFile::writeBack(*settings, recording, layout);
+}
+
+bool MainWindow::trayUsable() const
+{
+    return tray && tray->isVisible() && QSystemTrayIcon::isSystemTrayAvailable();
+}
+
+void MainWindow::applyQuitOnLastWindowClosed()
+{
+    QApplication::setQuitOnLastWindowClosed(WindowPolicy::quitOnLastWindowClosed(
+        Registry::instance()->value(QStringLiteral("CloseToTray")).toBool(), QSystemTrayIcon::isSystemTrayAvailable()));
+}
+
+void MainWindow::hideApplication()
+{
+    platform->hideApplication();
+}
+
+void MainWindow::updateTrayIcon()
+{
+    frameIndex = WindowPolicy::nextFrame(frameIndex, int(frames.size()));
+    tray->setIcon(frames.at(frameIndex));
+}
+
+void MainWindow::iconActivated(QSystemTrayIcon::ActivationReason reason)
+{
+    using WindowPolicy::TrayClick;
+    const TrayClick click = reason == QSystemTrayIcon::Trigger       ? TrayClick::Single
+                            : reason == QSystemTrayIcon::DoubleClick ? TrayClick::Double
+                                                                     : TrayClick::Other;
+    if (WindowPolicy::trayClickShowsWindow(
+            click, Registry::instance()->value(QStringLiteral("SingleClickTrayOpen")).toBool())) {
+        onTrayMenuShow();
+    }
+}
+
+void MainWindow::onTrayMenuShow()
+{
+    if (isMinimized()) {
+        setWindowState(windowState() & ~Qt::WindowMinimized);
+    }
+    show();
+    raise();
+    activateWindow();
+}
+
+void MainWindow::onTrayMenuOptions()
+{
+    SettingsDialog dialog(this);
+    dialog.setValues(EditableSettings::fromRegistry());
+    dialog.putData();
+    if (dialog.exec() != QDialog::Accepted) {
+        return;
+    }
+    dialog.getData();
+    dialog.values().toRegistry();
+    applyQuitOnLastWindowClosed();
+}
+
+void MainWindow::on_action_Settings_triggered()
+{
+    onTrayMenuOptions();
+}
+
+void MainWindow::on_actionExit_triggered()
+{
+    close();
+    QCoreApplication::quit();
+}
+
+void MainWindow::on_action_Help_Topics_triggered()
+{
+    QDesktopServices::openUrl(QUrl(QString::fromLatin1(kHelpUrl)));
+}
+
+void MainWindow::on_action_About_Verrin_triggered()
+{
+    AboutDialog dialog(this);
+    connect(&dialog, &AboutDialog::checkForUpdates, this, [this, &dialog] {
+        if (updatePresenter) {
+            updatePresenter->setParentWindow(&dialog);
+        }
+        on_actionCheck_for_Updates_triggered();
+    });
+    dialog.exec();
+    if (updatePresenter) {
+        updatePresenter->setParentWindow(this);
+    }
+}
+
+void MainWindow::on_actionCheck_for_Updates_triggered()
+{
+    if (updateChecker) {
+        updateChecker->check(true);
+    }
+}
+
+void MainWindow::on_btnRecord_toggled(bool on)
+{
+    ui.btnRecord->setIcon(
+        QIcon(on ? QStringLiteral(":/icons/res/pause.png") : QStringLiteral(":/icons/res/record.png")));
+    startStopRecording(on);
+}
+
+void MainWindow::onStart()
+{
+    ui.btnRecord->setChecked(true);
+}
+
+void MainWindow::onStop()
+{
+    ui.btnRecord->setChecked(false);
+}
+
+void MainWindow::startStopRecording(bool on)
+{
+    if (on) {
+        recording = true;
+        ui.btnRecord->setText(QStringLiteral("Recording"));
+        timer->start(1000);
+        trayTimer->start(500);
+        tray->setIcon(frames.at(frameIndex));
+        startAction->setEnabled(false);
+        pauseAction->setEnabled(true);
+    } else {
+        recording = false;
+        ui.btnRecord->setText(QStringLiteral("Paused"));
+        timer->stop();
+        trayTimer->stop();
+        frameIndex = 0;
+        tray->setIcon(stillIcon);
+        startAction->setEnabled(true);
+        pauseAction->setEnabled(false);
+    }
+}
+
+void MainWindow::updateApps() {}
+
+void MainWindow::onSessionEnding()
+{
+    cleanup();
+}
+
+void MainWindow::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::LanguageChange) {
+        ui.retranslateUi(this);
+        QMainWindow::changeEvent(event);
+        return;
+    }
+    if (event->type() == QEvent::WindowStateChange &&
+        WindowPolicy::hideOnMinimize(isMinimized(),
+                                     Registry::instance()->value(QStringLiteral("MinimizeToTray")).toBool(),
+                                     event->spontaneous(), trayUsable())) {
+        hideApplication();
+        event->ignore();
+        return;
+    }
+    QMainWindow::changeEvent(event);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    cleanup();
+    switch (WindowPolicy::onClose(trayUsable(), Registry::instance()->value(QStringLiteral("CloseToTray")).toBool(),
+                                  event->spontaneous())) {
+    case WindowPolicy::CloseAction::Close:
+        QMainWindow::closeEvent(event);
+        break;
+    case WindowPolicy::CloseAction::HideApplication:
+        hideApplication();
+        event->ignore();
+        break;
+    case WindowPolicy::CloseAction::HideWindowThenClose:
+        hide();
+        QMainWindow::closeEvent(event);
+        break;
+    }
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    // Hovering menus must not wipe the status bar's own messages.
+    if (watched == this && event->type() == QEvent::StatusTip) {
+        return true;
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::keyPressEvent(QKeyEvent* event)
+{
+    QMainWindow::keyPressEvent(event);
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event)
+{
+    QMainWindow::resizeEvent(event);
+}

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "app/MainWindowForm.h"
+
+#include <QIcon>
+#include <QList>
+#include <QMainWindow>
+#include <QSystemTrayIcon>
+
+#include <memory>
+
+class ClickableLabel;
+class Database;
+class MessageBoxPrompter;
+class Platform;
+class QMenu;
+class QNetworkAccessManager;
+class QProgressBar;
+class QSettings;
+class QTimer;
+class UpdateChecker;
+class UpdatePresenter;
+
+// The one long-lived window: it owns the settings file, the database, the timers and the tray icon,
+// and wires the views, dialogs and logic classes together. The work itself lives in those classes.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    static QString getAppDir();
+
+    // The update checker main() created (none in tests); the menu and the About box use it.
+    void setUpdateChecker(UpdateChecker* checker);
+
+    bool isRecording() const { return recording; }
+    MainWindowForm* form() { return &ui; }
+    QSystemTrayIcon* trayIcon() const { return tray; }
+    int trayFrameIndex() const { return frameIndex; }
+    QNetworkAccessManager* network() const { return networkManager; }
+
+    // Writes the settings back; runs at every close of the window.
+    void cleanup();
+
+public slots:
+    void onInitialUpdate();
+    void updateTrayIcon();
+    void iconActivated(QSystemTrayIcon::ActivationReason reason);
+    void onTrayMenuShow();
+    void onTrayMenuOptions();
+    void on_actionExit_triggered();
+    void on_action_Help_Topics_triggered();
+    void on_action_Settings_triggered();
+    void on_action_About_Verrin_triggered();
+    void on_actionCheck_for_Updates_triggered();
+    void on_btnRecord_toggled(bool on);
+    void onStart();
+    void onStop();
+    void updateApps();
+    // The desktop session is ending: save everything as on Exit.
+    void onSessionEnding();
+    // Marks the days with unlinked time in the months the calendar shows.
+    void initCalendarDaysWithEntries();
+
+protected:
+    void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void initSettings();
+    void initDatabase();
+    void createActions();
+    void initTrayIcon();
+    void initDockedWidgets();
+    void connectSignals();
+    void startStopRecording(bool on);
+    bool trayUsable() const;
+    void hideApplication();
+    void applyQuitOnLastWindowClosed();
+
+    MainWindowForm ui;
+    QSettings* settings = nullptr;
+    std::unique_ptr<Database> database;
+    std::unique_ptr<MessageBoxPrompter> prompter;
+    std::unique_ptr<Platform> platform;
+    QString appDir;
+    bool recording = false;
+
+    QTimer* timer = nullptr;
+    QSystemTrayIcon* tray = nullptr;
+    QMenu* trayMenu = nullptr;
+    QTimer* trayTimer = nullptr;
+    QList<QIcon> frames;
+    int frameIndex = 0;
+    QIcon stillIcon;
+
+    QAction* exitAction = nullptr;
+    QAction* showAction = nullptr;
+    QAction* settingsAction = nullptr;
+    QAction* startAction = nullptr;
+    QAction* pauseAction = nullptr;
+
+    QProgressBar* progressBar = nullptr;
+    ClickableLabel* loginIndicator = nullptr;
+    QNetworkAccessManager* networkManager = nullptr;
+    UpdateChecker* updateChecker = nullptr;
+    UpdatePresenter* updatePresenter = nullptr;
+};

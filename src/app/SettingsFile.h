@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QByteArray>
+#include <QSettings>
+#include <QString>
+
+// The preferences the settings dialog edits, moved as one value between the registry, the dialog
+// and (on the first run) the settings file.
+struct EditableSettings
+{
+    bool idleEnabled = true;
+    int idleLimit = 5; // minutes
+    QString username;
+    QString password;
+    bool proxyEnabled = false;
+    QString proxyHost;
+    QString proxyPort; // kept as text, as typed
+    bool sslEnabled = true;
+    bool closeToTray = true;
+    bool minimizeToTray = false;
+    bool singleClickTrayOpen = true;
+
+    static EditableSettings fromRegistry();
+    void toRegistry() const;
+};
+
+// Header layouts of the two entry views and the window's own geometry, saved at every close.
+struct WindowLayout
+{
+    QByteArray geometry;
+    QByteArray state;
+    QByteArray unlinkedListGeometry;
+    QByteArray unlinkedListState;
+    QByteArray linkedListGeometry;
+    QByteArray linkedListState;
+};
+
+// Moves settings between the INI file and the registry: read once at start, written back at every
+// close of the main window.
+namespace SettingsFile {
+
+inline constexpr const char* kDefaultApiBaseUrl = "https://www.verrin.com/service/";
+
+QString userAgent();
+
+// Passwords are kept as Base64 of their UTF-8 bytes, and read back the same way, so any password
+// survives a restart intact.
+QString encodePassword(const QString& password);
+QString decodePassword(const QString& stored);
+
+// The effective service address: with SSL switched off an https address is used as plain http.
+QString getApiBaseUrl(const QString& url, bool sslEnabled);
+
+// What the first-run dialog starts from (the defaults of a still empty file).
+EditableSettings readEditable(const QSettings& settings);
+// Writes what the first-run dialog returned, including the service address.
+void writeFirstRun(QSettings& settings, const EditableSettings& values);
+
+// Copies every setting into the registry, with its default when absent.
+void readIntoRegistry(const QSettings& settings);
+
+// Copies the registry (and the window's layout and recording state) back into the file.
+void writeBack(QSettings& settings, bool recordingStarted, const WindowLayout& layout);
+
+} // namespace SettingsFile

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QLockFile>
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+class QLocalServer;
+
+// One running VerrinPlus per data folder: two recorders writing one database would record every
+// second twice. The first instance holds a lock and listens; a later start asks it to come forward
+// and then ends.
+class SingleInstance : public QObject
+{
+    Q_OBJECT
+public:
+    // `dataFolder` decides which instances count as the same one.
+    explicit SingleInstance(const QString& dataFolder, QObject* parent = nullptr);
+    ~SingleInstance() override;
+
+    // True when this process is now the one instance. False when another instance holds the folder;
+    // it has then been asked to show its window.
+    bool claim();
+
+    QString serverName() const { return name; }
+
+signals:
+    // Another start asked this instance to bring its window to the front.
+    void activationRequested();
+
+private:
+    bool notifyRunningInstance();
+    void listen();
+
+    QString name;
+    std::unique_ptr<QLockFile> lock;
+    QLocalServer* server = nullptr;
+};

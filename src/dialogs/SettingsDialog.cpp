@@ -1,0 +1,214 @@
+#include "dialogs/SettingsDialog.h"
+
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QIntValidator>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSpinBox>
+#include <QVBoxLayout>
+
+namespace {
+template <typename T>
+T* named(T* widget, const char* name)
+{
+    widget->setObjectName(QLatin1String(name));
+    return widget;
+}
+
+QLabel* note(const QString& text)
+{
+    auto* label = new QLabel(text);
+    label->setWordWrap(true);
+    QFont font = label->font();
+    font.setPointSizeF(font.pointSizeF() * 0.9);
+    label->setFont(font);
+    return label;
+}
+} // namespace
+
+SettingsDialog::SettingsDialog(QWidget* parent) : QDialog(parent)
+{
+    setObjectName(QStringLiteral("SettingsDialog"));
+    setWindowTitle(QStringLiteral("Settings"));
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(buildAccountGroup());
+    layout->addWidget(buildConnectionGroup());
+    layout->addWidget(buildAwayGroup());
+    layout->addWidget(buildUiGroup());
+    buttonBox = named(new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel), "buttonBox");
+    layout->addWidget(buttonBox);
+    connect(buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
+
+    connect(checkAwayEnabled, &QCheckBox::toggled, this, &SettingsDialog::on_checkAwayEnabled_toggled);
+    connect(checkProxyEnabled, &QCheckBox::toggled, this, &SettingsDialog::on_checkProxyEnabled_toggled);
+    connect(editProxyHost, &QLineEdit::textChanged, this, &SettingsDialog::on_editProxyHost_textChanged);
+    connect(editProxyPort, &QLineEdit::textChanged, this, &SettingsDialog::on_editProxyPort_textChanged);
+    connect(checkSslEnabled, &QCheckBox::toggled, this, &SettingsDialog::on_checkSslEnabled_toggled);
+    setMinimumWidth(460);
+}
+
+QGroupBox* SettingsDialog::buildAccountGroup()
+{
+    auto* group = new QGroupBox(QStringLiteral("Verrin Account"));
+    auto* form = new QFormLayout(group);
+    editUsername = named(new QLineEdit, "editUsername");
+    editPassword = named(new QLineEdit, "editPassword");
+    editPassword->setEchoMode(QLineEdit::Password);
+    form->addRow(QStringLiteral("Email"), editUsername);
+    form->addRow(QStringLiteral("Password"), editPassword);
+    form->addRow(note(QStringLiteral("This application does not support 3rd party logins (Google/Google Apps/Yahoo!). "
+                                     "\nYou need to use your Verrin credentials which can be set up on the "
+                                     "\"My Account\" page.")));
+    form->addRow(note(QStringLiteral("Note: If you chose not to enter Username or Password, you will be prompted "
+                                     "to enter them every time the application starts.")));
+    return group;
+}
+
+QGroupBox* SettingsDialog::buildConnectionGroup()
+{
+    auto* group = new QGroupBox(QStringLiteral("Connection and Proxy Settings"));
+    auto* form = new QFormLayout(group);
+    checkSslEnabled = named(new QCheckBox(QStringLiteral("Use SSL communication with Verrin")), "checkSslEnabled");
+    checkProxyEnabled = named(new QCheckBox(QStringLiteral("Use a proxy server")), "checkProxyEnabled");
+    editProxyHost = named(new QLineEdit, "editProxyHost");
+    editProxyPort = named(new QLineEdit, "editProxyPort");
+    editProxyPort->setValidator(new QIntValidator(0, 65535, editProxyPort));
+    labelProxyNote = named(note(QStringLiteral("Note: Changes to the connection settings will only take effect "
+                                               "after restarting the application.")),
+                           "labelProxyNote");
+    labelProxyNote->setStyleSheet(QStringLiteral("color: #a05a00;"));
+    labelProxyNote->hide();
+    form->addRow(checkSslEnabled);
+    form->addRow(checkProxyEnabled);
+    form->addRow(QStringLiteral("Address:"), editProxyHost);
+    form->addRow(QStringLiteral("Port:"), editProxyPort);
+    form->addRow(labelProxyNote);
+    return group;
+}
+
+QGroupBox* SettingsDialog::buildAwayGroup()
+{
+    auto* group = new QGroupBox(QStringLiteral("Away Time"));
+    auto* layout = new QVBoxLayout(group);
+    checkAwayEnabled = named(new QCheckBox(QStringLiteral("Detection Enabled")), "checkAwayEnabled");
+    inactivityGroup = named(new QWidget, "inactivityGroup");
+    auto* row = new QHBoxLayout(inactivityGroup);
+    row->setContentsMargins(0, 0, 0, 0);
+    spinAwayLimit = named(new QSpinBox, "spinAwayLimit");
+    spinAwayLimit->setRange(1, 24 * 60);
+    row->addWidget(new QLabel(QStringLiteral("Inactivity")));
+    row->addWidget(spinAwayLimit);
+    row->addWidget(new QLabel(QStringLiteral("minutes")));
+    row->addStretch();
+    layout->addWidget(checkAwayEnabled);
+    layout->addWidget(inactivityGroup);
+    return group;
+}
+
+QGroupBox* SettingsDialog::buildUiGroup()
+{
+    auto* group = new QGroupBox(QStringLiteral("UI Settings"));
+    auto* layout = new QVBoxLayout(group);
+    checkCloseToTray = named(new QCheckBox(QStringLiteral("Close to tray")), "checkCloseToTray");
+    checkMinimizeToTray = named(new QCheckBox(QStringLiteral("Minimize to tray")), "checkMinimizeToTray");
+    checkSingleClickTrayOpen =
+        named(new QCheckBox(QStringLiteral("Single click on tray icon to open")), "checkSingleClickTrayOpen");
+    layout->addWidget(checkCloseToTray);
+    layout->addWidget(checkMinimizeToTray);
+    layout->addWidget(checkSingleClickTrayOpen);
+    return group;
+}
+
+void SettingsDialog::putData()
+{
+    checkAwayEnabled->setChecked(idleEnabled);
+    spinAwayLimit->setValue(idleLimit);
+    on_checkAwayEnabled_toggled(idleEnabled);
+    editUsername->setText(username);
+    editPassword->setText(password);
+    checkProxyEnabled->setChecked(proxyEnabled);
+    editProxyHost->setText(proxyHost);
+    editProxyPort->setText(proxyPort);
+    on_checkProxyEnabled_toggled(proxyEnabled);
+    // Filling the fields is not a change the user made.
+    labelProxyNote->hide();
+    checkSslEnabled->blockSignals(true);
+    checkSslEnabled->setChecked(sslEnabled);
+    checkSslEnabled->blockSignals(false);
+    checkCloseToTray->setChecked(closeToTray);
+    checkMinimizeToTray->setChecked(minimizeToTray);
+    checkSingleClickTrayOpen->setChecked(singleClickTrayOpen);
+}
+
+void SettingsDialog::getData()
+{
+    idleEnabled = checkAwayEnabled->isChecked();
+    idleLimit = spinAwayLimit->value();
+    username = editUsername->text();
+    password = editPassword->text();
+    proxyEnabled = checkProxyEnabled->isChecked();
+    proxyHost = editProxyHost->text();
+    proxyPort = editProxyPort->text();
+    sslEnabled = checkSslEnabled->isChecked();
+    closeToTray = checkCloseToTray->isChecked();
+    minimizeToTray = checkMinimizeToTray->isChecked();
+    singleClickTrayOpen = checkSingleClickTrayOpen->isChecked();
+}
+
+void SettingsDialog::setValues(const EditableSettings& v)
+{
+    idleEnabled = v.idleEnabled;
+    idleLimit = v.idleLimit;
+    username = v.username;
+    password = v.password;
+    proxyEnabled = v.proxyEnabled;
+    proxyHost = v.proxyHost;
+    proxyPort = v.proxyPort;
+    sslEnabled = v.sslEnabled;
+    closeToTray = v.closeToTray;
+    minimizeToTray = v.minimizeToTray;
+    singleClickTrayOpen = v.singleClickTrayOpen;
+}
+
+EditableSettings SettingsDialog::values() const
+{
+    return EditableSettings{idleEnabled, idleLimit,  username,    password,       proxyEnabled,       proxyHost,
+                            proxyPort,   sslEnabled, closeToTray, minimizeToTray, singleClickTrayOpen};
+}
+
+void SettingsDialog::on_checkAwayEnabled_toggled(bool on)
+{
+    inactivityGroup->setEnabled(on);
+}
+
+void SettingsDialog::on_checkProxyEnabled_toggled(bool on)
+{
+    editProxyHost->setEnabled(on);
+    editProxyPort->setEnabled(on);
+    showProxyNote();
+}
+
+void SettingsDialog::on_editProxyHost_textChanged(const QString&)
+{
+    showProxyNote();
+}
+
+void SettingsDialog::on_editProxyPort_textChanged(const QString&)
+{
+    showProxyNote();
+}
+
+void SettingsDialog::on_checkSslEnabled_toggled(bool)
+{
+    showProxyNote();
+}
+
+void SettingsDialog::showProxyNote()
+{
+    labelProxyNote->show();
+}

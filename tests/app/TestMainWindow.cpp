@@ -1,0 +1,262 @@
+#include "ModalDialogHelper.h"
+#include "TempDataFolder.h"
+#include "app/DataPaths.h"
+#include "app/MainWindow.h"
+#include "app/Registry.h"
+
+#include <QCheckBox>
+#include <QDialog>
+#include <QDockWidget>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSettings>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QStatusBar>
+#include <QTest>
+#include <QTimer>
+
+#include <memory>
+
+// The main window driven as a user would, on the offscreen platform (which has no system tray).
+class TestMainWindow : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TempDataFolder> data;
+
+    void writeIni(bool started)
+    {
+        QDir().mkpath(data->dataFolder());
+        QSettings ini(DataPaths::iniFile(), QSettings::IniFormat);
+        ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
+        ini.setValue(QStringLiteral("Application/Started"), started);
+    }
+
+    static QSettings readIni() { return QSettings(DataPaths::iniFile(), QSettings::IniFormat); }
+
+private slots:
+    void init()
+    {
+        data = std::make_unique<TempDataFolder>();
+        Registry::drop();
+    }
+
+    void cleanup()
+    {
+        cancelModalHandlers();
+        data.reset();
+        Registry::drop();
+    }
+
+    void firstRunAsksForSettingsAndCreatesTheStore()
+    {
+        QVERIFY(!QFile::exists(data->dataFolder()));
+        bool dialogSeen = false;
+        onNextModal([&](QWidget* modal) {
+            dialogSeen = modal->windowTitle() == QLatin1String("Settings");
+            modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(QStringLiteral("ann@example.com"));
+            modal->findChild<QCheckBox*>(QStringLiteral("checkCloseToTray"))->setChecked(false);
+            static_cast<QDialog*>(modal)->accept();
+        });
+        {
+            MainWindow window;
+            QVERIFY(dialogSeen);
+            QCOMPARE(Registry::instance()->value(QStringLiteral("Username")).toString(),
+                     QStringLiteral("ann@example.com"));
+            QSqlQuery tables(QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name IN "
+                                            "('entries','applications','settings','rules','rules_apps')"));
+            QVERIFY(tables.next());
+            QCOMPARE(tables.value(0).toInt(), 5);
+        }
+        QSettings ini = readIni();
+        QCOMPARE(ini.value(QStringLiteral("API/Username")).toString(), QStringLiteral("ann@example.com"));
+        QCOMPARE(ini.value(QStringLiteral("Application/CloseToTray")).toBool(), false);
+        QVERIFY(ini.contains(QStringLiteral("API/Url")));
+        QVERIFY(ini.contains(QStringLiteral("Proxy/Host")));
+
+        // The second start asks nothing and changes nothing in the schema.
+        Registry::drop();
+        bool asked = false;
+        onNextModal([&](QWidget* modal) {
+            asked = true;
+            modal->close();
+        });
+        MainWindow again;
+        QVERIFY(!asked);
+    }
+
+    void formPartsCarryTheirNames()
+    {
+        writeIni(false);
+        MainWindow window;
+        QCOMPARE(window.windowTitle(), QStringLiteral("Verrin Plus"));
+        for (const char* name :
+             {"btnRecord", "calendar", "btToday", "editFilter", "checkGroupByHour", "cbHideUnder", "appList",
+              "linkedEntries", "labelTotalTime", "labelTotalLinkedTime", "btnApplyRules", "btnSyncFilters",
+              "editFilterProjects", "projects", "headerBar", "statusBar", "progressBar"}) {
+            QVERIFY2(window.findChild<QWidget*>(QLatin1String(name)), name);
+        }
+        auto* exit = window.findChild<QAction*>(QStringLiteral("actionExit"));
+        QVERIFY(exit);
+        QCOMPARE(exit->text(), QStringLiteral("E&xit"));
+        QCOMPARE(exit->shortcut(), QKeySequence(QStringLiteral("Alt+X")));
+        QCOMPARE(window.findChild<QAction*>(QStringLiteral("actionCheck_for_Updates"))->text(),
+                 QStringLiteral("Check for &Updates.."));
+        for (const char* name : {"Left", "Right", "Bottom"}) {
+            auto* dock = window.findChild<QDockWidget*>(QLatin1String(name));
+            QVERIFY2(dock, name);
+            QCOMPARE(dock->features(), QDockWidget::DockWidgetClosable);
+        }
+        QVERIFY(window.findChild<QWidget*>(QStringLiteral("progressBar"))->isHidden());
+
+        QStringList menu;
+        for (QAction* action : window.trayIcon()->contextMenu()->actions()) {
+            menu << (action->isSeparator() ? QStringLiteral("-") : action->text());
+        }
+        QCOMPARE(menu, (QStringList{"&Start Recording", "&Pause Recording", "-", "S&ettings...", "-",
+                                    "Sho&w VerrinPlus", "E&xit"}));
+    }
+
+    void recordingSwitchDrivesTimersAndTray()
+    {
+        writeIni(false);
+        MainWindow window;
+        auto* button = window.findChild<QPushButton*>(QStringLiteral("btnRecord"));
+        auto* sampling = window.findChild<QTimer*>(QStringLiteral("samplingTimer"));
+        auto* tray = window.findChild<QTimer*>(QStringLiteral("trayTimer"));
+        QList<QAction*> trayActions = window.trayIcon()->contextMenu()->actions();
+        QAction* start = trayActions.at(0);
+        QAction* pause = trayActions.at(1);
+        QVERIFY(!window.isRecording());
+        QCOMPARE(button->text(), QStringLiteral("Paused"));
+
+        start->trigger();
+        QVERIFY(window.isRecording());
+        QVERIFY(button->isChecked());
+        QCOMPARE(button->text(), QStringLiteral("Recording"));
+        QVERIFY(sampling->isActive());
+        QCOMPARE(sampling->interval(), 1000);
+        QVERIFY(tray->isActive());
+        QCOMPARE(tray->interval(), 500);
+        QVERIFY(!start->isEnabled());
+        QVERIFY(pause->isEnabled());
+        for (int i = 0; i < 3; ++i) {
+            window.updateTrayIcon();
+        }
+        QCOMPARE(window.trayFrameIndex(), 3);
+
+        pause->trigger();
+        QVERIFY(!window.isRecording());
+        QCOMPARE(button->text(), QStringLiteral("Paused"));
+        QVERIFY(!sampling->isActive());
+        QVERIFY(!tray->isActive());
+        QCOMPARE(window.trayFrameIndex(), 0);
+        QVERIFY(start->isEnabled());
+        QVERIFY(!pause->isEnabled());
+        // The next start begins the animation from the first frame again.
+        button->click();
+        window.updateTrayIcon();
+        QCOMPARE(window.trayFrameIndex(), 1);
+    }
+
+    void recordingStateSurvivesARestart()
+    {
+        writeIni(true);
+        {
+            MainWindow window;
+            QVERIFY(window.isRecording());
+            window.findChild<QPushButton*>(QStringLiteral("btnRecord"))->click();
+            window.close();
+        }
+        QCOMPARE(readIni().value(QStringLiteral("Application/Started")).toBool(), false);
+        Registry::drop();
+        MainWindow again;
+        QVERIFY(!again.isRecording());
+    }
+
+    void closeWithoutATrayEndsTheWindowAndSaves()
+    {
+        writeIni(false);
+        MainWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        // Close-to-tray is on, but with no tray to come back from the window really closes.
+        QVERIFY(Registry::instance()->value(QStringLiteral("CloseToTray")).toBool());
+        QVERIFY(QApplication::quitOnLastWindowClosed());
+        QVERIFY(window.close());
+        QVERIFY(!window.isVisible());
+        QSettings ini = readIni();
+        QVERIFY(!ini.value(QStringLiteral("Window/Geometry")).toByteArray().isEmpty());
+        QVERIFY(!ini.value(QStringLiteral("Window/State")).toByteArray().isEmpty());
+        QVERIFY(ini.contains(QStringLiteral("Application/IdleLimit")));
+    }
+
+    void exitClosesAndSaves()
+    {
+        writeIni(false);
+        MainWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        window.findChild<QAction*>(QStringLiteral("actionExit"))->trigger();
+        QVERIFY(!window.isVisible());
+        QVERIFY(readIni().contains(QStringLiteral("Window/Geometry")));
+    }
+
+    void statusTipsDoNotOverwriteTheStatusBar()
+    {
+        writeIni(false);
+        MainWindow window;
+        window.statusBar()->showMessage(QStringLiteral("Ready"));
+        QStatusTipEvent tip(QStringLiteral("hovered menu"));
+        QApplication::sendEvent(&window, &tip);
+        QCOMPARE(window.statusBar()->currentMessage(), QStringLiteral("Ready"));
+    }
+
+    void settingsFromTheTrayEditTheRegistryOnly()
+    {
+        writeIni(false);
+        MainWindow window;
+        onNextModal([](QWidget* modal) {
+            modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(QStringLiteral("bob@example.com"));
+            static_cast<QDialog*>(modal)->accept();
+        });
+        window.onTrayMenuOptions();
+        QCOMPARE(Registry::instance()->value(QStringLiteral("Username")).toString(), QStringLiteral("bob@example.com"));
+        // The file only changes at the next close.
+        QVERIFY(!readIni().contains(QStringLiteral("API/Username")));
+
+        onNextModal([](QWidget* modal) {
+            modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(QStringLiteral("eve@example.com"));
+            static_cast<QDialog*>(modal)->reject();
+        });
+        window.onTrayMenuOptions();
+        QCOMPARE(Registry::instance()->value(QStringLiteral("Username")).toString(), QStringLiteral("bob@example.com"));
+    }
+
+    void unopenableDatabaseIsReported()
+    {
+        writeIni(false);
+        QDir().mkpath(DataPaths::databaseFile()); // a folder where the file should be
+        QString title;
+        QString text;
+        onNextModal([&](QWidget* modal) {
+            auto* box = qobject_cast<QMessageBox*>(modal);
+            if (box) {
+                title = box->windowTitle();
+                text = box->text();
+                box->accept();
+            }
+        });
+        MainWindow window;
+        QCOMPARE(title, QStringLiteral("Database error"));
+        QVERIFY(text.startsWith(QStringLiteral("Could not open database: ") + DataPaths::databaseFile() +
+                                QStringLiteral("\n")));
+    }
+};
+
+QTEST_MAIN(TestMainWindow)
+#include "TestMainWindow.moc"

@@ -1,0 +1,132 @@
+#include "TempDataFolder.h"
+#include "app/SingleInstance.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <csignal>
+
+// The real program as separate processes: one instance per data folder, orderly shutdown on
+// signals, and the headless options working without any display.
+class TestProcess : public QObject
+{
+    Q_OBJECT
+
+private:
+    static QProcessEnvironment environment(const TempDataFolder& data)
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("XDG_DATA_HOME"), data.path() + QStringLiteral("/data"));
+        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), data.path() + QStringLiteral("/runtime"));
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        env.insert(QStringLiteral("VERRINPLUS_UPDATE_FEED"), QString());
+        return env;
+    }
+
+    static void writeIni(const TempDataFolder& data)
+    {
+        QDir().mkpath(data.dataFolder());
+        QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
+        ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
+        ini.setValue(QStringLiteral("Application/Started"), false);
+    }
+
+    static bool lockTaken(const TempDataFolder& data)
+    {
+        return !QDir(data.path() + QStringLiteral("/runtime"))
+                    .entryList({QStringLiteral("verrinplus-*.lock")})
+                    .isEmpty();
+    }
+
+private slots:
+    void secondStartDefersToTheFirst()
+    {
+        TempDataFolder data;
+        SingleInstance first(data.dataFolder());
+        QVERIFY(first.claim());
+        QSignalSpy activation(&first, &SingleInstance::activationRequested);
+        SingleInstance second(data.dataFolder());
+        QVERIFY(!second.claim());
+        QVERIFY(activation.wait(10000));
+
+        // Another data folder is another instance.
+        TempDataFolder other;
+        SingleInstance elsewhere(other.dataFolder());
+        QVERIFY(elsewhere.claim());
+    }
+
+    void runningProgramEndsInOrderOnSignals_data()
+    {
+        QTest::addColumn<int>("signalNumber");
+        QTest::newRow("SIGTERM") << int(SIGTERM);
+        QTest::newRow("SIGINT") << int(SIGINT);
+        QTest::newRow("SIGHUP") << int(SIGHUP);
+    }
+
+    void runningProgramEndsInOrderOnSignals()
+    {
+        QFETCH(int, signalNumber);
+        TempDataFolder data;
+        writeIni(data);
+        QProcess first;
+        first.setProcessEnvironment(environment(data));
+        first.start(QStringLiteral(VERRINPLUS_BINARY), {QStringLiteral("-debug")});
+        QVERIFY(first.waitForStarted(10000));
+        QTRY_VERIFY_WITH_TIMEOUT(lockTaken(data), 20000);
+
+        // A second start on the same folder hands over and ends at once.
+        QProcess second;
+        second.setProcessEnvironment(environment(data));
+        second.start(QStringLiteral(VERRINPLUS_BINARY), QStringList());
+        QVERIFY(second.waitForFinished(20000));
+        QCOMPARE(second.exitCode(), 0);
+        QCOMPARE(first.state(), QProcess::Running);
+
+        ::kill(pid_t(first.processId()), signalNumber);
+        QVERIFY(first.waitForFinished(20000));
+        QCOMPARE(first.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(first.exitCode(), 0);
+
+        QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
+        QVERIFY(ini.contains(QStringLiteral("Window/Geometry")));
+        QVERIFY(ini.contains(QStringLiteral("Application/Started")));
+        QFile log(data.dataFolder() + QStringLiteral("/debug.log"));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        QVERIFY(log.readAll().contains("Received signal " + QByteArray::number(signalNumber)));
+    }
+
+    void headlessOptionsNeedNoDisplay_data()
+    {
+        QTest::addColumn<QString>("option");
+        QTest::addColumn<QString>("output");
+        QTest::newRow("version") << "--version"
+                                 << "VerrinPlus " VERRIN_VERSION;
+        QTest::newRow("help") << "--help"
+                              << "Usage: verrinplus";
+    }
+
+    void headlessOptionsNeedNoDisplay()
+    {
+        QFETCH(QString, option);
+        QFETCH(QString, output);
+        TempDataFolder data;
+        QProcessEnvironment env = environment(data);
+        env.remove(QStringLiteral("DISPLAY"));
+        env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+        QProcess process;
+        process.setProcessEnvironment(env);
+        process.start(QStringLiteral(VERRINPLUS_BINARY), {option});
+        QVERIFY(process.waitForFinished(20000));
+        QCOMPARE(process.exitCode(), 0);
+        QVERIFY(QString::fromUtf8(process.readAllStandardOutput()).startsWith(output));
+        // Nothing is created on disk for a question about the program itself.
+        QVERIFY(!QFile::exists(data.dataFolder()));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestProcess)
+#include "TestProcess.moc"

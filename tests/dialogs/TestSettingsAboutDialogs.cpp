@@ -1,0 +1,138 @@
+#include "TempDataFolder.h"
+#include "app/DataPaths.h"
+#include "dialogs/AboutDialog.h"
+#include "dialogs/SettingsDialog.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSpinBox>
+#include <QTest>
+
+class TestSettingsAboutDialogs : public QObject
+{
+    Q_OBJECT
+
+private:
+    template <typename T>
+    static T* child(QWidget* parent, const char* name)
+    {
+        T* widget = parent->findChild<T*>(QLatin1String(name));
+        if (!widget) {
+            qFatal("missing widget %s", name);
+        }
+        return widget;
+    }
+
+    static EditableSettings sample()
+    {
+        EditableSettings s;
+        s.idleEnabled = false;
+        s.idleLimit = 25;
+        s.username = QStringLiteral("ann@example.com");
+        s.password = QStringLiteral("pä ss");
+        s.proxyEnabled = true;
+        s.proxyHost = QStringLiteral("proxy.test");
+        s.proxyPort = QStringLiteral("3128");
+        s.sslEnabled = false;
+        s.closeToTray = false;
+        s.minimizeToTray = true;
+        s.singleClickTrayOpen = false;
+        return s;
+    }
+
+private slots:
+    void putThenGetKeepsEveryValue()
+    {
+        SettingsDialog dialog;
+        dialog.setValues(sample());
+        dialog.putData();
+        QVERIFY(child<QLabel>(&dialog, "labelProxyNote")->isHidden());
+        QVERIFY(!child<QWidget>(&dialog, "inactivityGroup")->isEnabled());
+        QCOMPARE(child<QSpinBox>(&dialog, "spinAwayLimit")->value(), 25);
+        QVERIFY(child<QLineEdit>(&dialog, "editProxyHost")->isEnabled());
+        dialog.setValues(EditableSettings{});
+        dialog.getData();
+        const EditableSettings got = dialog.values();
+        const EditableSettings want = sample();
+        QCOMPARE(got.idleEnabled, want.idleEnabled);
+        QCOMPARE(got.idleLimit, want.idleLimit);
+        QCOMPARE(got.username, want.username);
+        QCOMPARE(got.password, want.password);
+        QCOMPARE(got.proxyEnabled, want.proxyEnabled);
+        QCOMPARE(got.proxyHost, want.proxyHost);
+        QCOMPARE(got.proxyPort, want.proxyPort);
+        QCOMPARE(got.sslEnabled, want.sslEnabled);
+        QCOMPARE(got.closeToTray, want.closeToTray);
+        QCOMPARE(got.minimizeToTray, want.minimizeToTray);
+        QCOMPARE(got.singleClickTrayOpen, want.singleClickTrayOpen);
+    }
+
+    void connectionChangesShowTheRestartNote_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::newRow("proxy address") << "host";
+        QTest::newRow("proxy port") << "port";
+        QTest::newRow("proxy switch") << "proxy";
+        QTest::newRow("ssl") << "ssl";
+    }
+
+    void connectionChangesShowTheRestartNote()
+    {
+        QFETCH(QString, change);
+        SettingsDialog dialog;
+        EditableSettings start;
+        start.proxyEnabled = change == QLatin1String("host") || change == QLatin1String("port");
+        dialog.setValues(start);
+        dialog.putData();
+        auto* note = child<QLabel>(&dialog, "labelProxyNote");
+        QVERIFY(note->isHidden());
+        if (change == QLatin1String("host")) {
+            QTest::keyClick(child<QLineEdit>(&dialog, "editProxyHost"), Qt::Key_A);
+        } else if (change == QLatin1String("port")) {
+            QTest::keyClick(child<QLineEdit>(&dialog, "editProxyPort"), Qt::Key_8);
+        } else if (change == QLatin1String("proxy")) {
+            child<QCheckBox>(&dialog, "checkProxyEnabled")->click();
+            QVERIFY(child<QLineEdit>(&dialog, "editProxyHost")->isEnabled());
+        } else {
+            child<QCheckBox>(&dialog, "checkSslEnabled")->click();
+        }
+        QVERIFY(!note->isHidden());
+    }
+
+    void awayDetectionGreysButKeepsTheLimit()
+    {
+        SettingsDialog dialog;
+        EditableSettings s;
+        s.idleLimit = 42;
+        dialog.setValues(s);
+        dialog.putData();
+        child<QCheckBox>(&dialog, "checkAwayEnabled")->click();
+        QVERIFY(!child<QWidget>(&dialog, "inactivityGroup")->isEnabled());
+        dialog.getData();
+        QCOMPARE(dialog.idleEnabled, false);
+        QCOMPARE(dialog.idleLimit, 42);
+        // The inactivity limit never goes below one minute.
+        QCOMPARE(child<QSpinBox>(&dialog, "spinAwayLimit")->minimum(), 1);
+    }
+
+    void aboutShowsBothPathsEvenWithoutFiles()
+    {
+        TempDataFolder data;
+        AboutDialog about;
+        QCOMPARE(about.windowTitle(), QStringLiteral("About"));
+        const QString files = child<QLabel>(&about, "label_files")->text();
+        QCOMPARE(files, QStringLiteral("INI File:\n") + data.dataFolder() + QStringLiteral("/verrinplus.ini") +
+                            QStringLiteral("\nSQLite File:\n") + data.dataFolder() +
+                            QStringLiteral("/verrinplus.sqlite"));
+        QVERIFY(!QFile::exists(DataPaths::iniFile()));
+        QSignalSpy check(&about, &AboutDialog::checkForUpdates);
+        child<QPushButton>(&about, "btnCheckForUpdates")->click();
+        QCOMPARE(check.size(), 1);
+    }
+};
+
+QTEST_MAIN(TestSettingsAboutDialogs)
+#include "TestSettingsAboutDialogs.moc"

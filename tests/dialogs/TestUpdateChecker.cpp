@@ -1,0 +1,164 @@
+#include "StaticHttpServer.h"
+#include "dialogs/UpdateChecker.h"
+#include "dialogs/UpdatePresenter.h"
+
+#include <QNetworkAccessManager>
+#include <QSignalSpy>
+#include <QTest>
+
+Q_DECLARE_METATYPE(UpdateInfo::Status)
+
+namespace {
+QByteArray feed(const QList<QByteArray>& versions)
+{
+    QByteArray items;
+    for (const QByteArray& v : versions) {
+        items += "<item><title>Version " + v +
+                 "</title>"
+                 "<sparkle:releaseNotesLink>https://example.test/notes/" +
+                 v +
+                 ".html</sparkle:releaseNotesLink>"
+                 "<enclosure url=\"https://example.test/VerrinPlus-" +
+                 v + ".tar.gz\" sparkle:version=\"" + v + "\" type=\"application/octet-stream\"/></item>";
+    }
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>"
+           "<rss version=\"2.0\" xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\">"
+           "<channel><title>VerrinPlus</title>" +
+           items + "</channel></rss>";
+}
+} // namespace
+
+class TestUpdateChecker : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void parse_data()
+    {
+        QTest::addColumn<QByteArray>("xml");
+        QTest::addColumn<UpdateInfo::Status>("status");
+        QTest::addColumn<QString>("version");
+        using S = UpdateInfo::Status;
+        QTest::newRow("newer") << feed({"1.1.0"}) << S::UpdateAvailable << "1.1.0";
+        QTest::newRow("same") << feed({"1.0.10"}) << S::UpToDate << "1.0.10";
+        QTest::newRow("older") << feed({"1.0.9"}) << S::UpToDate << "1.0.9";
+        // 1.0.10 is newer than 1.0.9: versions compare as numbers, not as text.
+        QTest::newRow("newest of several") << feed({"1.0.9", "1.2.0", "1.0.11"}) << S::UpdateAvailable << "1.2.0";
+        QTest::newRow("element version")
+            << QByteArray(
+                   "<rss xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\"><channel><item>"
+                   "<sparkle:version>2.0</sparkle:version><link>https://example.test/dl</link></item></channel></rss>")
+            << S::UpdateAvailable << "2.0";
+        QTest::newRow("not xml") << QByteArray("<html><body>502 Bad Gateway") << S::Failed << "";
+        QTest::newRow("no items") << feed({}) << S::Failed << "";
+        QTest::newRow("version garbage") << feed({"banana"}) << S::Failed << "";
+        QTest::newRow("empty") << QByteArray() << S::Failed << "";
+    }
+
+    void parse()
+    {
+        QFETCH(QByteArray, xml);
+        QFETCH(UpdateInfo::Status, status);
+        QFETCH(QString, version);
+        const UpdateInfo info = UpdateChecker::parseFeed(xml, QVersionNumber(1, 0, 10));
+        QCOMPARE(info.status, status);
+        QCOMPARE(info.version, version);
+        QCOMPARE(info.error.isEmpty(), status != UpdateInfo::Status::Failed);
+    }
+
+    void linksOfTheNewestItem()
+    {
+        const UpdateInfo info = UpdateChecker::parseFeed(feed({"1.1.0", "1.3.0"}), QVersionNumber(1, 0, 10));
+        QCOMPARE(info.releaseNotes, QUrl(QStringLiteral("https://example.test/notes/1.3.0.html")));
+        QCOMPARE(info.download, QUrl(QStringLiteral("https://example.test/VerrinPlus-1.3.0.tar.gz")));
+        // A hostile link is dropped rather than offered to the user.
+        const UpdateInfo bad = UpdateChecker::parseFeed(
+            "<rss xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\"><channel><item>"
+            "<enclosure url=\"javascript:alert(1)\" sparkle:version=\"9.0\"/></item></channel></rss>",
+            QVersionNumber(1));
+        QCOMPARE(bad.status, UpdateInfo::Status::UpdateAvailable);
+        QVERIFY(bad.download.isEmpty());
+    }
+
+    void servedFeed_data()
+    {
+        QTest::addColumn<int>("httpStatus");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<UpdateInfo::Status>("status");
+        QTest::newRow("newer") << 200 << feed({"1.1.0"}) << UpdateInfo::Status::UpdateAvailable;
+        QTest::newRow("same") << 200 << feed({"1.0.10"}) << UpdateInfo::Status::UpToDate;
+        QTest::newRow("broken feed") << 200 << QByteArray("<rss><channel><item>") << UpdateInfo::Status::Failed;
+        QTest::newRow("server error") << 500 << QByteArray("oops") << UpdateInfo::Status::Failed;
+    }
+
+    void servedFeed()
+    {
+        QFETCH(int, httpStatus);
+        QFETCH(QByteArray, body);
+        QFETCH(UpdateInfo::Status, status);
+        StaticHttpServer server;
+        QVERIFY(server.start());
+        server.setReply(httpStatus, body);
+        QNetworkAccessManager network;
+        UpdateChecker checker(&network, server.url(), QStringLiteral("1.0.10"));
+        QSignalSpy finished(&checker, &UpdateChecker::finished);
+        checker.check(false);
+        QVERIFY(checker.isChecking());
+        checker.check(false); // a second request while one runs is not sent
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(finished.size(), 1);
+        QCOMPARE(server.requestCount(), 1);
+        QVERIFY(server.lastRequest().contains("User-Agent: VerrinPlus/"));
+        const UpdateInfo info = finished.at(0).at(0).value<UpdateInfo>();
+        QCOMPARE(info.status, status);
+        QCOMPARE(finished.at(0).at(1).toBool(), false);
+        QVERIFY(!checker.isChecking());
+    }
+
+    void serverDown()
+    {
+        quint16 port = 0;
+        {
+            StaticHttpServer closed;
+            QVERIFY(closed.start());
+            port = closed.serverPort();
+        }
+        QNetworkAccessManager network;
+        UpdateChecker checker(&network, QUrl(QStringLiteral("http://127.0.0.1:%1/appcast.xml").arg(port)),
+                              QStringLiteral("1.0.10"));
+        QSignalSpy finished(&checker, &UpdateChecker::finished);
+        checker.check(true);
+        QVERIFY(finished.wait(10000));
+        const UpdateInfo info = finished.at(0).at(0).value<UpdateInfo>();
+        QCOMPARE(info.status, UpdateInfo::Status::Failed);
+        QVERIFY(!info.error.isEmpty());
+        QCOMPARE(finished.at(0).at(1).toBool(), true);
+    }
+
+    void whatTheUserIsTold()
+    {
+        UpdateInfo newer;
+        newer.status = UpdateInfo::Status::UpdateAvailable;
+        newer.version = QStringLiteral("1.1.0");
+        newer.releaseNotes = QUrl(QStringLiteral("https://example.test/notes.html"));
+        newer.download = QUrl(QStringLiteral("https://example.test/get"));
+        for (bool interactive : {false, true}) {
+            const QString text = UpdatePresenter::message(newer, interactive, QStringLiteral("1.0.10"));
+            QVERIFY(text.contains(QLatin1String("1.1.0")));
+            QVERIFY(text.contains(QLatin1String("https://example.test/notes.html")));
+            QVERIFY(text.contains(QLatin1String("https://example.test/get")));
+        }
+        UpdateInfo same;
+        same.status = UpdateInfo::Status::UpToDate;
+        // The quiet check at start only speaks up when there is something new.
+        QVERIFY(UpdatePresenter::message(same, false, QStringLiteral("1.0.10")).isEmpty());
+        QVERIFY(UpdatePresenter::message(same, true, QStringLiteral("1.0.10")).contains(QLatin1String("up to date")));
+        UpdateInfo failed;
+        failed.error = QStringLiteral("Connection refused <b>");
+        QVERIFY(UpdatePresenter::message(failed, false, QStringLiteral("1.0.10")).isEmpty());
+        QVERIFY(UpdatePresenter::message(failed, true, QStringLiteral("1.0.10")).contains(QLatin1String("&lt;b&gt;")));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestUpdateChecker)
+#include "TestUpdateChecker.moc"

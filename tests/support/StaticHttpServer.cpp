@@ -1,0 +1,45 @@
+#include "StaticHttpServer.h"
+
+#include <QTcpSocket>
+
+StaticHttpServer::StaticHttpServer(QObject* parent) : QTcpServer(parent)
+{
+    connect(this, &QTcpServer::newConnection, this, &StaticHttpServer::answer);
+}
+
+bool StaticHttpServer::start()
+{
+    return listen(QHostAddress::LocalHost, 0);
+}
+
+QUrl StaticHttpServer::url(const QString& path) const
+{
+    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(path));
+}
+
+void StaticHttpServer::setReply(int newStatus, const QByteArray& newBody, const QByteArray& newContentType)
+{
+    status = newStatus;
+    body = newBody;
+    contentType = newContentType;
+}
+
+void StaticHttpServer::answer()
+{
+    while (QTcpSocket* socket = nextPendingConnection()) {
+        connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+        connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
+            lastRequestText += socket->readAll();
+            if (!lastRequestText.contains("\r\n\r\n")) {
+                return;
+            }
+            ++requests;
+            QByteArray reply = "HTTP/1.1 " + QByteArray::number(status) + " X\r\n";
+            reply += "Content-Type: " + contentType + "\r\n";
+            reply += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";
+            reply += "Connection: close\r\n\r\n" + body;
+            socket->write(reply);
+            socket->disconnectFromHost();
+        });
+    }
+}

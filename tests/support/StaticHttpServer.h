@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QByteArray>
+#include <QTcpServer>
+#include <QUrl>
+
+// A tiny HTTP server on 127.0.0.1 that answers every request with one fixed reply, for clients
+// that fetch a single document (such as the update feed).
+class StaticHttpServer : public QTcpServer
+{
+    Q_OBJECT
+public:
+    explicit StaticHttpServer(QObject* parent = nullptr);
+
+    bool start();
+    QUrl url(const QString& path = QStringLiteral("/appcast.xml")) const;
+
+    void setReply(int status, const QByteArray& body, const QByteArray& contentType = "application/xml");
+    int requestCount() const { return requests; }
+    QByteArray lastRequest() const { return lastRequestText; }
+
+private:
+    void answer();
+
+    int status = 200;
+    QByteArray body;
+    QByteArray contentType;
+    int requests = 0;
+    QByteArray lastRequestText;
+};
