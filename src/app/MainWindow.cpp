@@ -1,5 +1,6 @@
 #include "app/MainWindow.h"
 
+#include "app/Clock.h"
 #include "app/DataPaths.h"
 #include "app/MessageBoxPrompter.h"
 #include "app/Registry.h"
@@ -10,6 +11,10 @@
 #include "dialogs/UpdateChecker.h"
 #include "dialogs/UpdatePresenter.h"
 #include "platform/Platform.h"
+#include "recording/AppIcons.h"
+#include "recording/DesktopNotifier.h"
+#include "recording/IgnoredAppsDialog.h"
+#include "recording/Recorder.h"
 #include "store/CalendarMarks.h"
 #include "store/Database.h"
 #include "views/CalendarWidget.h"
@@ -73,6 +78,10 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
 
     initSettings();
     initDatabase();
+    util::set_icon_platform(platform.get());
+    recorder = new Recorder(platform.get(), SystemClock::shared(), this);
+    connect(recorder, &Recorder::statusMessage, this, [this](const QString& text) { statusBar()->showMessage(text); });
+    connect(recorder, &Recorder::awayTimeDetected, this, &MainWindow::onAwayTimeDetected);
     createActions();
     initTrayIcon();
 
@@ -99,6 +108,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     restoreGeometry(settings->value(QStringLiteral("Window/Geometry")).toByteArray());
 
     timer = new QTimer(this);
+    timer->setTimerType(Qt::PreciseTimer);
     timer->setObjectName(QStringLiteral("samplingTimer"));
     connect(timer, &QTimer::timeout, this, &MainWindow::updateApps);
     recording = false;
@@ -112,6 +122,10 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
 
 MainWindow::~MainWindow()
 {
+    // Whatever ended the program, the stretch in progress is written before the database closes.
+    if (recorder) {
+        recorder->stop();
+    }
     if (database) {
         database->close();
     }
@@ -253,11 +267,11 @@ void MainWindow::onInitialUpdate()
     ui.statusBar->showMessage(QStringLiteral("Loading entries..."));
     ui.statusBar->showMessage(QStringLiteral("Loading linked entries..."));
     ui.statusBar->showMessage(QStringLiteral("Initializing network..."));
+    ui.statusBar->showMessage(QStringLiteral("Ready"));
+    // Recording that cannot work in this session matters more than "Ready".
     if (!platform->isSupported()) {
         ui.statusBar->showMessage(platform->unsupportedReason());
-        return;
     }
-    ui.statusBar->showMessage(QStringLiteral("Ready"));
 }
 
 void MainWindow::initCalendarDaysWithEntries()
@@ -285,6 +299,9 @@ void MainWindow::cleanup()
     layout.linkedListGeometry = ui.linkedEntries->header()->saveGeometry();
     layout.linkedListState = ui.linkedEntries->header()->saveState();
     SettingsFile::writeBack(*settings, recording, layout);
+    if (recorder) {
+        recorder->flush();
+    }
 }
 
 bool MainWindow::trayUsable() const
@@ -352,6 +369,7 @@ void MainWindow::on_action_Settings_triggered()
 void MainWindow::on_actionExit_triggered()
 {
     close();
+    recorder->stop();
     QCoreApplication::quit();
 }
 
@@ -409,7 +427,9 @@ void MainWindow::startStopRecording(bool on)
         tray->setIcon(frames.at(frameIndex));
         startAction->setEnabled(false);
         pauseAction->setEnabled(true);
+        recorder->start();
     } else {
+        recorder->stop();
         recording = false;
         ui.btnRecord->setText(QStringLiteral("Paused"));
         timer->stop();
@@ -421,11 +441,31 @@ void MainWindow::startStopRecording(bool on)
     }
 }
 
-void MainWindow::updateApps() {}
+void MainWindow::updateApps()
+{
+    recorder->updateApps();
+}
 
 void MainWindow::onSessionEnding()
 {
     cleanup();
+    recorder->stop();
+}
+
+void MainWindow::onAwayTimeDetected(const QString& title, const QString& text)
+{
+    if (!DesktopNotifier::notify(title, text, 10000) && tray) {
+        tray->showMessage(title, text, QSystemTrayIcon::Information, 10000);
+    }
+}
+
+void MainWindow::on_action_Ignored_Applications_triggered()
+{
+    IgnoredAppsDialog dialog(this, prompter.get());
+    dialog.exec();
+    if (dialog.wasChanged()) {
+        initCalendarDaysWithEntries();
+    }
 }
 
 void MainWindow::changeEvent(QEvent* event)

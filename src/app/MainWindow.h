@@ -18,6 +18,7 @@ class QNetworkAccessManager;
 class QProgressBar;
 class QSettings;
 class QTimer;
+class Recorder;
 class UpdateChecker;
 class UpdatePresenter;
 
@@ -40,6 +41,7 @@ public:
     QSystemTrayIcon* trayIcon() const { return tray; }
     int trayFrameIndex() const { return frameIndex; }
     QNetworkAccessManager* network() const { return networkManager; }
+    Recorder* activityRecorder() const { return recorder; }
 
     // Writes the settings back; runs at every close of the window.
     void cleanup();
@@ -63,6 +65,9 @@ public slots:
     void onSessionEnding();
     // Marks the days with unlinked time in the months the calendar shows.
     void initCalendarDaysWithEntries();
+    void on_action_Ignored_Applications_triggered();
+    // Shows "Away time detected" on the desktop, or in the tray when there is no notification service.
+    void onAwayTimeDetected(const QString& title, const QString& text);
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -91,6 +96,7 @@ private:
     QString appDir;
     bool recording = false;
 
+    Recorder* recorder = nullptr;
     QTimer* timer = nullptr;
     QSystemTrayIcon* tray = nullptr;
     QMenu* trayMenu = nullptr;

@@ -2,6 +2,7 @@
 
 #include "views/CalendarWidget.h"
 #include "views/LineEdit.h"
+#include "service/ProjectsTree.h"
 
 #include <QAction>
 #include <QCalendarWidget>
@@ -191,7 +192,7 @@ void MainWindowForm::buildPanels()
     filterRow->addWidget(editFilterProjects);
     filterRow->addWidget(btnSyncFilters);
     right->addLayout(filterRow);
-    projects = treeView("projects");
+    projects = named(new ProjectsTree, "projects");
     projects->setAcceptDrops(true);
     projects->setHeaderHidden(true);
     right->addWidget(projects, 1);

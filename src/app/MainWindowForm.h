@@ -5,6 +5,7 @@
 class QAction;
 class CalendarWidget;
 class LineEdit;
+class ProjectsTree;
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -71,7 +72,7 @@ public:
     QWidget* projectsPanel = nullptr;
     LineEdit* editFilterProjects = nullptr;
     QToolButton* btnSyncFilters = nullptr;
-    QTreeView* projects = nullptr;
+    ProjectsTree* projects = nullptr;
 
     QWidget* linkedPanel = nullptr;
     QTreeView* linkedEntries = nullptr;

@@ -1,6 +1,9 @@
 #include "platform/Platform.h"
+#include "platform/x11/X11Platform.h"
 
 #include <QApplication>
+#include <QDebug>
+#include <QGuiApplication>
 #include <QWidget>
 
 namespace {
@@ -25,9 +28,34 @@ public:
 private:
     QString why;
 };
+
+bool isWaylandSession()
+{
+    // Under XWayland the X11 backend would see only the XWayland windows and miss the rest, so a
+    // Wayland session is never treated as X11.
+    return qgetenv("XDG_SESSION_TYPE").trimmed().toLower() == "wayland" ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
 } // namespace
 
 std::unique_ptr<Platform> createPlatform()
 {
-    return std::make_unique<UnsupportedPlatform>(QStringLiteral("Recording is not supported in this session yet"));
+    QString why;
+    if (isWaylandSession()) {
+        why = QStringLiteral("Recording is not supported in a Wayland session yet");
+    } else if (QGuiApplication::platformName() != QLatin1String("xcb") || !X11Platform::qtConnection()) {
+        why = QStringLiteral("Recording needs an X11 display");
+    } else {
+        auto x11 = std::make_unique<X11Platform>(X11Platform::qtConnection());
+        if (x11->isSupported()) {
+            return x11;
+        }
+        why = x11->unsupportedReason();
+    }
+    static bool warned = false;
+    if (!warned) {
+        warned = true;
+        qWarning().noquote() << why;
+    }
+    return std::make_unique<UnsupportedPlatform>(why);
 }

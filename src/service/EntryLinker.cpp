@@ -1,13 +1,13 @@
 #include "service/EntryLinker.h"
 
+#include "app/Registry.h"
+#include "service/TimeEntryApi.h"
+#include "store/util.h"
+
 #include <QDebug>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QUrl>
-
-#include "app/Registry.h"
-#include "service/TimeEntryApi.h"
-#include "store/util.h"
 
 namespace {
 QString mapValue(const char* map, const QString& key)
@@ -35,9 +35,10 @@ QList<EntryRecord> readRecords(const QString& idList)
         qDebug() << "db error:" << query.lastError().text();
         return records;
     }
-    const QStringList keys = {QStringLiteral("id"),       QStringLiteral("title"),    QStringLiteral("application_id"),
-                              QStringLiteral("start_time"), QStringLiteral("end_time"), QStringLiteral("app_path"),
-                              QStringLiteral("app_name")};
+    const QStringList keys = {
+        QStringLiteral("id"),         QStringLiteral("title"),    QStringLiteral("application_id"),
+        QStringLiteral("start_time"), QStringLiteral("end_time"), QStringLiteral("app_path"),
+        QStringLiteral("app_name")};
     while (query.next()) {
         EntryRecord record;
         for (int i = 0; i < keys.size(); ++i) {
@@ -62,9 +63,7 @@ QList<QPair<QString, QString>> readGroups(const QString& idList)
 }
 } // namespace
 
-EntryLinker::EntryLinker(TimeEntryApi* api, QObject* parent) : QObject(parent), api(api)
-{
-}
+EntryLinker::EntryLinker(TimeEntryApi* api, QObject* parent) : QObject(parent), api(api) {}
 
 QStringList EntryLinker::numericIds(const QStringList& ids)
 {
@@ -144,7 +143,8 @@ EntryLinker::LinkResult EntryLinker::connectEntriesWithTask(const QStringList& e
     for (const auto& [appId, title] : groups) {
         QList<EntryRecord> group;
         for (const EntryRecord& record : records) {
-            if (record.value(QStringLiteral("application_id")) == appId && record.value(QStringLiteral("title")) == title) {
+            if (record.value(QStringLiteral("application_id")) == appId &&
+                record.value(QStringLiteral("title")) == title) {
                 group << record;
             }
         }

@@ -31,8 +31,8 @@ public:
 
     struct UnlinkResult
     {
-        QStringList unlinkedIds;       // rows that are unlinked now
-        QList<int> failedExtEntryIds;  // service entries that could not be shortened or deleted
+        QStringList unlinkedIds;      // rows that are unlinked now
+        QList<int> failedExtEntryIds; // service entries that could not be shortened or deleted
     };
 
     LinkResult connectEntriesWithTask(const QStringList& entryIds, const QString& taskId, const QString& notes);

@@ -6,21 +6,20 @@
 #include <QTest>
 
 namespace {
-const QString kCatalogue = QStringLiteral(
-    "<rsp status=\"ok\"><projects>"
-    "<project id=\"10\" name=\"Website\"><client name=\"Acme\"/><task_lists>"
-    "<task_list id=\"100\" name=\"Design\"><tasks>"
-    "<task id=\"1000\" name=\"Mock-ups\" complete=\"0\"/>"
-    "<task id=\"1001\" name=\"Old logo\" complete=\"1\"/>"
-    "</tasks></task_list>"
-    "<task_list id=\"101\" name=\"Build\"><tasks>"
-    "<task id=\"1010\" name=\"Frontend &amp; API\" complete=\"0\"/>"
-    "</tasks></task_list>"
-    "</task_lists></project>"
-    "<project id=\"20\" name=\"Ünïcode\"><client name=\"Beta\"/><task_lists>"
-    "<task_list id=\"200\" name=\"Empty\"><tasks/></task_list>"
-    "</task_lists></project>"
-    "</projects></rsp>");
+const QString kCatalogue = QStringLiteral("<rsp status=\"ok\"><projects>"
+                                          "<project id=\"10\" name=\"Website\"><client name=\"Acme\"/><task_lists>"
+                                          "<task_list id=\"100\" name=\"Design\"><tasks>"
+                                          "<task id=\"1000\" name=\"Mock-ups\" complete=\"0\"/>"
+                                          "<task id=\"1001\" name=\"Old logo\" complete=\"1\"/>"
+                                          "</tasks></task_list>"
+                                          "<task_list id=\"101\" name=\"Build\"><tasks>"
+                                          "<task id=\"1010\" name=\"Frontend &amp; API\" complete=\"0\"/>"
+                                          "</tasks></task_list>"
+                                          "</task_lists></project>"
+                                          "<project id=\"20\" name=\"Ünïcode\"><client name=\"Beta\"/><task_lists>"
+                                          "<task_list id=\"200\" name=\"Empty\"><tasks/></task_list>"
+                                          "</task_lists></project>"
+                                          "</projects></rsp>");
 
 QStringList texts(QComboBox* box)
 {

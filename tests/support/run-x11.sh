@@ -10,13 +10,18 @@ fi
 unset WAYLAND_DISPLAY
 export QT_QPA_PLATFORM=xcb
 export XDG_SESSION_TYPE=x11
-openbox --sm-disable >/dev/null 2>&1 &
-wm=$!
+start_wm() {
+    openbox --sm-disable >/dev/null 2>&1 &
+    wm=$!
+}
+start_wm
 trap 'kill "$wm" 2>/dev/null; wait "$wm" 2>/dev/null' EXIT
 
-# Wait (bounded) until the window manager announces itself on the root window.
-for _ in $(seq 1 200); do
-    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
+# Wait (bounded) until the window manager is ready to activate windows. Now and then openbox fails
+# to open a display that has just come up; it is then started again.
+for _ in $(seq 1 400); do
+    xprop -root _NET_SUPPORTED 2>/dev/null | grep -q '_NET_ACTIVE_WINDOW' && break
+    kill -0 "$wm" 2>/dev/null || start_wm
     sleep 0.05
 done
 

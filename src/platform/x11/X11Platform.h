@@ -1,0 +1,78 @@
+#pragma once
+
+#include "platform/ApplicationResolver.h"
+#include "platform/DesktopEntryIndex.h"
+#include "platform/Platform.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+
+#include <xcb/screensaver.h>
+#include <xcb/xcb.h>
+
+// The platform of an X11 session, asked through Qt's own xcb connection. One probe costs two round
+// trips to the X server: the active window together with the idle time, then that window's pid,
+// titles and class together. Every reply is checked for errors, since windows vanish at any moment.
+class X11Platform : public Platform
+{
+public:
+    // `connection` is Qt's (see `qtConnection`); null or broken makes the platform unsupported.
+    explicit X11Platform(xcb_connection_t* connection,
+                         const QStringList& applicationFolders = DesktopEntryIndex::defaultFolders());
+
+    // Qt's xcb connection, or null when Qt does not run on xcb.
+    static xcb_connection_t* qtConnection();
+
+    bool isSupported() const override { return supported; }
+    QString unsupportedReason() const override { return reason; }
+    ForegroundWindow foregroundWindow() override;
+    int idleSeconds() override;
+    QIcon iconForPath(const QString& path) override;
+    void hideApplication() override;
+
+    xcb_connection_t* connection() const { return conn; }
+    xcb_window_t rootWindow() const { return root; }
+    // The window the last `foregroundWindow` looked at (XCB_NONE when none).
+    xcb_window_t lastWindow() const { return lastProbedWindow; }
+    DesktopEntryIndex& desktopEntries() { return index; }
+
+private:
+    struct Atoms
+    {
+        xcb_atom_t netActiveWindow = XCB_NONE;
+        xcb_atom_t netWmPid = XCB_NONE;
+        xcb_atom_t netWmName = XCB_NONE;
+        xcb_atom_t netWmIcon = XCB_NONE;
+        xcb_atom_t utf8String = XCB_NONE;
+        xcb_atom_t wmState = XCB_NONE;
+    };
+
+    void internAtoms();
+    bool failed(xcb_generic_error_t* error, const char* what, xcb_window_t window);
+    void storeIdle(xcb_screensaver_query_info_cookie_t cookie);
+    xcb_window_t focusedClientWindow();
+    qint64 pidFromResourceExtension(xcb_window_t window);
+    QIcon windowIcon(xcb_window_t window);
+
+    xcb_connection_t* conn = nullptr;
+    xcb_window_t root = XCB_NONE;
+    bool supported = false;
+    QString reason;
+    bool hasScreenSaver = false;
+    bool hasResource = false;
+    Atoms atoms;
+
+    DesktopEntryIndex index;
+    ApplicationResolver resolver;
+
+    quint32 idleMs = 0;
+    QElapsedTimer idleAge;
+    xcb_window_t lastProbedWindow = XCB_NONE;
+    xcb_window_t vanishedWindow = XCB_NONE; // the last window found gone, reported once
+    QHash<xcb_window_t, qint64> resourcePids;
+    QHash<QString, xcb_window_t> windowOfPath;
+    QHash<QString, QIcon> icons;
+    QHash<QByteArray, qint64> lastWarning;
+    QElapsedTimer clock;
+    bool warnedNoIdle = false;
+};

@@ -1,0 +1,97 @@
+#include "recording/EntryWriter.h"
+
+#include "recording/AppIcons.h"
+#include "store/util.h"
+
+#include <QDebug>
+#include <QSqlError>
+#include <QSqlQuery>
+
+int EntryWriter::findDbApp(const AppStruct& app) const
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT id FROM applications WHERE path = :path AND name = :name "));
+    query.bindValue(QStringLiteral(":path"), app.path);
+    query.bindValue(QStringLiteral(":name"), app.name);
+    if (!query.exec()) {
+        qDebug() << "find app db error: " << query.lastError().text();
+        return 0;
+    }
+    return query.next() ? query.value(0).toInt() : 0;
+}
+
+int EntryWriter::addDbApp(const AppStruct& app) const
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("INSERT INTO applications (path, name) VALUES (:path, :name) "));
+    query.bindValue(QStringLiteral(":path"), app.path);
+    query.bindValue(QStringLiteral(":name"), app.name);
+    if (!query.exec()) {
+        qDebug() << "add app db error: " << query.lastError().text();
+        return 0;
+    }
+    return query.lastInsertId().toInt();
+}
+
+int EntryWriter::addDbEntry(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId) const
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("INSERT INTO entries (title, start_time, end_time, application_id) VALUES "
+                                 "(:title, :start_time, :end_time, :app_id) "));
+    query.bindValue(QStringLiteral(":title"), app.title);
+    query.bindValue(QStringLiteral(":start_time"), util::datetime_to_sql(start));
+    query.bindValue(QStringLiteral(":end_time"), util::datetime_to_sql(end));
+    query.bindValue(QStringLiteral(":app_id"), appId);
+    if (!query.exec()) {
+        qDebug() << "add entry db error: " << query.lastError().text();
+        return 0;
+    }
+    return query.lastInsertId().toInt();
+}
+
+QPair<int, int> EntryWriter::addDbTime(const QDateTime& start, const QDateTime& end, const AppStruct& app) const
+{
+    int appId = findDbApp(app);
+    if (appId == 0) {
+        appId = addDbApp(app);
+    }
+    const int entryId = addDbEntry(start, end, app, appId);
+    return qMakePair(appId, entryId);
+}
+
+EntryWriter::RowChange EntryWriter::updateDbEntryEnd(int entryId, const QDateTime& end) const
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("UPDATE entries SET end_time = :end_time WHERE id = :id AND ext_task_id IS NULL "));
+    query.bindValue(QStringLiteral(":end_time"), util::datetime_to_sql(end));
+    query.bindValue(QStringLiteral(":id"), entryId);
+    if (!query.exec()) {
+        qDebug() << "update entry db error: " << query.lastError().text();
+        return RowChange::Failed;
+    }
+    return query.numRowsAffected() > 0 ? RowChange::Done : RowChange::Gone;
+}
+
+EntryWriter::RowChange EntryWriter::removeDbEntry(int entryId) const
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("DELETE FROM entries WHERE id = :id AND ext_task_id IS NULL "));
+    query.bindValue(QStringLiteral(":id"), entryId);
+    if (!query.exec()) {
+        qDebug() << "delete entry db error: " << query.lastError().text();
+        return RowChange::Failed;
+    }
+    return query.numRowsAffected() > 0 ? RowChange::Done : RowChange::Gone;
+}
+
+int EntryWriter::idleAppId()
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT id FROM applications WHERE path = :path "));
+    query.bindValue(QStringLiteral(":path"), QString::fromLatin1(util::kIdleAppPath));
+    if (!query.exec()) {
+        qDebug() << "find idle app db error: " << query.lastError().text();
+        return 0;
+    }
+    return query.next() ? query.value(0).toInt() : 0;
+}

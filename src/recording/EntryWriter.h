@@ -1,0 +1,36 @@
+#pragma once
+
+#include "recording/AppStruct.h"
+
+#include <QDateTime>
+#include <QPair>
+
+// Stores recorded stretches: one `applications` row per distinct (path, name) pair and one `entries`
+// row per stretch, on the default connection with every text bound as a parameter. Failures are
+// logged with a fixed prefix and the driver's text and answered with id 0; recording goes on.
+class EntryWriter
+{
+public:
+    // The application's id, or 0 when it is not stored yet (or the look-up failed).
+    int findDbApp(const AppStruct& app) const;
+    // Inserts the application; its new id, or 0 on failure.
+    int addDbApp(const AppStruct& app) const;
+    // Inserts one stretch; the new entry's id, or 0 on failure.
+    int addDbEntry(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId) const;
+    // Finds or adds the application, then inserts the stretch: (application id, entry id).
+    QPair<int, int> addDbTime(const QDateTime& start, const QDateTime& end, const AppStruct& app) const;
+    enum class RowChange
+    {
+        Done,
+        Gone,  // the row is linked to a task or no longer exists: left untouched
+        Failed // database error (logged)
+    };
+    // Moves the end of a stretch already stored (the open stretch grows at each checkpoint). Rows linked
+    // to a task are never changed: their time may already be on the service.
+    RowChange updateDbEntryEnd(int entryId, const QDateTime& end) const;
+    // Removes a stored stretch that turned out empty (unless it was linked meanwhile).
+    RowChange removeDbEntry(int entryId) const;
+
+    // The away-time pseudo-application's id, or 0 when no away time was ever stored.
+    static int idleAppId();
+};

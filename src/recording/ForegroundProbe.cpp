@@ -1,0 +1,57 @@
+#include "recording/ForegroundProbe.h"
+
+#include "app/Registry.h"
+#include "platform/Platform.h"
+#include "recording/AppIcons.h"
+#include "recording/TitleCleanup.h"
+
+#include <QFileInfo>
+
+namespace {
+bool titleCleanupEnabled()
+{
+    // On unless the settings say otherwise, as with a fresh settings file.
+    const Registry* registry = Registry::instance();
+    const QString key = QStringLiteral("ExtensionsAdobeEnabled");
+    return !registry->contains(key) || registry->value(key).toBool();
+}
+} // namespace
+
+AppStruct ForegroundProbe::getForegroundApp(bool* valid)
+{
+    const ForegroundWindow window = platform->foregroundWindow();
+    if (valid) {
+        *valid = window.valid && !window.path.isEmpty();
+    }
+    AppStruct app;
+    app.productName = QString();
+    app.name = window.name;
+    app.path = window.path;
+    app.title = window.title;
+    // This editor's floating script panel takes the front without being a document.
+    if (app.name.contains(QLatin1String("Photoshop")) && app.title == QLatin1String("ScriptUIFlexServer")) {
+        app.title.clear();
+    }
+    if (titleCleanupEnabled()) {
+        app.title = util::cleanupPhotoshopTitle(app.title);
+    }
+    if (app.name.isEmpty()) {
+        app.name = QFileInfo(app.path).fileName();
+    }
+    if (app.title.isEmpty()) {
+        app.title = QStringLiteral("(no title)");
+    }
+    app.icon = iconFor(app.path);
+    return app;
+}
+
+QIcon ForegroundProbe::iconFor(const QString& path)
+{
+    auto it = iconCache.constFind(path);
+    if (it != iconCache.constEnd()) {
+        return it.value();
+    }
+    const QIcon icon = util::get_file_icon(path, platform);
+    iconCache.insert(path, icon);
+    return icon;
+}

@@ -1,0 +1,275 @@
+#include "recording/Recorder.h"
+
+#include "app/Clock.h"
+#include "app/Registry.h"
+#include "platform/Platform.h"
+#include "recording/AppIcons.h"
+#include "store/util.h"
+
+#include <QDebug>
+
+namespace {
+QVariant setting(const QString& key, const QVariant& fallback)
+{
+    const Registry* registry = Registry::instance();
+    return registry->contains(key) ? registry->value(key) : fallback;
+}
+} // namespace
+
+Recorder::Recorder(Platform* platform, Clock* clock, QObject* parent)
+    : QObject(parent), platform(platform), clock(clock), foreground(platform)
+{
+}
+
+void Recorder::start()
+{
+    if (recording) {
+        return;
+    }
+    recording = true;
+    current = AppStruct();
+    openEntryId = 0;
+    openAppId = 0;
+    if (!platform->isSupported()) {
+        reportUnsupported();
+        emit statusMessage(platform->unsupportedReason());
+    }
+    emit recordingChanged(true);
+}
+
+void Recorder::stop()
+{
+    if (!recording) {
+        return;
+    }
+    if (!current.path.isEmpty()) {
+        finishStretch(tickTime());
+    }
+    current = AppStruct();
+    recording = false;
+    emit recordingChanged(false);
+}
+
+void Recorder::startStopRecording(bool on)
+{
+    if (on) {
+        start();
+    } else {
+        stop();
+    }
+}
+
+void Recorder::flush()
+{
+    if (!recording || current.path.isEmpty()) {
+        return;
+    }
+    const QDateTime now = tickTime();
+    if (now > rowStart) {
+        persist(now);
+    }
+}
+
+QDateTime Recorder::tickTime() const
+{
+    // Rows are stored to the second; dropping the milliseconds here keeps an end and the next start equal.
+    // Local-time arithmetic asks the time-zone database, so it is skipped when there is nothing to do.
+    const QDateTime now = clock->now();
+    const int msec = now.time().msec();
+    return msec == 0 ? now : now.addMSecs(-msec);
+}
+
+void Recorder::updateApps()
+{
+    if (!recording) {
+        return;
+    }
+    if (!platform->isSupported()) {
+        reportUnsupported();
+        return;
+    }
+    bool valid = false;
+    AppStruct app = foreground.getForegroundApp(&valid);
+    const QDateTime tickNow = tickTime();
+    sample(app, valid, tickNow);
+    lastTick = tickNow;
+}
+
+void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
+{
+    QDateTime now = tickNow;
+
+    if (setting(QStringLiteral("IdleEnabled"), true).toBool()) {
+        valid = applyIdle(app, now, tickNow) || valid;
+    }
+    if (!valid) {
+        checkpointIfDue(tickNow);
+        return;
+    }
+    if (!current.path.isEmpty() && tickNow < currentStartTime) {
+        closeAfterClockWentBack();
+    }
+    if (current.path.isEmpty()) {
+        open(app, tickNow);
+        return;
+    }
+    if (app.sameStretchAs(current)) {
+        checkpointIfDue(tickNow);
+        return;
+    }
+    open(app, finishStretch(qMax(now, currentStartTime)));
+}
+
+// Returns true when the idle logic replaced the sample (entering or staying away).
+bool Recorder::applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNow)
+{
+    // A limit under a minute (a hand-edited settings file) would book everything as away time.
+    const int limit = qMax(1, setting(QStringLiteral("IdleLimit"), 5).toInt()) * 60;
+    const int idleSeconds = platform->idleSeconds();
+    if (idleSeconds >= limit) {
+        if (!idle) {
+            idle = true;
+            qDebug() << "Entered IDLE";
+            app = util::idle_app();
+            now = tickNow.addSecs(-limit);
+            // The stretch in progress may have begun after the last input (a title that changed by
+            // itself); the away stretch then starts with it, never before it.
+            if (!current.path.isEmpty() && now < currentStartTime) {
+                now = currentStartTime;
+            }
+            return true;
+        }
+        if (current.path.isEmpty()) {
+            // Recording resumed while still away: the away stretch starts now.
+            app = util::idle_app();
+        } else {
+            app = current;
+        }
+        return true;
+    }
+    if (idle) {
+        idle = false;
+        qDebug() << "out of idle";
+        const QDateTime from = awayStart.isValid() ? awayStart : tickNow;
+        const QString text = QStringLiteral("Duration: ") + util::format_time(int(from.secsTo(tickNow))) +
+                             QStringLiteral("\nInactivity period: ") + from.toString(QStringLiteral("hh:mm:ss")) +
+                             QStringLiteral(" - ") + tickNow.toString(QStringLiteral("hh:mm:ss"));
+        emit awayTimeDetected(QStringLiteral("Away time detected"), text);
+    }
+    return false;
+}
+
+void Recorder::open(const AppStruct& app, const QDateTime& at)
+{
+    current = app;
+    currentStartTime = at;
+    rowStart = at;
+    checkpointDue = at.addSecs(kCheckpointSeconds);
+    forgetRow();
+    if (idle && app.path == QLatin1String(util::kIdleAppPath)) {
+        awayStart = at;
+    }
+}
+
+void Recorder::forgetRow()
+{
+    openEntryId = 0;
+    openAppId = 0;
+}
+
+void Recorder::continueInNewRow()
+{
+    // The stored row was linked to a task or deleted while its stretch went on. It is left as it is
+    // (its time may already be on the service); the rest of the stretch goes into a new row after it.
+    qDebug() << "entry" << openEntryId << "changed while it was being recorded; the stretch goes on in a new row";
+    rowStart = storedEnd;
+    forgetRow();
+}
+
+QDateTime Recorder::finishStretch(QDateTime end)
+{
+    if (end < currentStartTime) {
+        // The wall clock went back (a clock or time-zone correction): keep what was stored.
+        end = qMax(lastTick, currentStartTime);
+    }
+    if (openEntryId != 0) {
+        if (end > rowStart) {
+            const EntryWriter::RowChange change = writer.updateDbEntryEnd(openEntryId, end);
+            if (change != EntryWriter::RowChange::Gone) {
+                // Done, or failed with the row keeping an older end: the time is real either way.
+                emit entryWritten(rowStart, end, current, openAppId, openEntryId);
+                forgetRow();
+                return end;
+            }
+            continueInNewRow();
+            end = qMax(end, rowStart);
+        } else {
+            // Away time took the whole stretch: the row a checkpoint stored goes again rather than
+            // showing as an empty entry.
+            if (writer.removeDbEntry(openEntryId) == EntryWriter::RowChange::Gone) {
+                continueInNewRow();
+            }
+            forgetRow();
+            return qMax(end, rowStart);
+        }
+    }
+    end = qMax(end, rowStart);
+    // Two ticks within one second store nothing.
+    if (end > rowStart) {
+        const QPair<int, int> ids = writer.addDbTime(rowStart, end, current);
+        emit entryWritten(rowStart, end, current, ids.first, ids.second);
+    }
+    forgetRow();
+    return end;
+}
+
+void Recorder::checkpointIfDue(const QDateTime& now)
+{
+    // Comparing two local times of the same zone needs no time-zone look-up; subtracting them would.
+    if (current.path.isEmpty() || now < checkpointDue) {
+        return;
+    }
+    persist(now);
+}
+
+void Recorder::closeAfterClockWentBack()
+{
+    // The wall clock was set back past the start of the stretch in progress: it ends at the last tick
+    // before the jump, and a new stretch starts now.
+    qWarning() << "The clock went back from" << lastTick.toString(Qt::ISODate) << "to"
+               << tickTime().toString(Qt::ISODate);
+    finishStretch(lastTick);
+    current = AppStruct();
+}
+
+void Recorder::persist(const QDateTime& end)
+{
+    // Whatever the outcome, wait a full interval before trying again: a tick must stay cheap even when
+    // the database is failing.
+    checkpointDue = end.addSecs(kCheckpointSeconds);
+    if (openEntryId != 0) {
+        const EntryWriter::RowChange change = writer.updateDbEntryEnd(openEntryId, end);
+        if (change == EntryWriter::RowChange::Done) {
+            storedEnd = end;
+        }
+        if (change != EntryWriter::RowChange::Gone) {
+            return;
+        }
+        continueInNewRow();
+    }
+    if (end <= rowStart) {
+        return;
+    }
+    const QPair<int, int> ids = writer.addDbTime(rowStart, end, current);
+    openAppId = ids.first;
+    openEntryId = ids.second;
+    storedEnd = end;
+}
+
+void Recorder::reportUnsupported()
+{
+    if (!unsupportedLogged) {
+        unsupportedLogged = true;
+        qWarning() << "Recording disabled:" << platform->unsupportedReason();
+    }
+}

@@ -1,0 +1,265 @@
+#include "rules/RuleStore.h"
+
+#include "store/util.h"
+
+#include <QDebug>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace {
+
+QVariantMap recordFromQuery(const QSqlQuery& query)
+{
+    const QSqlRecord row = query.record();
+    QVariantMap rule;
+    rule[QStringLiteral("id")] = row.value(QStringLiteral("id")).toInt();
+    rule[QStringLiteral("title_rule")] = row.value(QStringLiteral("title_rule")).toString();
+    rule[QStringLiteral("title")] = row.value(QStringLiteral("title")).toString();
+    rule[QStringLiteral("date_rule")] = row.value(QStringLiteral("date_rule")).toString();
+    rule[QStringLiteral("date_from")] = util::sql_to_date(row.value(QStringLiteral("date_from")).toString());
+    rule[QStringLiteral("date_to")] = util::sql_to_date(row.value(QStringLiteral("date_to")).toString());
+    rule[QStringLiteral("project_id")] = row.value(QStringLiteral("project_id"));
+    rule[QStringLiteral("task_id")] = row.value(QStringLiteral("task_id"));
+    rule[QStringLiteral("name")] = row.value(QStringLiteral("name"));
+    rule[QStringLiteral("seq")] = row.value(QStringLiteral("seq"));
+    rule[QStringLiteral("active")] = row.value(QStringLiteral("active"));
+    rule[QStringLiteral("app_ids")] =
+        row.value(QStringLiteral("app_ids")).toString().split(QLatin1Char(','), Qt::SkipEmptyParts);
+    return rule;
+}
+
+QString quotedId(int id)
+{
+    return QLatin1Char('\'') + QString::number(id) + QLatin1Char('\'');
+}
+
+} // namespace
+
+int RuleStore::addDbRule(const QString& name, const QList<int>& appIds, const QString& titleRule, const QString& title,
+                         const QString& dateRule, const QDate& dateFrom, const QDate& dateTo, int projectId, int taskId)
+{
+    int seq = 0;
+    QSqlQuery maxSeq;
+    if (maxSeq.exec(QStringLiteral("SELECT MAX(seq) AS max_seq FROM rules ")) && maxSeq.next()) {
+        // An empty table gives NULL, read as 0, so the first rule gets 1.
+        seq = maxSeq.value(0).toInt() + 1;
+    }
+
+    QSqlQuery insert;
+    insert.prepare(QStringLiteral(
+        "INSERT INTO rules (name, title_rule, title, date_rule, date_from, date_to, project_id, task_id, seq, active) "
+        "VALUES (:name, :title_rule, :title, :date_rule, :date_from, :date_to, :project_id, :task_id, :seq, "
+        ":active) "));
+    insert.bindValue(QStringLiteral(":name"), name);
+    insert.bindValue(QStringLiteral(":title_rule"), titleRule);
+    insert.bindValue(QStringLiteral(":title"), title);
+    insert.bindValue(QStringLiteral(":date_rule"), dateRule);
+    insert.bindValue(QStringLiteral(":date_from"), util::date_to_sql(dateFrom));
+    insert.bindValue(QStringLiteral(":date_to"), util::date_to_sql(dateTo));
+    insert.bindValue(QStringLiteral(":project_id"), projectId);
+    insert.bindValue(QStringLiteral(":task_id"), taskId);
+    insert.bindValue(QStringLiteral(":seq"), seq);
+    insert.bindValue(QStringLiteral(":active"), 1);
+    if (!insert.exec()) {
+        qDebug() << "add rule db error: " << insert.lastError().text();
+        return 0;
+    }
+    const int ruleId = insert.lastInsertId().toInt();
+
+    QSqlQuery apps;
+    apps.prepare(QStringLiteral("INSERT INTO rules_apps (rule_id, app_id) VALUES (:rule_id, :app_id) "));
+    for (int appId : appIds) {
+        apps.bindValue(QStringLiteral(":rule_id"), ruleId);
+        apps.bindValue(QStringLiteral(":app_id"), appId);
+        if (!apps.exec()) {
+            qDebug() << "add rule db error (add to rules_apps): " << apps.lastError().text();
+        }
+    }
+    return ruleId;
+}
+
+void RuleStore::updateDbRule(int ruleId, const QString& name, const QList<int>& appIds, const QString& titleRule,
+                             const QString& title, const QString& dateRule, const QDate& dateFrom, const QDate& dateTo,
+                             int projectId, int taskId)
+{
+    QSqlQuery update;
+    update.prepare(QStringLiteral(
+        "UPDATE rules SET name = :name, title_rule = :title_rule, title = :title, date_rule = :date_rule, "
+        "date_from = :date_from, date_to = :date_to, project_id = :project_id, task_id = :task_id WHERE id = "
+        ":rule_id "));
+    update.bindValue(QStringLiteral(":name"), name);
+    update.bindValue(QStringLiteral(":title_rule"), titleRule);
+    update.bindValue(QStringLiteral(":title"), title);
+    update.bindValue(QStringLiteral(":date_rule"), dateRule);
+    update.bindValue(QStringLiteral(":date_from"), util::date_to_sql(dateFrom));
+    update.bindValue(QStringLiteral(":date_to"), util::date_to_sql(dateTo));
+    update.bindValue(QStringLiteral(":project_id"), projectId);
+    update.bindValue(QStringLiteral(":task_id"), taskId);
+    update.bindValue(QStringLiteral(":rule_id"), ruleId);
+    if (!update.exec()) {
+        qDebug() << "update db rule err: " << update.lastError().databaseText();
+        return;
+    }
+
+    QSqlQuery clear;
+    if (!clear.exec(QStringLiteral("DELETE FROM rules_apps WHERE rule_id = ") + quotedId(ruleId) + QLatin1Char(' '))) {
+        qDebug() << "del app rules err: " << clear.lastError().databaseText();
+        return;
+    }
+    // Both ids are integers this program holds, so writing them into the text is safe.
+    for (int appId : appIds) {
+        QSqlQuery insert;
+        insert.exec(QStringLiteral("INSERT INTO rules_apps (rule_id, app_id) VALUES (") + quotedId(ruleId) +
+                    QStringLiteral(", ") + quotedId(appId) + QStringLiteral(") "));
+    }
+}
+
+void RuleStore::removeDbRule(int ruleId)
+{
+    QSqlQuery apps;
+    if (!apps.exec(QStringLiteral("DELETE FROM rules_apps WHERE rule_id = ") + quotedId(ruleId) + QLatin1Char(' '))) {
+        qDebug() << "error db delete rule apps: " << apps.lastError().databaseText();
+    }
+    QSqlQuery rule;
+    if (!rule.exec(QStringLiteral("DELETE FROM rules WHERE id = ") + quotedId(ruleId) + QLatin1Char(' '))) {
+        qDebug() << "error db delete rule: " << rule.lastError().databaseText();
+    }
+}
+
+void RuleStore::activateDbRule(int ruleId, bool active)
+{
+    const QString sql = QStringLiteral("UPDATE rules SET active = '") +
+                        (active ? QStringLiteral("1") : QStringLiteral("0")) + QStringLiteral("' WHERE id = ") +
+                        quotedId(ruleId) + QLatin1Char(' ');
+    qDebug() << "sql: " << sql;
+    QSqlQuery query;
+    if (!query.exec(sql)) {
+        qDebug() << "error db activate rule: " << query.lastError().databaseText();
+    }
+}
+
+void RuleStore::moveDbRule(int ruleId, int direction)
+{
+    // With no rule at all the highest sequence is 0, which turns every move into nothing.
+    int highest = 0;
+    QSqlQuery maxQuery;
+    if (maxQuery.exec(QStringLiteral("SELECT MAX(seq) FROM rules")) && maxQuery.next()) {
+        highest = maxQuery.value(0).toInt();
+        qDebug() << "max = " << highest;
+    }
+
+    QSqlQuery seqQuery;
+    if (!seqQuery.exec(QStringLiteral("SELECT seq FROM rules WHERE id = ") + quotedId(ruleId) + QLatin1Char(' '))) {
+        qDebug() << "error db seq move rule: " << seqQuery.lastError().databaseText();
+        return;
+    }
+    if (!seqQuery.next()) {
+        return;
+    }
+    const int oldSeq = seqQuery.value(0).toInt();
+    int newSeq = oldSeq + direction;
+    qDebug() << "old seq = " << oldSeq << ", new seq = " << newSeq;
+    newSeq = qBound(0, newSeq, highest);
+    if (newSeq == oldSeq) {
+        return;
+    }
+
+    // Sequences have gaps after deletions, so the neighbour is the nearest existing one. With none in
+    // that direction the aggregate is NULL, read as 0: that is how the top rule reaches 0.
+    QSqlQuery neighbour;
+    const QString neighbourSql = direction < 0
+                                     ? QStringLiteral("SELECT MAX(seq) FROM rules WHERE seq <= '%1' ").arg(newSeq)
+                                     : QStringLiteral("SELECT MIN(seq) FROM rules WHERE seq >= '%1' ").arg(newSeq);
+    if (!neighbour.exec(neighbourSql)) {
+        qDebug() << "err: " << neighbour.lastError().databaseText();
+    } else {
+        newSeq = neighbour.next() ? neighbour.value(0).toInt() : 0;
+        qDebug() << "new seq = " << newSeq;
+    }
+
+    QSqlQuery swapOthers;
+    if (!swapOthers.exec(QStringLiteral("UPDATE rules SET seq = '%1' WHERE seq = '%2' ").arg(oldSeq).arg(newSeq))) {
+        qDebug() << "err: " << swapOthers.lastError().databaseText();
+    }
+    QSqlQuery moveThis;
+    if (!moveThis.exec(QStringLiteral("UPDATE rules SET seq = '%1' WHERE id = ").arg(newSeq) + quotedId(ruleId) +
+                       QLatin1Char(' '))) {
+        qDebug() << "err2: " << moveThis.lastError().databaseText();
+    }
+}
+
+int RuleStore::duplicateDbRule(int ruleId)
+{
+    const QVariantMap rule = readDbRule(ruleId);
+    QList<int> appIds;
+    for (const QString& appId : rule.value(QStringLiteral("app_ids")).toStringList()) {
+        appIds << appId.toInt(nullptr, 10);
+    }
+    return addDbRule(QStringLiteral("Copy of ") + rule.value(QStringLiteral("name")).toString(), appIds,
+                     rule.value(QStringLiteral("title_rule")).toString(),
+                     rule.value(QStringLiteral("title")).toString(), rule.value(QStringLiteral("date_rule")).toString(),
+                     rule.value(QStringLiteral("date_from")).toDate(), rule.value(QStringLiteral("date_to")).toDate(),
+                     rule.value(QStringLiteral("project_id")).toInt(), rule.value(QStringLiteral("task_id")).toInt());
+}
+
+QVariantMap RuleStore::readDbRule(int ruleId)
+{
+    QSqlQuery query;
+    // Aggregating without grouping always gives one row; for a missing rule every value is null.
+    query.exec(QStringLiteral("SELECT rules.*, GROUP_CONCAT(rules_apps.app_id) AS app_ids FROM rules, rules_apps "
+                              "WHERE rules.id = ") +
+               quotedId(ruleId) + QStringLiteral(" AND rules.id = rules_apps.rule_id "));
+    if (!query.next()) {
+        return recordFromQuery(QSqlQuery());
+    }
+    return recordFromQuery(query);
+}
+
+QList<QVariant> RuleStore::readDbRules()
+{
+    QList<QVariant> rules;
+    QSqlQuery query;
+    // The join leaves out rules without applications: they could never match anything.
+    if (!query.exec(QStringLiteral(
+            "SELECT rules.*, GROUP_CONCAT(rules_apps.app_id) AS app_ids FROM rules, rules_apps WHERE rules.active = "
+            "1 AND rules.id = rules_apps.rule_id GROUP BY rules.id ORDER BY rules.seq ASC "))) {
+        qDebug() << "read rules db error: " << query.lastError().databaseText();
+        return rules;
+    }
+    while (query.next()) {
+        rules << QVariant(recordFromQuery(query));
+    }
+    return rules;
+}
+
+QVariantMap RuleStore::readRuleForEditing(int ruleId)
+{
+    QSqlQuery rule;
+    rule.prepare(QStringLiteral("SELECT * FROM rules WHERE id = :id "));
+    rule.bindValue(QStringLiteral(":id"), ruleId);
+    if (!rule.exec() || !rule.next()) {
+        return QVariantMap();
+    }
+    QVariantMap record = recordFromQuery(rule);
+    QStringList appIds;
+    QSqlQuery apps;
+    apps.prepare(QStringLiteral("SELECT app_id FROM rules_apps WHERE rule_id = :id "));
+    apps.bindValue(QStringLiteral(":id"), ruleId);
+    if (apps.exec()) {
+        while (apps.next()) {
+            appIds << apps.value(0).toString();
+        }
+    }
+    record[QStringLiteral("app_ids")] = appIds;
+    return record;
+}
+
+int RuleStore::nextRuleNumber()
+{
+    QSqlQuery query;
+    if (query.exec(QStringLiteral("SELECT MAX(id) AS max_id FROM rules ")) && query.next()) {
+        return query.value(0).toInt() + 1;
+    }
+    return 1;
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QDate>
+#include <QList>
+#include <QString>
+#include <QVariant>
+#include <QVariantMap>
+
+// The stored rules: one row of `rules` plus its applications in `rules_apps`, kept in the user's
+// order (`seq`, lower first). Works on the default database connection; failures never reach the
+// user, they are written to the debug output with a fixed prefix and the driver's text.
+//
+// A rule record is a QVariantMap with the column names of `rules` ("id", "name", "title_rule",
+// "title", "date_rule", "date_from", "date_to" as QDate, "project_id", "task_id", "seq", "active")
+// plus "app_ids", the application ids as a QStringList.
+class RuleStore
+{
+public:
+    // The new rule's id, 0 on failure. New rules go to the end of the order and are active.
+    int addDbRule(const QString& name, const QList<int>& appIds, const QString& titleRule, const QString& title,
+                  const QString& dateRule, const QDate& dateFrom, const QDate& dateTo, int projectId, int taskId);
+    // Changes everything but the position and the active state.
+    void updateDbRule(int ruleId, const QString& name, const QList<int>& appIds, const QString& titleRule,
+                      const QString& title, const QString& dateRule, const QDate& dateFrom, const QDate& dateTo,
+                      int projectId, int taskId);
+    void removeDbRule(int ruleId);
+    void activateDbRule(int ruleId, bool active);
+    // direction -1 moves the rule up (towards lower seq), +1 down.
+    void moveDbRule(int ruleId, int direction);
+    // An active copy named "Copy of <name>" at the end of the order; its id.
+    int duplicateDbRule(int ruleId);
+    // One rule; a rule that does not exist or has no applications gives a record of null values.
+    QVariantMap readDbRule(int ruleId);
+    // The active rules that have at least one application, in order; each QVariant holds a record.
+    QList<QVariant> readDbRules();
+    // One rule for the editor, also when it has no applications; empty when there is no such rule.
+    QVariantMap readRuleForEditing(int ruleId);
+
+    // The number a new rule is named after ("Rule #" + n): the highest id plus 1, or 1.
+    int nextRuleNumber();
+};

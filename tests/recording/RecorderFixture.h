@@ -1,0 +1,85 @@
+#pragma once
+
+#include "ManualClock.h"
+#include "TempDataFolder.h"
+#include "app/Registry.h"
+#include "platform/FakePlatform.h"
+#include "recording/Recorder.h"
+#include "store/Database.h"
+#include "store/util.h"
+
+#include <QDir>
+#include <QSqlQuery>
+
+// One stored row, joined with its application, as the tests compare it.
+struct StoredRow
+{
+    int id = 0;
+    QString title;
+    QDateTime start;
+    QDateTime end;
+    QString path;
+    QString name;
+
+    int seconds() const { return int(start.secsTo(end)); }
+};
+
+inline QList<StoredRow> storedRows()
+{
+    QList<StoredRow> rows;
+    QSqlQuery query(QStringLiteral("SELECT e.id, e.title, e.start_time, e.end_time, a.path, a.name FROM entries e "
+                                   "LEFT JOIN applications a ON a.id = e.application_id ORDER BY e.start_time, e.id"));
+    while (query.next()) {
+        rows.append({query.value(0).toInt(), query.value(1).toString(),
+                     util::sql_to_datetime(query.value(2).toString()), util::sql_to_datetime(query.value(3).toString()),
+                     query.value(4).toString(), query.value(5).toString()});
+    }
+    return rows;
+}
+
+inline int countRows(const QString& table)
+{
+    QSqlQuery query(QStringLiteral("SELECT COUNT(*) FROM ") + table);
+    return query.next() ? query.value(0).toInt() : -1;
+}
+
+// A recorder on a real database file in a fresh data folder, a fake desktop and a hand-moved clock.
+struct RecorderFixture
+{
+    RecorderFixture()
+    {
+        Registry::drop();
+        QDir().mkpath(folder.dataFolder());
+        QString error;
+        opened = database.open(folder.dataFolder() + QStringLiteral("/verrinplus.sqlite"), &error);
+        (*Registry::instance())[QStringLiteral("IdleEnabled")] = true;
+        (*Registry::instance())[QStringLiteral("IdleLimit")] = 5;
+        (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = true;
+    }
+    ~RecorderFixture() { Registry::drop(); }
+
+    // Moves the clock and runs one tick.
+    void tick(int seconds = 1)
+    {
+        clock.advance(seconds);
+        recorder.updateApps();
+    }
+    // `seconds` ticks one second apart, the idle time growing by one each tick when `away`.
+    void ticks(int seconds, bool away = false)
+    {
+        for (int i = 0; i < seconds; ++i) {
+            if (away) {
+                ++platform.idle;
+            }
+            tick();
+        }
+    }
+    QDateTime at(int h, int m, int s = 0) const { return QDateTime(QDate(2026, 11, 16), QTime(h, m, s)); }
+
+    TempDataFolder folder;
+    Database database;
+    bool opened = false;
+    FakePlatform platform;
+    ManualClock clock{QDateTime(QDate(2026, 11, 16), QTime(9, 0, 0))};
+    Recorder recorder{&platform, &clock};
+};
