@@ -3,6 +3,7 @@
 #include "ServiceFixture.h"
 #include "app/Registry.h"
 #include "service/ApiRequest.h"
+#include "service/ProjectsCatalogue.h"
 #include "service/ReplyXml.h"
 
 #include <QNetworkAccessManager>
@@ -217,6 +218,45 @@ private slots:
         QCOMPARE(added.attribute("tasklist_id"), listId);
         QCOMPARE(added.attribute("description"), QStringLiteral("on Friday"));
         QCOMPARE(added.attribute("complete"), QStringLiteral("1"));
+    }
+
+    void catalogueReadsAsTheProgramReadsIt()
+    {
+        // The program's own catalogue reader must understand the service's replies as they are.
+        ApiRequest request(&manager, true);
+        QString reply;
+        QVERIFY(request.call("verrin.projects.findByUser", "get",
+                             session({{"user_id", "1"}, {"include_task_lists", "1"}, {"include_tasks", "1"}}), reply,
+                             false));
+        Catalogue catalogue;
+        QString error;
+        QVERIFY2(ProjectsCatalogue::parse(reply, catalogue, &error), qPrintable(error));
+        QCOMPARE(catalogue.problems, QStringList());
+        QCOMPARE(catalogue.projects.size(), 3);
+        QCOMPARE(catalogue.projects.at(2).clientName, QStringLiteral("Zürich Bäckerei"));
+        QCOMPARE(catalogue.projects.at(2).name, QStringLiteral("Café Menü"));
+        CatalogueTask task;
+        QVERIFY(catalogue.openTasksOnly().findTask(1000, &task));
+        QVERIFY(!catalogue.openTasksOnly().findTask(1001, &task));
+        const CatalogueMaps maps = ProjectsCatalogue::buildMaps(catalogue);
+        QCOMPARE(maps.taskNames.value("2000").toString(), QStringLiteral("Speisekarte – deutsch"));
+        QCOMPARE(maps.taskParentProjects.value("1010").toString(), QStringLiteral("10"));
+        QCOMPARE(maps.taskParentTasklists.value("1010").toString(), QStringLiteral("101"));
+        QCOMPARE(maps.tasklistNames.value("200").toString(), QStringLiteral("Übersetzung"));
+
+        QVERIFY(request.call("verrin.tasklists.add", "post", session({{"name", "Übrig"}, {"project_id", "20"}}), reply,
+                             false));
+        const int listId = ProjectsCatalogue::addedTaskListId(reply, &error);
+        QVERIFY2(listId > 0, qPrintable(error));
+        QVERIFY(request.call("verrin.tasks.add", "post",
+                             session({{"name", "Brot"},
+                                      {"project_id", "20"},
+                                      {"tasklist_id", QString::number(listId)},
+                                      {"description", ""},
+                                      {"billable", "false"}}),
+                             reply, false));
+        QVERIFY2(ProjectsCatalogue::addedTaskId(reply, &error) > 0, qPrintable(error));
+        QVERIFY(ProjectsCatalogue::isOkReply(reply));
     }
 
     void entryLifecycle()
