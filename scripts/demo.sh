@@ -1,7 +1,34 @@
 #!/usr/bin/env bash
-# Placeholder until the local Verrin service lands: starts the program on a throwaway data folder.
+# Starts the local Verrin service with the demo account and the program on a throwaway data folder
+# pointed at it (SSL off), with the demo credentials stored so it signs in on its own.
 set -eu
 build=${1:-build}
+service="$build/tools/verrin-service/verrin-service"
 data=$(mktemp -d)
-trap 'rm -rf "$data"' EXIT
-XDG_DATA_HOME="$data" bash scripts/run.sh "$build/src/verrinplus"
+service_pid=
+cleanup() {
+    if [ -n "$service_pid" ]; then kill "$service_pid" 2>/dev/null || true; wait "$service_pid" 2>/dev/null || true; fi
+    rm -rf "$data"
+}
+trap cleanup EXIT
+
+if [ ! -x "$service" ]; then
+    echo "verrin-service was not built (is qt6-httpserver-dev installed?)" >&2
+    exit 1
+fi
+# A free port is picked by the service; its first line names the address.
+exec 3< <("$service" --port 0 --seed tools/verrin-service/seeds/demo-seed.json --db "$data/service.sqlite")
+service_pid=$!
+read -r -t 15 line <&3 || { echo "verrin-service did not start" >&2; exit 1; }
+url=${line#Listening on }
+echo "Local Verrin service: $url (sign in as demo@verrin.test / demo)"
+
+mkdir -p "$data/VerrinPlus"
+cat > "$data/VerrinPlus/verrinplus.ini" <<INI
+[API]
+Url=$url
+Username=demo@verrin.test
+Password=$(printf '%s' demo | base64)
+SslEnabled=false
+INI
+XDG_DATA_HOME="$data" bash scripts/run.sh "$build/src/verrinplus" "$@"

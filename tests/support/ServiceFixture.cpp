@@ -1,0 +1,193 @@
+#include "ServiceFixture.h"
+
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QTimer>
+
+namespace {
+
+const int startLimitMs = 15000;
+const int controlLimitMs = 10000;
+
+QByteArray formPair(const char* name, const QByteArray& value)
+{
+    return QByteArray(name) + '=' + value.toPercentEncoding();
+}
+
+} // namespace
+
+ServiceFixture::ServiceFixture(const QString& seedFile, const QStringList& extraArguments)
+    : seed(seedFile), extraArgs(extraArguments)
+{
+    start();
+}
+
+ServiceFixture::~ServiceFixture()
+{
+    stop();
+}
+
+QString ServiceFixture::binary()
+{
+    return QStringLiteral(VERRIN_SERVICE_BINARY);
+}
+
+QString ServiceFixture::testSeed()
+{
+    return QStringLiteral(VERRIN_SERVICE_SEEDS "/test-seed.json");
+}
+
+QString ServiceFixture::demoSeed()
+{
+    return QStringLiteral(VERRIN_SERVICE_SEEDS "/demo-seed.json");
+}
+
+bool ServiceFixture::isRunning() const
+{
+    return process.state() == QProcess::Running && listenPort != 0;
+}
+
+bool ServiceFixture::start()
+{
+    if (process.state() != QProcess::NotRunning)
+        return isRunning();
+    if (!dataDir.isValid()) {
+        lastError = QStringLiteral("no temporary folder for the service database");
+        return false;
+    }
+    QStringList args{QStringLiteral("--host"), QStringLiteral("127.0.0.1"),
+                     QStringLiteral("--port"), QString::number(listenPort),
+                     QStringLiteral("--db"),   dataDir.filePath(QStringLiteral("service.sqlite"))};
+    if (!seed.isEmpty())
+        args << QStringLiteral("--seed") << seed;
+    args << extraArgs;
+    process.setProcessChannelMode(QProcess::SeparateChannels);
+    process.start(binary(), args);
+    if (!process.waitForStarted(startLimitMs)) {
+        lastError = QStringLiteral("cannot start %1: %2").arg(binary(), process.errorString());
+        return false;
+    }
+    // The first line on stdout names the address once the service listens.
+    const QDeadlineTimer deadline(startLimitMs);
+    while (!process.canReadLine() && process.state() == QProcess::Running && !deadline.hasExpired())
+        process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
+    if (!process.canReadLine()) {
+        lastError =
+            QStringLiteral("verrin-service did not come up: ") + QString::fromLocal8Bit(process.readAllStandardError());
+        process.kill();
+        process.waitForFinished(startLimitMs);
+        return false;
+    }
+    const QString line = QString::fromUtf8(process.readLine()).trimmed();
+    static const QString prefix = QStringLiteral("Listening on ");
+    base = line.mid(prefix.size());
+    listenPort = quint16(QUrl(base).port());
+    if (!line.startsWith(prefix) || listenPort == 0) {
+        lastError = QStringLiteral("unexpected first line from verrin-service: ") + line;
+        return false;
+    }
+    return true;
+}
+
+void ServiceFixture::stop()
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.kill();
+    process.waitForFinished(startLimitMs);
+}
+
+bool ServiceFixture::control(const QString& command, const QByteArray& form, QByteArray* reply)
+{
+    if (!isRunning())
+        return false;
+    QUrl url(base);
+    url.setPath(QStringLiteral("/control/") + command);
+    QNetworkRequest request(url);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/x-www-form-urlencoded"));
+    QNetworkAccessManager manager;
+    QNetworkReply* networkReply = manager.post(request, form);
+    // The control surface may run over TLS with a self-signed certificate: it is our own.
+    QObject::connect(networkReply, &QNetworkReply::sslErrors, networkReply,
+                     [networkReply](const QList<QSslError>&) { networkReply->ignoreSslErrors(); });
+    QEventLoop loop;
+    QTimer limit;
+    limit.setSingleShot(true);
+    QObject::connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    QObject::connect(networkReply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    limit.start(controlLimitMs);
+    if (!networkReply->isFinished())
+        loop.exec();
+    const bool ok = networkReply->isFinished() && networkReply->error() == QNetworkReply::NoError;
+    if (ok && reply)
+        *reply = networkReply->readAll();
+    if (!ok)
+        lastError = QStringLiteral("control %1 failed: %2").arg(command, networkReply->errorString());
+    networkReply->abort();
+    delete networkReply;
+    return ok;
+}
+
+bool ServiceFixture::setFault(const QString& method, const QString& kind, const FaultOptions& options)
+{
+    QByteArrayList form{formPair("method", method.toUtf8()), formPair("kind", kind.toUtf8()),
+                        formPair("ms", QByteArray::number(options.ms)),
+                        formPair("times", QByteArray::number(options.times))};
+    if (!options.code.isEmpty())
+        form << formPair("code", options.code.toUtf8());
+    if (!options.message.isEmpty())
+        form << formPair("message", options.message.toUtf8());
+    if (!options.body.isEmpty())
+        form << formPair("body", options.body);
+    return control(QStringLiteral("fault"), form.join('&'));
+}
+
+bool ServiceFixture::clearFaults()
+{
+    return control(QStringLiteral("clear-faults"), QByteArray());
+}
+
+bool ServiceFixture::expireTokens()
+{
+    return control(QStringLiteral("expire-tokens"), QByteArray());
+}
+
+QJsonArray ServiceFixture::receivedRequests()
+{
+    QByteArray json;
+    if (!control(QStringLiteral("requests"), QByteArray(), &json))
+        return QJsonArray();
+    return QJsonDocument::fromJson(json).array();
+}
+
+bool ServiceFixture::clearRequests()
+{
+    return control(QStringLiteral("clear-requests"), QByteArray());
+}
+
+bool ServiceFixture::makeSelfSignedCertificate(const QString& folder, QString* certFile, QString* keyFile,
+                                               QString* error)
+{
+    *certFile = folder + QStringLiteral("/service-cert.pem");
+    *keyFile = folder + QStringLiteral("/service-key.pem");
+    QProcess openssl;
+    openssl.start(QStringLiteral("openssl"),
+                  {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"),
+                   QStringLiteral("rsa:2048"), QStringLiteral("-nodes"), QStringLiteral("-days"), QStringLiteral("2"),
+                   QStringLiteral("-subj"), QStringLiteral("/CN=127.0.0.1"), QStringLiteral("-keyout"), *keyFile,
+                   QStringLiteral("-out"), *certFile});
+    if (!openssl.waitForFinished(60000) || openssl.exitStatus() != QProcess::NormalExit || openssl.exitCode() != 0) {
+        *error = QStringLiteral("openssl failed: ") + QString::fromLocal8Bit(openssl.readAllStandardError()) +
+                 openssl.errorString();
+        if (openssl.state() != QProcess::NotRunning) {
+            openssl.kill();
+            openssl.waitForFinished(5000);
+        }
+        return false;
+    }
+    return true;
+}

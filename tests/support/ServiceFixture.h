@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QUrl>
+
+// Runs the built verrin-service on 127.0.0.1 on a free port with a throwaway database for the life
+// of the object, and talks to its control surface: faults to play, requests received, tokens.
+class ServiceFixture
+{
+public:
+    struct FaultOptions
+    {
+        int ms = 0;    // delay before the fault (or the normal reply) is played
+        int times = 0; // 0 = every call until cleared
+        QString code;
+        QString message;
+        QByteArray body; // the reply of a "raw" fault, sent as it is
+    };
+
+    explicit ServiceFixture(const QString& seedFile = testSeed(), const QStringList& extraArguments = {});
+    ~ServiceFixture();
+    ServiceFixture(const ServiceFixture&) = delete;
+    ServiceFixture& operator=(const ServiceFixture&) = delete;
+
+    // False, with the reason in error(), when the service did not come up.
+    bool isRunning() const;
+    QString error() const { return lastError; }
+
+    // "http://127.0.0.1:PORT/service/" (https with TLS).
+    QString baseUrl() const { return base; }
+    quint16 port() const { return listenPort; }
+
+    // Stops the service; start() brings it back on the same port with the same database.
+    void stop();
+    bool start();
+
+    // kind: delay, error, error-bare, http500, reset, close, raw, none. method "*" means every method.
+    bool setFault(const QString& method, const QString& kind, const FaultOptions& options);
+    bool setFault(const QString& method, const QString& kind) { return setFault(method, kind, FaultOptions()); }
+    bool clearFaults();
+    bool expireTokens();
+    // Every method call received so far, oldest first: objects with "method", "verb", "query",
+    // "body", "contentType", "userAgent" and "params" (an array of [name, value] pairs).
+    QJsonArray receivedRequests();
+    bool clearRequests();
+
+    static QString binary();
+    static QString testSeed();
+    static QString demoSeed();
+    // Writes a self-signed certificate for 127.0.0.1 and its key into `folder` with openssl.
+    static bool makeSelfSignedCertificate(const QString& folder, QString* certFile, QString* keyFile, QString* error);
+
+private:
+    bool control(const QString& command, const QByteArray& form, QByteArray* reply = nullptr);
+
+    QTemporaryDir dataDir;
+    QString seed;
+    QStringList extraArgs;
+    QProcess process;
+    QString base;
+    quint16 listenPort = 0;
+    QString lastError;
+};
