@@ -1,0 +1,275 @@
+#include "views/DayQueries.h"
+
+#include "store/extractWords.h"
+#include "store/util.h"
+
+#include <QDebug>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace {
+
+QString linkedCondition(bool linked)
+{
+    return linked ? QStringLiteral("AND entries.ext_task_id NOT NULL ")
+                  : QStringLiteral("AND entries.ext_task_id IS NULL ");
+}
+
+QString dayStart(const QDate& date)
+{
+    return date.toString(QStringLiteral("yyyy-MM-dd 00:00:00"));
+}
+
+QString dayEnd(const QDate& date)
+{
+    return date.toString(QStringLiteral("yyyy-MM-dd 23:59:59"));
+}
+
+// Every word must be in the title or the application's name. Each word gets its own placeholder.
+QString titleFilterText(const QStringList& words)
+{
+    QString text;
+    for (int i = 0; i < words.size(); ++i) {
+        const QString name = QStringLiteral(":filter%1").arg(i);
+        text += QStringLiteral("AND ( entries.title LIKE %1 OR applications.name LIKE %2) ")
+                    .arg(name, name + QStringLiteral("b"));
+    }
+    return text;
+}
+
+void bindTitleFilter(QSqlQuery& query, const QStringList& words)
+{
+    for (int i = 0; i < words.size(); ++i) {
+        const QString pattern = QLatin1Char('%') + words.at(i) + QLatin1Char('%');
+        query.bindValue(QStringLiteral(":filter%1").arg(i), pattern);
+        query.bindValue(QStringLiteral(":filter%1b").arg(i), pattern);
+    }
+}
+
+} // namespace
+
+int DayQueries::seconds(const QDateTime& start, const QDateTime& end)
+{
+    return static_cast<int>(start.secsTo(end));
+}
+
+bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QString& filter,
+                         const std::function<void(const DayRow&)>& each, QString* error)
+{
+    const QStringList words = filter.isEmpty() ? QStringList() : util::extractWords(filter);
+    const QString linkedText = linkedCondition(linked);
+    const QString filterText = titleFilterText(words);
+    QString statement;
+    if (hideUnder < 1) {
+        statement = QStringLiteral("SELECT applications.path AS app_path, applications.name AS app_name, entries.* "
+                                   "FROM applications, entries WHERE applications.id = entries.application_id "
+                                   "AND entries.start_time >= :day_start AND entries.start_time <= :day_end ") +
+                    linkedText + filterText;
+    } else {
+        statement = QStringLiteral("SELECT applications.path AS app_path, \tapplications.name AS app_name, \tentries.* "
+                                   "FROM entries, applications WHERE applications.id = entries.application_id \tAND "
+                                   "entries.start_time >= :day_start \tAND entries.start_time <= :day_end ") +
+                    linkedText +
+                    QStringLiteral("\tAND entries.application_id || ',' || entries.title IN ( \t\tSELECT app_id_title "
+                                   "\t\tFROM ( \t\t\tSELECT entries.application_id || ',' || entries.title AS "
+                                   "app_id_title, \t\t\t\tSUM( strftime( '%s', entries.end_time ) - strftime( '%s', "
+                                   "entries.start_time ) ) AS duration \t\t\tFROM applications, entries \t\t\tWHERE "
+                                   "applications.id = entries.application_id \t\t\t\tAND entries.start_time >= "
+                                   ":day_start0 \t\t\t\tAND entries.start_time <= :day_end0 ") +
+                    linkedText + filterText +
+                    QStringLiteral("\t\t\tGROUP BY entries.application_id, entries.title \t\t\tHAVING duration >= "
+                                   ":hideUnder \t\t) \t) ");
+    }
+    QSqlQuery query;
+    query.setForwardOnly(true);
+    if (!query.prepare(statement)) {
+        if (error) {
+            *error = query.lastError().text();
+        }
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    query.bindValue(QStringLiteral(":day_start"), dayStart(date));
+    query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
+    if (hideUnder >= 1) {
+        query.bindValue(QStringLiteral(":day_start0"), dayStart(date));
+        query.bindValue(QStringLiteral(":day_end0"), dayEnd(date));
+        query.bindValue(QStringLiteral(":hideUnder"), hideUnder);
+    }
+    bindTitleFilter(query, words);
+    if (!query.exec()) {
+        if (error) {
+            *error = query.lastError().text();
+        }
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    const QSqlRecord record = query.record();
+    const int cId = record.indexOf(QStringLiteral("id"));
+    const int cAppId = record.indexOf(QStringLiteral("application_id"));
+    const int cPath = record.indexOf(QStringLiteral("app_path"));
+    const int cName = record.indexOf(QStringLiteral("app_name"));
+    const int cTitle = record.indexOf(QStringLiteral("title"));
+    const int cStart = record.indexOf(QStringLiteral("start_time"));
+    const int cEnd = record.indexOf(QStringLiteral("end_time"));
+    const int cTask = record.indexOf(QStringLiteral("ext_task_id"));
+    const int cProject = record.indexOf(QStringLiteral("ext_project_id"));
+    const int cTasklist = record.indexOf(QStringLiteral("ext_tasklist_id"));
+    const int cTaskName = record.indexOf(QStringLiteral("ext_task_name"));
+    const int cProjectName = record.indexOf(QStringLiteral("ext_project_name"));
+    const int cTasklistName = record.indexOf(QStringLiteral("ext_tasklist_name"));
+    DayRow row;
+    while (query.next()) {
+        row.id = query.value(cId).toInt();
+        row.appId = query.value(cAppId).toInt();
+        row.appPath = query.value(cPath).toString();
+        row.appName = query.value(cName).toString();
+        row.title = query.value(cTitle).toString();
+        row.start = util::sql_to_datetime(query.value(cStart).toString());
+        row.end = util::sql_to_datetime(query.value(cEnd).toString());
+        if (linked) {
+            row.taskId = query.value(cTask).toString();
+            row.projectId = query.value(cProject).toString();
+            row.tasklistId = query.value(cTasklist).toString();
+            row.taskName = query.value(cTaskName).toString();
+            row.projectName = query.value(cProjectName).toString();
+            row.tasklistName = query.value(cTasklistName).toString();
+        }
+        each(row);
+    }
+    return true;
+}
+
+int DayQueries::totalTimeForTitle(const QDate& date, const QString& title, int appId, bool linked,
+                                  const QString& filter)
+{
+    const QStringList words = filter.isEmpty() ? QStringList() : util::extractWords(filter);
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT SUM( strftime( '%s', end_time ) - strftime( '%s', start_time ) ) AS duration "
+                                 "FROM entries, applications WHERE applications.id = entries.application_id AND "
+                                 "application_id = :app_id AND start_time >= :day_start AND start_time <= :day_end "
+                                 "AND title = :title ") +
+                  (linked ? QStringLiteral("AND ext_task_id NOT NULL ") : QStringLiteral("AND ext_task_id IS NULL ")) +
+                  titleFilterText(words));
+    query.bindValue(QStringLiteral(":app_id"), appId);
+    query.bindValue(QStringLiteral(":day_start"), dayStart(date));
+    query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
+    query.bindValue(QStringLiteral(":title"), title);
+    bindTitleFilter(query, words);
+    if (!query.exec()) {
+        qDebug() << "error" << query.lastError().text();
+        return 0;
+    }
+    return query.next() ? query.value(0).toInt() : 0;
+}
+
+QList<DayRow> DayQueries::rowsWithTitle(const QDate& date, const QString& title, int appId, bool linked)
+{
+    QList<DayRow> rows;
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT id, start_time, end_time, ext_task_id, ext_project_id, ext_tasklist_id, "
+                                 "ext_task_name, ext_project_name, ext_tasklist_name FROM entries WHERE "
+                                 "application_id = :app_id AND start_time >= :day_start AND start_time <= :day_end "
+                                 "AND title = :title ") +
+                  (linked ? QStringLiteral("AND ext_task_id NOT NULL ") : QStringLiteral("AND ext_task_id IS NULL ")));
+    query.bindValue(QStringLiteral(":app_id"), appId);
+    query.bindValue(QStringLiteral(":day_start"), dayStart(date));
+    query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
+    query.bindValue(QStringLiteral(":title"), title);
+    if (!query.exec()) {
+        qDebug() << "error" << query.lastError().text();
+        return rows;
+    }
+    while (query.next()) {
+        DayRow row;
+        row.id = query.value(0).toInt();
+        row.appId = appId;
+        row.title = title;
+        row.start = util::sql_to_datetime(query.value(1).toString());
+        row.end = util::sql_to_datetime(query.value(2).toString());
+        row.taskId = query.value(3).toString();
+        row.projectId = query.value(4).toString();
+        row.tasklistId = query.value(5).toString();
+        row.taskName = query.value(6).toString();
+        row.projectName = query.value(7).toString();
+        row.tasklistName = query.value(8).toString();
+        rows.append(row);
+    }
+    return rows;
+}
+
+bool DayQueries::readEntry(int entryId, DayRow* row)
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT entries.*, applications.path AS app_path, applications.name AS app_name FROM "
+                                 "entries, applications WHERE entries.application_id = applications.id AND entries.id "
+                                 "= :entry_id "));
+    query.bindValue(QStringLiteral(":entry_id"), entryId);
+    if (!query.exec()) {
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    if (!query.next()) {
+        return false;
+    }
+    row->id = query.value(QStringLiteral("id")).toInt();
+    row->appId = query.value(QStringLiteral("application_id")).toInt();
+    row->appPath = query.value(QStringLiteral("app_path")).toString();
+    row->appName = query.value(QStringLiteral("app_name")).toString();
+    row->title = query.value(QStringLiteral("title")).toString();
+    row->start = util::sql_to_datetime(query.value(QStringLiteral("start_time")).toString());
+    row->end = util::sql_to_datetime(query.value(QStringLiteral("end_time")).toString());
+    row->taskId = query.value(QStringLiteral("ext_task_id")).toString();
+    row->projectId = query.value(QStringLiteral("ext_project_id")).toString();
+    row->tasklistId = query.value(QStringLiteral("ext_tasklist_id")).toString();
+    row->taskName = query.value(QStringLiteral("ext_task_name")).toString();
+    row->projectName = query.value(QStringLiteral("ext_project_name")).toString();
+    row->tasklistName = query.value(QStringLiteral("ext_tasklist_name")).toString();
+    return true;
+}
+
+QString DayQueries::idList(const QStringList& ids)
+{
+    QStringList numbers;
+    numbers.reserve(ids.size());
+    for (const QString& id : ids) {
+        bool ok = false;
+        const qlonglong number = id.trimmed().toLongLong(&ok);
+        if (ok) {
+            numbers << QString::number(number);
+        }
+    }
+    return numbers.join(QLatin1Char(','));
+}
+
+bool DayQueries::updateEntriesTitle(const QStringList& ids, const QString& title)
+{
+    const QString list = idList(ids);
+    if (list.isEmpty()) {
+        return false;
+    }
+    QSqlQuery query;
+    query.prepare(QStringLiteral("UPDATE entries SET title = :title WHERE id IN (") + list + QStringLiteral(")"));
+    query.bindValue(QStringLiteral(":title"), title);
+    if (!query.exec()) {
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    return true;
+}
+
+bool DayQueries::deleteEntries(const QStringList& ids)
+{
+    qDebug() << "deleting db entries: " << ids;
+    const QString list = idList(ids);
+    if (list.isEmpty()) {
+        return false;
+    }
+    QSqlQuery query;
+    if (!query.exec(QStringLiteral("DELETE FROM entries WHERE id IN (") + list + QStringLiteral(")"))) {
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QDate>
+#include <QDateTime>
+#include <QList>
+#include <QPair>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+// One row of a day as the trees use it: an entry with its application and, for linked rows, the
+// service's ids and the names stored at link time.
+struct DayRow
+{
+    int id = 0;
+    int appId = 0;
+    QString appPath;
+    QString appName;
+    QString title;
+    QDateTime start;
+    QDateTime end;
+    QString taskId;
+    QString projectId;
+    QString tasklistId;
+    QString taskName;
+    QString projectName;
+    QString tasklistName;
+};
+
+// The statements behind the day trees, on the default connection. Titles, paths, filter words and
+// dates are always bound; only id lists built from integers are pasted into the text.
+class DayQueries
+{
+public:
+    // Calls `each` for every row of the day, in the order the database returns them. With a
+    // threshold only titles whose day total for their application reaches it are read.
+    static bool readDay(const QDate& date, bool linked, int hideUnder, const QString& filter,
+                        const std::function<void(const DayRow&)>& each, QString* error);
+    static int totalTimeForTitle(const QDate& date, const QString& title, int appId, bool linked,
+                                 const QString& filter);
+    // The application's rows with that title on that day (id, times and link columns; no names of
+    // the application, which the caller knows).
+    static QList<DayRow> rowsWithTitle(const QDate& date, const QString& title, int appId, bool linked);
+    static bool readEntry(int entryId, DayRow* row);
+    static bool updateEntriesTitle(const QStringList& ids, const QString& title);
+    static bool deleteEntries(const QStringList& ids);
+    // "1,2,3" from the texts that are whole numbers; anything else is left out.
+    static QString idList(const QStringList& ids);
+    static int seconds(const QDateTime& start, const QDateTime& end);
+};
