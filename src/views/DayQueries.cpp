@@ -49,9 +49,69 @@ void bindTitleFilter(QSqlQuery& query, const QStringList& words)
 
 } // namespace
 
+namespace {
+// Day number and second of the day of a stored text; false when it is not in the stored form.
+bool parseStored(const QString& text, qint64* julianDay, int* secondOfDay, int* hour)
+{
+    if (text.size() != 19 || text.at(4) != QLatin1Char('-') || text.at(7) != QLatin1Char('-') ||
+        text.at(10) != QLatin1Char(' ') || text.at(13) != QLatin1Char(':') || text.at(16) != QLatin1Char(':')) {
+        return false;
+    }
+    const auto number = [&text](int from, int length, int* value) {
+        int result = 0;
+        for (int i = from; i < from + length; ++i) {
+            const QChar c = text.at(i);
+            if (c < QLatin1Char('0') || c > QLatin1Char('9')) {
+                return false;
+            }
+            result = result * 10 + (c.unicode() - '0');
+        }
+        *value = result;
+        return true;
+    };
+    int year = 0, month = 0, day = 0, h = 0, m = 0, sec = 0;
+    if (!number(0, 4, &year) || !number(5, 2, &month) || !number(8, 2, &day) || !number(11, 2, &h) ||
+        !number(14, 2, &m) || !number(17, 2, &sec)) {
+        return false;
+    }
+    const QDate date(year, month, day);
+    if (!date.isValid() || h > 23 || m > 59 || sec > 59) {
+        return false;
+    }
+    *julianDay = date.toJulianDay();
+    *secondOfDay = h * 3600 + m * 60 + sec;
+    *hour = h;
+    return true;
+}
+} // namespace
+
 int DayQueries::seconds(const QDateTime& start, const QDateTime& end)
 {
-    return static_cast<int>(start.secsTo(end));
+    if (!start.isValid() || !end.isValid()) {
+        return 0;
+    }
+    return static_cast<int>((end.date().toJulianDay() - start.date().toJulianDay()) * 86400 +
+                            (end.time().msecsSinceStartOfDay() - start.time().msecsSinceStartOfDay()) / 1000);
+}
+
+void DayRow::setTimes(const QDateTime& start, const QDateTime& end)
+{
+    day = start.date();
+    hour = start.time().hour();
+    seconds = DayQueries::seconds(start, end);
+}
+
+void DayRow::setTimes(const QString& start, const QString& end)
+{
+    qint64 startDay = 0, endDay = 0;
+    int startSecond = 0, endSecond = 0, endHour = 0;
+    if (parseStored(start, &startDay, &startSecond, &hour) && parseStored(end, &endDay, &endSecond, &endHour)) {
+        day = QDate::fromJulianDay(startDay);
+        seconds = static_cast<int>((endDay - startDay) * 86400 + endSecond - startSecond);
+        return;
+    }
+    // Anything odd goes the slow, forgiving way.
+    setTimes(util::sql_to_datetime(start), util::sql_to_datetime(end));
 }
 
 bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QString& filter,
@@ -60,15 +120,22 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
     const QStringList words = filter.isEmpty() ? QStringList() : util::extractWords(filter);
     const QString linkedText = linkedCondition(linked);
     const QString filterText = titleFilterText(words);
+    // Only the columns the trees use: every column fetched costs time on days of thousands of rows.
+    const QString columns =
+        QStringLiteral("entries.id, entries.title, entries.application_id, entries.start_time, entries.end_time") +
+        (linked ? QStringLiteral(", entries.ext_task_id, entries.ext_project_id, entries.ext_tasklist_id, "
+                                 "entries.ext_task_name, entries.ext_project_name, entries.ext_tasklist_name ")
+                : QStringLiteral(" "));
     QString statement;
     if (hideUnder < 1) {
-        statement = QStringLiteral("SELECT applications.path AS app_path, applications.name AS app_name, entries.* "
-                                   "FROM applications, entries WHERE applications.id = entries.application_id "
+        statement = QStringLiteral("SELECT applications.path AS app_path, applications.name AS app_name, ") + columns +
+                    QStringLiteral("FROM applications, entries WHERE applications.id = entries.application_id "
                                    "AND entries.start_time >= :day_start AND entries.start_time <= :day_end ") +
                     linkedText + filterText;
     } else {
-        statement = QStringLiteral("SELECT applications.path AS app_path, \tapplications.name AS app_name, \tentries.* "
-                                   "FROM entries, applications WHERE applications.id = entries.application_id \tAND "
+        statement = QStringLiteral("SELECT applications.path AS app_path, \tapplications.name AS app_name, \t") +
+                    columns +
+                    QStringLiteral("FROM entries, applications WHERE applications.id = entries.application_id \tAND "
                                    "entries.start_time >= :day_start \tAND entries.start_time <= :day_end ") +
                     linkedText +
                     QStringLiteral("\tAND entries.application_id || ',' || entries.title IN ( \t\tSELECT app_id_title "
@@ -126,8 +193,7 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
         row.appPath = query.value(cPath).toString();
         row.appName = query.value(cName).toString();
         row.title = query.value(cTitle).toString();
-        row.start = util::sql_to_datetime(query.value(cStart).toString());
-        row.end = util::sql_to_datetime(query.value(cEnd).toString());
+        row.setTimes(query.value(cStart).toString(), query.value(cEnd).toString());
         if (linked) {
             row.taskId = query.value(cTask).toString();
             row.projectId = query.value(cProject).toString();
@@ -186,8 +252,7 @@ QList<DayRow> DayQueries::rowsWithTitle(const QDate& date, const QString& title,
         row.id = query.value(0).toInt();
         row.appId = appId;
         row.title = title;
-        row.start = util::sql_to_datetime(query.value(1).toString());
-        row.end = util::sql_to_datetime(query.value(2).toString());
+        row.setTimes(query.value(1).toString(), query.value(2).toString());
         row.taskId = query.value(3).toString();
         row.projectId = query.value(4).toString();
         row.tasklistId = query.value(5).toString();
@@ -218,8 +283,8 @@ bool DayQueries::readEntry(int entryId, DayRow* row)
     row->appPath = query.value(QStringLiteral("app_path")).toString();
     row->appName = query.value(QStringLiteral("app_name")).toString();
     row->title = query.value(QStringLiteral("title")).toString();
-    row->start = util::sql_to_datetime(query.value(QStringLiteral("start_time")).toString());
-    row->end = util::sql_to_datetime(query.value(QStringLiteral("end_time")).toString());
+    row->setTimes(query.value(QStringLiteral("start_time")).toString(),
+                  query.value(QStringLiteral("end_time")).toString());
     row->taskId = query.value(QStringLiteral("ext_task_id")).toString();
     row->projectId = query.value(QStringLiteral("ext_project_id")).toString();
     row->tasklistId = query.value(QStringLiteral("ext_tasklist_id")).toString();

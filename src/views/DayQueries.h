@@ -18,14 +18,22 @@ struct DayRow
     QString appPath;
     QString appName;
     QString title;
-    QDateTime start;
-    QDateTime end;
+    // Start day and hour, and the seconds from start to end counted on the wall clock, as the
+    // database's own sums (strftime differences) count them.
+    QDate day;
+    int hour = 0;
+    int seconds = 0;
     QString taskId;
     QString projectId;
     QString tasklistId;
     QString taskName;
     QString projectName;
     QString tasklistName;
+
+    void setTimes(const QDateTime& start, const QDateTime& end);
+    // From the stored texts "yyyy-MM-dd hh:mm:ss", without building date-time objects (the day
+    // trees read thousands of rows, and local date-times are costly to make).
+    void setTimes(const QString& start, const QString& end);
 };
 
 // The statements behind the day trees, on the default connection. Titles, paths, filter words and
@@ -47,5 +55,6 @@ public:
     static bool deleteEntries(const QStringList& ids);
     // "1,2,3" from the texts that are whole numbers; anything else is left out.
     static QString idList(const QStringList& ids);
+    // Wall-clock seconds from start to end, the way the database sums them.
     static int seconds(const QDateTime& start, const QDateTime& end);
 };

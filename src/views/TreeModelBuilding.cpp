@@ -8,6 +8,8 @@
 #include <QHash>
 #include <QSet>
 
+#include <vector>
+
 namespace {
 const QString kType = QStringLiteral("type");
 const QString kTime = QStringLiteral("time");
@@ -24,94 +26,153 @@ QList<QVariant> nodeRow(const QString& name, int seconds)
 }
 } // namespace
 
-// Fills a fresh tree from the rows of a day. Nodes are looked up through a hash while building; the
-// walk of the finders is used only when the tree was not empty to begin with.
+// Fills a tree from the rows of a day. Nodes are looked up by key per parent while building, and
+// times, time texts and id lists are written once per node at the end rather than once per row:
+// the heaviest days hold thousands of rows. The finders' walk is used only when the tree was not
+// empty to begin with.
 class TreeBuilder
 {
 public:
     TreeBuilder(TreeModel& model, TreeItem* root)
-        : model(model), root(root), startedEmpty(root->childCount() == 0),
-          hourIcon(TreeModel::resourceIcon("hour.png")), projectIcon(TreeModel::resourceIcon("project.png")),
-          tasklistIcon(TreeModel::resourceIcon("tasklist.png")), taskIcon(TreeModel::resourceIcon("task.png"))
+        : model(model), startedEmpty(root->childCount() == 0), hourIcon(TreeModel::resourceIcon("hour.png")),
+          projectIcon(TreeModel::resourceIcon("project.png")), tasklistIcon(TreeModel::resourceIcon("tasklist.png")),
+          taskIcon(TreeModel::resourceIcon("task.png"))
     {
+        nodes.push_back(makeNode(root, false));
+        for (int hour = 0; hour < 24; ++hour) {
+            hourKeys[hour] = QString::number(hour);
+        }
     }
 
     void addRow(const DayRow& row, const LinkedNames* names)
     {
-        TreeItem* parent = root;
+        int path[5];
+        int depth = 0;
+        int parent = 0;
         if (names) {
             const QString projectId = names->parentProject(row.taskId, row.projectId);
             const QString tasklistId = names->parentTasklist(row.taskId, row.tasklistId);
-            parent = node(parent, QStringLiteral("project"), QStringLiteral("id"), projectId,
-                          names->projectName(projectId, row.projectName), projectIcon);
-            parent = node(parent, QStringLiteral("tasklist"), QStringLiteral("id"), tasklistId,
-                          names->tasklistName(tasklistId, row.tasklistName), tasklistIcon);
-            parent = node(parent, QStringLiteral("task"), QStringLiteral("id"), row.taskId,
-                          names->taskName(row.taskId, row.taskName), taskIcon);
+            parent = path[depth++] = child(
+                parent, projectId, QStringLiteral("project"), QStringLiteral("id"), projectId,
+                [&] { return names->projectName(projectId, row.projectName); }, projectIcon);
+            parent = path[depth++] = child(
+                parent, tasklistId, QStringLiteral("tasklist"), QStringLiteral("id"), tasklistId,
+                [&] { return names->tasklistName(tasklistId, row.tasklistName); }, tasklistIcon);
+            parent = path[depth++] = child(
+                parent, row.taskId, QStringLiteral("task"), QStringLiteral("id"), row.taskId,
+                [&] { return names->taskName(row.taskId, row.taskName); }, taskIcon);
         } else if (model.groupByHour) {
-            const int hour = row.start.time().hour();
-            parent = node(parent, QStringLiteral("hour"), QStringLiteral("hour"), hour, hourTitle(hour), hourIcon);
+            const int hour = qBound(0, row.hour, 23);
+            parent = path[depth++] = child(
+                parent, hourKeys[hour], QStringLiteral("hour"), QStringLiteral("hour"), hour,
+                [hour] { return hourTitle(hour); }, hourIcon);
         }
-        bool created = false;
-        TreeItem* app = node(parent, QStringLiteral("app"), QStringLiteral("app_path"), row.appPath, row.appName,
-                             model.appIcon(row.appPath), &created);
-        if (created) {
-            app->setHiddenData(QStringLiteral("app_id"), row.appId);
+        const int before = int(nodes.size());
+        parent = path[depth++] = child(
+            parent, row.appPath, QStringLiteral("app"), QStringLiteral("app_path"), row.appPath,
+            [&] { return row.appName; }, model.appIcon(row.appPath));
+        if (int(nodes.size()) > before && nodes[parent].created) {
+            nodes[parent].item->setHiddenData(QStringLiteral("app_id"), row.appId);
         }
-        const int seconds = DayQueries::seconds(row.start, row.end);
-        TreeItem*& entry = cache[{app, QStringLiteral("entry\n") + row.title}];
-        if (!entry && !startedEmpty) {
-            entry = model.findEntryItem(row.title, app);
+        const int entry = path[depth++] = entryNode(parent, row.title);
+        nodes[entry].ids.append(row.id);
+        for (int i = 0; i < depth; ++i) {
+            nodes[path[i]].seconds += row.seconds;
         }
-        if (entry) {
-            QVariantList ids = entry->hiddenData(kEntries).toList();
-            ids << row.id;
-            entry->setHiddenData(kEntries, ids);
-            const int time = entry->hiddenData(kTime).toInt() + seconds;
-            entry->setHiddenData(kTime, time);
-            entry->setData(1, util::format_time(time));
-        } else {
-            entry = app->appendChild(nodeRow(row.title, seconds));
-            entry->setHiddenData(kType, QStringLiteral("entry"));
-            entry->setHiddenData(kEntries, QVariantList{row.id});
-            entry->setHiddenData(kTime, seconds);
-            entry->setHiddenData(QStringLiteral("title"), row.title);
+        model.countedSeconds.insert(row.id, row.seconds);
+        model.totalTime += row.seconds;
+    }
+
+    // Writes the gathered times and ids into the nodes.
+    void finish()
+    {
+        for (size_t i = 1; i < nodes.size(); ++i) {
+            Node& node = nodes[i];
+            const int time = node.item->hiddenData(kTime).toInt() + node.seconds;
+            node.item->setHiddenData(kTime, time);
+            node.item->setData(1, util::format_time(time));
+            if (!node.ids.isEmpty()) {
+                node.item->setHiddenData(kEntries, node.item->hiddenData(kEntries).toList() + node.ids);
+            }
         }
-        model.countedSeconds.insert(row.id, seconds);
-        TreeModel::updateTimeInParentTreeItems(entry, seconds);
-        model.totalTime += seconds;
     }
 
 private:
-    TreeItem* node(TreeItem* parent, const QString& type, const QString& key, const QVariant& value,
-                   const QString& name, const QIcon& icon, bool* created = nullptr)
+    struct Node
     {
-        TreeItem*& item = cache[{parent, type + QLatin1Char('\n') + value.toString()}];
-        if (!item && !startedEmpty) {
-            item = type == QLatin1String("hour") ? model.findHourItem(value.toInt(), parent)
-                                                 : model.findItem(type, key, value.toString(), parent);
+        TreeItem* item = nullptr;
+        bool created = false;
+        int seconds = 0;
+        QVariantList ids;
+        QHash<QString, int> children;
+    };
+
+    template <typename Name>
+    int child(int parent, const QString& keyText, const QString& type, const QString& key, const QVariant& value,
+              const Name& name, const QIcon& icon)
+    {
+        const auto found = nodes[parent].children.constFind(keyText);
+        if (found != nodes[parent].children.constEnd()) {
+            return *found;
         }
+        TreeItem* parentItem = nodes[parent].item;
+        TreeItem* item = nullptr;
+        if (!startedEmpty) {
+            item = type == QLatin1String("hour") ? model.findHourItem(value.toInt(), parentItem)
+                                                 : model.findItem(type, key, keyText, parentItem);
+        }
+        const bool created = !item;
         if (created) {
-            *created = !item;
-        }
-        if (!item) {
-            item = parent->appendChild(nodeRow(name, 0));
+            item = parentItem->appendChild(nodeRow(name(), 0));
             item->setHiddenData(kType, type);
             item->setHiddenData(key, value);
             item->setHiddenData(kTime, 0);
             item->setHiddenData(QStringLiteral("icon"), icon);
         }
-        return item;
+        return add(parent, keyText, item, created);
+    }
+
+    int entryNode(int app, const QString& title)
+    {
+        const auto found = nodes[app].children.constFind(title);
+        if (found != nodes[app].children.constEnd()) {
+            return *found;
+        }
+        TreeItem* item = startedEmpty ? nullptr : model.findEntryItem(title, nodes[app].item);
+        const bool created = !item;
+        if (created) {
+            item = nodes[app].item->appendChild(nodeRow(title, 0));
+            item->setHiddenData(kType, QStringLiteral("entry"));
+            item->setHiddenData(kTime, 0);
+            item->setHiddenData(QStringLiteral("title"), title);
+        }
+        return add(app, title, item, created);
+    }
+
+    static Node makeNode(TreeItem* item, bool created)
+    {
+        Node node;
+        node.item = item;
+        node.created = created;
+        return node;
+    }
+
+    int add(int parent, const QString& keyText, TreeItem* item, bool created)
+    {
+        const int index = int(nodes.size());
+        nodes.push_back(makeNode(item, created));
+        nodes[parent].children.insert(keyText, index);
+        return index;
     }
 
     TreeModel& model;
-    TreeItem* root;
     bool startedEmpty;
     QIcon hourIcon;
     QIcon projectIcon;
     QIcon tasklistIcon;
     QIcon taskIcon;
-    QHash<QPair<TreeItem*, QString>, TreeItem*> cache;
+    QString hourKeys[24];
+    std::vector<Node> nodes;
 };
 
 bool TreeModel::isIgnored(const QString& appPath) const
@@ -166,13 +227,14 @@ void TreeModel::setupModelData(const QDate& date, int threshold, TreeItem* paren
             }
         },
         &error);
+    builder.finish();
     emit setTotalTimeText(util::format_time(totalTime));
 }
 
 void TreeModel::addTime(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId, int entryId)
 {
     // Recorded time is never linked yet; only the unlinked tree shows it, and only on its own day.
-    if (displayLinked || isIgnored(app.path) || start.date() != displayedDate) {
+    if (displayLinked || isIgnored(app.path) || !start.isValid() || start.date() != displayedDate) {
         return;
     }
     if (!titleMatchesFilter(app.title, app.name)) {
@@ -184,8 +246,7 @@ void TreeModel::addTime(const QDateTime& start, const QDateTime& end, const AppS
     row.appPath = app.path;
     row.appName = app.name;
     row.title = app.title;
-    row.start = start;
-    row.end = end;
+    row.setTimes(start, end);
     addLiveRow(row, nullptr);
 }
 
@@ -252,7 +313,7 @@ void TreeModel::placeLiveRow(const DayRow& row, const LinkedNames* names)
     if (names) {
         parent = linkedTaskNode(row, *names);
     } else if (groupByHour) {
-        const int hour = row.start.time().hour();
+        const int hour = row.hour;
         parent = childNode(QModelIndex(), QStringLiteral("hour"), QStringLiteral("hour"), hour, hourTitle(hour),
                            resourceIcon(QStringLiteral("hour.png")));
     }
@@ -262,7 +323,7 @@ void TreeModel::placeLiveRow(const DayRow& row, const LinkedNames* names)
     if (created) {
         getItem(app)->setHiddenData(QStringLiteral("app_id"), row.appId);
     }
-    placeEntry(app, row.title, row.id, DayQueries::seconds(row.start, row.end));
+    placeEntry(app, row.title, row.id, row.seconds);
 }
 
 void TreeModel::placeEntry(const QModelIndex& appIndex, const QString& title, int entryId, int seconds)
@@ -350,7 +411,7 @@ void TreeModel::addLinkedTime(int entryId, const QString& taskId)
         qDebug() << "no entry" << entryId << "for addLinkedTime";
         return;
     }
-    if (row.start.date() != displayedDate || isIgnored(row.appPath)) {
+    if (row.day != displayedDate || isIgnored(row.appPath)) {
         return;
     }
     row.taskId = taskId;
@@ -376,11 +437,11 @@ void TreeModel::addLinkedTimeBatch(const QList<QVariantMap>& entries, const QStr
         row.appPath = entry.value(QStringLiteral("app_path")).toString();
         row.appName = entry.value(QStringLiteral("app_name")).toString();
         row.title = entry.value(QStringLiteral("title")).toString();
-        row.start = util::sql_to_datetime(entry.value(QStringLiteral("start_time")).toString());
-        row.end = util::sql_to_datetime(entry.value(QStringLiteral("end_time")).toString());
+        row.setTimes(entry.value(QStringLiteral("start_time")).toString(),
+                     entry.value(QStringLiteral("end_time")).toString());
         row.taskId = taskId;
         // Linked time of another day (rules work on date ranges) shows when that day is shown.
-        if (row.start.date() != displayedDate || isIgnored(row.appPath)) {
+        if (row.day != displayedDate || isIgnored(row.appPath)) {
             continue;
         }
         addLiveRow(row, &names);
