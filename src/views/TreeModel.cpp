@@ -67,7 +67,10 @@ QIcon TreeModel::appIcon(const QString& path) const
     if (it != iconCache.constEnd()) {
         return *it;
     }
-    const QIcon icon = iconProvider(path);
+    QIcon icon = iconProvider(path);
+    if (icon.isNull()) {
+        icon = defaultAppIcon(path);
+    }
     iconCache.insert(path, icon);
     return icon;
 }

@@ -27,7 +27,8 @@ class TreeModel : public QAbstractItemModel
 
 public:
     // Gives the icon of an application from its path; injected so tests and the headless report need
-    // no desktop, and the GUI can hand in the platform's icon look-up.
+    // no desktop, and the GUI can hand in the platform's icon look-up. A null icon from it falls back
+    // to the generic application icon ("verrin://idle": the away icon). Results are cached per path.
     using IconProvider = std::function<QIcon(const QString& path)>;
 
     explicit TreeModel(bool linked, QObject* parent = nullptr);

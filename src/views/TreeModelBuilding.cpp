@@ -240,6 +240,10 @@ void TreeModel::addTime(const QDateTime& start, const QDateTime& end, const AppS
     if (!titleMatchesFilter(app.title, app.name)) {
         return;
     }
+    // The recorder already holds the application's icon; later rebuilds reuse it.
+    if (!app.icon.isNull() && !iconCache.contains(app.path)) {
+        iconCache.insert(app.path, app.icon);
+    }
     DayRow row;
     row.id = entryId;
     row.appId = appId;

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QPixmap>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -71,6 +72,7 @@ private slots:
     void linkingUnderTheThresholdAddsNothing();
     void titleEditAndDeleteBindTheirValues();
     void reportShowsBothTrees();
+    void iconsComeFromTheProviderOncePerPath();
 
 private:
     void addStandardDay();
@@ -521,5 +523,32 @@ void TestDayTrees::reportShowsBothTrees()
     QVERIFY(!error.isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestDayTrees)
+void TestDayTrees::iconsComeFromTheProviderOncePerPath()
+{
+    addStandardDay();
+    QPixmap red(16, 16);
+    red.fill(Qt::red);
+    const QIcon editorIcon(red);
+    QStringList asked;
+    TreeModel model(false);
+    model.setIconProvider([&](const QString& path) {
+        asked << path;
+        return path.endsWith(QLatin1String("editor.desktop")) ? editorIcon : QIcon();
+    });
+    model.setGroupByHour(true);
+    model.initTree(kDay, 0);
+    model.refreshTree();
+    asked.sort();
+    QCOMPARE(asked, (QStringList{"/usr/bin/term", "/usr/share/applications/editor.desktop", "verrin://idle"}));
+    const QModelIndex hour = model.findItemIndex("hour", "hour", "9");
+    QVERIFY(!model.data(hour, Qt::DecorationRole).value<QIcon>().isNull());
+    const QModelIndex editorNode = model.findItemIndex("app", "app_path", "/usr/share/applications/editor.desktop");
+    QCOMPARE(model.data(editorNode, Qt::DecorationRole).value<QIcon>().cacheKey(), editorIcon.cacheKey());
+    // Without an icon of its own an application gets the generic one.
+    const QModelIndex terminalNode = model.findItemIndex("app", "app_path", "/usr/bin/term");
+    QVERIFY(!model.data(terminalNode, Qt::DecorationRole).value<QIcon>().isNull());
+    QVERIFY(!model.data(terminalNode.siblingAtColumn(1), Qt::DecorationRole).isValid());
+}
+
+QTEST_MAIN(TestDayTrees)
 #include "TestDayTrees.moc"

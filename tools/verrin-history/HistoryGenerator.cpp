@@ -163,7 +163,8 @@ bool HistoryGenerator::generate(const QString& path, const Options& options, Res
                 return false;
             }
             ++counts.entries;
-            at = end.addSecs(random.bounded(100) < 5 ? int(random.bounded(600)) : 0);
+            // Short pauses now and then, in proportion to the day's pace so a busy day stays one day.
+            at = end.addSecs(random.bounded(100) < 5 ? int(random.bounded(int(mean * 10) + 1)) : 0);
         }
     }
     if (!db.commit()) {
