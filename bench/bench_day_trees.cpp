@@ -1,8 +1,10 @@
 // Builds the heaviest day's unlinked and linked trees on a generated five-year database and prints
 // how long each build takes, in milliseconds.
-//   bench_day_trees [database]   (default: a generated history cached next to this program)
+//   bench_day_trees [database [yyyy-MM-dd]]   (default: a generated history cached next to this program,
+//                                               and its heaviest day)
 #include "HistoryGenerator.h"
 #include "store/Database.h"
+#include "views/CalendarDays.h"
 #include "views/DayQueries.h"
 #include "views/TreeModel.h"
 
@@ -72,18 +74,27 @@ int main(int argc, char* argv[])
     QSqlQuery query;
     query.exec(QStringLiteral("SELECT COUNT(*) FROM entries"));
     const qint64 total = query.next() ? query.value(0).toLongLong() : 0;
-    query.exec(QStringLiteral("SELECT substr(start_time, 1, 10) AS d, COUNT(*) AS c FROM entries GROUP BY d "
-                              "ORDER BY c DESC LIMIT 1"));
-    if (!query.next()) {
-        out << "the database holds no entries\n";
-        return 1;
+    // The day to build: given as the second argument, else the day with the most entries.
+    QDate day = QDate::fromString(app.arguments().value(2), Qt::ISODate);
+    if (!day.isValid()) {
+        query.exec(QStringLiteral("SELECT substr(start_time, 1, 10) AS d, COUNT(*) AS c FROM entries GROUP BY d "
+                                  "ORDER BY c DESC LIMIT 1"));
+        if (!query.next()) {
+            out << "the database holds no entries\n";
+            return 1;
+        }
+        day = QDate::fromString(query.value(0).toString(), Qt::ISODate);
     }
-    const QDate day = QDate::fromString(query.value(0).toString(), Qt::ISODate);
-    const int dayEntries = query.value(1).toInt();
+    query.prepare(QStringLiteral("SELECT COUNT(*) FROM entries WHERE start_time >= ? AND start_time <= ?"));
+    query.addBindValue(day.toString(QStringLiteral("yyyy-MM-dd 00:00:00")));
+    query.addBindValue(day.toString(QStringLiteral("yyyy-MM-dd 23:59:59")));
+    query.exec();
+    const int dayEntries = query.next() ? query.value(0).toInt() : 0;
     out << "database: " << total << " entries; heaviest day " << day.toString(Qt::ISODate) << " with " << dayEntries
         << " entries\n";
 
-    const int runs = 15;
+    const int runs =
+        qEnvironmentVariableIntValue("VERRIN_BENCH_RUNS") > 0 ? qEnvironmentVariableIntValue("VERRIN_BENCH_RUNS") : 15;
     const auto report = [&](const QString& what, const std::function<void(TreeModel&)>& setup, bool linked,
                             int hideUnder) {
         TreeModel model(linked);
@@ -109,9 +120,23 @@ int main(int argc, char* argv[])
         QStringLiteral("unlinked tree, group by hour"), [](TreeModel& m) { m.setGroupByHour(true); }, false, 0);
     report(QStringLiteral("unlinked tree, hide under 1 minute"), none, false, 60);
     report(
-        QStringLiteral("unlinked tree, filter of two words"), [](TreeModel& m) { m.setFilter("report plan"); }, false,
-        0);
+        QStringLiteral("unlinked tree, filter of two words"), [](TreeModel& m) { m.setFilter("report 1"); }, false, 0);
     report(QStringLiteral("linked tree"), none, true, 0);
     report(QStringLiteral("linked tree, hide under 1 minute"), none, true, 60);
+
+    // Marking the calendar: the days with unlinked time among those a month view shows.
+    QDate from;
+    QDate to;
+    CalendarDays::shownRange(day.year(), day.month(), &from, &to);
+    const QStringList ignored{QStringLiteral("verrin://idle")};
+    QList<QDate> marked;
+    CalendarDays::daysWithUnlinkedTime(from, to, ignored);
+    const Figures marking = measure(runs, [&] { marked = CalendarDays::daysWithUnlinkedTime(from, to, ignored); });
+    out << QStringLiteral("calendar marks for %1 (%2 days shown, %3 marked): median %4 ms, best %5 ms\n")
+               .arg(day.toString(QStringLiteral("yyyy-MM")))
+               .arg(from.daysTo(to) + 1)
+               .arg(marked.size())
+               .arg(marking.median, 0, 'f', 2)
+               .arg(marking.best, 0, 'f', 2);
     return 0;
 }

@@ -85,6 +85,21 @@ bool parseStored(const QString& text, qint64* julianDay, int* secondOfDay, int* 
 }
 } // namespace
 
+QHash<int, QPair<QString, QString>> DayQueries::applications()
+{
+    QHash<int, QPair<QString, QString>> apps;
+    QSqlQuery query;
+    query.setForwardOnly(true);
+    if (!query.exec(QStringLiteral("SELECT id, path, name FROM applications "))) {
+        qDebug() << "query error: " << query.lastError().text();
+        return apps;
+    }
+    while (query.next()) {
+        apps.insert(query.value(0).toInt(), {query.value(1).toString(), query.value(2).toString()});
+    }
+    return apps;
+}
+
 int DayQueries::seconds(const QDateTime& start, const QDateTime& end)
 {
     if (!start.isValid() || !end.isValid()) {
@@ -120,7 +135,8 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
     const QStringList words = filter.isEmpty() ? QStringList() : util::extractWords(filter);
     const QString linkedText = linkedCondition(linked);
     const QString filterText = titleFilterText(words);
-    // Only the columns the trees use: every column fetched costs time on days of thousands of rows.
+    // Only the columns the trees use: every column fetched costs time on days of thousands of rows. The
+    // applications' paths and names come from one small look-up instead of once per row.
     const QString columns =
         QStringLiteral("entries.id, entries.title, entries.application_id, entries.start_time, entries.end_time") +
         (linked ? QStringLiteral(", entries.ext_task_id, entries.ext_project_id, entries.ext_tasklist_id, "
@@ -128,13 +144,12 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
                 : QStringLiteral(" "));
     QString statement;
     if (hideUnder < 1) {
-        statement = QStringLiteral("SELECT applications.path AS app_path, applications.name AS app_name, ") + columns +
+        statement = QStringLiteral("SELECT ") + columns +
                     QStringLiteral("FROM applications, entries WHERE applications.id = entries.application_id "
                                    "AND entries.start_time >= :day_start AND entries.start_time <= :day_end ") +
                     linkedText + filterText;
     } else {
-        statement = QStringLiteral("SELECT applications.path AS app_path, \tapplications.name AS app_name, \t") +
-                    columns +
+        statement = QStringLiteral("SELECT \t") + columns +
                     QStringLiteral("FROM entries, applications WHERE applications.id = entries.application_id \tAND "
                                    "entries.start_time >= :day_start \tAND entries.start_time <= :day_end ") +
                     linkedText +
@@ -175,8 +190,7 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
     const QSqlRecord record = query.record();
     const int cId = record.indexOf(QStringLiteral("id"));
     const int cAppId = record.indexOf(QStringLiteral("application_id"));
-    const int cPath = record.indexOf(QStringLiteral("app_path"));
-    const int cName = record.indexOf(QStringLiteral("app_name"));
+    const QHash<int, QPair<QString, QString>> apps = applications();
     const int cTitle = record.indexOf(QStringLiteral("title"));
     const int cStart = record.indexOf(QStringLiteral("start_time"));
     const int cEnd = record.indexOf(QStringLiteral("end_time"));
@@ -190,8 +204,9 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
     while (query.next()) {
         row.id = query.value(cId).toInt();
         row.appId = query.value(cAppId).toInt();
-        row.appPath = query.value(cPath).toString();
-        row.appName = query.value(cName).toString();
+        const QPair<QString, QString> app = apps.value(row.appId);
+        row.appPath = app.first;
+        row.appName = app.second;
         row.title = query.value(cTitle).toString();
         row.setTimes(query.value(cStart).toString(), query.value(cEnd).toString());
         if (linked) {

@@ -2,6 +2,7 @@
 
 #include <QDate>
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QPair>
 #include <QString>
@@ -51,6 +52,8 @@ public:
     // the application, which the caller knows).
     static QList<DayRow> rowsWithTitle(const QDate& date, const QString& title, int appId, bool linked);
     static bool readEntry(int entryId, DayRow* row);
+    // Path and name of every application by id.
+    static QHash<int, QPair<QString, QString>> applications();
     static bool updateEntriesTitle(const QStringList& ids, const QString& title);
     static bool deleteEntries(const QStringList& ids);
     // "1,2,3" from the texts that are whole numbers; anything else is left out.

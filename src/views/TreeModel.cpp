@@ -46,7 +46,13 @@ QIcon TreeModel::resourceIcon(const QString& name)
     if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
         return QIcon();
     }
-    return QIcon(QStringLiteral(":/icons/res/") + name);
+    // Loading an icon file reads the image; the trees ask for the same few icons over and over.
+    static QHash<QString, QIcon> cache;
+    auto it = cache.constFind(name);
+    if (it == cache.constEnd()) {
+        it = cache.insert(name, QIcon(QStringLiteral(":/icons/res/") + name));
+    }
+    return *it;
 }
 
 QIcon TreeModel::defaultAppIcon(const QString& path)

@@ -123,7 +123,7 @@ private:
         }
         const bool created = !item;
         if (created) {
-            item = parentItem->appendChild(nodeRow(name(), 0));
+            item = parentItem->appendChild({name(), QString(), QVariant(), QVariant()});
             item->setHiddenData(kType, type);
             item->setHiddenData(key, value);
             item->setHiddenData(kTime, 0);
@@ -141,7 +141,7 @@ private:
         TreeItem* item = startedEmpty ? nullptr : model.findEntryItem(title, nodes[app].item);
         const bool created = !item;
         if (created) {
-            item = nodes[app].item->appendChild(nodeRow(title, 0));
+            item = nodes[app].item->appendChild({title, QString(), QVariant(), QVariant()});
             item->setHiddenData(kType, QStringLiteral("entry"));
             item->setHiddenData(kTime, 0);
             item->setHiddenData(QStringLiteral("title"), title);
