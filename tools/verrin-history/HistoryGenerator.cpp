@@ -72,17 +72,43 @@ int skewed(QRandomGenerator& random, int count)
 
 bool HistoryGenerator::generate(const QString& path, const Options& options, Result* result, QString* error)
 {
-    Database database;
-    if (!database.open(path, error)) {
-        return false;
+    // A connection of its own, so the program's default connection (if any) is left alone.
+    const QString connection = QStringLiteral("verrin-history");
+    bool ok = false;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
+        db.setDatabaseName(path);
+        if (!db.open()) {
+            if (error) {
+                *error = db.lastError().text();
+            }
+        } else {
+            ok = fill(db, options, result, error);
+            db.close();
+        }
+    }
+    QSqlDatabase::removeDatabase(connection);
+    return ok;
+}
+
+bool HistoryGenerator::fill(QSqlDatabase& db, const Options& options, Result* result, QString* error)
+{
+    QSqlQuery schema(db);
+    schema.exec(QStringLiteral("PRAGMA journal_mode=WAL"));
+    for (const QString& statement : Database::schemaStatements() + Database::extraIndexStatements()) {
+        if (!schema.exec(statement)) {
+            if (error) {
+                *error = schema.lastError().text();
+            }
+            return false;
+        }
     }
     QRandomGenerator random(options.seed);
     const Catalogue catalogue = makeCatalogue(random);
-    QSqlDatabase db = QSqlDatabase::database();
     db.transaction();
 
     QList<int> appIds;
-    QSqlQuery app;
+    QSqlQuery app(db);
     app.prepare(QStringLiteral("INSERT INTO applications (path, name) VALUES (?, ?)"));
     for (int i = 0; i < options.applications; ++i) {
         const QString name = kAppWords.at(i % kAppWords.size()) +
@@ -104,7 +130,7 @@ bool HistoryGenerator::generate(const QString& path, const Options& options, Res
         heavyDay = heavyDay.addDays(-1);
     }
 
-    QSqlQuery entry;
+    QSqlQuery entry(db);
     entry.prepare(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time, ext_task_id, "
                                  "ext_entry_id, ext_project_id, ext_tasklist_id, ext_task_name, ext_project_name, "
                                  "ext_tasklist_name) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDate>
+#include <QSqlDatabase>
 #include <QString>
 
 // Writes a realistic recorded history into a VerrinPlus database: years of days, hundreds of
@@ -33,4 +34,7 @@ public:
 
     // Writes into the file at `path` (created when missing; rows are added to what is there).
     static bool generate(const QString& path, const Options& options, Result* result, QString* error);
+
+private:
+    static bool fill(QSqlDatabase& db, const Options& options, Result* result, QString* error);
 };
