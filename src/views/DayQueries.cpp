@@ -309,6 +309,46 @@ bool DayQueries::readEntry(int entryId, DayRow* row)
     return true;
 }
 
+QList<Interval> DayQueries::timestamps(const QDate& date, const QString& appPath, const QString& title, bool* ok)
+{
+    QList<Interval> intervals;
+    QSqlQuery query;
+    query.setForwardOnly(true);
+    query.prepare(QStringLiteral("SELECT applications.path AS app_path, entries.title, entries.start_time, "
+                                 "entries.end_time FROM entries, applications WHERE entries.application_id = "
+                                 "applications.id AND entries.start_time >= :day_start AND entries.start_time <= "
+                                 ":day_end AND entries.ext_entry_id IS NULL ") +
+                  (appPath.isEmpty() ? QString() : QStringLiteral("AND applications.path = :path ")) +
+                  (title.isEmpty() ? QString() : QStringLiteral("AND title = :title ")) +
+                  QStringLiteral("ORDER BY start_time ASC "));
+    query.bindValue(QStringLiteral(":day_start"), dayStart(date));
+    query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
+    if (!appPath.isEmpty()) {
+        query.bindValue(QStringLiteral(":path"), appPath);
+    }
+    if (!title.isEmpty()) {
+        query.bindValue(QStringLiteral(":title"), title);
+    }
+    const bool success = query.exec();
+    if (ok) {
+        *ok = success;
+    }
+    if (!success) {
+        qDebug() << query.lastError().text();
+        return intervals;
+    }
+    while (query.next()) {
+        Interval interval;
+        interval.appPath = query.value(0).toString();
+        interval.title = query.value(1).toString();
+        interval.start = util::sql_to_datetime(query.value(2).toString());
+        interval.end = util::sql_to_datetime(query.value(3).toString());
+        interval.seconds = seconds(interval.start, interval.end);
+        intervals.append(interval);
+    }
+    return intervals;
+}
+
 QString DayQueries::idList(const QStringList& ids)
 {
     QStringList numbers;

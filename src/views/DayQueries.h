@@ -37,6 +37,16 @@ struct DayRow
     void setTimes(const QString& start, const QString& end);
 };
 
+// One recorded interval as the timestamps dialog lists it.
+struct Interval
+{
+    QString title;
+    QString appPath;
+    QDateTime start;
+    QDateTime end;
+    int seconds = 0;
+};
+
 // The statements behind the day trees, on the default connection. Titles, paths, filter words and
 // dates are always bound; only id lists built from integers are pasted into the text.
 class DayQueries
@@ -52,6 +62,9 @@ public:
     // the application, which the caller knows).
     static QList<DayRow> rowsWithTitle(const QDate& date, const QString& title, int appId, bool linked);
     static bool readEntry(int entryId, DayRow* row);
+    // The unlinked intervals of a day in start order, limited to an application path and a title
+    // when they are not empty. Both are bound, so quotes in them are harmless.
+    static QList<Interval> timestamps(const QDate& date, const QString& appPath, const QString& title, bool* ok);
     // Path and name of every application by id.
     static QHash<int, QPair<QString, QString>> applications();
     static bool updateEntriesTitle(const QStringList& ids, const QString& title);
