@@ -5,7 +5,7 @@ set -eu
 build=${1:-build}
 status=0
 for b in "$build"/bench/bench_*; do
-    [ -x "$b" ] || continue
+    [ -f "$b" ] && [ -x "$b" ] || continue
     echo "== $(basename "$b")"
     case "$(basename "$b")" in
         *_x11*) tests/support/run-x11.sh "$b" || status=1 ;;
