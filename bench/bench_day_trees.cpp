@@ -97,6 +97,10 @@ int main(int argc, char* argv[])
         qEnvironmentVariableIntValue("VERRIN_BENCH_RUNS") > 0 ? qEnvironmentVariableIntValue("VERRIN_BENCH_RUNS") : 15;
     const auto report = [&](const QString& what, const std::function<void(TreeModel&)>& setup, bool linked,
                             int hideUnder) {
+        const QString only = qEnvironmentVariable("VERRIN_BENCH_ONLY");
+        if (!only.isEmpty() && !what.contains(only)) {
+            return;
+        }
         TreeModel model(linked);
         setup(model);
         model.initTree(day, hideUnder); // warm the page cache once

@@ -49,10 +49,43 @@ bool TreeItem::setData(int column, const QVariant& value)
     return true;
 }
 
+namespace {
+template <typename Vector>
+auto lowerBound(Vector& data, const QString& key)
+{
+    return std::lower_bound(
+        data.begin(), data.end(), key,
+        [](const std::pair<QString, QVariant>& entry, const QString& k) { return entry.first < k; });
+}
+} // namespace
+
+QVariant TreeItem::hiddenData(const QString& key) const
+{
+    const auto it = lowerBound(hiddenItemData, key);
+    return it != hiddenItemData.end() && it->first == key ? it->second : QVariant();
+}
+
 bool TreeItem::setHiddenData(const QString& key, const QVariant& value)
 {
-    hiddenItemData.insert(key, value);
+    if (hiddenItemData.empty()) {
+        hiddenItemData.reserve(6);
+    }
+    const auto it = lowerBound(hiddenItemData, key);
+    if (it != hiddenItemData.end() && it->first == key) {
+        it->second = value;
+    } else {
+        hiddenItemData.insert(it, {key, value});
+    }
     return true;
+}
+
+QMap<QString, QVariant> TreeItem::allHiddenData() const
+{
+    QMap<QString, QVariant> map;
+    for (const auto& [key, value] : hiddenItemData) {
+        map.insert(key, value);
+    }
+    return map;
 }
 
 void TreeItem::appendChild(std::unique_ptr<TreeItem> item)

@@ -6,6 +6,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 // One node of a day tree: a row of visible column values plus a map of hidden values (type, time,
@@ -28,9 +29,12 @@ public:
     QVariant data(int column) const;
     bool setData(int column, const QVariant& value);
 
-    QVariant hiddenData(const QString& key) const { return hiddenItemData.value(key); }
+    // A missing key reads as an invalid value (0 or "" when converted).
+    QVariant hiddenData(const QString& key) const;
+    // Inserts or overwrites; always true.
     bool setHiddenData(const QString& key, const QVariant& value);
-    const QMap<QString, QVariant>& allHiddenData() const { return hiddenItemData; }
+    // Every hidden value, ordered by key.
+    QMap<QString, QVariant> allHiddenData() const;
 
     void appendChild(std::unique_ptr<TreeItem> item);
     // Appends a child with the given values and returns it (owned by this item).
@@ -45,5 +49,7 @@ private:
     std::vector<std::unique_ptr<TreeItem>> childItems;
     QList<QVariant> itemData;
     TreeItem* parentItem;
-    QMap<QString, QVariant> hiddenItemData;
+    // Ordered by key. A node holds a handful of keys, so a sorted vector beats a map: one allocation
+    // per node instead of one per key, which counts on days of thousands of nodes.
+    std::vector<std::pair<QString, QVariant>> hiddenItemData;
 };
