@@ -1,14 +1,13 @@
-#include "X11TestWindow.h"
-
 #include "TempDataFolder.h"
+#include "X11TestWindow.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QSettings>
 #include <QSqlDatabase>
 #include <QSqlQuery>
-#include <QScopeGuard>
 #include <QTest>
 
 #include <csignal>
@@ -38,9 +37,10 @@ private:
                 QSqlQuery q(QStringLiteral("SELECT title, start_time, end_time FROM entries ORDER BY start_time, id"),
                             db);
                 while (q.next()) {
-                    result.append({q.value(0).toString(),
-                                   QDateTime::fromString(q.value(1).toString(), QStringLiteral("yyyy-MM-dd hh:mm:ss")),
-                                   QDateTime::fromString(q.value(2).toString(), QStringLiteral("yyyy-MM-dd hh:mm:ss"))});
+                    result.append(
+                        {q.value(0).toString(),
+                         QDateTime::fromString(q.value(1).toString(), QStringLiteral("yyyy-MM-dd hh:mm:ss")),
+                         QDateTime::fromString(q.value(2).toString(), QStringLiteral("yyyy-MM-dd hh:mm:ss"))});
                 }
             }
         }
