@@ -15,8 +15,8 @@
 #include "recording/DesktopNotifier.h"
 #include "recording/IgnoredAppsDialog.h"
 #include "recording/Recorder.h"
-#include "store/CalendarMarks.h"
 #include "store/Database.h"
+#include "views/CalendarDays.h"
 #include "views/CalendarWidget.h"
 #include "views/ClickableLabel.h"
 
@@ -276,11 +276,10 @@ void MainWindow::onInitialUpdate()
 
 void MainWindow::initCalendarDaysWithEntries()
 {
-    // The calendar shows six weeks around the month on its page.
-    const QDate first(ui.calendar->yearShown(), ui.calendar->monthShown(), 1);
-    const QStringList ignored = Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList();
-    ui.calendar->markDates(
-        CalendarMarks::datesWithUnlinkedTime(ignored, first.addDays(-7), first.addMonths(1).addDays(14)));
+    QDate from;
+    QDate to;
+    CalendarDays::shownRange(ui.calendar->yearShown(), ui.calendar->monthShown(), &from, &to);
+    ui.calendar->markDays(CalendarDays::daysWithUnlinkedTime(from, to));
 }
 
 void MainWindow::setUpdateChecker(UpdateChecker* checker)

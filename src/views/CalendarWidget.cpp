@@ -3,31 +3,37 @@
 #include <QPainter>
 #include <QTextCharFormat>
 
-CalendarWidget::CalendarWidget(QWidget* parent) : QCalendarWidget(parent), currentDate(QDate::currentDate()) {}
+CalendarWidget::CalendarWidget(QWidget* parent)
+    : QCalendarWidget(parent), currentDate(QDate::currentDate()), pen(QColor(Qt::red)), brush(Qt::transparent)
+{
+}
 
 void CalendarWidget::setCurrentDate(const QDate& date)
 {
-    if (currentDate != date) {
-        currentDate = date;
-        updateCells();
-    }
+    currentDate = date;
+    updateCells();
 }
 
 void CalendarWidget::setColor(const QColor& color)
 {
-    pen = color;
+    pen.setColor(color);
     updateCells();
 }
 
-void CalendarWidget::markDates(const QList<QDate>& dates)
+void CalendarWidget::markDays(const QList<QDate>& days)
 {
     setDateTextFormat(QDate(), QTextCharFormat());
     QTextCharFormat marked;
     marked.setFontWeight(QFont::Black);
     marked.setFontUnderline(true);
-    for (const QDate& date : dates) {
-        setDateTextFormat(date, marked);
+    for (const QDate& day : days) {
+        setDateTextFormat(day, marked);
     }
+}
+
+bool CalendarWidget::isMarked(const QDate& date) const
+{
+    return dateTextFormat(date).fontUnderline();
 }
 
 void CalendarWidget::paintCell(QPainter* painter, const QRect& rect, QDate date) const

@@ -2,10 +2,11 @@
 
 #include <QLabel>
 
-// A label that reports clicks, used for the sign-in indicator in the status bar.
+// A label that tells when it is clicked or double-clicked.
 class ClickableLabel : public QLabel
 {
     Q_OBJECT
+
 public:
     using QLabel::QLabel;
 
@@ -14,6 +15,14 @@ signals:
     void doubleClicked();
 
 protected:
-    void mousePressEvent(QMouseEvent* event) override;
-    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override
+    {
+        QLabel::mousePressEvent(event);
+        emit clicked();
+    }
+    void mouseDoubleClickEvent(QMouseEvent* event) override
+    {
+        QLabel::mouseDoubleClickEvent(event);
+        emit doubleClicked();
+    }
 };

@@ -3,34 +3,34 @@
 #include <QStyle>
 #include <QToolButton>
 
-LineEdit::LineEdit(QWidget* parent) : QLineEdit(parent), button(new QToolButton(this))
+LineEdit::LineEdit(QWidget* parent) : QLineEdit(parent), clearButtonWidget(new QToolButton(this))
 {
     const QPixmap pixmap(QStringLiteral(":/icons/res/clear.png"));
-    button->setObjectName(QStringLiteral("clearButton"));
-    button->setIcon(QIcon(pixmap));
-    button->setIconSize(pixmap.size());
-    button->setCursor(Qt::ArrowCursor);
-    button->setStyleSheet(QStringLiteral("QToolButton { border: none; padding: 0px; }"));
-    button->hide();
-    connect(button, &QToolButton::clicked, this, &QLineEdit::clear);
+    clearButtonWidget->setIcon(QIcon(pixmap));
+    clearButtonWidget->setIconSize(pixmap.size());
+    clearButtonWidget->setCursor(Qt::ArrowCursor);
+    clearButtonWidget->setStyleSheet(QStringLiteral("QToolButton { border: none; padding: 0px; }"));
+    clearButtonWidget->hide();
+    connect(clearButtonWidget, &QToolButton::clicked, this, &QLineEdit::clear);
     connect(this, &QLineEdit::textChanged, this, &LineEdit::updateCloseButton);
-
-    const int frame = style()->pixelMetric(QStyle::PM_DefaultFrameWidth);
-    setStyleSheet(QStringLiteral("QLineEdit { padding-right: %1px; } ").arg(button->sizeHint().width() + frame + 1));
+    const int frameWidth = style()->pixelMetric(QStyle::PM_DefaultFrameWidth);
+    // Text never runs under the button.
+    setStyleSheet(QStringLiteral("QLineEdit { padding-right: %1px; } ")
+                      .arg(clearButtonWidget->sizeHint().width() + frameWidth + 1));
     const QSize minimum = minimumSizeHint();
-    setMinimumSize(qMax(minimum.width(), button->sizeHint().width() + frame * 2 + 2),
-                   qMax(minimum.height(), button->sizeHint().height() + frame * 2 + 2));
-}
-
-void LineEdit::updateCloseButton(const QString& text)
-{
-    button->setVisible(!text.isEmpty());
+    setMinimumSize(qMax(minimum.width(), clearButtonWidget->sizeHint().width() + frameWidth * 2 + 2),
+                   qMax(minimum.height(), clearButtonWidget->sizeHint().height() + frameWidth * 2 + 2));
 }
 
 void LineEdit::resizeEvent(QResizeEvent* event)
 {
     QLineEdit::resizeEvent(event);
-    const QSize size = button->sizeHint();
-    const int frame = style()->pixelMetric(QStyle::PM_DefaultFrameWidth);
-    button->move(rect().right() - frame - size.width(), (rect().bottom() + 1 - size.height()) / 2);
+    const QSize size = clearButtonWidget->sizeHint();
+    const int frameWidth = style()->pixelMetric(QStyle::PM_DefaultFrameWidth);
+    clearButtonWidget->move(rect().right() - frameWidth - size.width(), (rect().bottom() + 1 - size.height()) / 2);
+}
+
+void LineEdit::updateCloseButton(const QString& text)
+{
+    clearButtonWidget->setVisible(!text.isEmpty());
 }

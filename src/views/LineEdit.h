@@ -4,21 +4,21 @@
 
 class QToolButton;
 
-// A filter field with a clear button at its right end that shows only while there is text.
+// A line edit with a clear button at its right end, shown while there is text.
 class LineEdit : public QLineEdit
 {
     Q_OBJECT
+
 public:
     explicit LineEdit(QWidget* parent = nullptr);
-
-    QToolButton* clearButton() const { return button; }
-
-public slots:
-    void updateCloseButton(const QString& text);
+    QToolButton* clearButton() const { return clearButtonWidget; }
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
 
+private slots:
+    void updateCloseButton(const QString& text);
+
 private:
-    QToolButton* button;
+    QToolButton* clearButtonWidget;
 };

@@ -1,0 +1,146 @@
+// Builds the heaviest day's unlinked and linked trees on a generated five-year database and prints
+// how long each build takes, in milliseconds.
+//   bench_day_trees [database [yyyy-MM-dd]]   (default: a generated history cached next to this program,
+//                                               and its heaviest day)
+#include "HistoryGenerator.h"
+#include "store/Database.h"
+#include "views/CalendarDays.h"
+#include "views/DayQueries.h"
+#include "views/TreeModel.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QSqlQuery>
+#include <QTextStream>
+
+#include <algorithm>
+#include <functional>
+
+namespace {
+
+struct Figures
+{
+    double median;
+    double best;
+};
+
+Figures measure(int runs, const std::function<void()>& work)
+{
+    QList<double> ms;
+    for (int i = 0; i < runs; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        work();
+        ms.append(timer.nsecsElapsed() / 1e6);
+    }
+    std::sort(ms.begin(), ms.end());
+    return {ms.at(ms.size() / 2), ms.first()};
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QGuiApplication app(argc, argv);
+    QTextStream out(stdout);
+    QString path = app.arguments().value(1);
+    if (path.isEmpty()) {
+        path = QCoreApplication::applicationDirPath() + QStringLiteral("/history-5y.sqlite");
+        if (!QFileInfo::exists(path)) {
+            out << "generating five years of history into " << path << " (once)...\n";
+            out.flush();
+            HistoryGenerator::Options options;
+            options.to = QDate(2026, 11, 20);
+            options.from = options.to.addYears(-5).addDays(1);
+            HistoryGenerator::Result result;
+            QString error;
+            if (!HistoryGenerator::generate(path + QStringLiteral(".part"), options, &result, &error) ||
+                !QFile::rename(path + QStringLiteral(".part"), path)) {
+                out << "could not generate the history: " << error << "\n";
+                return 1;
+            }
+            QFile::remove(path + QStringLiteral(".part-wal"));
+            QFile::remove(path + QStringLiteral(".part-shm"));
+        }
+    }
+    Database database;
+    QString error;
+    if (!database.open(path, &error)) {
+        out << "could not open " << path << ": " << error << "\n";
+        return 1;
+    }
+    QSqlQuery query;
+    query.exec(QStringLiteral("SELECT COUNT(*) FROM entries"));
+    const qint64 total = query.next() ? query.value(0).toLongLong() : 0;
+    // The day to build: given as the second argument, else the day with the most entries.
+    QDate day = QDate::fromString(app.arguments().value(2), Qt::ISODate);
+    if (!day.isValid()) {
+        query.exec(QStringLiteral("SELECT substr(start_time, 1, 10) AS d, COUNT(*) AS c FROM entries GROUP BY d "
+                                  "ORDER BY c DESC LIMIT 1"));
+        if (!query.next()) {
+            out << "the database holds no entries\n";
+            return 1;
+        }
+        day = QDate::fromString(query.value(0).toString(), Qt::ISODate);
+    }
+    query.prepare(QStringLiteral("SELECT COUNT(*) FROM entries WHERE start_time >= ? AND start_time <= ?"));
+    query.addBindValue(day.toString(QStringLiteral("yyyy-MM-dd 00:00:00")));
+    query.addBindValue(day.toString(QStringLiteral("yyyy-MM-dd 23:59:59")));
+    query.exec();
+    const int dayEntries = query.next() ? query.value(0).toInt() : 0;
+    out << "database: " << total << " entries; heaviest day " << day.toString(Qt::ISODate) << " with " << dayEntries
+        << " entries\n";
+
+    const int runs =
+        qEnvironmentVariableIntValue("VERRIN_BENCH_RUNS") > 0 ? qEnvironmentVariableIntValue("VERRIN_BENCH_RUNS") : 15;
+    const auto report = [&](const QString& what, const std::function<void(TreeModel&)>& setup, bool linked,
+                            int hideUnder) {
+        const QString only = qEnvironmentVariable("VERRIN_BENCH_ONLY");
+        if (!only.isEmpty() && !what.contains(only)) {
+            return;
+        }
+        TreeModel model(linked);
+        setup(model);
+        model.initTree(day, hideUnder); // warm the page cache once
+        const Figures figures = measure(runs, [&] { model.initTree(day, hideUnder); });
+        out << QStringLiteral("%1: median %2 ms, best %3 ms (total %4 s in %5 top-level nodes)\n")
+                   .arg(what)
+                   .arg(figures.median, 0, 'f', 2)
+                   .arg(figures.best, 0, 'f', 2)
+                   .arg(model.getTotalTime())
+                   .arg(model.rowCount());
+        out.flush();
+    };
+    const Figures read = measure(runs, [&] {
+        DayQueries::readDay(
+            day, false, 0, QString(), [](const DayRow&) {}, nullptr);
+    });
+    out << QStringLiteral("reading the day's rows alone: median %1 ms\n").arg(read.median, 0, 'f', 2);
+    const auto none = [](TreeModel&) {};
+    report(QStringLiteral("unlinked tree"), none, false, 0);
+    report(
+        QStringLiteral("unlinked tree, group by hour"), [](TreeModel& m) { m.setGroupByHour(true); }, false, 0);
+    report(QStringLiteral("unlinked tree, hide under 1 minute"), none, false, 60);
+    report(
+        QStringLiteral("unlinked tree, filter of two words"), [](TreeModel& m) { m.setFilter("report 1"); }, false, 0);
+    report(QStringLiteral("linked tree"), none, true, 0);
+    report(QStringLiteral("linked tree, hide under 1 minute"), none, true, 60);
+
+    // Marking the calendar: the days with unlinked time among those a month view shows.
+    QDate from;
+    QDate to;
+    CalendarDays::shownRange(day.year(), day.month(), &from, &to);
+    const QStringList ignored{QStringLiteral("verrin://idle")};
+    QList<QDate> marked;
+    CalendarDays::daysWithUnlinkedTime(from, to, ignored);
+    const Figures marking = measure(runs, [&] { marked = CalendarDays::daysWithUnlinkedTime(from, to, ignored); });
+    out << QStringLiteral("calendar marks for %1 (%2 days shown, %3 marked): median %4 ms, best %5 ms\n")
+               .arg(day.toString(QStringLiteral("yyyy-MM")))
+               .arg(from.daysTo(to) + 1)
+               .arg(marked.size())
+               .arg(marking.median, 0, 'f', 2)
+               .arg(marking.best, 0, 'f', 2);
+    return 0;
+}

@@ -1,0 +1,395 @@
+#include "views/DayQueries.h"
+
+#include "store/util.h"
+#include "store/util.h"
+
+#include <QDebug>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace {
+
+QString linkedCondition(bool linked)
+{
+    return linked ? QStringLiteral("AND entries.ext_task_id NOT NULL ")
+                  : QStringLiteral("AND entries.ext_task_id IS NULL ");
+}
+
+QString dayStart(const QDate& date)
+{
+    return date.toString(QStringLiteral("yyyy-MM-dd 00:00:00"));
+}
+
+QString dayEnd(const QDate& date)
+{
+    return date.toString(QStringLiteral("yyyy-MM-dd 23:59:59"));
+}
+
+// Every word must be in the title or the application's name. Each word gets its own placeholder.
+QString titleFilterText(const QStringList& words)
+{
+    QString text;
+    for (int i = 0; i < words.size(); ++i) {
+        const QString name = QStringLiteral(":filter%1").arg(i);
+        text += QStringLiteral("AND ( entries.title LIKE %1 OR applications.name LIKE %2) ")
+                    .arg(name, name + QStringLiteral("b"));
+    }
+    return text;
+}
+
+void bindTitleFilter(QSqlQuery& query, const QStringList& words)
+{
+    for (int i = 0; i < words.size(); ++i) {
+        const QString pattern = QLatin1Char('%') + words.at(i) + QLatin1Char('%');
+        query.bindValue(QStringLiteral(":filter%1").arg(i), pattern);
+        query.bindValue(QStringLiteral(":filter%1b").arg(i), pattern);
+    }
+}
+
+} // namespace
+
+namespace {
+// Day number and second of the day of a stored text; false when it is not in the stored form.
+bool parseStored(const QString& text, qint64* julianDay, int* secondOfDay, int* hour)
+{
+    if (text.size() != 19 || text.at(4) != QLatin1Char('-') || text.at(7) != QLatin1Char('-') ||
+        text.at(10) != QLatin1Char(' ') || text.at(13) != QLatin1Char(':') || text.at(16) != QLatin1Char(':')) {
+        return false;
+    }
+    const auto number = [&text](int from, int length, int* value) {
+        int result = 0;
+        for (int i = from; i < from + length; ++i) {
+            const QChar c = text.at(i);
+            if (c < QLatin1Char('0') || c > QLatin1Char('9')) {
+                return false;
+            }
+            result = result * 10 + (c.unicode() - '0');
+        }
+        *value = result;
+        return true;
+    };
+    int year = 0, month = 0, day = 0, h = 0, m = 0, sec = 0;
+    if (!number(0, 4, &year) || !number(5, 2, &month) || !number(8, 2, &day) || !number(11, 2, &h) ||
+        !number(14, 2, &m) || !number(17, 2, &sec)) {
+        return false;
+    }
+    const QDate date(year, month, day);
+    if (!date.isValid() || h > 23 || m > 59 || sec > 59) {
+        return false;
+    }
+    *julianDay = date.toJulianDay();
+    *secondOfDay = h * 3600 + m * 60 + sec;
+    *hour = h;
+    return true;
+}
+} // namespace
+
+QHash<int, QPair<QString, QString>> DayQueries::applications()
+{
+    QHash<int, QPair<QString, QString>> apps;
+    QSqlQuery query;
+    query.setForwardOnly(true);
+    if (!query.exec(QStringLiteral("SELECT id, path, name FROM applications "))) {
+        qDebug() << "query error: " << query.lastError().text();
+        return apps;
+    }
+    while (query.next()) {
+        apps.insert(query.value(0).toInt(), {query.value(1).toString(), query.value(2).toString()});
+    }
+    return apps;
+}
+
+int DayQueries::seconds(const QDateTime& start, const QDateTime& end)
+{
+    if (!start.isValid() || !end.isValid()) {
+        return 0;
+    }
+    return static_cast<int>((end.date().toJulianDay() - start.date().toJulianDay()) * 86400 +
+                            (end.time().msecsSinceStartOfDay() - start.time().msecsSinceStartOfDay()) / 1000);
+}
+
+void DayRow::setTimes(const QDateTime& start, const QDateTime& end)
+{
+    day = start.date();
+    hour = start.time().hour();
+    seconds = DayQueries::seconds(start, end);
+}
+
+void DayRow::setTimes(const QString& start, const QString& end)
+{
+    qint64 startDay = 0, endDay = 0;
+    int startSecond = 0, endSecond = 0, endHour = 0;
+    if (parseStored(start, &startDay, &startSecond, &hour) && parseStored(end, &endDay, &endSecond, &endHour)) {
+        day = QDate::fromJulianDay(startDay);
+        seconds = static_cast<int>((endDay - startDay) * 86400 + endSecond - startSecond);
+        return;
+    }
+    // Anything odd goes the slow, forgiving way.
+    setTimes(util::sql_to_datetime(start), util::sql_to_datetime(end));
+}
+
+bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QString& filter,
+                         const std::function<void(const DayRow&)>& each, QString* error)
+{
+    const QStringList words = filter.isEmpty() ? QStringList() : util::extractWords(filter);
+    const QString linkedText = linkedCondition(linked);
+    const QString filterText = titleFilterText(words);
+    // Only the columns the trees use: every column fetched costs time on days of thousands of rows. The
+    // applications' paths and names come from one small look-up instead of once per row.
+    const QString columns =
+        QStringLiteral("entries.id, entries.title, entries.application_id, entries.start_time, entries.end_time") +
+        (linked ? QStringLiteral(", entries.ext_task_id, entries.ext_project_id, entries.ext_tasklist_id, "
+                                 "entries.ext_task_name, entries.ext_project_name, entries.ext_tasklist_name ")
+                : QStringLiteral(" "));
+    QString statement;
+    if (hideUnder < 1) {
+        statement = QStringLiteral("SELECT ") + columns +
+                    QStringLiteral("FROM applications, entries WHERE applications.id = entries.application_id "
+                                   "AND entries.start_time >= :day_start AND entries.start_time <= :day_end ") +
+                    linkedText + filterText;
+    } else {
+        statement = QStringLiteral("SELECT \t") + columns +
+                    QStringLiteral("FROM entries, applications WHERE applications.id = entries.application_id \tAND "
+                                   "entries.start_time >= :day_start \tAND entries.start_time <= :day_end ") +
+                    linkedText +
+                    QStringLiteral("\tAND entries.application_id || ',' || entries.title IN ( \t\tSELECT app_id_title "
+                                   "\t\tFROM ( \t\t\tSELECT entries.application_id || ',' || entries.title AS "
+                                   "app_id_title, \t\t\t\tSUM( strftime( '%s', entries.end_time ) - strftime( '%s', "
+                                   "entries.start_time ) ) AS duration \t\t\tFROM applications, entries \t\t\tWHERE "
+                                   "applications.id = entries.application_id \t\t\t\tAND entries.start_time >= "
+                                   ":day_start0 \t\t\t\tAND entries.start_time <= :day_end0 ") +
+                    linkedText + filterText +
+                    QStringLiteral("\t\t\tGROUP BY entries.application_id, entries.title \t\t\tHAVING duration >= "
+                                   ":hideUnder \t\t) \t) ");
+    }
+    QSqlQuery query;
+    query.setForwardOnly(true);
+    if (!query.prepare(statement)) {
+        if (error) {
+            *error = query.lastError().text();
+        }
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    query.bindValue(QStringLiteral(":day_start"), dayStart(date));
+    query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
+    if (hideUnder >= 1) {
+        query.bindValue(QStringLiteral(":day_start0"), dayStart(date));
+        query.bindValue(QStringLiteral(":day_end0"), dayEnd(date));
+        query.bindValue(QStringLiteral(":hideUnder"), hideUnder);
+    }
+    bindTitleFilter(query, words);
+    if (!query.exec()) {
+        if (error) {
+            *error = query.lastError().text();
+        }
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    const QSqlRecord record = query.record();
+    const int cId = record.indexOf(QStringLiteral("id"));
+    const int cAppId = record.indexOf(QStringLiteral("application_id"));
+    const QHash<int, QPair<QString, QString>> apps = applications();
+    const int cTitle = record.indexOf(QStringLiteral("title"));
+    const int cStart = record.indexOf(QStringLiteral("start_time"));
+    const int cEnd = record.indexOf(QStringLiteral("end_time"));
+    const int cTask = record.indexOf(QStringLiteral("ext_task_id"));
+    const int cProject = record.indexOf(QStringLiteral("ext_project_id"));
+    const int cTasklist = record.indexOf(QStringLiteral("ext_tasklist_id"));
+    const int cTaskName = record.indexOf(QStringLiteral("ext_task_name"));
+    const int cProjectName = record.indexOf(QStringLiteral("ext_project_name"));
+    const int cTasklistName = record.indexOf(QStringLiteral("ext_tasklist_name"));
+    DayRow row;
+    while (query.next()) {
+        row.id = query.value(cId).toInt();
+        row.appId = query.value(cAppId).toInt();
+        const QPair<QString, QString> app = apps.value(row.appId);
+        row.appPath = app.first;
+        row.appName = app.second;
+        row.title = query.value(cTitle).toString();
+        row.setTimes(query.value(cStart).toString(), query.value(cEnd).toString());
+        if (linked) {
+            row.taskId = query.value(cTask).toString();
+            row.projectId = query.value(cProject).toString();
+            row.tasklistId = query.value(cTasklist).toString();
+            row.taskName = query.value(cTaskName).toString();
+            row.projectName = query.value(cProjectName).toString();
+            row.tasklistName = query.value(cTasklistName).toString();
+        }
+        each(row);
+    }
+    return true;
+}
+
+int DayQueries::totalTimeForTitle(const QDate& date, const QString& title, int appId, bool linked,
+                                  const QString& filter)
+{
+    const QStringList words = filter.isEmpty() ? QStringList() : util::extractWords(filter);
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT SUM( strftime( '%s', end_time ) - strftime( '%s', start_time ) ) AS duration "
+                                 "FROM entries, applications WHERE applications.id = entries.application_id AND "
+                                 "application_id = :app_id AND start_time >= :day_start AND start_time <= :day_end "
+                                 "AND title = :title ") +
+                  (linked ? QStringLiteral("AND ext_task_id NOT NULL ") : QStringLiteral("AND ext_task_id IS NULL ")) +
+                  titleFilterText(words));
+    query.bindValue(QStringLiteral(":app_id"), appId);
+    query.bindValue(QStringLiteral(":day_start"), dayStart(date));
+    query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
+    query.bindValue(QStringLiteral(":title"), title);
+    bindTitleFilter(query, words);
+    if (!query.exec()) {
+        qDebug() << "error" << query.lastError().text();
+        return 0;
+    }
+    return query.next() ? query.value(0).toInt() : 0;
+}
+
+QList<DayRow> DayQueries::rowsWithTitle(const QDate& date, const QString& title, int appId, bool linked)
+{
+    QList<DayRow> rows;
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT id, start_time, end_time, ext_task_id, ext_project_id, ext_tasklist_id, "
+                                 "ext_task_name, ext_project_name, ext_tasklist_name FROM entries WHERE "
+                                 "application_id = :app_id AND start_time >= :day_start AND start_time <= :day_end "
+                                 "AND title = :title ") +
+                  (linked ? QStringLiteral("AND ext_task_id NOT NULL ") : QStringLiteral("AND ext_task_id IS NULL ")));
+    query.bindValue(QStringLiteral(":app_id"), appId);
+    query.bindValue(QStringLiteral(":day_start"), dayStart(date));
+    query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
+    query.bindValue(QStringLiteral(":title"), title);
+    if (!query.exec()) {
+        qDebug() << "error" << query.lastError().text();
+        return rows;
+    }
+    while (query.next()) {
+        DayRow row;
+        row.id = query.value(0).toInt();
+        row.appId = appId;
+        row.title = title;
+        row.setTimes(query.value(1).toString(), query.value(2).toString());
+        row.taskId = query.value(3).toString();
+        row.projectId = query.value(4).toString();
+        row.tasklistId = query.value(5).toString();
+        row.taskName = query.value(6).toString();
+        row.projectName = query.value(7).toString();
+        row.tasklistName = query.value(8).toString();
+        rows.append(row);
+    }
+    return rows;
+}
+
+bool DayQueries::readEntry(int entryId, DayRow* row)
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT entries.*, applications.path AS app_path, applications.name AS app_name FROM "
+                                 "entries, applications WHERE entries.application_id = applications.id AND entries.id "
+                                 "= :entry_id "));
+    query.bindValue(QStringLiteral(":entry_id"), entryId);
+    if (!query.exec()) {
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    if (!query.next()) {
+        return false;
+    }
+    row->id = query.value(QStringLiteral("id")).toInt();
+    row->appId = query.value(QStringLiteral("application_id")).toInt();
+    row->appPath = query.value(QStringLiteral("app_path")).toString();
+    row->appName = query.value(QStringLiteral("app_name")).toString();
+    row->title = query.value(QStringLiteral("title")).toString();
+    row->setTimes(query.value(QStringLiteral("start_time")).toString(),
+                  query.value(QStringLiteral("end_time")).toString());
+    row->taskId = query.value(QStringLiteral("ext_task_id")).toString();
+    row->projectId = query.value(QStringLiteral("ext_project_id")).toString();
+    row->tasklistId = query.value(QStringLiteral("ext_tasklist_id")).toString();
+    row->taskName = query.value(QStringLiteral("ext_task_name")).toString();
+    row->projectName = query.value(QStringLiteral("ext_project_name")).toString();
+    row->tasklistName = query.value(QStringLiteral("ext_tasklist_name")).toString();
+    return true;
+}
+
+QList<Interval> DayQueries::timestamps(const QDate& date, const QString& appPath, const QString& title, bool* ok)
+{
+    QList<Interval> intervals;
+    QSqlQuery query;
+    query.setForwardOnly(true);
+    query.prepare(QStringLiteral("SELECT applications.path AS app_path, entries.title, entries.start_time, "
+                                 "entries.end_time FROM entries, applications WHERE entries.application_id = "
+                                 "applications.id AND entries.start_time >= :day_start AND entries.start_time <= "
+                                 ":day_end AND entries.ext_entry_id IS NULL ") +
+                  (appPath.isEmpty() ? QString() : QStringLiteral("AND applications.path = :path ")) +
+                  (title.isEmpty() ? QString() : QStringLiteral("AND title = :title ")) +
+                  QStringLiteral("ORDER BY start_time ASC "));
+    query.bindValue(QStringLiteral(":day_start"), dayStart(date));
+    query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
+    if (!appPath.isEmpty()) {
+        query.bindValue(QStringLiteral(":path"), appPath);
+    }
+    if (!title.isEmpty()) {
+        query.bindValue(QStringLiteral(":title"), title);
+    }
+    const bool success = query.exec();
+    if (ok) {
+        *ok = success;
+    }
+    if (!success) {
+        qDebug() << query.lastError().text();
+        return intervals;
+    }
+    while (query.next()) {
+        Interval interval;
+        interval.appPath = query.value(0).toString();
+        interval.title = query.value(1).toString();
+        interval.start = util::sql_to_datetime(query.value(2).toString());
+        interval.end = util::sql_to_datetime(query.value(3).toString());
+        interval.seconds = seconds(interval.start, interval.end);
+        intervals.append(interval);
+    }
+    return intervals;
+}
+
+QString DayQueries::idList(const QStringList& ids)
+{
+    QStringList numbers;
+    numbers.reserve(ids.size());
+    for (const QString& id : ids) {
+        bool ok = false;
+        const qlonglong number = id.trimmed().toLongLong(&ok);
+        if (ok) {
+            numbers << QString::number(number);
+        }
+    }
+    return numbers.join(QLatin1Char(','));
+}
+
+bool DayQueries::updateEntriesTitle(const QStringList& ids, const QString& title)
+{
+    const QString list = idList(ids);
+    if (list.isEmpty()) {
+        return false;
+    }
+    QSqlQuery query;
+    query.prepare(QStringLiteral("UPDATE entries SET title = :title WHERE id IN (") + list + QStringLiteral(")"));
+    query.bindValue(QStringLiteral(":title"), title);
+    if (!query.exec()) {
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    return true;
+}
+
+bool DayQueries::deleteEntries(const QStringList& ids)
+{
+    qDebug() << "deleting db entries: " << ids;
+    const QString list = idList(ids);
+    if (list.isEmpty()) {
+        return false;
+    }
+    QSqlQuery query;
+    if (!query.exec(QStringLiteral("DELETE FROM entries WHERE id IN (") + list + QStringLiteral(")"))) {
+        qDebug() << "query error: " << query.lastError().text();
+        return false;
+    }
+    return true;
+}

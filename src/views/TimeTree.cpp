@@ -1,0 +1,401 @@
+#include "views/TimeTree.h"
+
+#include "app/Prompter.h"
+#include "app/Registry.h"
+#include "store/util.h"
+#include "views/TreeModel.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QDebug>
+#include <QHeaderView>
+#include <QMenu>
+#include <QMessageBox>
+#include <QMouseEvent>
+
+#include <algorithm>
+
+namespace {
+const QString kType = QStringLiteral("type");
+
+QString typeOf(const QModelIndex& index)
+{
+    return index.model() ? static_cast<const TreeModel*>(index.model())->hiddenData(index, kType).toString()
+                         : QString();
+}
+} // namespace
+
+TimeTree::TimeTree(QWidget* parent) : QTreeView(parent)
+{
+    setSelectionBehavior(QAbstractItemView::SelectRows);
+    setSelectionMode(QAbstractItemView::ExtendedSelection);
+    setDragEnabled(true);
+    setContextMenuPolicy(Qt::DefaultContextMenu);
+    header()->setSectionsMovable(false);
+    createActions();
+}
+
+QAction* TimeTree::makeAction(const QString& name, const QString& text, const QKeySequence& shortcut,
+                              void (TimeTree::*slot)())
+{
+    auto* act = new QAction(text, this);
+    act->setObjectName(name);
+    act->setShortcut(shortcut);
+    act->setShortcutContext(Qt::WidgetShortcut);
+    connect(act, &QAction::triggered, this, slot);
+    addAction(act);
+    return act;
+}
+
+void TimeTree::createActions()
+{
+    linkAct = makeAction(QStringLiteral("actionLink"), QStringLiteral("&Link Time With Task..."),
+                         QKeySequence(QStringLiteral("Ctrl+L")), &TimeTree::onMenuLink);
+    excludeAct = makeAction(QStringLiteral("actionExclude"), QStringLiteral("E&xclude Application"), QKeySequence(),
+                            &TimeTree::onMenuExclude);
+    deleteAct = makeAction(QStringLiteral("actionDelete"), QStringLiteral("&Delete"),
+                           QKeySequence(QStringLiteral("Delete")), &TimeTree::onMenuDelete);
+    expandAct = makeAction(QStringLiteral("actionExpandAll"), QStringLiteral("Ex&pand All"),
+                           QKeySequence(QKeySequence::ZoomIn), &TimeTree::expandAll);
+    collapseAct = makeAction(QStringLiteral("actionCollapseAll"), QStringLiteral("&Collapse All"),
+                             QKeySequence(QKeySequence::ZoomOut), &TimeTree::collapseAll);
+    detailsAct = makeAction(QStringLiteral("actionDetails"), QStringLiteral("View &details..."), QKeySequence(),
+                            &TimeTree::onTimestamps);
+    copyTitleAct = makeAction(QStringLiteral("actionCopyTitle"), QStringLiteral("Copy &title"),
+                              QKeySequence(QStringLiteral("Ctrl+C")), &TimeTree::onCopyTitle);
+    ruleFromEntryAct = makeAction(QStringLiteral("actionRuleFromEntry"), QStringLiteral("Create Rule from Entry..."),
+                                  QKeySequence(), &TimeTree::onCreateRuleFromEntry);
+    ruleFromAppAct = makeAction(QStringLiteral("actionRuleFromApp"), QStringLiteral("Create Rule from Application..."),
+                                QKeySequence(), &TimeTree::onCreateRuleFromApp);
+    editAwayAct = makeAction(QStringLiteral("actionEditDescription"), QStringLiteral("Edit &description"),
+                             QKeySequence(), &TimeTree::onEditAwayEntry);
+}
+
+QAction* TimeTree::action(const QString& objectName) const
+{
+    return findChild<QAction*>(objectName);
+}
+
+void TimeTree::setModel(QAbstractItemModel* model)
+{
+    QTreeView::setModel(model);
+    if (auto* tree = qobject_cast<TreeModel*>(model)) {
+        connect(tree, &TreeModel::sortStarting, this, &TimeTree::saveExpandedNodes);
+        connect(tree, &TreeModel::sortDone, this, &TimeTree::restoreExpandedNodes);
+        connect(tree, &TreeModel::expandAll, this, &TimeTree::expandAll);
+        connect(tree, &TreeModel::collapseAll, this, &TimeTree::collapseAll);
+        connect(tree, &TreeModel::expandToDepth, this, &TimeTree::expandToDepth);
+        connect(tree, &TreeModel::expandNode, this, &TimeTree::expand);
+    }
+}
+
+TreeModel* TimeTree::treeModel() const
+{
+    return qobject_cast<TreeModel*>(model());
+}
+
+QList<QAction*> TimeTree::menuActions(const QModelIndex& index) const
+{
+    linkAct->setEnabled(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool());
+    QList<QAction*> actions;
+    const QString type = index.isValid() ? typeOf(index) : QString();
+    if (type == QLatin1String("app")) {
+        actions << linkAct << deleteAct << nullptr << ruleFromAppAct << excludeAct << nullptr << detailsAct
+                << copyTitleAct << nullptr;
+    } else if (type == QLatin1String("entry")) {
+        const QString appPath = treeModel()->hiddenData(index.parent(), QStringLiteral("app_path")).toString();
+        if (appPath == QLatin1String("verrin://idle")) {
+            actions << editAwayAct << nullptr;
+        }
+        actions << linkAct << deleteAct << nullptr << ruleFromEntryAct << nullptr << detailsAct << copyTitleAct
+                << nullptr;
+    }
+    actions << expandAct << collapseAct;
+    return actions;
+}
+
+void TimeTree::contextMenuEvent(QContextMenuEvent* event)
+{
+    QMenu menu(this);
+    for (QAction* act : menuActions(currentIndex().siblingAtColumn(0))) {
+        if (act) {
+            menu.addAction(act);
+        } else {
+            menu.addSeparator();
+        }
+    }
+    QPoint position = event->globalPos();
+    if (event->reason() == QContextMenuEvent::Keyboard) {
+        position = viewport()->mapToGlobal(visualRect(currentIndex()).center());
+    }
+    menu.exec(position);
+}
+
+void TimeTree::mousePressEvent(QMouseEvent* event)
+{
+    QTreeView::mousePressEvent(event);
+    if (event->button() == Qt::LeftButton) {
+        pressPosition = event->position().toPoint();
+    }
+}
+
+void TimeTree::extendSelection(const QModelIndexList& list)
+{
+    TreeModel* tree = treeModel();
+    if (!tree || !selectionModel()) {
+        return;
+    }
+    // Only applications bring their entries; a selected hour stands only for the rows chosen under it.
+    for (const QModelIndex& index : list) {
+        if (index.column() != 0 || typeOf(index) != QLatin1String("app")) {
+            continue;
+        }
+        for (int row = 0; row < tree->rowCount(index); ++row) {
+            selectionModel()->select(tree->index(row, 0, index),
+                                     QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        }
+    }
+}
+
+QModelIndexList TimeTree::selectedEntriesBottomUp()
+{
+    TreeModel* tree = treeModel();
+    if (!tree || !selectionModel()) {
+        return {};
+    }
+    extendSelection(selectionModel()->selectedIndexes());
+    QModelIndexList entries = tree->extractEntriesFromSelection(selectionModel()->selectedIndexes());
+    std::stable_sort(entries.begin(), entries.end(), &TreeModel::modelIndexGreaterThan);
+    return entries;
+}
+
+void TimeTree::removeSelection(const QModelIndexList& list)
+{
+    TreeModel* tree = treeModel();
+    if (!tree) {
+        return;
+    }
+    QList<QPersistentModelIndex> rows;
+    for (const QModelIndex& index : list) {
+        rows << QPersistentModelIndex(index);
+    }
+    for (const QPersistentModelIndex& row : rows) {
+        if (!row.isValid()) {
+            continue;
+        }
+        const int time = tree->hiddenData(row, QStringLiteral("time")).toInt();
+        tree->updateTimeInParentNodes(row, -time);
+        tree->propagateRemoveRow(row);
+    }
+}
+
+bool TimeTree::confirm(const QString& title, const QString& text)
+{
+    if (prompter) {
+        return prompter->ask(title, text);
+    }
+    return QMessageBox::question(this, title, text, QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) ==
+           QMessageBox::Yes;
+}
+
+QString TimeTree::deleteQuestion(int count, int seconds, const QStringList& appNames)
+{
+    const int apps = int(appNames.size());
+    QString object = count == 1 ? QStringLiteral("selected entry") : QStringLiteral("these %1 entries").arg(count);
+    if (apps != 1) {
+        object += QStringLiteral(" from %1 applications").arg(apps);
+    }
+    QString appList = QStringList(appNames.mid(0, 10)).join(QStringLiteral("\n    "));
+    if (apps > 10) {
+        appList += QStringLiteral("\n    (%1 more)").arg(apps - 10);
+    }
+    return QStringLiteral("Are you sure you want to delete ") + object + QStringLiteral("?") + QStringLiteral("\n\n") +
+           (count == 1 ? QStringLiteral("Time") : QStringLiteral("Cumulated time")) + QStringLiteral(": ") +
+           util::format_time(seconds) + QStringLiteral("\n\n") +
+           (count == 1 ? QStringLiteral("Entry is from ") : QStringLiteral("Entries are from ")) +
+           (apps == 1 ? QStringLiteral("this application") : QStringLiteral("these applications")) +
+           QStringLiteral(":\n    ") + appList;
+}
+
+void TimeTree::onMenuDelete()
+{
+    TreeModel* tree = treeModel();
+    const QModelIndexList entries = selectedEntriesBottomUp();
+    if (!tree || entries.isEmpty()) {
+        return;
+    }
+    const int time = tree->getTimeForSelection(entries);
+    const QStringList ids = tree->getEntriesIdsForSelection(entries);
+    const int count = tree->countItemsInSelectionMatching(entries, kType, QStringLiteral("entry"));
+    const QStringList apps = tree->extractAppNamesFromSelection(entries);
+    if (!confirm(QStringLiteral("Confirm delete"), deleteQuestion(count, time, apps))) {
+        return;
+    }
+    TreeModel::deleteDbEntries(ids);
+    removeSelection(entries);
+    tree->updateTotalTime(-time);
+}
+
+void TimeTree::onMenuLink()
+{
+    TreeModel* tree = treeModel();
+    const QModelIndexList entries = selectedEntriesBottomUp();
+    if (!tree || entries.isEmpty() || !linkChooser) {
+        return;
+    }
+    const QStringList ids = tree->getEntriesIdsForSelection(entries);
+    const int seconds = tree->getTimeForSelection(entries);
+    QString taskId;
+    QString notes;
+    if (!linkChooser(seconds, &taskId, &notes) || taskId.isEmpty() || taskId == QLatin1String("0")) {
+        return;
+    }
+    emit signalConnectEntriesWithTask(ids, taskId, notes);
+    removeSelection(entries);
+    tree->updateTotalTime(-seconds);
+}
+
+void TimeTree::onMenuExclude()
+{
+    TreeModel* tree = treeModel();
+    if (!tree || !selectionModel()) {
+        return;
+    }
+    QStringList ignored = Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList();
+    for (const QModelIndex& index : selectionModel()->selectedIndexes()) {
+        if (index.column() != 0 || typeOf(index) != QLatin1String("app")) {
+            continue;
+        }
+        const QString path = tree->hiddenData(index, QStringLiteral("app_path")).toString();
+        // Unlike the dialog, the menu treats paths differing only in case as the same.
+        if (!ignored.contains(path, Qt::CaseInsensitive)) {
+            ignored << path;
+        }
+    }
+    (*Registry::instance())[QStringLiteral("IgnoredApps")] = ignored;
+    saveExpandedNodes();
+    tree->refreshTree();
+    emit datesWithZeroTimeChanged();
+    restoreExpandedNodes();
+}
+
+void TimeTree::onTimestamps()
+{
+    TreeModel* tree = treeModel();
+    const QModelIndex index = currentIndex().siblingAtColumn(0);
+    if (!tree || !index.isValid()) {
+        return;
+    }
+    const QString type = typeOf(index);
+    if (type == QLatin1String("entry")) {
+        emit signalShowTimestamps(tree->getDisplayedDate(), tree->hiddenData(index, QStringLiteral("title")).toString(),
+                                  tree->hiddenData(index.parent(), QStringLiteral("app_path")).toString());
+    } else if (type == QLatin1String("app")) {
+        emit signalShowTimestamps(tree->getDisplayedDate(), QString(),
+                                  tree->hiddenData(index, QStringLiteral("app_path")).toString());
+    }
+}
+
+void TimeTree::onCopyTitle()
+{
+    TreeModel* tree = treeModel();
+    if (!tree || !selectionModel()) {
+        return;
+    }
+    QStringList texts;
+    for (const QModelIndex& index : selectionModel()->selectedIndexes()) {
+        if (index.column() != 0) {
+            continue;
+        }
+        const QString type = typeOf(index);
+        if (type == QLatin1String("entry")) {
+            texts << tree->hiddenData(index, QStringLiteral("title")).toString();
+        } else if (type == QLatin1String("app")) {
+            texts << tree->data(index, Qt::DisplayRole).toString();
+        }
+    }
+    QApplication::clipboard()->setText(texts.join(QLatin1Char('\n')));
+}
+
+void TimeTree::onCreateRuleFromEntry()
+{
+    TreeModel* tree = treeModel();
+    const QModelIndex index = currentIndex().siblingAtColumn(0);
+    if (!tree || typeOf(index) != QLatin1String("entry")) {
+        return;
+    }
+    const QString title = tree->hiddenData(index, QStringLiteral("title")).toString();
+    const int appId = tree->hiddenData(index.parent(), QStringLiteral("app_id")).toInt();
+    qDebug() << "rule from entry: title: " + title + ", app_id: " + QString::number(appId);
+    emit signalCreateRuleFromEntry(appId, title);
+}
+
+void TimeTree::onCreateRuleFromApp()
+{
+    TreeModel* tree = treeModel();
+    const QModelIndex index = currentIndex().siblingAtColumn(0);
+    if (!tree || typeOf(index) != QLatin1String("app")) {
+        return;
+    }
+    const int appId = tree->hiddenData(index, QStringLiteral("app_id")).toInt();
+    qDebug() << "rule from app_id: " + QString::number(appId);
+    emit signalCreateRuleFromApp(appId);
+}
+
+void TimeTree::onEditAwayEntry()
+{
+    TreeModel* tree = treeModel();
+    const QModelIndex index = currentIndex().siblingAtColumn(0);
+    if (!tree || !awayEditor || !index.isValid()) {
+        return;
+    }
+    const QString type = typeOf(index);
+    const bool isEntry = type == QLatin1String("entry");
+    const bool isAwayApp =
+        type == QLatin1String("app") &&
+        tree->hiddenData(index, QStringLiteral("app_path")).toString() == QLatin1String("verrin://idle");
+    if (!isEntry && !isAwayApp) {
+        return;
+    }
+    const QStringList ids = tree->hiddenData(index, QStringLiteral("entries")).toStringList();
+    QString title;
+    if (!awayEditor(ids, &title) || !isEntry) {
+        return;
+    }
+    if (TreeModel::updateDbEntriesTitle(ids, title)) {
+        tree->setHiddenData(index, QStringLiteral("title"), title);
+        tree->setData(index, title, Qt::EditRole);
+    }
+}
+
+void TimeTree::adjustColumnWidth()
+{
+    setColumnWidth(1, 80);
+    setColumnWidth(2, 120);
+    header()->restoreState(Registry::instance()->value(QStringLiteral("UnlinkedListState")).toByteArray());
+    header()->restoreGeometry(Registry::instance()->value(QStringLiteral("UnlinkedListGeometry")).toByteArray());
+}
+
+ExpandedNodes::List TimeTree::getExpandedNodesList(const QModelIndex& parent, const QString& path) const
+{
+    return treeModel() ? ExpandedNodes::getExpandedNodesList(this, treeModel(), parent, path) : ExpandedNodes::List();
+}
+
+void TimeTree::expandNodesInList(const ExpandedNodes::List& list, const QModelIndex& parent, const QString& path)
+{
+    if (treeModel()) {
+        ExpandedNodes::expandNodesInList(this, treeModel(), list, parent, path);
+    }
+}
+
+void TimeTree::saveExpandedNodes()
+{
+    expandedNodes = getExpandedNodesList(QModelIndex(), QString());
+}
+
+void TimeTree::restoreExpandedNodes()
+{
+    expandNodesInList(expandedNodes, QModelIndex(), QString());
+}

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "views/ExpandedNodes.h"
+
+#include <QPoint>
+#include <QTreeView>
+
+#include <functional>
+
+class Prompter;
+class QAction;
+class TreeModel;
+
+// The view of the day's time not yet linked to a task. The user links, deletes, excludes, copies
+// and makes rules from here. Dialogs that belong to other parts of the program are reached through
+// hooks the main window sets (link, away description) or signals it answers (timestamps).
+class TimeTree : public QTreeView
+{
+    Q_OBJECT
+
+public:
+    // Asks for the task to link `seconds` to; true with a task id (and notes) when the user chose one.
+    using LinkChooser = std::function<bool(int seconds, QString* taskId, QString* notes)>;
+    // Asks for a description of away time made of these entries; true with the new title when accepted.
+    using AwayEditor = std::function<bool(const QStringList& ids, QString* title)>;
+
+    explicit TimeTree(QWidget* parent = nullptr);
+
+    void setModel(QAbstractItemModel* model) override;
+    TreeModel* treeModel() const;
+    void setPrompter(Prompter* prompter) { this->prompter = prompter; }
+    void setLinkChooser(LinkChooser chooser) { linkChooser = std::move(chooser); }
+    void setAwayEditor(AwayEditor editor) { awayEditor = std::move(editor); }
+
+    // The context menu for a node: actions in order, null for a separator.
+    QList<QAction*> menuActions(const QModelIndex& index) const;
+    QAction* action(const QString& objectName) const;
+
+    void extendSelection(const QModelIndexList& list);
+    // Removes the rows (bottom-up order) and their time from every ancestor; emptied ancestors go too.
+    void removeSelection(const QModelIndexList& list);
+    void adjustColumnWidth();
+    ExpandedNodes::List getExpandedNodesList(const QModelIndex& parent, const QString& path) const;
+    void expandNodesInList(const ExpandedNodes::List& list, const QModelIndex& parent, const QString& path);
+
+    // The confirmation text of deleting `count` entries of these applications worth `seconds`.
+    static QString deleteQuestion(int count, int seconds, const QStringList& appNames);
+
+public slots:
+    void onMenuLink();
+    void onMenuExclude();
+    void onMenuDelete();
+    void onTimestamps();
+    void onCopyTitle();
+    void onCreateRuleFromEntry();
+    void onCreateRuleFromApp();
+    void onEditAwayEntry();
+    void saveExpandedNodes();
+    void restoreExpandedNodes();
+
+signals:
+    void signalConnectEntriesWithTask(const QStringList& ids, const QString& taskId, const QString& description);
+    void signalCreateRuleFromEntry(int appId, const QString& title);
+    void signalCreateRuleFromApp(int appId);
+    void datesWithZeroTimeChanged();
+    // Opens the timestamps dialog; the title is empty for an application node.
+    void signalShowTimestamps(const QDate& date, const QString& title, const QString& appPath);
+
+protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+
+    QPoint pressPosition;
+
+private:
+    void createActions();
+    QAction* makeAction(const QString& name, const QString& text, const QKeySequence& shortcut,
+                        void (TimeTree::*slot)());
+    // The selection widened to the entries of selected applications, entries only, bottom-up.
+    QModelIndexList selectedEntriesBottomUp();
+    bool confirm(const QString& title, const QString& text);
+
+    QAction* linkAct = nullptr;
+    QAction* excludeAct = nullptr;
+    QAction* deleteAct = nullptr;
+    QAction* expandAct = nullptr;
+    QAction* collapseAct = nullptr;
+    QAction* detailsAct = nullptr;
+    QAction* copyTitleAct = nullptr;
+    QAction* ruleFromEntryAct = nullptr;
+    QAction* ruleFromAppAct = nullptr;
+    QAction* editAwayAct = nullptr;
+    ExpandedNodes::List expandedNodes;
+    Prompter* prompter = nullptr;
+    LinkChooser linkChooser;
+    AwayEditor awayEditor;
+};

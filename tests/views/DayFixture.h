@@ -1,0 +1,109 @@
+#pragma once
+
+#include "TempDataFolder.h"
+#include "app/Registry.h"
+#include "store/Database.h"
+#include "views/TreeModel.h"
+
+#include <QSqlQuery>
+#include <QVariant>
+
+#include <algorithm>
+#include <memory>
+
+// A real SQLite file in a temporary data folder, with helpers to write rows the way the recorder
+// and the linking code leave them.
+struct DayFixture
+{
+    std::unique_ptr<TempDataFolder> folder;
+    std::unique_ptr<Database> database;
+
+    bool open()
+    {
+        folder = std::make_unique<TempDataFolder>();
+        database = std::make_unique<Database>();
+        QString error;
+        return database->open(folder->path() + QStringLiteral("/verrinplus.sqlite"), &error);
+    }
+
+    void close()
+    {
+        database.reset();
+        folder.reset();
+        Registry::drop();
+    }
+
+    static int addApp(const QString& path, const QString& name)
+    {
+        QSqlQuery query;
+        query.prepare(QStringLiteral("INSERT INTO applications (path, name) VALUES (:path, :name)"));
+        query.bindValue(QStringLiteral(":path"), path);
+        query.bindValue(QStringLiteral(":name"), name);
+        query.exec();
+        return query.lastInsertId().toInt();
+    }
+
+    static int addEntry(int appId, const QString& title, const QString& start, const QString& end)
+    {
+        QSqlQuery query;
+        query.prepare(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
+                                     "(:title, :app_id, :start, :end)"));
+        query.bindValue(QStringLiteral(":title"), title);
+        query.bindValue(QStringLiteral(":app_id"), appId);
+        query.bindValue(QStringLiteral(":start"), start);
+        query.bindValue(QStringLiteral(":end"), end);
+        query.exec();
+        return query.lastInsertId().toInt();
+    }
+
+    static void setEnd(int entryId, const QString& end)
+    {
+        QSqlQuery query;
+        query.prepare(QStringLiteral("UPDATE entries SET end_time = :end WHERE id = :id"));
+        query.bindValue(QStringLiteral(":end"), end);
+        query.bindValue(QStringLiteral(":id"), entryId);
+        query.exec();
+    }
+
+    static void link(int entryId, int taskId, int projectId, int tasklistId, const QString& taskName = QString(),
+                     const QString& projectName = QString(), const QString& tasklistName = QString())
+    {
+        QSqlQuery query;
+        query.prepare(
+            QStringLiteral("UPDATE entries SET ext_task_id = :task, ext_entry_id = 1, ext_project_id = "
+                           ":project, ext_tasklist_id = :tasklist, ext_task_name = :task_name, "
+                           "ext_project_name = :project_name, ext_tasklist_name = :tasklist_name WHERE id = :id"));
+        query.bindValue(QStringLiteral(":task"), taskId);
+        query.bindValue(QStringLiteral(":project"), projectId);
+        query.bindValue(QStringLiteral(":tasklist"), tasklistId);
+        query.bindValue(QStringLiteral(":task_name"), taskName);
+        query.bindValue(QStringLiteral(":project_name"), projectName);
+        query.bindValue(QStringLiteral(":tasklist_name"), tasklistName);
+        query.bindValue(QStringLiteral(":id"), entryId);
+        query.exec();
+    }
+
+    // A compact picture of a tree: "name=seconds[children]" with siblings sorted by name (the
+    // database does not promise an order), entries as "title=seconds#ids".
+    static QString outline(const TreeItem* parent)
+    {
+        QStringList nodes;
+        for (int i = 0; i < parent->childCount(); ++i) {
+            const TreeItem* item = parent->child(i);
+            QString text =
+                item->data(0).toString() + QLatin1Char('=') + item->hiddenData(QStringLiteral("time")).toString();
+            if (item->hiddenData(QStringLiteral("type")).toString() == QLatin1String("entry")) {
+                QStringList ids = item->hiddenData(QStringLiteral("entries")).toStringList();
+                std::sort(ids.begin(), ids.end(),
+                          [](const QString& a, const QString& b) { return a.toInt() < b.toInt(); });
+                text += QLatin1Char('#') + ids.join(QLatin1Char(','));
+            }
+            if (item->childCount() > 0) {
+                text += QLatin1Char('[') + outline(item) + QLatin1Char(']');
+            }
+            nodes << text;
+        }
+        std::sort(nodes.begin(), nodes.end());
+        return nodes.join(QStringLiteral("; "));
+    }
+};

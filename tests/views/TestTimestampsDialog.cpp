@@ -1,0 +1,71 @@
+#include "DayFixture.h"
+#include "views/TimestampsDialog.h"
+
+#include <QLabel>
+#include <QTest>
+#include <QTreeWidget>
+
+// The intervals behind a node, with titles and paths that hold quotes.
+class TestTimestampsDialog : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void listsTheIntervalsOfANode_data();
+    void listsTheIntervalsOfANode();
+};
+
+void TestTimestampsDialog::listsTheIntervalsOfANode_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QStringList>("rows");
+    const QString quoted = "it's \"done\"";
+    QTest::newRow("an entry whose title holds quotes")
+        << "/it's/app" << quoted
+        << QStringList{quoted + "|09:00:00|09:01:00|1 m 0 s", quoted + "|23:59:00|00:01:05|2 m 5 s"};
+    QTest::newRow("an application: every title")
+        << "/it's/app"
+        << ""
+        << QStringList{quoted + "|09:00:00|09:01:00|1 m 0 s", "other|10:00:00|10:00:05|5 s",
+                       quoted + "|23:59:00|00:01:05|2 m 5 s"};
+    QTest::newRow("nothing of that title") << "/it's/app"
+                                           << "missing" << QStringList{};
+}
+
+void TestTimestampsDialog::listsTheIntervalsOfANode()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, title);
+    QFETCH(QStringList, rows);
+    DayFixture fixture;
+    QVERIFY(fixture.open());
+    const int app = DayFixture::addApp("/it's/app", "App");
+    const int other = DayFixture::addApp("/other", "Other");
+    const QString quoted = "it's \"done\"";
+    DayFixture::addEntry(app, quoted, "2026-11-15 23:59:00", "2026-11-16 00:01:05");
+    DayFixture::addEntry(app, quoted, "2026-11-15 09:00:00", "2026-11-15 09:01:00");
+    DayFixture::addEntry(app, "other", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
+    DayFixture::addEntry(other, quoted, "2026-11-15 11:00:00", "2026-11-15 11:00:05");
+    DayFixture::addEntry(app, quoted, "2026-11-16 09:00:00", "2026-11-16 09:01:00");
+    const int linked = DayFixture::addEntry(app, quoted, "2026-11-15 12:00:00", "2026-11-15 12:01:00");
+    DayFixture::link(linked, 1, 2, 3);
+
+    TimestampsDialog dialog;
+    dialog.setDate(QDate(2026, 11, 15));
+    dialog.setAppPath(path);
+    dialog.setTitle(title);
+    dialog.PopulateData();
+    QStringList got;
+    for (int i = 0; i < dialog.list()->topLevelItemCount(); ++i) {
+        const QTreeWidgetItem* item = dialog.list()->topLevelItem(i);
+        got << QStringList{item->text(0), item->text(1), item->text(2), item->text(3)}.join("|");
+    }
+    QCOMPARE(got, rows);
+    QVERIFY(!dialog.dateLabel()->text().isEmpty());
+    QCOMPARE(dialog.windowTitle(), QStringLiteral("Timestamps"));
+    fixture.close();
+}
+
+QTEST_MAIN(TestTimestampsDialog)
+#include "TestTimestampsDialog.moc"
