@@ -1,5 +1,7 @@
 #include "app/HeadlessCommands.h"
 
+#include "app/HeadlessReport.h"
+
 #include <QTextStream>
 
 namespace HeadlessCommands {
@@ -20,6 +22,7 @@ int run(const CommandLine& options)
         out << CommandLine::helpText();
         return 0;
     case CommandLine::Mode::Report:
+        return HeadlessReport::run(options);
     case CommandLine::Mode::ApplyRules:
         err << "verrinplus: this command is not available in this version yet\n";
         return 2;

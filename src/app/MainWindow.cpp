@@ -2,6 +2,8 @@
 
 #include "app/Clock.h"
 #include "app/DataPaths.h"
+#include "app/DayViews.h"
+#include "app/LinkingController.h"
 #include "app/MessageBoxPrompter.h"
 #include "app/Registry.h"
 #include "app/SettingsFile.h"
@@ -19,6 +21,9 @@
 #include "views/CalendarDays.h"
 #include "views/CalendarWidget.h"
 #include "views/ClickableLabel.h"
+#include "views/EntriesList.h"
+#include "views/TimeTree.h"
+#include "views/TreeModel.h"
 
 #include <QApplication>
 #include <QCalendarWidget>
@@ -101,8 +106,14 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     progressBar->hide();
     ui.statusBar->addWidget(progressBar);
 
-    ui.labelHeaderDate->setText(QLocale::system().toString(ui.calendar->selectedDate(), QLocale::LongFormat));
-    ui.btToday->setVisible(ui.calendar->selectedDate() != QDate::currentDate());
+    dayViews = new DayViews(&ui, prompter.get(), this);
+    dayViews->setHeaderDate(ui.calendar->selectedDate());
+    connect(dayViews, &DayViews::calendarMarksStale, this, &MainWindow::initCalendarDaysWithEntries);
+    connect(recorder, &Recorder::entryWritten, dayViews->unlinkedModel(), &TreeModel::addTime);
+    linkingController = new LinkingController(dayViews, &ui, progressBar, networkManager, prompter.get(), this);
+    connect(linkingController, &LinkingController::statusMessage, this,
+            [this](const QString& text) { statusBar()->showMessage(text); });
+    connect(linkingController, &LinkingController::calendarMarksStale, this, &MainWindow::initCalendarDaysWithEntries);
 
     restoreState(settings->value(QStringLiteral("Window/State")).toByteArray());
     restoreGeometry(settings->value(QStringLiteral("Window/Geometry")).toByteArray());
@@ -249,12 +260,6 @@ void MainWindow::connectSignals()
     connect(ui.action_Settings, &QAction::triggered, this, &MainWindow::on_action_Settings_triggered);
     connect(ui.action_About_Verrin, &QAction::triggered, this, &MainWindow::on_action_About_Verrin_triggered);
     connect(ui.actionCheck_for_Updates, &QAction::triggered, this, &MainWindow::on_actionCheck_for_Updates_triggered);
-    connect(ui.btToday, &QPushButton::clicked, this, [this] { ui.calendar->setSelectedDate(QDate::currentDate()); });
-    connect(ui.calendar, &QCalendarWidget::selectionChanged, this, [this] {
-        const QDate date = ui.calendar->selectedDate();
-        ui.labelHeaderDate->setText(QLocale::system().toString(date, QLocale::LongFormat));
-        ui.btToday->setVisible(date != QDate::currentDate());
-    });
     connect(ui.calendar, &QCalendarWidget::currentPageChanged, this, &MainWindow::initCalendarDaysWithEntries);
     if (qApp) {
         connect(qApp, &QGuiApplication::commitDataRequest, this, &MainWindow::onSessionEnding);
@@ -266,6 +271,7 @@ void MainWindow::onInitialUpdate()
     initCalendarDaysWithEntries();
     ui.statusBar->showMessage(QStringLiteral("Loading entries..."));
     ui.statusBar->showMessage(QStringLiteral("Loading linked entries..."));
+    dayViews->initTrees();
     ui.statusBar->showMessage(QStringLiteral("Initializing network..."));
     ui.statusBar->showMessage(QStringLiteral("Ready"));
     // Recording that cannot work in this session matters more than "Ready".
@@ -463,6 +469,7 @@ void MainWindow::on_action_Ignored_Applications_triggered()
     IgnoredAppsDialog dialog(this, prompter.get());
     dialog.exec();
     if (dialog.wasChanged()) {
+        dayViews->refreshUnlinked();
         initCalendarDaysWithEntries();
     }
 }

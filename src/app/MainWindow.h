@@ -11,6 +11,8 @@
 
 class ClickableLabel;
 class Database;
+class DayViews;
+class LinkingController;
 class MessageBoxPrompter;
 class Platform;
 class QMenu;
@@ -42,6 +44,8 @@ public:
     int trayFrameIndex() const { return frameIndex; }
     QNetworkAccessManager* network() const { return networkManager; }
     Recorder* activityRecorder() const { return recorder; }
+    DayViews* views() const { return dayViews; }
+    LinkingController* linkingWork() const { return linkingController; }
 
     // Writes the settings back; runs at every close of the window.
     void cleanup();
@@ -97,6 +101,8 @@ private:
     bool recording = false;
 
     Recorder* recorder = nullptr;
+    DayViews* dayViews = nullptr;
+    LinkingController* linkingController = nullptr;
     QTimer* timer = nullptr;
     QSystemTrayIcon* tray = nullptr;
     QMenu* trayMenu = nullptr;

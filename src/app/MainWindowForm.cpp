@@ -2,7 +2,9 @@
 
 #include "service/ProjectsTree.h"
 #include "views/CalendarWidget.h"
+#include "views/EntriesList.h"
 #include "views/LineEdit.h"
+#include "views/TimeTree.h"
 
 #include <QAction>
 #include <QCalendarWidget>
@@ -34,9 +36,10 @@ QAction* action(QMainWindow* window, const char* name)
     return named(new QAction(window), name);
 }
 
-QTreeView* treeView(const char* name)
+template <typename View>
+View* treeView(const char* name)
 {
-    auto* view = named(new QTreeView, name);
+    auto* view = named(new View, name);
     view->setAlternatingRowColors(true);
     view->setUniformRowHeights(true);
     view->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -148,7 +151,7 @@ void MainWindowForm::buildCentral(QMainWindow* window)
     header->addWidget(cbHideUnder);
     layout->addWidget(headerBar);
 
-    appList = treeView("appList");
+    appList = treeView<TimeTree>("appList");
     appList->setDragEnabled(true);
     layout->addWidget(appList, 1);
 
@@ -200,7 +203,7 @@ void MainWindowForm::buildPanels()
     linkedPanel = named(new QWidget, "linkedPanel");
     auto* bottom = new QVBoxLayout(linkedPanel);
     bottom->setContentsMargins(6, 0, 6, 0);
-    linkedEntries = treeView("linkedEntries");
+    linkedEntries = treeView<EntriesList>("linkedEntries");
     bottom->addWidget(linkedEntries, 1);
     auto* totals = new QHBoxLayout;
     totals->addStretch();

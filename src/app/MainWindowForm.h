@@ -4,6 +4,7 @@
 
 class QAction;
 class CalendarWidget;
+class EntriesList;
 class LineEdit;
 class ProjectsTree;
 class QCheckBox;
@@ -18,6 +19,7 @@ class QStatusBar;
 class QToolButton;
 class QTreeView;
 class QWidget;
+class TimeTree;
 
 // The main window's widgets and actions, built in code under the object names the rest of the program
 // looks them up by. The three side panels are handed to dock widgets by the window.
@@ -61,7 +63,7 @@ public:
     QCheckBox* checkGroupByHour = nullptr;
     QLabel* labelHideUnder = nullptr;
     QComboBox* cbHideUnder = nullptr;
-    QTreeView* appList = nullptr;
+    TimeTree* appList = nullptr;
     QPushButton* btnRecord = nullptr;
     QPushButton* btnApplyRules = nullptr;
     QLabel* labelTotalTime = nullptr;
@@ -75,7 +77,7 @@ public:
     ProjectsTree* projects = nullptr;
 
     QWidget* linkedPanel = nullptr;
-    QTreeView* linkedEntries = nullptr;
+    EntriesList* linkedEntries = nullptr;
     QLabel* labelTotalLinkedTime = nullptr;
 
 private:

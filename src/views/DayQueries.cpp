@@ -1,7 +1,6 @@
 #include "views/DayQueries.h"
 
 #include "store/util.h"
-#include "store/util.h"
 
 #include <QDebug>
 #include <QSqlError>

@@ -177,39 +177,6 @@ bool DayReport::parseFormat(const QString& name, Format* format)
     return true;
 }
 
-bool DayReport::parseArguments(const QStringList& arguments, const QDate& today, QDate* date, Format* format,
-                               QString* error)
-{
-    *date = today;
-    *format = Format::Text;
-    const auto fail = [error](const QString& message) {
-        if (error) {
-            *error = message;
-        }
-        return false;
-    };
-    for (int i = 0; i < arguments.size(); ++i) {
-        const QString& argument = arguments.at(i);
-        if (argument == QLatin1String("--report")) {
-            const QString next = arguments.value(i + 1);
-            if (!next.isEmpty() && !next.startsWith(QLatin1Char('-'))) {
-                *date = QDate::fromString(next, QStringLiteral("yyyy-MM-dd"));
-                if (!date->isValid()) {
-                    return fail(QStringLiteral("Not a date (yyyy-MM-dd): ") + next);
-                }
-                ++i;
-            }
-        } else if (argument == QLatin1String("--format") || argument.startsWith(QLatin1String("--format="))) {
-            const QString name =
-                argument == QLatin1String("--format") ? arguments.value(++i) : argument.mid(int(qstrlen("--format=")));
-            if (!parseFormat(name, format)) {
-                return fail(QStringLiteral("Unknown report format: ") + name + QStringLiteral(" (text, json or csv)"));
-            }
-        }
-    }
-    return true;
-}
-
 QString DayReport::render(const QDate& date, Format format, QString* error)
 {
     return render(date, format, Options::fromRegistry(), error);

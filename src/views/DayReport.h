@@ -28,12 +28,6 @@ public:
     // "text", "json" or "csv" (case ignored).
     static bool parseFormat(const QString& name, Format* format);
 
-    // Reads "--report [yyyy-MM-dd] [--format text|json|csv]" (also "--format=json") out of the whole
-    // command line; other arguments are left alone. Without a date the report is for `today`.
-    // False with a message for a bad date or format.
-    static bool parseArguments(const QStringList& arguments, const QDate& today, QDate* date, Format* format,
-                               QString* error);
-
     // Works on the default database connection, which must be open.
     static QString render(const QDate& date, Format format, QString* error);
     static QString render(const QDate& date, Format format, const Options& options, QString* error);

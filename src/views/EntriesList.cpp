@@ -162,6 +162,8 @@ void EntriesList::adjustColumnWidth()
     setColumnWidth(2, 120);
     header()->restoreState(Registry::instance()->value(QStringLiteral("LinkedListState")).toByteArray());
     header()->restoreGeometry(Registry::instance()->value(QStringLiteral("LinkedListGeometry")).toByteArray());
+    // Titles get whatever width the time and bar columns leave, also with an older saved layout.
+    header()->setSectionResizeMode(0, QHeaderView::Stretch);
 }
 
 ExpandedNodes::List EntriesList::getExpandedNodesList(const QModelIndex& parent, const QString& path) const

@@ -376,6 +376,8 @@ void TimeTree::adjustColumnWidth()
     setColumnWidth(2, 120);
     header()->restoreState(Registry::instance()->value(QStringLiteral("UnlinkedListState")).toByteArray());
     header()->restoreGeometry(Registry::instance()->value(QStringLiteral("UnlinkedListGeometry")).toByteArray());
+    // Titles get whatever width the time and bar columns leave, also with an older saved layout.
+    header()->setSectionResizeMode(0, QHeaderView::Stretch);
 }
 
 ExpandedNodes::List TimeTree::getExpandedNodesList(const QModelIndex& parent, const QString& path) const

@@ -1,7 +1,6 @@
 // Building a day's tree from the database and adding time to it while the program runs.
 #include "app/Registry.h"
 #include "store/util.h"
-#include "store/util.h"
 #include "views/TreeModel.h"
 
 #include <QDebug>

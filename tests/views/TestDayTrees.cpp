@@ -70,8 +70,6 @@ private slots:
     void titleEditAndDeleteBindTheirValues();
     void reportShowsBothTrees();
     void iconsComeFromTheProviderOncePerPath();
-    void reportArguments_data();
-    void reportArguments();
 
 private:
     void addStandardDay();
@@ -528,44 +526,6 @@ void TestDayTrees::iconsComeFromTheProviderOncePerPath()
     const QModelIndex terminalNode = model.findItemIndex("app", "app_path", "/usr/bin/term");
     QVERIFY(!model.data(terminalNode, Qt::DecorationRole).value<QIcon>().isNull());
     QVERIFY(!model.data(terminalNode.siblingAtColumn(1), Qt::DecorationRole).isValid());
-}
-
-void TestDayTrees::reportArguments_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<QDate>("date");
-    QTest::addColumn<int>("format");
-    const QDate today(2026, 11, 22);
-    QTest::newRow("today as text") << QStringList{"verrinplus", "--report"} << true << today
-                                   << int(DayReport::Format::Text);
-    QTest::newRow("a day") << QStringList{"verrinplus", "--report", "2026-11-15"} << true << kDay
-                           << int(DayReport::Format::Text);
-    QTest::newRow("a day as json") << QStringList{"verrinplus", "-debug", "--report", "2026-11-15", "--format", "json"}
-                                   << true << kDay << int(DayReport::Format::Json);
-    QTest::newRow("format first, csv") << QStringList{"verrinplus", "--format=csv", "--report"} << true << today
-                                       << int(DayReport::Format::Csv);
-    QTest::newRow("bad date") << QStringList{"verrinplus", "--report", "2026-02-30"} << false << QDate()
-                              << int(DayReport::Format::Text);
-    QTest::newRow("bad format") << QStringList{"verrinplus", "--report", "--format", "xml"} << false << QDate()
-                                << int(DayReport::Format::Text);
-}
-
-void TestDayTrees::reportArguments()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(bool, ok);
-    QFETCH(QDate, date);
-    QFETCH(int, format);
-    QDate gotDate;
-    DayReport::Format gotFormat;
-    QString error;
-    QCOMPARE(DayReport::parseArguments(arguments, QDate(2026, 11, 22), &gotDate, &gotFormat, &error), ok);
-    QCOMPARE(error.isEmpty(), ok);
-    if (ok) {
-        QCOMPARE(gotDate, date);
-        QCOMPARE(int(gotFormat), format);
-    }
 }
 
 QTEST_MAIN(TestDayTrees)

@@ -1,0 +1,49 @@
+#include "app/HeadlessReport.h"
+
+#include "app/CommandLine.h"
+#include "app/DataPaths.h"
+#include "app/SettingsFile.h"
+#include "store/Database.h"
+#include "views/DayReport.h"
+
+#include <QFileInfo>
+#include <QSettings>
+#include <QTextStream>
+
+namespace HeadlessReport {
+
+int run(const CommandLine& options)
+{
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    DayReport::Format format = DayReport::Format::Text;
+    if (!DayReport::parseFormat(options.format, &format)) {
+        err << "verrinplus: unknown report format " << options.format << "\n";
+        return 2;
+    }
+    // A report never creates a data folder: no database means nothing was ever recorded here.
+    const QString path = DataPaths::databaseFile();
+    if (!QFileInfo::exists(path)) {
+        err << "verrinplus: no recorded time yet (" << path << " does not exist)\n";
+        return 1;
+    }
+    if (QFileInfo::exists(DataPaths::iniFile())) {
+        SettingsFile::readIntoRegistry(QSettings(DataPaths::iniFile(), QSettings::IniFormat));
+    }
+    Database database;
+    QString error;
+    if (!database.open(path, &error)) {
+        err << "verrinplus: could not open " << path << ": " << error << "\n";
+        return 1;
+    }
+    const QString text = DayReport::render(options.reportDate, format, &error);
+    database.close();
+    if (!error.isEmpty()) {
+        err << "verrinplus: " << error << "\n";
+        return 1;
+    }
+    out << text;
+    return 0;
+}
+
+} // namespace HeadlessReport

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+
+#include <memory>
+
+class DayViews;
+class Linking;
+class MainWindowForm;
+class Prompter;
+class QNetworkAccessManager;
+class QProgressBar;
+class QWidget;
+class RuleApplier;
+class RuleStore;
+class RulesController;
+class ServiceTimeEntryApi;
+
+// Moves recorded time between the two day trees and the service: links on request of the views,
+// unlinks, and runs the rules. Every outcome ends with the trees showing what the database holds,
+// so a refused or failed call never leaves rows missing from both trees.
+class LinkingController : public QObject
+{
+    Q_OBJECT
+
+public:
+    LinkingController(DayViews* views, MainWindowForm* form, QProgressBar* progressBar, QNetworkAccessManager* network,
+                      Prompter* prompter, QWidget* window);
+    ~LinkingController() override;
+
+    Linking* linking() const { return linker.get(); }
+    RulesController* rules() const { return rulesController; }
+
+public slots:
+    void connectEntriesWithTask(const QStringList& ids, const QString& taskId, const QString& notes);
+    void unlinkEntries(const QStringList& ids);
+
+signals:
+    void statusMessage(const QString& text);
+    void calendarMarksStale();
+
+private:
+    void connectRules();
+    void showProgress(int done, int total);
+
+    DayViews* views;
+    MainWindowForm* ui;
+    QProgressBar* progressBar;
+    std::unique_ptr<ServiceTimeEntryApi> api;
+    std::unique_ptr<Linking> linker;
+    std::unique_ptr<RuleStore> ruleStore;
+    RuleApplier* applier = nullptr;
+    RulesController* rulesController = nullptr;
+};

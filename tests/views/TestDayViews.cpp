@@ -1,0 +1,174 @@
+#include "DayFixture.h"
+#include "FakePrompter.h"
+#include "app/DayViews.h"
+#include "app/MainWindowForm.h"
+#include "store/util.h"
+#include "views/CalendarWidget.h"
+#include "views/EntriesList.h"
+#include "views/LineEdit.h"
+#include "views/TimeTree.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QMainWindow>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+#include <QToolButton>
+
+// The day shown in the main window, driven through the window's own widgets on a real database.
+class TestDayViews : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void buildsBothTreesForTheCalendarDay();
+    void typingPauseRebuildsOnce();
+    void hideUnderAndGroupByHour_data();
+    void hideUnderAndGroupByHour();
+    void filtersKeptInStep();
+    void anotherDayRebuildsAndMovesTheHeader();
+
+private:
+    QStringList topLevelNames(const TreeModel* model) const;
+
+    DayFixture fixture;
+    std::unique_ptr<QMainWindow> window;
+    MainWindowForm ui;
+    FakePrompter prompter;
+    DayViews* views = nullptr;
+    const QDate day{2026, 11, 16};
+};
+
+void TestDayViews::init()
+{
+    QVERIFY(fixture.open());
+    const int editor = DayFixture::addApp("/usr/bin/editor", "Editor");
+    const int browser = DayFixture::addApp("/usr/bin/browser", "Browser");
+    DayFixture::addEntry(editor, "budget report", "2026-11-16 09:00:00", "2026-11-16 09:00:50");
+    DayFixture::addEntry(editor, "budget report", "2026-11-16 14:00:00", "2026-11-16 14:00:20");
+    DayFixture::addEntry(editor, "notes", "2026-11-16 14:10:00", "2026-11-16 14:10:30");
+    DayFixture::addEntry(browser, "budget forum", "2026-11-16 10:00:00", "2026-11-16 10:05:00");
+    const int linked = DayFixture::addEntry(browser, "ticket", "2026-11-16 11:00:00", "2026-11-16 11:10:00");
+    DayFixture::link(linked, 7, 1, 2, "Task", "Project", "List");
+    DayFixture::addEntry(editor, "other day", "2026-11-17 09:00:00", "2026-11-17 09:01:00");
+
+    window = std::make_unique<QMainWindow>();
+    ui = MainWindowForm();
+    ui.setupUi(window.get());
+    ui.calendar->setSelectedDate(day);
+    views = new DayViews(&ui, &prompter, window.get());
+    views->initTrees();
+}
+
+void TestDayViews::cleanup()
+{
+    window.reset();
+    fixture.close();
+}
+
+QStringList TestDayViews::topLevelNames(const TreeModel* model) const
+{
+    QStringList names;
+    for (int i = 0; i < model->root()->childCount(); ++i) {
+        names << model->root()->child(i)->data(0).toString();
+    }
+    names.sort();
+    return names;
+}
+
+void TestDayViews::buildsBothTreesForTheCalendarDay()
+{
+    QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()),
+             QString("Browser=300[budget forum=300#4]; Editor=100[budget report=70#1,2; notes=30#3]"));
+    QCOMPARE(ui.labelTotalTime->text(), util::format_time(400));
+    QCOMPARE(ui.labelTotalLinkedTime->text(), util::format_time(600));
+    QCOMPARE(topLevelNames(views->linkedModel()), QStringList{"Project"});
+    // The time bars are drawn by their own delegate in column 2 of both trees.
+    QVERIFY(ui.appList->itemDelegateForColumn(2) != ui.appList->itemDelegate());
+    QVERIFY(ui.linkedEntries->itemDelegateForColumn(2) != ui.linkedEntries->itemDelegate());
+}
+
+void TestDayViews::typingPauseRebuildsOnce()
+{
+    QSignalSpy rebuilds(views->unlinkedModel(), &TreeModel::setTotalTimeText);
+    QTest::keyClicks(ui.editFilter, "budge");
+    QCOMPARE(rebuilds.count(), 0);
+    QVERIFY(views->filterTimer()->isActive());
+    QTRY_COMPARE(rebuilds.count(), 1);
+    QVERIFY(!views->filterTimer()->isActive());
+    QCOMPARE(rebuilds.count(), 1);
+    QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()),
+             QString("Browser=300[budget forum=300#4]; Editor=70[budget report=70#1,2]"));
+
+    // Two words must both be found, in the title or the application's name.
+    ui.editFilter->setText("budget editor");
+    QTRY_COMPARE(rebuilds.count(), 2);
+    QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()), QString("Editor=70[budget report=70#1,2]"));
+}
+
+void TestDayViews::hideUnderAndGroupByHour_data()
+{
+    QTest::addColumn<int>("hideUnderIndex");
+    QTest::addColumn<bool>("byHour");
+    QTest::addColumn<QStringList>("topLevel");
+    QTest::addColumn<int>("total");
+    QTest::newRow("everything") << 0 << false << QStringList{"Browser", "Editor"} << 400;
+    // 50 s in the morning and 20 s in the afternoon make 70 s: over a minute together.
+    QTest::newRow("1 minute") << 3 << false << QStringList{"Browser", "Editor"} << 370;
+    QTest::newRow("5 minutes") << 4 << false << QStringList{"Browser"} << 300;
+    QTest::newRow("by hour") << 0 << true << QStringList{"10:00 - 11:00", "14:00 - 15:00", "9:00 - 10:00"} << 400;
+}
+
+void TestDayViews::hideUnderAndGroupByHour()
+{
+    QFETCH(int, hideUnderIndex);
+    QFETCH(bool, byHour);
+    QFETCH(QStringList, topLevel);
+    QFETCH(int, total);
+
+    ui.cbHideUnder->setCurrentIndex(hideUnderIndex);
+    emit ui.cbHideUnder->activated(hideUnderIndex);
+    if (byHour) {
+        ui.checkGroupByHour->click();
+    }
+    const int seconds = ui.cbHideUnder->itemData(hideUnderIndex).toInt();
+    QCOMPARE(Registry::instance()->value("HideUnder").toInt(), seconds);
+    QCOMPARE(views->linkedModel()->getHideUnder(), seconds);
+    QCOMPARE(Registry::instance()->value("GroupByHour").toBool(), byHour);
+    QCOMPARE(topLevelNames(views->unlinkedModel()), topLevel);
+    QCOMPARE(views->unlinkedModel()->getTotalTime(), total);
+}
+
+void TestDayViews::filtersKeptInStep()
+{
+    ui.editFilterProjects->setText("alpha");
+    QCOMPARE(ui.editFilter->text(), QString());
+    ui.btnSyncFilters->setChecked(true);
+    QCOMPARE(ui.editFilter->text(), QString("alpha"));
+    QCOMPARE(views->unlinkedModel()->getFilter(), QString("alpha"));
+
+    ui.editFilter->setText("budget");
+    QCOMPARE(ui.editFilterProjects->text(), QString("budget"));
+    ui.editFilterProjects->clear();
+    QCOMPARE(ui.editFilter->text(), QString());
+    QTRY_COMPARE(views->unlinkedModel()->getFilter(), QString());
+    QCOMPARE(views->unlinkedModel()->getTotalTime(), 400);
+}
+
+void TestDayViews::anotherDayRebuildsAndMovesTheHeader()
+{
+    ui.calendar->setSelectedDate(day.addDays(1));
+    QCOMPARE(ui.labelHeaderDate->text(), QLocale::system().toString(day.addDays(1), QLocale::LongFormat));
+    QVERIFY(!ui.btToday->isHidden());
+    QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()), QString("Editor=60[other day=60#6]"));
+    QCOMPARE(views->linkedModel()->root()->childCount(), 0);
+    QCOMPARE(ui.labelTotalLinkedTime->text(), util::format_time(0));
+}
+
+QTEST_MAIN(TestDayViews)
+#include "TestDayViews.moc"
