@@ -1,10 +1,12 @@
 #include "TempDataFolder.h"
 #include "app/SingleInstance.h"
+#include "store/Database.h"
 
 #include <QDir>
 #include <QProcess>
 #include <QSettings>
 #include <QSignalSpy>
+#include <QSqlQuery>
 #include <QTest>
 
 #include <csignal>
@@ -125,6 +127,59 @@ private slots:
         QVERIFY(QString::fromUtf8(process.readAllStandardOutput()).startsWith(output));
         // Nothing is created on disk for a question about the program itself.
         QVERIFY(!QFile::exists(data.dataFolder()));
+    }
+
+    // The day report reads the data folder's database as the window would, with the stored
+    // hide-under threshold, and never creates a database that is not there.
+    void reportPrintsTheStoredDay()
+    {
+        TempDataFolder data;
+        writeIni(data);
+        {
+            QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
+            ini.setValue(QStringLiteral("Application/HideUnder"), 60);
+        }
+        QProcessEnvironment env = environment(data);
+        env.remove(QStringLiteral("DISPLAY"));
+        env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+        QProcess process;
+        process.setProcessEnvironment(env);
+        process.start(QStringLiteral(VERRINPLUS_BINARY), {QStringLiteral("--report"), QStringLiteral("2026-11-16")});
+        QVERIFY(process.waitForFinished(20000));
+        QCOMPARE(process.exitCode(), 1);
+        QVERIFY(!QFile::exists(data.dataFolder() + QStringLiteral("/verrinplus.sqlite")));
+
+        {
+            Database database;
+            QString error;
+            QVERIFY2(database.open(data.dataFolder() + QStringLiteral("/verrinplus.sqlite"), &error),
+                     qPrintable(error));
+            QSqlQuery query;
+            QVERIFY(query.exec(
+                QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')")));
+            const QStringList rows = {
+                QStringLiteral("('budget, \"final\"', 1, '2026-11-16 09:00:00', '2026-11-16 09:00:50')"),
+                QStringLiteral("('budget, \"final\"', 1, '2026-11-16 23:59:40', '2026-11-17 00:00:10')"),
+                QStringLiteral("('short', 1, '2026-11-16 10:00:00', '2026-11-16 10:00:20')")};
+            for (const QString& row : rows) {
+                QVERIFY(query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) "
+                                                  "VALUES ") +
+                                   row));
+            }
+            database.close();
+        }
+        process.start(QStringLiteral(VERRINPLUS_BINARY), {QStringLiteral("--report"), QStringLiteral("2026-11-16"),
+                                                          QStringLiteral("--format"), QStringLiteral("csv")});
+        QVERIFY(process.waitForFinished(20000));
+        QCOMPARE(process.exitCode(), 0);
+        // The stretch over midnight counts whole for the day it started; "short" stays under the minute.
+        const QStringList expected = {QStringLiteral("tree,depth,type,path,name,seconds,time"),
+                                      QStringLiteral("unlinked,0,total,,Entries not linked with Verrin,80,1 m 20 s"),
+                                      QStringLiteral("unlinked,1,app,,Ed,80,1 m 20 s"),
+                                      QStringLiteral("unlinked,2,entry,Ed,\"budget, \"\"final\"\"\",80,1 m 20 s"),
+                                      QStringLiteral("linked,0,total,,Entries linked with Verrin,0,0 s"),
+                                      QString()};
+        QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()), expected.join(QStringLiteral("\r\n")));
     }
 };
 
