@@ -219,7 +219,8 @@ QByteArray MethodHandlers::handle(const ServiceCall& call)
     return (this->*(it->handler))(call);
 }
 
-bool MethodHandlers::authenticate(const ServiceCall& call, ServiceStore::User* user, QByteArray* refusal)
+bool MethodHandlers::authenticate(const ServiceCall& call, std::initializer_list<const char*> required,
+                                  ServiceStore::User* user, QByteArray* refusal)
 {
     if (!requireAll(call, {"api_key", "auth_token"}, refusal))
         return false;
@@ -242,7 +243,16 @@ bool MethodHandlers::authenticate(const ServiceCall& call, ServiceStore::User* u
         *refusal = refuse(InvalidApiKey, QStringLiteral("Invalid API key"));
         return false;
     }
-    return true;
+    return requireAll(call, required, refusal);
+}
+
+bool MethodHandlers::findOwnedEntry(const ServiceCall& call, const ServiceStore::User& user, qint64* entryId,
+                                    ServiceStore::Entry* entry, QByteArray* refusal)
+{
+    if (toId(call.value(QStringLiteral("entry_id")), entryId) && store.findEntry(*entryId, user.id, entry))
+        return true;
+    *refusal = refuse(UnknownEntry, QStringLiteral("Unknown entry: ") + call.value(QStringLiteral("entry_id")));
+    return false;
 }
 
 QByteArray MethodHandlers::testNull(const ServiceCall& call)
@@ -307,9 +317,7 @@ QByteArray MethodHandlers::findProjects(const ServiceCall& call)
 {
     ServiceStore::User user;
     QByteArray refusal;
-    if (!authenticate(call, &user, &refusal))
-        return refusal;
-    if (!requireAll(call, {"user_id"}, &refusal))
+    if (!authenticate(call, {"user_id"}, &user, &refusal))
         return refusal;
     if (call.value(QStringLiteral("user_id")) != QString::number(user.id))
         return refuse(UnknownUser, QStringLiteral("Unknown user: ") + call.value(QStringLiteral("user_id")));
@@ -327,9 +335,7 @@ QByteArray MethodHandlers::addTask(const ServiceCall& call)
 {
     ServiceStore::User user;
     QByteArray refusal;
-    if (!authenticate(call, &user, &refusal))
-        return refusal;
-    if (!requireAll(call, {"name", "project_id", "tasklist_id"}, &refusal))
+    if (!authenticate(call, {"name", "project_id", "tasklist_id"}, &user, &refusal))
         return refusal;
     ServiceStore::Task task;
     task.name = call.value(QStringLiteral("name"));
@@ -355,9 +361,7 @@ QByteArray MethodHandlers::addTaskList(const ServiceCall& call)
 {
     ServiceStore::User user;
     QByteArray refusal;
-    if (!authenticate(call, &user, &refusal))
-        return refusal;
-    if (!requireAll(call, {"name", "project_id"}, &refusal))
+    if (!authenticate(call, {"name", "project_id"}, &user, &refusal))
         return refusal;
     const QString name = call.value(QStringLiteral("name"));
     if (name.trimmed().isEmpty())
@@ -379,9 +383,7 @@ QByteArray MethodHandlers::updateTask(const ServiceCall& call)
 {
     ServiceStore::User user;
     QByteArray refusal;
-    if (!authenticate(call, &user, &refusal))
-        return refusal;
-    if (!requireAll(call, {"task_id"}, &refusal))
+    if (!authenticate(call, {"task_id"}, &user, &refusal))
         return refusal;
     qint64 taskId = 0;
     ServiceStore::Task task;
@@ -401,9 +403,7 @@ QByteArray MethodHandlers::addEntries(const ServiceCall& call)
 {
     ServiceStore::User user;
     QByteArray refusal;
-    if (!authenticate(call, &user, &refusal))
-        return refusal;
-    if (!requireAll(call, {"date", "duration", "task_id"}, &refusal))
+    if (!authenticate(call, {"date", "duration", "task_id"}, &user, &refusal))
         return refusal;
     // Several entries may travel in one call, each as its own run of date, duration, task_id and
     // description.
@@ -452,14 +452,12 @@ QByteArray MethodHandlers::entryInfo(const ServiceCall& call)
 {
     ServiceStore::User user;
     QByteArray refusal;
-    if (!authenticate(call, &user, &refusal))
-        return refusal;
-    if (!requireAll(call, {"entry_id"}, &refusal))
+    if (!authenticate(call, {"entry_id"}, &user, &refusal))
         return refusal;
     qint64 entryId = 0;
     ServiceStore::Entry entry;
-    if (!toId(call.value(QStringLiteral("entry_id")), &entryId) || !store.findEntry(entryId, user.id, &entry))
-        return refuse(UnknownEntry, QStringLiteral("Unknown entry: ") + call.value(QStringLiteral("entry_id")));
+    if (!findOwnedEntry(call, user, &entryId, &entry, &refusal))
+        return refusal;
     XmlReply reply(QStringLiteral("ok"));
     writeEntry(reply.xml(), entry);
     return reply.finish();
@@ -469,14 +467,12 @@ QByteArray MethodHandlers::updateEntry(const ServiceCall& call)
 {
     ServiceStore::User user;
     QByteArray refusal;
-    if (!authenticate(call, &user, &refusal))
-        return refusal;
-    if (!requireAll(call, {"entry_id", "start", "end"}, &refusal))
+    if (!authenticate(call, {"entry_id", "start", "end"}, &user, &refusal))
         return refusal;
     qint64 entryId = 0;
     ServiceStore::Entry entry;
-    if (!toId(call.value(QStringLiteral("entry_id")), &entryId) || !store.findEntry(entryId, user.id, &entry))
-        return refuse(UnknownEntry, QStringLiteral("Unknown entry: ") + call.value(QStringLiteral("entry_id")));
+    if (!findOwnedEntry(call, user, &entryId, &entry, &refusal))
+        return refusal;
     const QDateTime start = QDateTime::fromString(call.value(QStringLiteral("start")), timeFormat);
     const QDateTime end = QDateTime::fromString(call.value(QStringLiteral("end")), timeFormat);
     if (!start.isValid())
@@ -495,14 +491,12 @@ QByteArray MethodHandlers::deleteEntry(const ServiceCall& call)
 {
     ServiceStore::User user;
     QByteArray refusal;
-    if (!authenticate(call, &user, &refusal))
-        return refusal;
-    if (!requireAll(call, {"entry_id"}, &refusal))
+    if (!authenticate(call, {"entry_id"}, &user, &refusal))
         return refusal;
     qint64 entryId = 0;
     ServiceStore::Entry entry;
-    if (!toId(call.value(QStringLiteral("entry_id")), &entryId) || !store.findEntry(entryId, user.id, &entry))
-        return refuse(UnknownEntry, QStringLiteral("Unknown entry: ") + call.value(QStringLiteral("entry_id")));
+    if (!findOwnedEntry(call, user, &entryId, &entry, &refusal))
+        return refusal;
     store.deleteEntry(entryId);
     return XmlReply(QStringLiteral("ok")).finish();
 }

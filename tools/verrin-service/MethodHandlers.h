@@ -65,7 +65,11 @@ public:
     QByteArray deleteEntry(const ServiceCall& call);
 
 private:
-    bool authenticate(const ServiceCall& call, ServiceStore::User* user, QByteArray* refusal);
+    // A valid token and API key, then every parameter in `required`; otherwise the refusal to send.
+    bool authenticate(const ServiceCall& call, std::initializer_list<const char*> required, ServiceStore::User* user,
+                      QByteArray* refusal);
+    bool findOwnedEntry(const ServiceCall& call, const ServiceStore::User& user, qint64* entryId,
+                        ServiceStore::Entry* entry, QByteArray* refusal);
 
     ServiceStore& store;
     int tokenLifetime;
