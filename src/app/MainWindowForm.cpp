@@ -1,5 +1,6 @@
 #include "app/MainWindowForm.h"
 
+#include "app/Named.h"
 #include "service/ProjectsTree.h"
 #include "views/CalendarWidget.h"
 #include "views/EntriesList.h"
@@ -24,12 +25,6 @@
 #include <QVBoxLayout>
 
 namespace {
-template <typename T>
-T* named(T* object, const char* name)
-{
-    object->setObjectName(QLatin1String(name));
-    return object;
-}
 
 QAction* action(QMainWindow* window, const char* name)
 {

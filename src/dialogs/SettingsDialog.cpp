@@ -1,5 +1,7 @@
 #include "dialogs/SettingsDialog.h"
 
+#include "app/Named.h"
+
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -12,12 +14,6 @@
 #include <QVBoxLayout>
 
 namespace {
-template <typename T>
-T* named(T* widget, const char* name)
-{
-    widget->setObjectName(QLatin1String(name));
-    return widget;
-}
 
 QLabel* note(const QString& text)
 {

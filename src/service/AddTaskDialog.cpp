@@ -1,5 +1,7 @@
 #include "service/AddTaskDialog.h"
 
+#include "app/Named.h"
+
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDebug>
@@ -8,15 +10,6 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QVBoxLayout>
-
-namespace {
-template <typename T>
-T* named(T* widget, const char* name)
-{
-    widget->setObjectName(QLatin1String(name));
-    return widget;
-}
-} // namespace
 
 AddTaskDialog::AddTaskDialog(QWidget* parent) : NameCheckedDialog(parent)
 {

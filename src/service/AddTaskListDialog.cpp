@@ -1,20 +1,13 @@
 #include "service/AddTaskListDialog.h"
 
+#include "app/Named.h"
+
 #include <QComboBox>
 #include <QDebug>
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QLineEdit>
 #include <QVBoxLayout>
-
-namespace {
-template <typename T>
-T* named(T* widget, const char* name)
-{
-    widget->setObjectName(QLatin1String(name));
-    return widget;
-}
-} // namespace
 
 AddTaskListDialog::AddTaskListDialog(QWidget* parent) : NameCheckedDialog(parent)
 {

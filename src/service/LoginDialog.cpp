@@ -1,19 +1,12 @@
 #include "service/LoginDialog.h"
 
+#include "app/Named.h"
+
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QVBoxLayout>
-
-namespace {
-template <typename T>
-T* named(T* widget, const char* name)
-{
-    widget->setObjectName(QLatin1String(name));
-    return widget;
-}
-} // namespace
 
 LoginDialog::LoginDialog(QWidget* parent) : QDialog(parent)
 {
