@@ -43,6 +43,10 @@ Figures measure(int runs, const std::function<void()>& work)
 
 int main(int argc, char* argv[])
 {
+    // Icons need a GUI application, but never a screen: benchmarks also run where there is none.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
     QGuiApplication app(argc, argv);
     QTextStream out(stdout);
     QString path = app.arguments().value(1);
