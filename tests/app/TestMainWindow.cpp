@@ -3,10 +3,14 @@
 #include "app/DataPaths.h"
 #include "app/MainWindow.h"
 #include "app/Registry.h"
+#include "recording/Recorder.h"
+#include "views/TimeTree.h"
+#include "views/TreeModel.h"
 
 #include <QCheckBox>
 #include <QDialog>
 #include <QDockWidget>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
@@ -255,6 +259,37 @@ private slots:
         QCOMPARE(title, QStringLiteral("Database error"));
         QVERIFY(text.startsWith(QStringLiteral("Could not open database: ") + DataPaths::databaseFile() +
                                 QStringLiteral("\n")));
+    }
+
+    // What the recorder writes shows up in today's tree at once, and the calendar's other days
+    // come from the same database.
+    void recordedTimeShowsLive()
+    {
+        writeIni(false);
+        MainWindow window;
+        QAbstractItemModel* view = window.form()->appList->model();
+        QTRY_COMPARE(view->headerData(0, Qt::Horizontal).toString(), QStringLiteral("Entries not linked with Verrin"));
+        const QDateTime start = QDateTime(QDate::currentDate(), QTime(0, 0, 5));
+        QSqlQuery query;
+        QVERIFY(
+            query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')")));
+        query.prepare(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
+                                     "('notes', 1, :start, :end)"));
+        query.bindValue(QStringLiteral(":start"), start.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
+        query.bindValue(QStringLiteral(":end"), start.addSecs(75).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
+        QVERIFY(query.exec());
+        AppStruct app;
+        app.path = QStringLiteral("/usr/bin/ed");
+        app.name = QStringLiteral("Ed");
+        app.title = QStringLiteral("notes");
+        emit window.activityRecorder()->entryWritten(start, start.addSecs(75), app, 1, query.lastInsertId().toInt());
+
+        auto* model = qobject_cast<TreeModel*>(window.form()->appList->model());
+        QVERIFY(model);
+        QCOMPARE(model->getTotalTime(), 75);
+        QCOMPARE(model->root()->childCount(), 1);
+        QCOMPARE(model->root()->child(0)->data(0).toString(), QStringLiteral("Ed"));
+        QCOMPARE(window.form()->labelTotalTime->text(), model->data(model->index(0, 1), Qt::DisplayRole).toString());
     }
 };
 
