@@ -3,6 +3,7 @@
 # pointed at it (SSL off), with the demo credentials stored so it signs in on its own.
 set -eu
 build=${1:-build}
+if [ $# -gt 0 ]; then shift; fi
 service="$build/tools/verrin-service/verrin-service"
 data=$(mktemp -d)
 service_pid=
@@ -31,4 +32,9 @@ Username=demo@verrin.test
 Password=$(printf '%s' demo | base64)
 SslEnabled=false
 INI
+cat <<TEXT
+Data folder: $data/VerrinPlus (removed when the demo ends)
+Apply the rules without the window, from another terminal while the demo runs:
+  XDG_DATA_HOME=$data $(cd "$build" && pwd)/src/verrinplus --apply-rules $(date +%F)
+TEXT
 XDG_DATA_HOME="$data" bash scripts/run.sh "$build/src/verrinplus" "$@"

@@ -74,6 +74,7 @@ QString CommandLine::helpText()
         "  --format FORMAT        report format: text (default), json or csv\n"
         "  --apply-rules FROM [TO]\n"
         "                         apply the active rules to the days FROM..TO with the stored sign-in\n"
+        "                         (exit status 3: not signed in, 4: Verrin cannot be reached)\n"
         "  --version              print the version\n"
         "  --help                 print this help\n"
         "\n"

@@ -1,10 +1,35 @@
 #include "app/HeadlessCommands.h"
 
+#include "app/DataPaths.h"
+#include "app/DebugLog.h"
 #include "app/HeadlessReport.h"
+#include "app/HeadlessRuleRun.h"
 
 #include <QTextStream>
 
 namespace HeadlessCommands {
+
+namespace {
+// Without "-debug" the run's chatter stays out of the output a cron job mails to its owner: what the
+// user must know is said through the prompter and the command's own lines, and the log warnings
+// would only repeat it. Only the serious ones get through.
+void quietDebugOutput(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    if (type != QtCriticalMsg && type != QtFatalMsg) {
+        return;
+    }
+    QTextStream(stderr) << "verrinplus: " << text << Qt::endl;
+}
+
+void installLog(const CommandLine& options)
+{
+    if (options.debug) {
+        DebugLog::install(DataPaths::debugLogFile());
+    } else {
+        qInstallMessageHandler(quietDebugOutput);
+    }
+}
+} // namespace
 
 int run(const CommandLine& options)
 {
@@ -21,11 +46,18 @@ int run(const CommandLine& options)
     case CommandLine::Mode::Help:
         out << CommandLine::helpText();
         return 0;
-    case CommandLine::Mode::Report:
-        return HeadlessReport::run(options);
-    case CommandLine::Mode::ApplyRules:
-        err << "verrinplus: this command is not available in this version yet\n";
-        return 2;
+    case CommandLine::Mode::ApplyRules: {
+        installLog(options);
+        const int status = HeadlessRuleRun(out, err).run(options.fromDate, options.toDate);
+        DebugLog::close();
+        return status;
+    }
+    case CommandLine::Mode::Report: {
+        installLog(options);
+        const int status = HeadlessReport::run(options);
+        DebugLog::close();
+        return status;
+    }
     case CommandLine::Mode::Gui:
         break;
     }

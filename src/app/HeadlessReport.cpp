@@ -2,12 +2,10 @@
 
 #include "app/CommandLine.h"
 #include "app/DataPaths.h"
-#include "app/SettingsFile.h"
-#include "store/Database.h"
+#include "app/HeadlessDataFolder.h"
 #include "views/DayReport.h"
 
 #include <QFileInfo>
-#include <QSettings>
 #include <QTextStream>
 
 namespace HeadlessReport {
@@ -27,17 +25,16 @@ int run(const CommandLine& options)
         err << "verrinplus: no recorded time yet (" << path << " does not exist)\n";
         return 1;
     }
-    if (QFileInfo::exists(DataPaths::iniFile())) {
-        SettingsFile::readIntoRegistry(QSettings(DataPaths::iniFile(), QSettings::IniFormat));
-    }
-    Database database;
+    HeadlessDataFolder folder;
     QString error;
-    if (!database.open(path, &error)) {
-        err << "verrinplus: could not open " << path << ": " << error << "\n";
+    // Without a settings file the report shows the day with the default choices.
+    folder.readSettings(&error);
+    error.clear();
+    if (!folder.openDatabase(&error)) {
+        err << "verrinplus: " << error << "\n";
         return 1;
     }
     const QString text = DayReport::render(options.reportDate, format, &error);
-    database.close();
     if (!error.isEmpty()) {
         err << "verrinplus: " << error << "\n";
         return 1;

@@ -1,0 +1,35 @@
+#include "app/HeadlessDataFolder.h"
+
+#include "app/DataPaths.h"
+#include "app/Registry.h"
+#include "app/SettingsFile.h"
+
+#include <QFileInfo>
+#include <QSettings>
+
+bool HeadlessDataFolder::readSettings(QString* error)
+{
+    const QString path = DataPaths::iniFile();
+    if (!QFileInfo(path).isFile()) {
+        *error = QStringLiteral("there is no settings file %1; start VerrinPlus once to set it up").arg(path);
+        return false;
+    }
+    const QSettings settings(path, QSettings::IniFormat);
+    if (settings.status() != QSettings::NoError) {
+        *error = QStringLiteral("the settings file %1 cannot be read").arg(path);
+        return false;
+    }
+    (*Registry::instance())[QStringLiteral("UserAgent")] = SettingsFile::userAgent();
+    SettingsFile::readIntoRegistry(settings);
+    return true;
+}
+
+bool HeadlessDataFolder::openDatabase(QString* error)
+{
+    QString driverError;
+    if (!database.open(DataPaths::databaseFile(), &driverError)) {
+        *error = QStringLiteral("the database %1 cannot be opened: %2").arg(DataPaths::databaseFile(), driverError);
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "store/Database.h"
+
+#include <QString>
+
+// The data folder as the command-line requests use it, without a window: the settings file read into
+// the registry and the database opened. Unlike the window, it never asks for settings on a first
+// run: a folder the program has not set up yet is reported instead.
+class HeadlessDataFolder
+{
+public:
+    // Reads the INI file of the data folder into the registry (with the user agent the service
+    // calls send). False, with the reason, when there is no settings file.
+    bool readSettings(QString* error);
+    // Opens the database of the data folder on the default connection.
+    bool openDatabase(QString* error);
+
+private:
+    Database database;
+};

@@ -1,0 +1,223 @@
+#include "app/HeadlessRuleRun.h"
+
+#include "app/HeadlessDataFolder.h"
+#include "app/Registry.h"
+#include "app/StreamPrompter.h"
+#include "rules/RuleApplier.h"
+#include "rules/RuleStore.h"
+#include "rules/TaskLinker.h"
+#include "service/CatalogueFetch.h"
+#include "service/Linking.h"
+#include "service/LoginPrompt.h"
+#include "service/ProjectsCatalogue.h"
+#include "service/ServiceTimeEntryApi.h"
+#include "service/Session.h"
+
+#include <QSqlQuery>
+#include <QStringList>
+#include <QTextStream>
+
+namespace {
+
+QString value(const char* key)
+{
+    return Registry::instance()->value(QLatin1String(key)).toString();
+}
+
+// Stands in for the login form: nobody can type, so it only keeps the reason the service gave for
+// refusing the stored credentials.
+class NoLoginForm : public LoginPrompt
+{
+public:
+    bool run(QString&, QString&, bool&, const QString& error) override
+    {
+        lastError = error;
+        return false;
+    }
+    QString lastError;
+};
+
+// Passes every link call on and keeps what each task got, for the lines printed at the end.
+class ReportingLinker : public TaskLinker
+{
+public:
+    explicit ReportingLinker(TaskLinker* next) : next(next) {}
+
+    bool connectEntriesWithTask(const QList<int>& entryIds, int taskId, const QString& notes) override
+    {
+        HeadlessRuleRun::TaskResult result;
+        result.taskId = taskId;
+        result.entries = int(entryIds.size());
+        result.groups = groupsOf(entryIds);
+        result.seconds = RuleApplier::secondsOf(entryIds);
+        result.linked = next->connectEntriesWithTask(entryIds, taskId, notes);
+        results << result;
+        return result.linked;
+    }
+
+    QList<HeadlessRuleRun::TaskResult> results;
+
+private:
+    static int groupsOf(const QList<int>& entryIds)
+    {
+        QStringList ids;
+        for (int id : entryIds) {
+            ids << QString::number(id);
+        }
+        // The ids are integers the rules read from the database.
+        QSqlQuery query;
+        if (ids.isEmpty() ||
+            !query.exec(QStringLiteral("SELECT COUNT(*) FROM (SELECT 1 FROM entries WHERE id IN (") +
+                        ids.join(QLatin1Char(',')) +
+                        QStringLiteral(") GROUP BY DATE(start_time), application_id, title)")) ||
+            !query.next()) {
+            return 0;
+        }
+        return query.value(0).toInt();
+    }
+
+    TaskLinker* next;
+};
+
+QString plural(int count, const char* one, const char* many)
+{
+    return QStringLiteral("%1 %2").arg(count).arg(QLatin1String(count == 1 ? one : many));
+}
+
+QString range(const QDate& from, const QDate& to)
+{
+    const QString first = from.toString(Qt::ISODate);
+    return from == to ? QStringLiteral("on ") + first
+                      : QStringLiteral("from %1 to %2").arg(first, to.toString(Qt::ISODate));
+}
+
+} // namespace
+
+HeadlessRuleRun::HeadlessRuleRun(QTextStream& out, QTextStream& err) : out(out), err(err) {}
+
+QString HeadlessRuleRun::clockTime(qint64 seconds)
+{
+    return QStringLiteral("%1:%2:%3")
+        .arg(seconds / 3600)
+        .arg(seconds % 3600 / 60, 2, 10, QLatin1Char('0'))
+        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+}
+
+QString HeadlessRuleRun::taskLabel(int taskId)
+{
+    const CatalogueMaps maps = ProjectsCatalogue::storedMaps();
+    const QString id = QString::number(taskId);
+    const QString name = maps.taskNames.value(id).toString();
+    if (name.isEmpty()) {
+        return QStringLiteral("task %1 (not in the catalogue)").arg(id);
+    }
+    const QString project = maps.projectNames.value(maps.taskParentProjects.value(id).toString()).toString();
+    const QString list = maps.tasklistNames.value(maps.taskParentTasklists.value(id).toString()).toString();
+    return QStringLiteral("%1 (%2 / %3, task %4)").arg(name, project, list, id);
+}
+
+int HeadlessRuleRun::fail(int status, const QString& message)
+{
+    err << "verrinplus: " << message << Qt::endl;
+    return status;
+}
+
+int HeadlessRuleRun::signIn(Prompter* prompter)
+{
+    Session::applyProxy();
+    Session session(&manager, prompter, nullptr);
+    if (!session.networkTest()) {
+        return fail(
+            Offline,
+            QStringLiteral("cannot reach the Verrin service at %1; nothing was linked").arg(value("RealApiBaseUrl")));
+    }
+    NoLoginForm form;
+    session.initLogin(&form);
+    if (!session.isLoggedIn()) {
+        QString reason = QStringLiteral("the stored session is no longer valid");
+        if (!form.lastError.isEmpty()) {
+            reason = QStringLiteral("the service refused the stored user name and password (%1)").arg(form.lastError);
+        }
+        return fail(NotSignedIn, QStringLiteral("not signed in: %1; sign in with VerrinPlus and choose \"Remember my "
+                                                "password\", then try again")
+                                     .arg(reason));
+    }
+    QString error;
+    if (!CatalogueFetch::loadIntoRegistry(&manager, prompter, &error)) {
+        return fail(Offline, error + QStringLiteral("; nothing was linked"));
+    }
+    return Done;
+}
+
+int HeadlessRuleRun::run(const QDate& from, const QDate& to)
+{
+    HeadlessDataFolder folder;
+    QString error;
+    if (!folder.readSettings(&error)) {
+        return fail(NotSignedIn, QStringLiteral("not signed in: ") + error);
+    }
+    const bool storedToken = !value("AuthToken").isEmpty();
+    const bool storedLogin = !value("Username").isEmpty() && !value("Password").isEmpty();
+    if (!storedToken && !storedLogin) {
+        return fail(NotSignedIn, QStringLiteral("not signed in: no stored session; sign in with VerrinPlus and "
+                                                "choose \"Remember my password\", then try again"));
+    }
+    if (!folder.openDatabase(&error)) {
+        return fail(Failed, error);
+    }
+    RuleStore store;
+    // Without rules there is nothing to sign in for.
+    if (store.readDbRules().isEmpty()) {
+        out << "No rules to apply" << Qt::endl;
+        return Done;
+    }
+
+    StreamPrompter prompter(err);
+    if (const int status = signIn(&prompter); status != Done) {
+        return status;
+    }
+
+    ServiceTimeEntryApi api(&manager, &prompter);
+    Linking linking(&api, &prompter);
+    ReportingLinker reporter(&linking);
+    RuleApplier applier(&store, &reporter, nullptr);
+    const ApplyRulesSummary summary = applier.applyRules(from, to);
+    if (summary.noRules) {
+        out << "No rules to apply" << Qt::endl;
+        return Done;
+    }
+    if (summary.tasks == 0) {
+        out << "Nothing to link " << range(from, to) << ": "
+            << (summary.groups == 0 ? QStringLiteral("no unlinked entries")
+                                    : QStringLiteral("no rule matched the %1 of unlinked entries")
+                                          .arg(plural(summary.groups, "group", "groups")))
+            << Qt::endl;
+        return Done;
+    }
+
+    int entries = 0;
+    int groups = 0;
+    int failed = 0;
+    for (const TaskResult& task : reporter.results) {
+        out << taskLabel(task.taskId) << ": ";
+        if (task.linked) {
+            entries += task.entries;
+            groups += task.groups;
+            out << plural(task.entries, "entry", "entries") << " in " << plural(task.groups, "group", "groups") << ", "
+                << clockTime(task.seconds) << Qt::endl;
+        } else {
+            ++failed;
+            out << "NOT LINKED, " << plural(task.entries, "entry", "entries") << ", " << clockTime(task.seconds)
+                << Qt::endl;
+        }
+    }
+    out << "Total " << range(from, to) << ": " << plural(entries, "entry", "entries") << " in "
+        << plural(groups, "group", "groups") << " linked to " << plural(summary.linkedTasks, "task", "tasks") << ", "
+        << clockTime(summary.seconds) << Qt::endl;
+    if (failed > 0) {
+        return fail(Failed, QStringLiteral("%1 could not be linked; their entries stay unlinked and are offered "
+                                           "again next time")
+                                .arg(plural(failed, "task", "tasks")));
+    }
+    return Done;
+}

@@ -1,0 +1,61 @@
+#include "service/CatalogueFetch.h"
+
+#include "app/Registry.h"
+#include "service/ApiRequest.h"
+#include "service/ProjectsCatalogue.h"
+
+#include <QDebug>
+
+namespace CatalogueFetch {
+
+bool fetch(QNetworkAccessManager* manager, Prompter* prompter, QString* reply)
+{
+    const Registry* registry = Registry::instance();
+    if (!registry->value(QStringLiteral("isLoggedIn")).toBool()) {
+        qDebug() << "abort init projects. not logged in.";
+        return false;
+    }
+    const QVariantMap user = registry->value(QStringLiteral("AuthUser")).toMap();
+    qDebug().noquote() << "auth user: " + user.value(QStringLiteral("username")).toString();
+    ApiRequest request(manager, false, prompter);
+    const bool sent =
+        request.call(QStringLiteral("verrin.projects.findByUser"), QStringLiteral("get"),
+                     {{QStringLiteral("api_key"), registry->value(QStringLiteral("ApiKey")).toString()},
+                      {QStringLiteral("auth_token"), registry->value(QStringLiteral("AuthToken")).toString()},
+                      {QStringLiteral("user_id"), user.value(QStringLiteral("id")).toString()},
+                      {QStringLiteral("include_task_lists"), QStringLiteral("1")},
+                      {QStringLiteral("include_tasks"), QStringLiteral("1")}},
+                     *reply, false);
+    if (!sent || reply->isEmpty() || !ProjectsCatalogue::isOkReply(*reply)) {
+        qDebug() << "error loading projects xml";
+        return false;
+    }
+    return true;
+}
+
+bool loadIntoRegistry(QNetworkAccessManager* manager, Prompter* prompter, QString* error)
+{
+    QString reply;
+    if (!fetch(manager, prompter, &reply)) {
+        if (error) {
+            *error = QStringLiteral("the service did not send the projects catalogue");
+        }
+        return false;
+    }
+    Catalogue catalogue;
+    QString parseError;
+    if (!ProjectsCatalogue::parse(reply, catalogue, &parseError)) {
+        if (error) {
+            *error = QStringLiteral("the projects catalogue could not be read: ") + parseError;
+        }
+        return false;
+    }
+    for (const QString& problem : catalogue.problems) {
+        qDebug().noquote() << "catalogue:" << problem;
+    }
+    ProjectsCatalogue::storeXml(reply);
+    ProjectsCatalogue::storeMaps(ProjectsCatalogue::buildMaps(catalogue));
+    return true;
+}
+
+} // namespace CatalogueFetch
