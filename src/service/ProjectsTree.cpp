@@ -88,6 +88,8 @@ ProjectsTree::ProjectsTree(QWidget* parent) : QTreeWidget(parent)
     menu->addAction(actionRefresh);
     menu->addSeparator();
     menu->addActions({actionExpandAll, actionCollapseAll});
+
+    initDropTarget();
 }
 
 ProjectsTree::~ProjectsTree() = default;
@@ -192,6 +194,10 @@ QTreeWidgetItem* ProjectsTree::makeItem(QTreeWidgetItem* parent, int id, const Q
     item->setData(0, IdRole, QString::number(id));
     item->setData(0, KindRole, kind);
     item->setToolTip(0, name);
+    if (kind != kTask) {
+        // Time is linked to tasks only; the others show no drop indicator.
+        item->setFlags(item->flags() & ~Qt::ItemIsDropEnabled);
+    }
     return item;
 }
 

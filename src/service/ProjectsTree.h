@@ -14,8 +14,9 @@ class QMenu;
 // catalogue holds and asks the user what to add or complete; the main window talks to the service
 // (signals below) and reports back through taskAdded, taskListAdded and taskCompleted.
 //
-// Drops of recorded time onto tasks are not handled yet; the tree widget's own drag and drop
-// handlers stay in place until then.
+// Recorded time dragged from the unlinked view can be dropped on a task: a plain drop asks the
+// main window to link it at once (signalConnectEntriesWithTask), a drop with Ctrl held first
+// opens the link dialog on that task. The drop handling lives in ProjectsTreeDrop.cpp.
 class ProjectsTree : public QTreeWidget
 {
     Q_OBJECT
@@ -82,7 +83,13 @@ public:
     // Enables the commands that fit `item` (and the sign-in state); run before the menu shows.
     void prepareMenu(QTreeWidgetItem* item);
 
+    // Drops: only dragged entries, only as a move, only onto a task while signed in.
+    QStringList mimeTypes() const override;
+    Qt::DropActions supportedDropActions() const override;
+
 signals:
+    // Link these entries to the task; run directly, the rows leave the unlinked view afterwards.
+    void signalConnectEntriesWithTask(const QStringList& entryIds, const QString& taskId, const QString& notes);
     void signalAddTask(int projectId, int tasklistId, const QString& name, const QString& description, bool billable);
     void signalAddTaskList(int projectId, const QString& name);
     void signalCompleteTask(int taskId);
@@ -97,6 +104,14 @@ public slots:
 protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
 
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    // Emits the link request for the entries of `data` dropped on task `parent`, or on the task
+    // chosen in the Ctrl-drop dialog when there was one.
+    bool dropMimeData(QTreeWidgetItem* parent, int index, const QMimeData* data, Qt::DropAction action) override;
+
 private:
     QTreeWidgetItem* makeItem(QTreeWidgetItem* parent, int id, const QString& name, const QString& icon,
                               const QString& kind);
@@ -107,9 +122,22 @@ private:
     void reloadFromCache();
     static void idsOf(const QTreeWidgetItem* item, int* projectId, int* tasklistId, int* taskId);
 
+    void initDropTarget();
+    bool acceptsDrop(const QTreeWidgetItem* item, const QMimeData* data) const;
+    // The Ctrl-drop dialog on the dropped-on task; keeps the chosen task and notes when accepted
+    // with a task, false when cancelled or accepted without one.
+    bool askLinkDetails(const QTreeWidgetItem* item, const QMimeData* data);
+    void clearDialogValues();
+
     Catalogue catalogue;
     QString filterText;
     int completedRemovalDelayMs = 800;
+
+    // What the Ctrl-drop dialog chose, for dropMimeData; cleared after every drop so a later
+    // plain drop never reuses them.
+    int dialogProjectId = 0;
+    int dialogTaskId = 0;
+    QString dialogNotes;
 
     std::unique_ptr<Prompter> ownPrompter;
     Prompter* prompter = nullptr;

@@ -2,6 +2,7 @@
 
 #include "app/Prompter.h"
 #include "app/Registry.h"
+#include "service/EntriesDragPayload.h"
 #include "store/util.h"
 #include "views/TreeModel.h"
 
@@ -10,10 +11,12 @@
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QDebug>
+#include <QDrag>
 #include <QHeaderView>
 #include <QMenu>
 #include <QMessageBox>
 #include <QMouseEvent>
+#include <QPointer>
 
 #include <algorithm>
 
@@ -138,7 +141,80 @@ void TimeTree::mousePressEvent(QMouseEvent* event)
     QTreeView::mousePressEvent(event);
     if (event->button() == Qt::LeftButton) {
         pressPosition = event->position().toPoint();
+        dragArmed = indexAt(pressPosition).isValid();
     }
+}
+
+void TimeTree::mouseMoveEvent(QMouseEvent* event)
+{
+    const int distance = (event->position().toPoint() - pressPosition).manhattanLength();
+    if (dragArmed && dragEnabled() && (event->buttons() & Qt::LeftButton) &&
+        distance >= QApplication::startDragDistance()) {
+        dragArmed = false;
+        startDrag(Qt::MoveAction);
+        setState(NoState);
+        return;
+    }
+    QTreeView::mouseMoveEvent(event);
+}
+
+void TimeTree::mouseReleaseEvent(QMouseEvent* event)
+{
+    dragArmed = false;
+    QTreeView::mouseReleaseEvent(event);
+}
+
+void TimeTree::startDrag(Qt::DropActions /*supportedActions*/)
+{
+    TreeModel* tree = treeModel();
+    const QModelIndexList entries = selectedEntriesBottomUp();
+    if (!tree || entries.isEmpty()) {
+        return;
+    }
+    EntriesDragPayload payload;
+    payload.entryIds = tree->getEntriesIdsForSelection(entries);
+    payload.seconds = tree->getTimeForSelection(entries);
+    payload.notes = QStringLiteral("");
+    if (payload.entryIds.isEmpty()) {
+        return;
+    }
+    // The drag runs its own event loop: the recorder may add rows meanwhile, so hold on to the
+    // dragged rows by persistent indexes.
+    const QList<QPersistentModelIndex> rows(entries.cbegin(), entries.cend());
+    QPointer<QDrag> drag = new QDrag(this);
+    drag->setMimeData(payload.toMimeData());
+    const Qt::DropAction result = execDrag(drag);
+    if (drag) {
+        drag->deleteLater();
+    }
+    finishDrag(result, rows);
+}
+
+Qt::DropAction TimeTree::execDrag(QDrag* drag)
+{
+    // Only a move: the time leaves this view for the task it was dropped on.
+    return drag->exec(Qt::MoveAction, Qt::MoveAction);
+}
+
+void TimeTree::finishDrag(Qt::DropAction result, const QList<QPersistentModelIndex>& rows)
+{
+    TreeModel* tree = treeModel();
+    if (result != Qt::MoveAction || !tree) {
+        return;
+    }
+    // Rows that went away during the drag (the day was rebuilt) are already out of the view and
+    // out of its total.
+    QModelIndexList remaining;
+    int seconds = 0;
+    for (const QPersistentModelIndex& row : rows) {
+        if (row.isValid()) {
+            remaining << QModelIndex(row);
+            seconds += tree->hiddenData(row, QStringLiteral("time")).toInt();
+        }
+    }
+    std::stable_sort(remaining.begin(), remaining.end(), &TreeModel::modelIndexGreaterThan);
+    removeSelection(remaining);
+    tree->updateTotalTime(-seconds);
 }
 
 void TimeTree::extendSelection(const QModelIndexList& list)

@@ -9,6 +9,7 @@
 
 class Prompter;
 class QAction;
+class QDrag;
 class TreeModel;
 
 // The view of the day's time not yet linked to a task. The user links, deletes, excludes, copies
@@ -69,6 +70,16 @@ signals:
 protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+
+    // Drags the selected entries (widened to whole applications) as a move; only a move the drop
+    // target accepted takes the rows out of this view.
+    void startDrag(Qt::DropActions supportedActions) override;
+    // Runs the drag and says what the drop target did with it.
+    virtual Qt::DropAction execDrag(QDrag* drag);
+    // After the drag: the rows that still exist leave the view, with their time, on a move only.
+    void finishDrag(Qt::DropAction result, const QList<QPersistentModelIndex>& rows);
 
     QPoint pressPosition;
 
@@ -94,4 +105,6 @@ private:
     Prompter* prompter = nullptr;
     LinkChooser linkChooser;
     AwayEditor awayEditor;
+    // Set by a left press on a row: moving far enough from there starts a drag.
+    bool dragArmed = false;
 };
