@@ -26,6 +26,9 @@ LinkingController::LinkingController(DayViews* views, MainWindowForm* form, QPro
       linker(std::make_unique<Linking>(api.get(), prompter)), ruleStore(std::make_unique<RuleStore>())
 {
     connect(views, &DayViews::linkRequested, this, &LinkingController::connectEntriesWithTask);
+    // Direct: the link is made inside the drop, before the drag ends and the rows leave the view.
+    connect(form->projects, &ProjectsTree::signalConnectEntriesWithTask, this,
+            &LinkingController::connectEntriesWithTask);
     connect(views, &DayViews::unlinkRequested, this, &LinkingController::unlinkEntries);
     connect(linker.get(), &Linking::linked, views, &DayViews::addLinkedGroups);
     connect(linker.get(), &Linking::progress, this, &LinkingController::showProgress);
