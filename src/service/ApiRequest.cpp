@@ -2,7 +2,7 @@
 
 #include "app/Prompter.h"
 #include "app/Registry.h"
-#include "service/ReplyXml.h"
+#include "service/ServiceXml.h"
 
 #include <QDebug>
 #include <QEventLoop>
@@ -134,7 +134,7 @@ bool ApiRequest::isError(const QString& xml, QString& code, QString& message)
         return false;
     QDomDocument document;
     QString parseError;
-    if (!ReplyXml::parse(xml, &document, &parseError)) {
+    if (!servicexml::load(xml, document, &parseError)) {
         qDebug().noquote() << "reply not parsed:" << parseError;
         return false;
     }
@@ -146,7 +146,7 @@ bool ApiRequest::isError(const QString& xml, QString& code, QString& message)
         const QDomElement error = errors.at(0).toElement();
         code = error.attribute(QStringLiteral("code"));
         // The text was read as 8-bit characters; the message is UTF-8 underneath.
-        message = QString::fromUtf8(error.attribute(QStringLiteral("message")).toLatin1());
+        message = servicexml::decode8Bit(error.attribute(QStringLiteral("message")));
     }
     return true;
 }

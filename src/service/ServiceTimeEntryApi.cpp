@@ -2,7 +2,7 @@
 
 #include "app/Registry.h"
 #include "service/ApiRequest.h"
-#include "service/ReplyXml.h"
+#include "service/ServiceXml.h"
 #include "store/util.h"
 
 #include <QDebug>
@@ -23,7 +23,7 @@ bool ServiceTimeEntryApi::callOk(const QString& method, const QString& verb,
     QString reply;
     const bool sent = request.call(method, verb, all, reply, false);
     QString error;
-    if (!reply.isEmpty() && !ReplyXml::parse(reply, document, &error))
+    if (!reply.isEmpty() && !servicexml::load(reply, *document, &error))
         qWarning().noquote() << method << "reply not understood:" << error;
     const QString status = document->documentElement().attribute(QStringLiteral("status"));
     if (!sent || status != QLatin1String("ok")) {

@@ -4,7 +4,7 @@
 #include "app/Registry.h"
 #include "service/ApiRequest.h"
 #include "service/LoginPrompt.h"
-#include "service/ReplyXml.h"
+#include "service/ServiceXml.h"
 
 #include <QDebug>
 #include <QEventLoop>
@@ -23,7 +23,7 @@ bool okRoot(const QString& reply, QDomDocument* document, QDomElement* root)
     if (reply.isEmpty())
         return false;
     QString error;
-    if (!ReplyXml::parse(reply, document, &error)) {
+    if (!servicexml::load(reply, *document, &error)) {
         qWarning().noquote() << "service reply not understood:" << error;
         return false;
     }
@@ -31,18 +31,12 @@ bool okRoot(const QString& reply, QDomDocument* document, QDomElement* root)
     return root->attribute(QStringLiteral("status")) == QLatin1String("ok");
 }
 
-// Reply text arrives as 8-bit characters; names in it are UTF-8 underneath.
-QString utf8(const QString& eightBit)
-{
-    return QString::fromUtf8(eightBit.toLatin1());
-}
-
 QMap<QString, QVariant> userFrom(const QDomElement& root)
 {
     const QDomElement user = root.firstChildElement(QStringLiteral("user"));
     return {{QStringLiteral("id"), user.attribute(QStringLiteral("id"))},
-            {QStringLiteral("username"), utf8(user.attribute(QStringLiteral("username")))},
-            {QStringLiteral("realname"), utf8(user.attribute(QStringLiteral("realname")))}};
+            {QStringLiteral("username"), servicexml::decode8Bit(user.attribute(QStringLiteral("username")))},
+            {QStringLiteral("realname"), servicexml::decode8Bit(user.attribute(QStringLiteral("realname")))}};
 }
 
 void takeApiKey(const QDomElement& root)
@@ -291,7 +285,7 @@ bool Session::apiLogout(const QString& token)
                   {QStringLiteral("auth_token"), token}},
                  reply, false);
     emit statusMessage(QStringLiteral("Ready"));
-    return ReplyXml::status(reply) == QLatin1String("ok");
+    return servicexml::status(reply) == QLatin1String("ok");
 }
 
 QString Session::signedInIndicator(const QMap<QString, QVariant>& user)
