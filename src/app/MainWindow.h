@@ -19,6 +19,7 @@ class QProgressBar;
 class QSettings;
 class QTimer;
 class Recorder;
+class ServiceController;
 class UpdateChecker;
 class UpdatePresenter;
 
@@ -116,4 +117,5 @@ private:
     QNetworkAccessManager* networkManager = nullptr;
     UpdateChecker* updateChecker = nullptr;
     UpdatePresenter* updatePresenter = nullptr;
+    ServiceController* serviceController = nullptr;
 };

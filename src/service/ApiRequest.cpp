@@ -62,6 +62,13 @@ QNetworkRequest ApiRequest::methodRequest(const QString& apiMethod, const QStrin
     return QNetworkRequest(url);
 }
 
+ApiRequest::Params ApiRequest::sessionCredentials()
+{
+    const Registry* registry = Registry::instance();
+    return {{QStringLiteral("api_key"), registry->value(QStringLiteral("ApiKey")).toString()},
+            {QStringLiteral("auth_token"), registry->value(QStringLiteral("AuthToken")).toString()}};
+}
+
 bool ApiRequest::call(const QString& apiMethod, const QString& verb, const Params& params, QString& reply,
                       bool callerChecksApiErrors)
 {

@@ -1,6 +1,5 @@
 #include "ServiceTimeEntryApi.h"
 
-#include "app/Registry.h"
 #include "service/ApiRequest.h"
 #include "service/ServiceXml.h"
 #include "store/util.h"
@@ -15,9 +14,7 @@ ServiceTimeEntryApi::ServiceTimeEntryApi(QNetworkAccessManager* manager, Prompte
 bool ServiceTimeEntryApi::callOk(const QString& method, const QString& verb,
                                  const QList<QPair<QString, QString>>& params, QDomDocument* document)
 {
-    const Registry* registry = Registry::instance();
-    ApiRequest::Params all{{QStringLiteral("api_key"), registry->value(QStringLiteral("ApiKey")).toString()},
-                           {QStringLiteral("auth_token"), registry->value(QStringLiteral("AuthToken")).toString()}};
+    ApiRequest::Params all = ApiRequest::sessionCredentials();
     all += params;
     ApiRequest request(manager, false, prompter);
     QString reply;

@@ -53,6 +53,9 @@ Session::Session(QNetworkAccessManager* manager, Prompter* prompter, Clock* cloc
 {
     watchTimer.setInterval(5 * 60 * 1000);
     connect(&watchTimer, &QTimer::timeout, this, &Session::onWatchTimer);
+    retryTimer.setSingleShot(true);
+    connect(&retryTimer, &QTimer::timeout, this, &Session::nextAttempt);
+    connect(&countdownTimer, &QTimer::timeout, this, &Session::onStatusbarUpdateTimer);
 }
 
 void Session::setWatchInterval(int ms)
@@ -82,33 +85,58 @@ void Session::applyProxy()
     QNetworkProxy::setApplicationProxy(proxy);
 }
 
-bool Session::initNetwork()
+void Session::startNetwork()
 {
     applyProxy();
-    for (int attempt = 1;; ++attempt) {
-        emit statusMessage(QStringLiteral("Connecting to Verrin..."));
-        qDebug() << "connecting...";
-        if (networkTest()) {
-            emit statusMessage(QStringLiteral("Ready"));
-            watchTimer.start();
-            return true;
-        }
-        if (attempt == 3) {
-            emit statusMessage(QStringLiteral("Could not connect to Verrin. Working offline."));
-            // Offline is not final: keep testing quietly and sign in once the service answers.
-            watchTimer.start();
-            return false;
-        }
-        emit statusMessage(QStringLiteral("Could not connect to Verrin"));
-        QTimer countdown;
-        connect(&countdown, &QTimer::timeout, this, &Session::onStatusbarUpdateTimer);
-        countdown.start(countdownIntervalMs);
-        retryAt = clock->now().addMSecs(retryIntervalMs);
-        QEventLoop loop;
-        QTimer::singleShot(retryIntervalMs, &loop, &QEventLoop::quit);
-        loop.exec();
-        countdown.stop();
+    retryTimer.stop();
+    attempt = 0;
+    nextAttempt();
+}
+
+void Session::nextAttempt()
+{
+    countdownTimer.stop();
+    ++attempt;
+    emit statusMessage(QStringLiteral("Connecting to Verrin..."));
+    qDebug() << "connecting...";
+    if (networkTest()) {
+        emit statusMessage(QStringLiteral("Ready"));
+        watchTimer.start();
+        emit networkChecked(true);
+        return;
     }
+    if (attempt == 3) {
+        emit statusMessage(QStringLiteral("Could not connect to Verrin. Working offline."));
+        // Offline is not final: keep testing quietly and sign in once the service answers.
+        watchTimer.start();
+        emit networkChecked(false);
+        return;
+    }
+    emit statusMessage(QStringLiteral("Could not connect to Verrin"));
+    countdownTimer.start(countdownIntervalMs);
+    retryAt = clock->now().addMSecs(retryIntervalMs);
+    retryTimer.start(retryIntervalMs);
+}
+
+bool Session::initNetwork()
+{
+    QEventLoop loop;
+    bool finished = false;
+    const QMetaObject::Connection done = connect(this, &Session::networkChecked, &loop, [&] {
+        finished = true;
+        loop.quit();
+    });
+    startNetwork();
+    if (!finished)
+        loop.exec();
+    disconnect(done);
+    if (!finished) {
+        // The program is quitting (its exit ends every running loop): no more attempts.
+        retryTimer.stop();
+        countdownTimer.stop();
+        qDebug() << "connection attempts abandoned";
+    }
+    return finished && networkAvailable;
 }
 
 void Session::onStatusbarUpdateTimer()
