@@ -3,6 +3,7 @@
 # pointed at it (SSL off), with the demo credentials stored so it signs in on its own.
 set -eu
 build=${1:-build}
+[ $# -gt 0 ] && shift
 service="$build/tools/verrin-service/verrin-service"
 data=$(mktemp -d)
 service_pid=
@@ -21,7 +22,10 @@ exec 3< <("$service" --port 0 --seed tools/verrin-service/seeds/demo-seed.json -
 service_pid=$!
 read -r -t 15 line <&3 || { echo "verrin-service did not start" >&2; exit 1; }
 url=${line#Listening on }
-echo "Local Verrin service: $url (sign in as demo@verrin.test / demo)"
+echo "Local Verrin service: $url (sign in as demo@verrin.test / demo), process $service_pid"
+port=${url##*:}
+port=${port%%/*}
+echo "After stopping it, start it again with: $service --port $port --db $data/service.sqlite"
 
 mkdir -p "$data/VerrinPlus"
 cat > "$data/VerrinPlus/verrinplus.ini" <<INI

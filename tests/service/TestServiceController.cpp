@@ -4,6 +4,9 @@
 #include "FakePrompter.h"
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
+#include "TempDataFolder.h"
+#include "app/DataPaths.h"
+#include "app/MainWindow.h"
 #include "app/Registry.h"
 #include "service/ProjectsTree.h"
 #include "service/ServiceController.h"
@@ -13,9 +16,11 @@
 
 #include <QAction>
 #include <QDialog>
+#include <QDir>
 #include <QJsonObject>
 #include <QMainWindow>
 #include <QNetworkAccessManager>
+#include <QSettings>
 #include <QSignalSpy>
 #include <QStatusBar>
 #include <QTest>
@@ -257,6 +262,28 @@ private slots:
         QVERIFY(controller->isSignedIn());
         QCOMPARE(callsOf(QStringLiteral("verrin.auth.login")), 0); // the restarted service counts anew
         QCOMPARE(prompter.calls.size(), 0);
+    }
+
+    void mainWindowSignsInWhenItStarts()
+    {
+        cleanup(); // this test uses the window's own controller
+        Registry::drop();
+        TempDataFolder data;
+        QDir().mkpath(data.dataFolder());
+        {
+            QSettings ini(DataPaths::iniFile(), QSettings::IniFormat);
+            ini.setValue(QStringLiteral("API/Url"), service->baseUrl());
+            ini.setValue(QStringLiteral("API/SslEnabled"), false);
+            ini.setValue(QStringLiteral("API/AuthToken"), QStringLiteral("valid-token"));
+            ini.setValue(QStringLiteral("Application/Started"), false);
+        }
+        MainWindow mainWindow;
+        auto* projects = mainWindow.form()->projects;
+        QTRY_VERIFY_WITH_TIMEOUT(!shown(*projects, QStringLiteral("task")).isEmpty(), 10000);
+        QVERIFY(!mainWindow.form()->actionLogin->isEnabled());
+        QVERIFY(mainWindow.form()->actionLogout->isEnabled());
+        mainWindow.form()->actionLogout->trigger();
+        QCOMPARE(projects->topLevelItemCount(), 0);
     }
 
     void treeRequestsReachTheService_data()
