@@ -130,7 +130,9 @@ bool ApiRequest::makeRequest(QNetworkRequest& request, const QString& method, co
     // Abandon a request still under way (time-out) without its cancellation counting as a failure.
     disconnect(networkReply, nullptr, this, nullptr);
     disconnect(networkReply, nullptr, &loop, nullptr);
-    networkReply->abort();
+    // A reply that already failed is over; aborting it again only makes Qt complain.
+    if (!networkReply->isFinished() && networkReply->error() == QNetworkReply::NoError)
+        networkReply->abort();
     networkReply->deleteLater();
     return success;
 }
