@@ -22,9 +22,15 @@ exec 3< <("$service" --port 0 --seed tools/verrin-service/seeds/demo-seed.json -
 service_pid=$!
 read -r -t 15 line <&3 || { echo "verrin-service did not start" >&2; exit 1; }
 url=${line#Listening on }
-echo "Local Verrin service: $url (sign in as demo@verrin.test / demo)"
+echo "Local Verrin service: $url (sign in as demo@verrin.test / demo), process $service_pid"
+port=${url##*:}
+port=${port%%/*}
+echo "After stopping it, start it again with: $service --port $port --db $data/service.sqlite"
 
 mkdir -p "$data/VerrinPlus"
+# A year of recorded history, none of it linked yet, so the trees and the calendar have something to show.
+"$build/tools/verrin-history/verrin-history" --years 1 --entries-per-day 300 --heavy-day-entries 600 \
+    --applications 40 --linked-percent 0 "$data/VerrinPlus/verrinplus.sqlite" >/dev/null
 cat > "$data/VerrinPlus/verrinplus.ini" <<INI
 [API]
 Url=$url

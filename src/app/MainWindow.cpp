@@ -17,6 +17,7 @@
 #include "recording/DesktopNotifier.h"
 #include "recording/IgnoredAppsDialog.h"
 #include "recording/Recorder.h"
+#include "service/ServiceController.h"
 #include "store/Database.h"
 #include "views/CalendarDays.h"
 #include "views/CalendarWidget.h"
@@ -93,6 +94,9 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
     setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
     initDockedWidgets();
+    serviceController = new ServiceController({ui.projects, ui.editFilterProjects, ui.actionLogin, ui.actionLogout,
+                                               ui.action_RefreshProjects, loginIndicator, ui.statusBar},
+                                              networkManager, prompter.get(), SystemClock::shared(), this);
     setStyleSheet(QStringLiteral("QMainWindow::separator { background: transparent; }"));
     ui.appList->setFocus();
 
@@ -273,7 +277,7 @@ void MainWindow::onInitialUpdate()
     ui.statusBar->showMessage(QStringLiteral("Loading linked entries..."));
     dayViews->initTrees();
     ui.statusBar->showMessage(QStringLiteral("Initializing network..."));
-    ui.statusBar->showMessage(QStringLiteral("Ready"));
+    serviceController->start();
     // Recording that cannot work in this session matters more than "Ready".
     if (!platform->isSupported()) {
         ui.statusBar->showMessage(platform->unsupportedReason());

@@ -21,6 +21,7 @@ class QProgressBar;
 class QSettings;
 class QTimer;
 class Recorder;
+class ServiceController;
 class UpdateChecker;
 class UpdatePresenter;
 
@@ -122,4 +123,5 @@ private:
     QNetworkAccessManager* networkManager = nullptr;
     UpdateChecker* updateChecker = nullptr;
     UpdatePresenter* updatePresenter = nullptr;
+    ServiceController* serviceController = nullptr;
 };

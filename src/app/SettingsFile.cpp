@@ -1,6 +1,7 @@
 #include "app/SettingsFile.h"
 
 #include "app/Registry.h"
+#include "service/Session.h"
 
 namespace {
 Registry& reg()
@@ -58,17 +59,6 @@ QString decodePassword(const QString& stored)
     return QString::fromUtf8(QByteArray::fromBase64(stored.toUtf8()));
 }
 
-QString getApiBaseUrl(const QString& url, bool sslEnabled)
-{
-    if (sslEnabled) {
-        return url;
-    }
-    if (!url.startsWith(QLatin1String("https://"), Qt::CaseInsensitive)) {
-        return url;
-    }
-    return QStringLiteral("http://") + url.mid(8);
-}
-
 EditableSettings readEditable(const QSettings& settings)
 {
     EditableSettings s;
@@ -124,8 +114,8 @@ void readIntoRegistry(const QSettings& settings)
     reg()[QStringLiteral("ProxyHost")] = settings.value(QStringLiteral("Proxy/Host")).toString();
     reg()[QStringLiteral("ProxyPort")] = settings.value(QStringLiteral("Proxy/Port")).toString();
     reg()[QStringLiteral("SslEnabled")] = settings.value(QStringLiteral("API/SslEnabled"), true).toBool();
-    reg()[QStringLiteral("RealApiBaseUrl")] =
-        getApiBaseUrl(reg()[QStringLiteral("ApiBaseUrl")].toString(), reg()[QStringLiteral("SslEnabled")].toBool());
+    reg()[QStringLiteral("RealApiBaseUrl")] = Session::getApiBaseUrl(reg()[QStringLiteral("ApiBaseUrl")].toString(),
+                                                                     reg()[QStringLiteral("SslEnabled")].toBool());
     reg()[QStringLiteral("CloseToTray")] = settings.value(QStringLiteral("Application/CloseToTray"), true).toBool();
     reg()[QStringLiteral("MinimizeToTray")] =
         settings.value(QStringLiteral("Application/MinimizeToTray"), false).toBool();

@@ -48,9 +48,6 @@ QString userAgent();
 QString encodePassword(const QString& password);
 QString decodePassword(const QString& stored);
 
-// The effective service address: with SSL switched off an https address is used as plain http.
-QString getApiBaseUrl(const QString& url, bool sslEnabled);
-
 // What the first-run dialog starts from (the defaults of a still empty file).
 EditableSettings readEditable(const QSettings& settings);
 // Writes what the first-run dialog returned, including the service address.

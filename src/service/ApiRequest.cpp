@@ -2,7 +2,7 @@
 
 #include "app/Prompter.h"
 #include "app/Registry.h"
-#include "service/ReplyXml.h"
+#include "service/ServiceXml.h"
 
 #include <QDebug>
 #include <QEventLoop>
@@ -60,6 +60,13 @@ QNetworkRequest ApiRequest::methodRequest(const QString& apiMethod, const QStrin
     if (body)
         body->clear();
     return QNetworkRequest(url);
+}
+
+ApiRequest::Params ApiRequest::sessionCredentials()
+{
+    const Registry* registry = Registry::instance();
+    return {{QStringLiteral("api_key"), registry->value(QStringLiteral("ApiKey")).toString()},
+            {QStringLiteral("auth_token"), registry->value(QStringLiteral("AuthToken")).toString()}};
 }
 
 bool ApiRequest::call(const QString& apiMethod, const QString& verb, const Params& params, QString& reply,
@@ -123,7 +130,9 @@ bool ApiRequest::makeRequest(QNetworkRequest& request, const QString& method, co
     // Abandon a request still under way (time-out) without its cancellation counting as a failure.
     disconnect(networkReply, nullptr, this, nullptr);
     disconnect(networkReply, nullptr, &loop, nullptr);
-    networkReply->abort();
+    // A reply that already failed is over; aborting it again only makes Qt complain.
+    if (!networkReply->isFinished() && networkReply->error() == QNetworkReply::NoError)
+        networkReply->abort();
     networkReply->deleteLater();
     return success;
 }
@@ -134,7 +143,7 @@ bool ApiRequest::isError(const QString& xml, QString& code, QString& message)
         return false;
     QDomDocument document;
     QString parseError;
-    if (!ReplyXml::parse(xml, &document, &parseError)) {
+    if (!servicexml::load(xml, document, &parseError)) {
         qDebug().noquote() << "reply not parsed:" << parseError;
         return false;
     }
@@ -146,7 +155,7 @@ bool ApiRequest::isError(const QString& xml, QString& code, QString& message)
         const QDomElement error = errors.at(0).toElement();
         code = error.attribute(QStringLiteral("code"));
         // The text was read as 8-bit characters; the message is UTF-8 underneath.
-        message = QString::fromUtf8(error.attribute(QStringLiteral("message")).toLatin1());
+        message = servicexml::decode8Bit(error.attribute(QStringLiteral("message")));
     }
     return true;
 }

@@ -52,6 +52,10 @@ public:
     // "-._~" is percent-encoded, so "+", "&" and "=" in a password survive any form decoder.
     static QByteArray encodeParams(const Params& params);
 
+    // "api_key" and "auth_token" of the signed-in session (Registry "ApiKey", "AuthToken"), the
+    // first two parameters of every call made on the user's behalf.
+    static Params sessionCredentials();
+
     // methodRequest + makeRequest.
     bool call(const QString& apiMethod, const QString& verb, const Params& params, QString& reply,
               bool callerChecksApiErrors);

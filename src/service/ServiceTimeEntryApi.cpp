@@ -1,8 +1,7 @@
 #include "ServiceTimeEntryApi.h"
 
-#include "app/Registry.h"
 #include "service/ApiRequest.h"
-#include "service/ReplyXml.h"
+#include "service/ServiceXml.h"
 #include "store/util.h"
 
 #include <QDebug>
@@ -15,15 +14,13 @@ ServiceTimeEntryApi::ServiceTimeEntryApi(QNetworkAccessManager* manager, Prompte
 bool ServiceTimeEntryApi::callOk(const QString& method, const QString& verb,
                                  const QList<QPair<QString, QString>>& params, QDomDocument* document)
 {
-    const Registry* registry = Registry::instance();
-    ApiRequest::Params all{{QStringLiteral("api_key"), registry->value(QStringLiteral("ApiKey")).toString()},
-                           {QStringLiteral("auth_token"), registry->value(QStringLiteral("AuthToken")).toString()}};
+    ApiRequest::Params all = ApiRequest::sessionCredentials();
     all += params;
     ApiRequest request(manager, false, prompter);
     QString reply;
     const bool sent = request.call(method, verb, all, reply, false);
     QString error;
-    if (!reply.isEmpty() && !ReplyXml::parse(reply, document, &error))
+    if (!reply.isEmpty() && !servicexml::load(reply, *document, &error))
         qWarning().noquote() << method << "reply not understood:" << error;
     const QString status = document->documentElement().attribute(QStringLiteral("status"));
     if (!sent || status != QLatin1String("ok")) {

@@ -4,7 +4,7 @@
 #include "app/Registry.h"
 #include "service/ApiRequest.h"
 #include "service/LoginPrompt.h"
-#include "service/ReplyXml.h"
+#include "service/ServiceXml.h"
 
 #include <QDebug>
 #include <QEventLoop>
@@ -23,7 +23,7 @@ bool okRoot(const QString& reply, QDomDocument* document, QDomElement* root)
     if (reply.isEmpty())
         return false;
     QString error;
-    if (!ReplyXml::parse(reply, document, &error)) {
+    if (!servicexml::load(reply, *document, &error)) {
         qWarning().noquote() << "service reply not understood:" << error;
         return false;
     }
@@ -31,18 +31,12 @@ bool okRoot(const QString& reply, QDomDocument* document, QDomElement* root)
     return root->attribute(QStringLiteral("status")) == QLatin1String("ok");
 }
 
-// Reply text arrives as 8-bit characters; names in it are UTF-8 underneath.
-QString utf8(const QString& eightBit)
-{
-    return QString::fromUtf8(eightBit.toLatin1());
-}
-
 QMap<QString, QVariant> userFrom(const QDomElement& root)
 {
     const QDomElement user = root.firstChildElement(QStringLiteral("user"));
     return {{QStringLiteral("id"), user.attribute(QStringLiteral("id"))},
-            {QStringLiteral("username"), utf8(user.attribute(QStringLiteral("username")))},
-            {QStringLiteral("realname"), utf8(user.attribute(QStringLiteral("realname")))}};
+            {QStringLiteral("username"), servicexml::decode8Bit(user.attribute(QStringLiteral("username")))},
+            {QStringLiteral("realname"), servicexml::decode8Bit(user.attribute(QStringLiteral("realname")))}};
 }
 
 void takeApiKey(const QDomElement& root)
@@ -59,6 +53,9 @@ Session::Session(QNetworkAccessManager* manager, Prompter* prompter, Clock* cloc
 {
     watchTimer.setInterval(5 * 60 * 1000);
     connect(&watchTimer, &QTimer::timeout, this, &Session::onWatchTimer);
+    retryTimer.setSingleShot(true);
+    connect(&retryTimer, &QTimer::timeout, this, &Session::nextAttempt);
+    connect(&countdownTimer, &QTimer::timeout, this, &Session::onStatusbarUpdateTimer);
 }
 
 void Session::setWatchInterval(int ms)
@@ -88,33 +85,58 @@ void Session::applyProxy()
     QNetworkProxy::setApplicationProxy(proxy);
 }
 
-bool Session::initNetwork()
+void Session::startNetwork()
 {
     applyProxy();
-    for (int attempt = 1;; ++attempt) {
-        emit statusMessage(QStringLiteral("Connecting to Verrin..."));
-        qDebug() << "connecting...";
-        if (networkTest()) {
-            emit statusMessage(QStringLiteral("Ready"));
-            watchTimer.start();
-            return true;
-        }
-        if (attempt == 3) {
-            emit statusMessage(QStringLiteral("Could not connect to Verrin. Working offline."));
-            // Offline is not final: keep testing quietly and sign in once the service answers.
-            watchTimer.start();
-            return false;
-        }
-        emit statusMessage(QStringLiteral("Could not connect to Verrin"));
-        QTimer countdown;
-        connect(&countdown, &QTimer::timeout, this, &Session::onStatusbarUpdateTimer);
-        countdown.start(countdownIntervalMs);
-        retryAt = clock->now().addMSecs(retryIntervalMs);
-        QEventLoop loop;
-        QTimer::singleShot(retryIntervalMs, &loop, &QEventLoop::quit);
-        loop.exec();
-        countdown.stop();
+    retryTimer.stop();
+    attempt = 0;
+    nextAttempt();
+}
+
+void Session::nextAttempt()
+{
+    countdownTimer.stop();
+    ++attempt;
+    emit statusMessage(QStringLiteral("Connecting to Verrin..."));
+    qDebug() << "connecting...";
+    if (networkTest()) {
+        emit statusMessage(QStringLiteral("Ready"));
+        watchTimer.start();
+        emit networkChecked(true);
+        return;
     }
+    if (attempt == 3) {
+        emit statusMessage(QStringLiteral("Could not connect to Verrin. Working offline."));
+        // Offline is not final: keep testing quietly and sign in once the service answers.
+        watchTimer.start();
+        emit networkChecked(false);
+        return;
+    }
+    emit statusMessage(QStringLiteral("Could not connect to Verrin"));
+    countdownTimer.start(countdownIntervalMs);
+    retryAt = clock->now().addMSecs(retryIntervalMs);
+    retryTimer.start(retryIntervalMs);
+}
+
+bool Session::initNetwork()
+{
+    QEventLoop loop;
+    bool finished = false;
+    const QMetaObject::Connection done = connect(this, &Session::networkChecked, &loop, [&] {
+        finished = true;
+        loop.quit();
+    });
+    startNetwork();
+    if (!finished)
+        loop.exec();
+    disconnect(done);
+    if (!finished) {
+        // The program is quitting (its exit ends every running loop): no more attempts.
+        retryTimer.stop();
+        countdownTimer.stop();
+        qDebug() << "connection attempts abandoned";
+    }
+    return finished && networkAvailable;
 }
 
 void Session::onStatusbarUpdateTimer()
@@ -291,7 +313,7 @@ bool Session::apiLogout(const QString& token)
                   {QStringLiteral("auth_token"), token}},
                  reply, false);
     emit statusMessage(QStringLiteral("Ready"));
-    return ReplyXml::status(reply) == QLatin1String("ok");
+    return servicexml::status(reply) == QLatin1String("ok");
 }
 
 QString Session::signedInIndicator(const QMap<QString, QVariant>& user)

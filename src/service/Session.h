@@ -35,9 +35,13 @@ public:
     void setCountdownInterval(int ms) { countdownIntervalMs = ms; }
     void setWatchInterval(int ms);
 
-    // Proxy, then up to three quiet connectivity tests; returns whether the service answered. Then a
-    // quiet watch keeps testing: losing the service shows the offline text, and when it answers
-    // again while nobody is signed in, serviceAvailable() asks for a sign-in.
+    // Proxy, then up to three quiet connectivity tests, the later ones after a pause with a countdown
+    // in the status bar; networkChecked() tells the outcome. The user interface stays live in the
+    // pauses. Then a quiet watch keeps testing: losing the service shows the offline text, and when
+    // it answers again while nobody is signed in, serviceAvailable() asks for a sign-in.
+    void startNetwork();
+    // startNetwork, waiting for the outcome in a local event loop; returns whether the service
+    // answered. False at once when the program quits meanwhile.
     bool initNetwork();
     // One quiet connectivity test; sets and returns networkAvailable.
     bool networkTest();
@@ -74,6 +78,8 @@ signals:
     void signedIn();
     // Signed out: the projects tree is to be cleared.
     void signedOut();
+    // The start-up connectivity tests are over: the service answered, or it did not after three tries.
+    void networkChecked(bool available);
     // The service answers again after being unreachable: time to sign in (initLogin).
     void serviceAvailable();
 
@@ -82,6 +88,7 @@ public slots:
 
 private slots:
     void onWatchTimer();
+    void nextAttempt();
 
 private:
     void setSignedIn(const QString& token, const QMap<QString, QVariant>& user);
@@ -94,6 +101,9 @@ private:
     QDateTime retryAt;
     int retryIntervalMs = 30000;
     int countdownIntervalMs = 1000;
+    int attempt = 0;
+    QTimer retryTimer;
+    QTimer countdownTimer;
     QTimer watchTimer;
     bool watching = false;
 };

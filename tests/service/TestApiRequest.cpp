@@ -4,7 +4,7 @@
 #include "ServiceFixture.h"
 #include "app/Registry.h"
 #include "service/ApiRequest.h"
-#include "service/ReplyXml.h"
+#include "service/ServiceXml.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -143,7 +143,7 @@ private slots:
         ApiRequest request(&manager, false, &prompter);
         QString reply;
         QVERIFY(request.call(method, verbWord, params, reply, true));
-        QCOMPARE(ReplyXml::status(reply), QStringLiteral("ok"));
+        QCOMPARE(servicexml::status(reply), QStringLiteral("ok"));
         QCOMPARE(boxes(prompter), QString());
 
         const QJsonArray received = service->receivedRequests();
@@ -177,14 +177,14 @@ private slots:
             reply, false));
         QDomDocument document;
         QString error;
-        QVERIFY2(ReplyXml::parse(reply, &document, &error), qPrintable(error));
+        QVERIFY2(servicexml::load(reply, document, &error), qPrintable(error));
         const QString id = document.documentElement().firstChildElement("entry").attribute("id");
         QVERIFY(!id.isEmpty());
 
         ApiRequest info(&manager, false, &prompter);
         QVERIFY(info.call(QStringLiteral("verrin.entries.getInfo"), QStringLiteral("get"),
                           withSession({{"entry_id", id}}), reply, false));
-        QVERIFY(ReplyXml::parse(reply, &document, &error));
+        QVERIFY(servicexml::load(reply, document, &error));
         const QDomElement entry = document.documentElement().firstChildElement("entry");
         QCOMPARE(entry.firstChildElement("description").text(), QStringLiteral("a%20b%2Bc"));
         QCOMPARE(entry.firstChildElement("start").text(), QStringLiteral("2026-11-21 00:00:00"));
@@ -260,7 +260,7 @@ private slots:
         QCOMPARE(request.call(method, verb, params, reply, callerChecks), expectedSuccess);
         QCOMPARE(boxes(prompter), expectedBoxes);
         // Even a refused call hands its text to the caller.
-        QCOMPARE(ReplyXml::status(reply), QStringLiteral("error"));
+        QCOMPARE(servicexml::status(reply), QStringLiteral("error"));
     }
 
     void faults_data()
@@ -400,7 +400,7 @@ private slots:
         prompter.calls.clear();
         ApiRequest up(&manager, false, &prompter);
         QVERIFY(up.call(QStringLiteral("verrin.test.null"), QStringLiteral("get"), {{"api_key", ""}}, reply, true));
-        QCOMPARE(ReplyXml::status(reply), QStringLiteral("ok"));
+        QCOMPARE(servicexml::status(reply), QStringLiteral("ok"));
         QCOMPARE(boxes(prompter), QString());
     }
 

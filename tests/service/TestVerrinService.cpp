@@ -4,7 +4,7 @@
 #include "app/Registry.h"
 #include "service/ApiRequest.h"
 #include "service/ProjectsCatalogue.h"
-#include "service/ReplyXml.h"
+#include "service/ServiceXml.h"
 
 #include <QNetworkAccessManager>
 #include <QProcess>
@@ -47,7 +47,7 @@ private:
         ApiRequest request(&manager, true);
         QString reply;
         QString error;
-        if (!request.call(method, verb, params, reply, true) || !ReplyXml::parse(reply, &document, &error))
+        if (!request.call(method, verb, params, reply, true) || !servicexml::load(reply, document, &error))
             return QDomElement();
         const QDomElement root = document.documentElement();
         if (status)
