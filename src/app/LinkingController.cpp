@@ -53,8 +53,9 @@ void LinkingController::connectEntriesWithTask(const QStringList& ids, const QSt
 void LinkingController::unlinkEntries(const QStringList& ids)
 {
     linker->unlink(ids);
-    // Unlinked rows go back to the unlinked tree; rows whose service entry could not be changed stay linked.
-    views->refreshBoth();
+    // The linked view drops the rows once this returns; both trees are then read back, so unlinked
+    // rows return to the unlinked tree and rows whose service entry could not be changed stay linked.
+    QTimer::singleShot(0, views, &DayViews::refreshBoth);
     emit calendarMarksStale();
 }
 

@@ -1,0 +1,180 @@
+#include "ModalDialogHelper.h"
+#include "ServiceFixture.h"
+#include "TempDataFolder.h"
+#include "app/DataPaths.h"
+#include "app/DayViews.h"
+#include "app/MainWindow.h"
+#include "app/Registry.h"
+#include "rules/RuleStore.h"
+#include "service/ProjectsTree.h"
+#include "views/EntriesList.h"
+#include "views/TimeTree.h"
+#include "views/TreeModel.h"
+
+#include <QAction>
+#include <QComboBox>
+#include <QDialog>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSettings>
+#include <QSqlQuery>
+#include <QTest>
+
+#include <memory>
+
+// The whole way from the window to the local service and back: the link command with its dialog,
+// unlinking from the linked view, and the rules, with the trees, the database and the service
+// agreeing after each step.
+class TestLinkingInWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void linkUnlinkAndApplyRules();
+
+private:
+    QList<QJsonObject> calls(const QString& method);
+    static QString param(const QJsonObject& call, const QString& name);
+    static int linkedRows(int taskId);
+    void selectNode(QTreeView* view, const QString& name);
+
+    std::unique_ptr<ServiceFixture> service;
+    std::unique_ptr<TempDataFolder> data;
+};
+
+void TestLinkingInWindow::init()
+{
+    Registry::drop();
+    service = std::make_unique<ServiceFixture>();
+    QVERIFY2(service->isRunning(), qPrintable(service->error()));
+    data = std::make_unique<TempDataFolder>();
+    QDir().mkpath(data->dataFolder());
+    QSettings ini(DataPaths::iniFile(), QSettings::IniFormat);
+    ini.setValue(QStringLiteral("API/Url"), service->baseUrl());
+    ini.setValue(QStringLiteral("API/SslEnabled"), false);
+    ini.setValue(QStringLiteral("API/AuthToken"), QStringLiteral("valid-token"));
+    ini.setValue(QStringLiteral("Application/Started"), false);
+}
+
+void TestLinkingInWindow::cleanup()
+{
+    cancelModalHandlers();
+    data.reset();
+    service.reset();
+    Registry::drop();
+}
+
+QList<QJsonObject> TestLinkingInWindow::calls(const QString& method)
+{
+    QList<QJsonObject> found;
+    for (const QJsonValue& request : service->receivedRequests()) {
+        if (request.toObject().value(QStringLiteral("method")).toString() == method) {
+            found << request.toObject();
+        }
+    }
+    return found;
+}
+
+QString TestLinkingInWindow::param(const QJsonObject& call, const QString& name)
+{
+    for (const QJsonValue& pair : call.value(QStringLiteral("params")).toArray()) {
+        if (pair.toArray().at(0).toString() == name) {
+            return pair.toArray().at(1).toString();
+        }
+    }
+    return QString();
+}
+
+int TestLinkingInWindow::linkedRows(int taskId)
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT COUNT(*) FROM entries WHERE ext_task_id = :task"));
+    query.bindValue(QStringLiteral(":task"), taskId);
+    return query.exec() && query.next() ? query.value(0).toInt() : -1;
+}
+
+void TestLinkingInWindow::selectNode(QTreeView* view, const QString& name)
+{
+    QAbstractItemModel* model = view->model();
+    const QModelIndexList found =
+        model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly | Qt::MatchRecursive);
+    QVERIFY2(!found.isEmpty(), qPrintable(QStringLiteral("no node ") + name));
+    view->setCurrentIndex(found.first());
+    view->selectionModel()->select(found.first(), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+}
+
+void TestLinkingInWindow::linkUnlinkAndApplyRules()
+{
+    MainWindow window;
+    MainWindowForm* ui = window.form();
+    QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool(), 10000);
+    QTRY_VERIFY(ui->projects->topLevelItemCount() > 0);
+
+    const QString today = QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd"));
+    QSqlQuery query;
+    QVERIFY(query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed'), "
+                                      "(2, '/usr/bin/web', 'Web')")));
+    const QStringList rows = {QStringLiteral("('plan', 1, '%1 09:00:00', '%1 09:10:00')"),
+                              QStringLiteral("('plan', 1, '%1 11:00:00', '%1 11:05:00')"),
+                              QStringLiteral("('mail', 2, '%1 10:00:00', '%1 10:01:00')")};
+    for (const QString& row : rows) {
+        QVERIFY(query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES ") +
+                           row.arg(today)));
+    }
+    window.views()->refreshBoth();
+    TreeModel* unlinked = window.views()->unlinkedModel();
+    TreeModel* linked = window.views()->linkedModel();
+    QCOMPARE(unlinked->getTotalTime(), 960);
+
+    // Link the editor's time to "Mockups" through the link dialog.
+    selectNode(ui->appList, QStringLiteral("Ed"));
+    onNextModal([](QWidget* modal) {
+        auto* tasks = modal->findChild<QComboBox*>(QStringLiteral("cbTasks"));
+        if (tasks) {
+            tasks->setCurrentIndex(tasks->findData(1000));
+        }
+        qobject_cast<QDialog*>(modal)->accept();
+    });
+    ui->appList->action(QStringLiteral("actionLink"))->trigger();
+    const QList<QJsonObject> added = calls(QStringLiteral("verrin.entries.addBulk"));
+    QCOMPARE(added.size(), 1);
+    QCOMPARE(param(added.at(0), QStringLiteral("duration")), QStringLiteral("900"));
+    QCOMPARE(param(added.at(0), QStringLiteral("task_id")), QStringLiteral("1000"));
+    QCOMPARE(linkedRows(1000), 2);
+    QCOMPARE(unlinked->getTotalTime(), 60);
+    QCOMPARE(linked->getTotalTime(), 900);
+    QCOMPARE(linked->root()->child(0)->data(0).toString(), QStringLiteral("Website"));
+
+    // Unlinking all of it deletes the service entry and puts the rows back.
+    selectNode(ui->linkedEntries, QStringLiteral("Ed"));
+    onNextModal([](QWidget* modal) {
+        if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+            box->button(QMessageBox::Yes)->click();
+        }
+    });
+    ui->linkedEntries->action(QStringLiteral("actionUnlink"))->trigger();
+    QCOMPARE(calls(QStringLiteral("verrin.entries.delete")).size(), 1);
+    QCOMPARE(linkedRows(1000), 0);
+    QTRY_COMPARE(unlinked->getTotalTime(), 960);
+    QCOMPARE(linked->getTotalTime(), 0);
+
+    // A rule for the editor's "plan" sends both rows to "Front page" in one call.
+    RuleStore rules;
+    QVERIFY(rules.addDbRule(QStringLiteral("plans"), {1}, QStringLiteral("and"), QStringLiteral("plan"),
+                            QStringLiteral("any"), QDate(), QDate(), 10, 1010) > 0);
+    ui->action_Apply_Rules->trigger();
+    const QList<QJsonObject> byRule = calls(QStringLiteral("verrin.entries.addBulk"));
+    QCOMPARE(byRule.size(), 2);
+    QCOMPARE(param(byRule.at(1), QStringLiteral("task_id")), QStringLiteral("1010"));
+    QCOMPARE(param(byRule.at(1), QStringLiteral("duration")), QStringLiteral("900"));
+    QCOMPARE(linkedRows(1010), 2);
+    QTRY_COMPARE(unlinked->getTotalTime(), 60);
+    QCOMPARE(linked->getTotalTime(), 900);
+}
+
+QTEST_MAIN(TestLinkingInWindow)
+#include "TestLinkingInWindow.moc"
