@@ -30,7 +30,7 @@ QString typeOf(const QModelIndex& index)
 }
 } // namespace
 
-TimeTree::TimeTree(QWidget* parent) : QTreeView(parent)
+TimeTree::TimeTree(QWidget* parent) : DayTreeView(QStringLiteral("Unlinked"), parent)
 {
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -74,29 +74,6 @@ void TimeTree::createActions()
                                 QKeySequence(), &TimeTree::onCreateRuleFromApp);
     editAwayAct = makeAction(QStringLiteral("actionEditDescription"), QStringLiteral("Edit &description"),
                              QKeySequence(), &TimeTree::onEditAwayEntry);
-}
-
-QAction* TimeTree::action(const QString& objectName) const
-{
-    return findChild<QAction*>(objectName);
-}
-
-void TimeTree::setModel(QAbstractItemModel* model)
-{
-    QTreeView::setModel(model);
-    if (auto* tree = qobject_cast<TreeModel*>(model)) {
-        connect(tree, &TreeModel::sortStarting, this, &TimeTree::saveExpandedNodes);
-        connect(tree, &TreeModel::sortDone, this, &TimeTree::restoreExpandedNodes);
-        connect(tree, &TreeModel::expandAll, this, &TimeTree::expandAll);
-        connect(tree, &TreeModel::collapseAll, this, &TimeTree::collapseAll);
-        connect(tree, &TreeModel::expandToDepth, this, &TimeTree::expandToDepth);
-        connect(tree, &TreeModel::expandNode, this, &TimeTree::expand);
-    }
-}
-
-TreeModel* TimeTree::treeModel() const
-{
-    return qobject_cast<TreeModel*>(model());
 }
 
 QList<QAction*> TimeTree::menuActions(const QModelIndex& index) const
@@ -215,65 +192,6 @@ void TimeTree::finishDrag(Qt::DropAction result, const QList<QPersistentModelInd
     std::stable_sort(remaining.begin(), remaining.end(), &TreeModel::modelIndexGreaterThan);
     removeSelection(remaining);
     tree->updateTotalTime(-seconds);
-}
-
-void TimeTree::extendSelection(const QModelIndexList& list)
-{
-    TreeModel* tree = treeModel();
-    if (!tree || !selectionModel()) {
-        return;
-    }
-    // Only applications bring their entries; a selected hour stands only for the rows chosen under it.
-    for (const QModelIndex& index : list) {
-        if (index.column() != 0 || typeOf(index) != QLatin1String("app")) {
-            continue;
-        }
-        for (int row = 0; row < tree->rowCount(index); ++row) {
-            selectionModel()->select(tree->index(row, 0, index),
-                                     QItemSelectionModel::Select | QItemSelectionModel::Rows);
-        }
-    }
-}
-
-QModelIndexList TimeTree::selectedEntriesBottomUp()
-{
-    TreeModel* tree = treeModel();
-    if (!tree || !selectionModel()) {
-        return {};
-    }
-    extendSelection(selectionModel()->selectedIndexes());
-    QModelIndexList entries = tree->extractEntriesFromSelection(selectionModel()->selectedIndexes());
-    std::stable_sort(entries.begin(), entries.end(), &TreeModel::modelIndexGreaterThan);
-    return entries;
-}
-
-void TimeTree::removeSelection(const QModelIndexList& list)
-{
-    TreeModel* tree = treeModel();
-    if (!tree) {
-        return;
-    }
-    QList<QPersistentModelIndex> rows;
-    for (const QModelIndex& index : list) {
-        rows << QPersistentModelIndex(index);
-    }
-    for (const QPersistentModelIndex& row : rows) {
-        if (!row.isValid()) {
-            continue;
-        }
-        const int time = tree->hiddenData(row, QStringLiteral("time")).toInt();
-        tree->updateTimeInParentNodes(row, -time);
-        tree->propagateRemoveRow(row);
-    }
-}
-
-bool TimeTree::confirm(const QString& title, const QString& text)
-{
-    if (prompter) {
-        return prompter->ask(title, text);
-    }
-    return QMessageBox::question(this, title, text, QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) ==
-           QMessageBox::Yes;
 }
 
 QString TimeTree::deleteQuestion(int count, int seconds, const QStringList& appNames)
@@ -444,36 +362,4 @@ void TimeTree::onEditAwayEntry()
         tree->setHiddenData(index, QStringLiteral("title"), title);
         tree->setData(index, title, Qt::EditRole);
     }
-}
-
-void TimeTree::adjustColumnWidth()
-{
-    setColumnWidth(1, 80);
-    setColumnWidth(2, 120);
-    header()->restoreState(Registry::instance()->value(QStringLiteral("UnlinkedListState")).toByteArray());
-    header()->restoreGeometry(Registry::instance()->value(QStringLiteral("UnlinkedListGeometry")).toByteArray());
-    // Titles get whatever width the time and bar columns leave, also with an older saved layout.
-    header()->setSectionResizeMode(0, QHeaderView::Stretch);
-}
-
-ExpandedNodes::List TimeTree::getExpandedNodesList(const QModelIndex& parent, const QString& path) const
-{
-    return treeModel() ? ExpandedNodes::getExpandedNodesList(this, treeModel(), parent, path) : ExpandedNodes::List();
-}
-
-void TimeTree::expandNodesInList(const ExpandedNodes::List& list, const QModelIndex& parent, const QString& path)
-{
-    if (treeModel()) {
-        ExpandedNodes::expandNodesInList(this, treeModel(), list, parent, path);
-    }
-}
-
-void TimeTree::saveExpandedNodes()
-{
-    expandedNodes = getExpandedNodesList(QModelIndex(), QString());
-}
-
-void TimeTree::restoreExpandedNodes()
-{
-    expandNodesInList(expandedNodes, QModelIndex(), QString());
 }

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "views/ExpandedNodes.h"
+#include "views/DayTreeView.h"
 
 #include <QPoint>
-#include <QTreeView>
 
 #include <functional>
 
@@ -15,7 +14,7 @@ class TreeModel;
 // The view of the day's time not yet linked to a task. The user links, deletes, excludes, copies
 // and makes rules from here. Dialogs that belong to other parts of the program are reached through
 // hooks the main window sets (link, away description) or signals it answers (timestamps).
-class TimeTree : public QTreeView
+class TimeTree : public DayTreeView
 {
     Q_OBJECT
 
@@ -27,22 +26,11 @@ public:
 
     explicit TimeTree(QWidget* parent = nullptr);
 
-    void setModel(QAbstractItemModel* model) override;
-    TreeModel* treeModel() const;
-    void setPrompter(Prompter* prompter) { this->prompter = prompter; }
     void setLinkChooser(LinkChooser chooser) { linkChooser = std::move(chooser); }
     void setAwayEditor(AwayEditor editor) { awayEditor = std::move(editor); }
 
     // The context menu for a node: actions in order, null for a separator.
     QList<QAction*> menuActions(const QModelIndex& index) const;
-    QAction* action(const QString& objectName) const;
-
-    void extendSelection(const QModelIndexList& list);
-    // Removes the rows (bottom-up order) and their time from every ancestor; emptied ancestors go too.
-    void removeSelection(const QModelIndexList& list);
-    void adjustColumnWidth();
-    ExpandedNodes::List getExpandedNodesList(const QModelIndex& parent, const QString& path) const;
-    void expandNodesInList(const ExpandedNodes::List& list, const QModelIndex& parent, const QString& path);
 
     // The confirmation text of deleting `count` entries of these applications worth `seconds`.
     static QString deleteQuestion(int count, int seconds, const QStringList& appNames);
@@ -56,8 +44,6 @@ public slots:
     void onCreateRuleFromEntry();
     void onCreateRuleFromApp();
     void onEditAwayEntry();
-    void saveExpandedNodes();
-    void restoreExpandedNodes();
 
 signals:
     void signalConnectEntriesWithTask(const QStringList& ids, const QString& taskId, const QString& description);
@@ -87,9 +73,6 @@ private:
     void createActions();
     QAction* makeAction(const QString& name, const QString& text, const QKeySequence& shortcut,
                         void (TimeTree::*slot)());
-    // The selection widened to the entries of selected applications, entries only, bottom-up.
-    QModelIndexList selectedEntriesBottomUp();
-    bool confirm(const QString& title, const QString& text);
 
     QAction* linkAct = nullptr;
     QAction* excludeAct = nullptr;
@@ -101,8 +84,6 @@ private:
     QAction* ruleFromEntryAct = nullptr;
     QAction* ruleFromAppAct = nullptr;
     QAction* editAwayAct = nullptr;
-    ExpandedNodes::List expandedNodes;
-    Prompter* prompter = nullptr;
     LinkChooser linkChooser;
     AwayEditor awayEditor;
     // Set by a left press on a row: moving far enough from there starts a drag.

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "views/ExpandedNodes.h"
+
+#include <QTreeView>
+
+class Prompter;
+class QAction;
+class TreeModel;
+
+// What the two day trees share: a TreeModel whose expand requests they follow, the open nodes kept
+// across sorts, selections widened from applications to their entries and removed bottom-up with
+// their time, a yes/no question through the prompter, and a header layout kept under a registry
+// prefix ("Unlinked" or "Linked" + "ListState"/"ListGeometry").
+class DayTreeView : public QTreeView
+{
+    Q_OBJECT
+
+public:
+    DayTreeView(const QString& layoutPrefix, QWidget* parent = nullptr);
+
+    void setModel(QAbstractItemModel* model) override;
+    TreeModel* treeModel() const;
+    void setPrompter(Prompter* prompter) { this->prompter = prompter; }
+    QAction* action(const QString& objectName) const;
+
+    // Adds the entries of every selected application to the selection.
+    void extendSelection(const QModelIndexList& list);
+    // Removes the rows (bottom-up order) and their time from every ancestor; emptied ancestors go too.
+    void removeSelection(const QModelIndexList& list);
+    void adjustColumnWidth();
+    ExpandedNodes::List getExpandedNodesList(const QModelIndex& parent, const QString& path) const;
+    void expandNodesInList(const ExpandedNodes::List& list, const QModelIndex& parent, const QString& path);
+
+public slots:
+    void saveExpandedNodes();
+    void restoreExpandedNodes();
+
+protected:
+    // The selection widened to the entries of selected applications, entries only, bottom-up.
+    QModelIndexList selectedEntriesBottomUp();
+    bool confirm(const QString& title, const QString& text);
+
+    Prompter* prompter = nullptr;
+
+private:
+    QString layoutPrefix;
+    ExpandedNodes::List expandedNodes;
+};
