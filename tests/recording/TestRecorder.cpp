@@ -33,8 +33,8 @@ private slots:
     //   ticks N           N one-second ticks            away N     N ticks without input (idle grows)
     //   back              input again (idle 0)          idle N     N more seconds without input, no tick
     //   clock N           move the clock only           limit N    the idle limit in minutes
-    //   title T, app A    the editor's title or name    browser, none   another window, or none
-    //   no idle           idle detection off
+    //   title T, app A    the window's title or name    browser [T], none   another window, or none
+    //   no idle, no cleanup   idle detection or title clean-up off
     void scenario_data()
     {
         QTest::addColumn<QString>("steps");
@@ -46,6 +46,27 @@ private slots:
         const QString notes = QStringLiteral("Editor: notes.txt");
         row("an hour in one window is one row", "start, tick 0, ticks 3599, browser, tick",
             {"09:00:00-10:00:00 " + notes});
+        // What ends a stretch: another title or application; the name alone does not, nor a zoom change
+        // while titles are cleaned up.
+        row("another title", "start, tick 0, ticks 30, title todo.txt, ticks 5, stop",
+            {"09:00:00-09:00:31 " + notes, "09:00:31-09:00:35 Editor: todo.txt"});
+        row("title in another case", "start, tick 0, ticks 30, title Notes.txt, ticks 5, stop",
+            {"09:00:00-09:00:31 " + notes, "09:00:31-09:00:35 Editor: Notes.txt"});
+        row("another application, same title", "start, tick 0, ticks 30, browser notes.txt, ticks 5, stop",
+            {"09:00:00-09:00:31 " + notes, "09:00:31-09:00:35 Browser: notes.txt"});
+        row("zoom change, clean-up on", "start, tick 0, ticks 30, title notes.txt @ 50%, ticks 5, stop",
+            {"09:00:00-09:00:35 " + notes});
+        row("zoom change, clean-up off", "no cleanup, start, tick 0, ticks 30, title notes.txt @ 50%, ticks 5, stop",
+            {"09:00:00-09:00:31 " + notes, "09:00:31-09:00:35 Editor: notes.txt @ 50%"});
+        QString steps = QStringLiteral("start, tick 0");
+        QStringList rows;
+        for (int i = 0; i < 10; ++i) {
+            steps += QStringLiteral(", title doc %1, tick").arg(i);
+            rows << QStringLiteral("09:00:0%1-09:00:%2 Editor: ").arg(i).arg(i + 1, 2, 10, QLatin1Char('0')) +
+                        (i ? QStringLiteral("doc %1").arg(i - 1) : QStringLiteral("notes.txt"));
+        }
+        row("switching every second gives touching one-second rows", qPrintable(steps + ", tick, stop"),
+            rows << "09:00:10-09:00:11 Editor: doc 9");
         row("a renamed application keeps its stretch",
             "start, tick 0, ticks 20, app Text Editor, ticks 20, title todo.txt, ticks 5, stop",
             {"09:00:00-09:00:41 " + notes, "09:00:41-09:00:45 Text Editor: todo.txt"});
@@ -119,9 +140,12 @@ private slots:
             } else if (word == QLatin1String("app")) {
                 f->platform.setWindow(rest, kEditor, window.title);
             } else if (word == QLatin1String("browser")) {
-                browser();
+                f->platform.setWindow(QStringLiteral("Browser"), kBrowser,
+                                      rest.isEmpty() ? QStringLiteral("News") : rest);
             } else if (word == QLatin1String("none")) {
                 f->platform.setNoWindow();
+            } else if (step == QLatin1String("no cleanup")) {
+                (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = false;
             } else if (step == QLatin1String("no idle")) {
                 (*Registry::instance())[QStringLiteral("IdleEnabled")] = false;
             } else {
@@ -151,6 +175,12 @@ private slots:
         }
         if (steps.endsWith(QLatin1String("stop"))) {
             QCOMPARE(announced.size(), stored.size());
+            // One application row serves every stretch of the same application.
+            QSet<QString> names;
+            for (const StoredRow& row : stored) {
+                names << row.name;
+            }
+            QCOMPARE(countRows(QStringLiteral("applications")), int(names.size()));
         }
     }
 
@@ -172,62 +202,6 @@ private slots:
         QCOMPARE(away.size(), 1);
         QCOMPARE(storedRows()[1].path, kIdlePath);
         QCOMPARE(EntryWriter::idleAppId(), countRows(QStringLiteral("applications")));
-    }
-
-    void switchingEverySecondGivesTouchingOneSecondRows()
-    {
-        f->recorder.start();
-        f->tick(0);
-        for (int i = 0; i < 10; ++i) {
-            f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("doc %1").arg(i));
-            f->tick();
-        }
-        const QStringList rows = timeline();
-        QCOMPARE(rows.size(), 10);
-        QCOMPARE(rows.first(), QStringLiteral("09:00:00-09:00:01 Editor: notes.txt"));
-        QCOMPARE(rows.last(), QStringLiteral("09:00:09-09:00:10 Editor: doc 8"));
-        for (int i = 1; i < rows.size(); ++i) {
-            QCOMPARE(rows[i].left(8), rows[i - 1].mid(9, 8)); // touching, one second each
-        }
-        // One application row serves every stretch of the same application.
-        QCOMPARE(countRows(QStringLiteral("applications")), 1);
-    }
-
-    void whatEndsAStretch_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<bool>("cleanup");
-        QTest::addColumn<bool>("ends");
-
-        QTest::newRow("another title") << "Editor" << kEditor << "todo.txt" << true << true;
-        QTest::newRow("title in another case") << "Editor" << kEditor << "Notes.txt" << true << true;
-        QTest::newRow("another application, same title") << "Browser" << kBrowser << "notes.txt" << true << true;
-        QTest::newRow("same path and title, new name") << "Text Editor" << kEditor << "notes.txt" << true << false;
-        QTest::newRow("zoom change, clean-up on") << "Editor" << kEditor << "notes.txt @ 50%" << true << false;
-        QTest::newRow("zoom change, clean-up off") << "Editor" << kEditor << "notes.txt @ 50%" << false << true;
-    }
-
-    void whatEndsAStretch()
-    {
-        QFETCH(QString, name);
-        QFETCH(QString, path);
-        QFETCH(QString, title);
-        QFETCH(bool, cleanup);
-        QFETCH(bool, ends);
-
-        (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = cleanup;
-        f->recorder.start();
-        f->tick(0);
-        f->ticks(30);
-        f->platform.setWindow(name, path, title);
-        f->tick();
-        QCOMPARE(timeline(), ends ? QStringList{"09:00:00-09:00:31 Editor: notes.txt"} : QStringList());
-        QCOMPARE(f->recorder.currentStart(), ends ? f->at(9, 0, 31) : f->at(9, 0));
-        if (ends) {
-            QCOMPARE(f->recorder.currentApp().title, title);
-        }
     }
 
     void theOpenStretchIsStoredEveryMinute()
