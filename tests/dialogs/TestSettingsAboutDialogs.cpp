@@ -43,6 +43,22 @@ private:
         return s;
     }
 
+    static QString text(const EditableSettings& s)
+    {
+        return QStringList{QString::number(s.idleEnabled),
+                           QString::number(s.idleLimit),
+                           s.username,
+                           s.password,
+                           QString::number(s.proxyEnabled),
+                           s.proxyHost,
+                           s.proxyPort,
+                           QString::number(s.sslEnabled),
+                           QString::number(s.closeToTray),
+                           QString::number(s.minimizeToTray),
+                           QString::number(s.singleClickTrayOpen)}
+            .join(QLatin1Char('|'));
+    }
+
 private slots:
     void putThenGetKeepsEveryValue()
     {
@@ -55,19 +71,7 @@ private slots:
         QVERIFY(child<QLineEdit>(&dialog, "editProxyHost")->isEnabled());
         dialog.setValues(EditableSettings{});
         dialog.getData();
-        const EditableSettings got = dialog.values();
-        const EditableSettings want = sample();
-        QCOMPARE(got.idleEnabled, want.idleEnabled);
-        QCOMPARE(got.idleLimit, want.idleLimit);
-        QCOMPARE(got.username, want.username);
-        QCOMPARE(got.password, want.password);
-        QCOMPARE(got.proxyEnabled, want.proxyEnabled);
-        QCOMPARE(got.proxyHost, want.proxyHost);
-        QCOMPARE(got.proxyPort, want.proxyPort);
-        QCOMPARE(got.sslEnabled, want.sslEnabled);
-        QCOMPARE(got.closeToTray, want.closeToTray);
-        QCOMPARE(got.minimizeToTray, want.minimizeToTray);
-        QCOMPARE(got.singleClickTrayOpen, want.singleClickTrayOpen);
+        QCOMPARE(text(dialog.values()), text(sample()));
     }
 
     void connectionChangesShowTheRestartNote_data()
@@ -122,7 +126,6 @@ private slots:
     {
         TempDataFolder data;
         AboutDialog about;
-        QCOMPARE(about.windowTitle(), QStringLiteral("About"));
         const QString files = child<QLabel>(&about, "label_files")->text();
         QCOMPARE(files, QStringLiteral("INI File:\n") + data.dataFolder() + QStringLiteral("/verrinplus.ini") +
                             QStringLiteral("\nSQLite File:\n") + data.dataFolder() +

@@ -10,53 +10,49 @@ class TestPlatformFactory : public QObject
     Q_OBJECT
 
 private slots:
-    void unsupportedSessions_data();
-    void unsupportedSessions();
-    void unsupportedStandInHides();
-};
-
-void TestPlatformFactory::unsupportedSessions_data()
-{
-    QTest::addColumn<QByteArray>("sessionType");
-    QTest::addColumn<QByteArray>("waylandDisplay");
-    QTest::addColumn<QString>("reason");
-    QTest::newRow("no display") << QByteArray("x11") << QByteArray() << "Recording needs an X11 display";
-    QTest::newRow("wayland session") << QByteArray("wayland") << QByteArray()
-                                     << "Recording is not supported in a Wayland session yet";
-    QTest::newRow("wayland display") << QByteArray() << QByteArray("wayland-0")
-                                     << "Recording is not supported in a Wayland session yet";
-}
-
-void TestPlatformFactory::unsupportedSessions()
-{
-    QFETCH(QByteArray, sessionType);
-    QFETCH(QByteArray, waylandDisplay);
-    QFETCH(QString, reason);
-    qputenv("XDG_SESSION_TYPE", sessionType);
-    qputenv("WAYLAND_DISPLAY", waylandDisplay);
-    static bool first = true;
-    if (first) { // the reason is logged once per run, not at every start of recording
-        QTest::ignoreMessage(QtWarningMsg, qPrintable(reason));
-        first = false;
-    } else {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral("^Recording")));
+    void unsupportedSessions_data()
+    {
+        QTest::addColumn<QByteArray>("sessionType");
+        QTest::addColumn<QByteArray>("waylandDisplay");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("no display") << QByteArray("x11") << QByteArray() << "Recording needs an X11 display";
+        QTest::newRow("wayland session") << QByteArray("wayland") << QByteArray()
+                                         << "Recording is not supported in a Wayland session yet";
+        QTest::newRow("wayland display") << QByteArray() << QByteArray("wayland-0")
+                                         << "Recording is not supported in a Wayland session yet";
     }
-    std::unique_ptr<Platform> platform = createPlatform();
-    QVERIFY(!platform->isSupported());
-    QCOMPARE(platform->unsupportedReason(), reason);
-    // Nothing wrong is recorded: no window in front, never idle.
-    QVERIFY(!platform->foregroundWindow().valid);
-    QCOMPARE(platform->idleSeconds(), 0);
-}
 
-void TestPlatformFactory::unsupportedStandInHides()
-{
-    QWidget window;
-    window.show();
-    QVERIFY(window.isVisible());
-    createPlatform()->hideApplication();
-    QVERIFY(!window.isVisible());
-}
+    void unsupportedSessions()
+    {
+        QFETCH(QByteArray, sessionType);
+        QFETCH(QByteArray, waylandDisplay);
+        QFETCH(QString, reason);
+        qputenv("XDG_SESSION_TYPE", sessionType);
+        qputenv("WAYLAND_DISPLAY", waylandDisplay);
+        static bool first = true;
+        if (first) { // the reason is logged once per run, not at every start of recording
+            QTest::ignoreMessage(QtWarningMsg, qPrintable(reason));
+            first = false;
+        } else {
+            QTest::failOnWarning(QRegularExpression(QStringLiteral("^Recording")));
+        }
+        std::unique_ptr<Platform> platform = createPlatform();
+        QVERIFY(!platform->isSupported());
+        QCOMPARE(platform->unsupportedReason(), reason);
+        // Nothing wrong is recorded: no window in front, never idle.
+        QVERIFY(!platform->foregroundWindow().valid);
+        QCOMPARE(platform->idleSeconds(), 0);
+    }
+
+    void unsupportedStandInHides()
+    {
+        QWidget window;
+        window.show();
+        QVERIFY(window.isVisible());
+        createPlatform()->hideApplication();
+        QVERIFY(!window.isVisible());
+    }
+};
 
 QTEST_MAIN(TestPlatformFactory)
 #include "TestPlatformFactory.moc"

@@ -4,9 +4,8 @@
 //   x11_test_window [--title T] [--wm-name T] [--class INSTANCE,CLASS] [--no-pid] [--icon]
 //
 // Prints "window <id>" once the window is mapped, then obeys one command per line on stdin,
-// answering "ok" after the server has seen the change:
-//   title <text>    set _NET_WM_NAME (UTF-8)      unmap / map     hide or show the window
-//   wm-name <text>  set WM_NAME (Latin-1)          quit            exit (so does end of input)
+// answering "ok" after the server has seen the change: "title <text>" (sets _NET_WM_NAME), "unmap",
+// "map", "quit" (so does the end of input).
 #include <xcb/xcb.h>
 
 #include <cstdint>
@@ -35,22 +34,17 @@ void setText(xcb_atom_t property, xcb_atom_t type, const std::string& text)
     xcb_change_property(conn, XCB_PROP_MODE_REPLACE, window, property, type, 8, uint32_t(text.size()), text.data());
 }
 
-// Latin-1 bytes of a UTF-8 text (characters outside Latin-1 become '?').
+// Latin-1 bytes of a UTF-8 text (characters outside Latin-1 become '?'): lead bytes 0xC2 and 0xC3
+// start the two-byte sequences of U+0080 to U+00FF; other continuation bytes are dropped.
 std::string toLatin1(const std::string& utf8)
 {
     std::string out;
     for (size_t i = 0; i < utf8.size(); ++i) {
         const unsigned char c = static_cast<unsigned char>(utf8[i]);
-        if (c < 0x80) {
-            out += char(c);
-        } else if ((c & 0xE0) == 0xC0 && i + 1 < utf8.size()) {
-            const unsigned code = ((c & 0x1F) << 6) | (static_cast<unsigned char>(utf8[++i]) & 0x3F);
-            out += code < 0x100 ? char(code) : '?';
-        } else {
-            out += '?';
-            while (i + 1 < utf8.size() && (static_cast<unsigned char>(utf8[i + 1]) & 0xC0) == 0x80) {
-                ++i;
-            }
+        if ((c == 0xC2 || c == 0xC3) && i + 1 < utf8.size()) {
+            out += char(((c & 0x1F) << 6) | (static_cast<unsigned char>(utf8[++i]) & 0x3F));
+        } else if (c < 0x80 || (c & 0xC0) != 0x80) {
+            out += c < 0x80 ? char(c) : '?';
         }
     }
     return out;
@@ -80,7 +74,6 @@ int main(int argc, char** argv)
     std::string wmName;
     std::string wmClass = "x11_test_window,X11TestWindow";
     bool setPid = true;
-    bool setNetName = true;
     bool withIcon = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -89,7 +82,6 @@ int main(int argc, char** argv)
             title = argv[++i];
         } else if (arg == "--wm-name" && hasValue) {
             wmName = argv[++i];
-            setNetName = false;
         } else if (arg == "--class" && hasValue) {
             wmClass = argv[++i];
         } else if (arg == "--no-pid") {
@@ -124,7 +116,7 @@ int main(int argc, char** argv)
     }
     classValue.push_back('\0');
     setText(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, classValue);
-    if (setNetName) {
+    if (wmName.empty()) {
         setText(netWmName, utf8, title);
     } else {
         setText(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, toLatin1(wmName));
@@ -146,8 +138,6 @@ int main(int argc, char** argv)
     while (std::getline(std::cin, line)) {
         if (line.rfind("title ", 0) == 0) {
             setText(netWmName, utf8, line.substr(6));
-        } else if (line.rfind("wm-name ", 0) == 0) {
-            setText(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, toLatin1(line.substr(8)));
         } else if (line == "unmap") {
             xcb_unmap_window(conn, window);
         } else if (line == "map") {

@@ -37,6 +37,18 @@ inline QList<StoredRow> storedRows()
     return rows;
 }
 
+// The stored rows, one line each: "09:00:00-09:10:00 Editor: notes.txt".
+inline QStringList timeline()
+{
+    QStringList lines;
+    for (const StoredRow& row : storedRows()) {
+        lines << QStringLiteral("%1-%2 %3: %4")
+                     .arg(row.start.toString(QStringLiteral("hh:mm:ss")), row.end.toString(QStringLiteral("hh:mm:ss")),
+                          row.name, row.title);
+    }
+    return lines;
+}
+
 inline int countRows(const QString& table)
 {
     QSqlQuery query(QStringLiteral("SELECT COUNT(*) FROM ") + table);

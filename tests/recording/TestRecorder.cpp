@@ -1,8 +1,10 @@
 #include "RecorderFixture.h"
 
+#include <QSet>
 #include <QSignalSpy>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -16,465 +18,284 @@ class TestRecorder : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
-    void anHourInOneWindowIsOneRow();
-    void switchingEverySecondGivesTouchingOneSecondRows();
-    void whatEndsAStretch_data();
-    void whatEndsAStretch();
-    void aRenamedApplicationKeepsItsStretch();
-    void stopWritesTheStretchInProgress();
-    void theOpenStretchIsStoredEveryMinute();
-    void nothingInFrontKeepsTheStretch();
-    void twentyMinutesAwayGiveOneAwayRow();
-    void aShortAbsenceIsNotAwayTime();
-    void aNewIdleLimitAppliesAtTheNextTick();
-    void awayTimeNeverStartsBeforeTheStretchItEnds();
-    void idleDetectionCanBeSwitchedOff();
-    void pausingWhileAwayStillReportsTheReturn();
-    void anUnsupportedDesktopWritesNothing();
-    void aClockSetBackKeepsWhatWasStored();
-    void aRowChangedWhileOpenIsLeftAlone_data();
-    void aRowChangedWhileOpenIsLeftAlone();
-
-private:
-    std::unique_ptr<RecorderFixture> f;
-};
-
-void TestRecorder::init()
-{
-    f = std::make_unique<RecorderFixture>();
-    QVERIFY(f->opened);
-    f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
-}
-
-void TestRecorder::cleanup()
-{
-    f.reset();
-}
-
-void TestRecorder::anHourInOneWindowIsOneRow()
-{
-    QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(3599);
-    f->platform.setWindow(QStringLiteral("Browser"), kBrowser, QStringLiteral("News"));
-    f->tick();
-
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 1);
-    QCOMPARE(rows[0].start, f->at(9, 0));
-    QCOMPARE(rows[0].end, f->at(10, 0));
-    QCOMPARE(rows[0].title, QStringLiteral("notes.txt"));
-    QCOMPARE(rows[0].path, kEditor);
-    QCOMPARE(rows[0].name, QStringLiteral("Editor"));
-
-    // The views hear of it once, with the stored row's id and the final times.
-    QCOMPARE(written.size(), 1);
-    QCOMPARE(written[0][0].toDateTime(), f->at(9, 0));
-    QCOMPARE(written[0][1].toDateTime(), f->at(10, 0));
-    QCOMPARE(written[0][2].value<AppStruct>().path, kEditor);
-    QVERIFY(written[0][3].toInt() > 0);
-    QCOMPARE(written[0][4].toInt(), rows[0].id);
-}
-
-void TestRecorder::switchingEverySecondGivesTouchingOneSecondRows()
-{
-    f->recorder.start();
-    f->tick(0);
-    for (int i = 0; i < 10; ++i) {
-        f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("doc %1").arg(i));
-        f->tick();
+    void init()
+    {
+        f = std::make_unique<RecorderFixture>();
+        QVERIFY(f->opened);
+        f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
     }
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 10);
-    QCOMPARE(rows.first().start, f->at(9, 0));
-    QCOMPARE(rows.first().title, QStringLiteral("notes.txt"));
-    for (int i = 0; i < rows.size(); ++i) {
-        QCOMPARE(rows[i].seconds(), 1);
-        if (i > 0) {
-            QCOMPARE(rows[i].start, rows[i - 1].end);
+
+    void cleanup() { f.reset(); }
+
+    // A scenario is a list of steps, run on a recorder that starts with the editor in front showing
+    // "notes.txt", idle detection on with a five-minute limit and the clock at 09:00:00:
+    //   start, stop       the recording switch          tick [N]   move the clock N (1) seconds and tick
+    //   ticks N           N one-second ticks            away N     N ticks without input (idle grows)
+    //   back              input again (idle 0)          idle N     N more seconds without input, no tick
+    //   clock N           move the clock only           limit N    the idle limit in minutes
+    //   title T, app A    the window's title or name    browser [T], none   another window, or none
+    //   no idle, no cleanup   idle detection or title clean-up off
+    void scenario_data()
+    {
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<QStringList>("rows");
+        QTest::addColumn<QStringList>("awayMessages");
+        const auto row = [](const char* tag, const char* steps, const QStringList& rows, const QStringList& away = {}) {
+            QTest::newRow(tag) << steps << rows << away;
+        };
+        const QString notes = QStringLiteral("Editor: notes.txt");
+        row("an hour in one window is one row", "start, tick 0, ticks 3599, browser, tick",
+            {"09:00:00-10:00:00 " + notes});
+        // What ends a stretch: another title or application; the name alone does not, nor a zoom change
+        // while titles are cleaned up.
+        row("another title", "start, tick 0, ticks 30, title todo.txt, ticks 5, stop",
+            {"09:00:00-09:00:31 " + notes, "09:00:31-09:00:35 Editor: todo.txt"});
+        row("title in another case", "start, tick 0, ticks 30, title Notes.txt, ticks 5, stop",
+            {"09:00:00-09:00:31 " + notes, "09:00:31-09:00:35 Editor: Notes.txt"});
+        row("another application, same title", "start, tick 0, ticks 30, browser notes.txt, ticks 5, stop",
+            {"09:00:00-09:00:31 " + notes, "09:00:31-09:00:35 Browser: notes.txt"});
+        row("zoom change, clean-up on", "start, tick 0, ticks 30, title notes.txt @ 50%, ticks 5, stop",
+            {"09:00:00-09:00:35 " + notes});
+        row("zoom change, clean-up off", "no cleanup, start, tick 0, ticks 30, title notes.txt @ 50%, ticks 5, stop",
+            {"09:00:00-09:00:31 " + notes, "09:00:31-09:00:35 Editor: notes.txt @ 50%"});
+        QString steps = QStringLiteral("start, tick 0");
+        QStringList rows;
+        for (int i = 0; i < 10; ++i) {
+            steps += QStringLiteral(", title doc %1, tick").arg(i);
+            rows << QStringLiteral("09:00:0%1-09:00:%2 Editor: ").arg(i).arg(i + 1, 2, 10, QLatin1Char('0')) +
+                        (i ? QStringLiteral("doc %1").arg(i - 1) : QStringLiteral("notes.txt"));
+        }
+        row("switching every second gives touching one-second rows", qPrintable(steps + ", tick, stop"),
+            rows << "09:00:10-09:00:11 Editor: doc 9");
+        row("a renamed application keeps its stretch",
+            "start, tick 0, ticks 20, app Text Editor, ticks 20, title todo.txt, ticks 5, stop",
+            {"09:00:00-09:00:41 " + notes, "09:00:41-09:00:45 Text Editor: todo.txt"});
+        row("stop writes the stretch, paused time is not recorded",
+            "start, tick 0, ticks 600, stop, tick 300, start, tick 0, ticks 10, stop",
+            {"09:00:00-09:10:00 " + notes, "09:15:00-09:15:10 " + notes});
+        row("nothing in front keeps the stretch",
+            "none, start, ticks 3, title notes.txt, tick, none, ticks 3, title notes.txt, ticks 2, stop",
+            {"09:00:04-09:00:09 " + notes});
+        row("twenty minutes away", "start, tick 0, ticks 600, away 1200, back, tick 0, ticks 30, stop",
+            {"09:00:00-09:10:00 " + notes, "09:10:00-09:30:00 Away Time: ", "09:30:00-09:30:30 " + notes},
+            {"Duration: 20 m 0 s\nInactivity period: 09:10:00 - 09:30:00"});
+        row("a second short of the limit", "start, tick 0, away 299, back, tick 0, ticks 30, stop",
+            {"09:00:00-09:05:29 " + notes});
+        row("idle detection off", "no idle, start, tick 0, away 1200, back, tick 0, ticks 30, stop",
+            {"09:00:00-09:20:30 " + notes});
+        // The away stretch starts the new limit before now.
+        row("a new idle limit applies at the next tick", "start, tick 0, away 200, limit 3, tick, stop",
+            {"09:00:00-09:00:21 " + notes, "09:00:21-09:03:21 Away Time: "});
+        // The title changes by itself (a player's next track) two minutes into the absence: the away
+        // stretch takes over that whole stretch (its checkpoint row goes again) and rows still touch.
+        row("away time never starts before the stretch it ends",
+            "start, tick 0, ticks 60, away 120, title changed by itself, away 200, back, ticks 5, stop",
+            {"09:00:00-09:03:01 " + notes,
+             "09:03:01-09:06:21 Away Time: ", "09:06:21-09:06:25 Editor: changed by itself"},
+            {"Duration: 3 m 20 s\nInactivity period: 09:03:01 - 09:06:21"});
+        // Paused from the tray while away and started again still away: the away stretch starts with
+        // the recording, and the return is still reported.
+        row("pausing while away",
+            "start, tick 0, ticks 600, away 600, stop, idle 300, tick 300, start, tick 0, "
+            "away 60, back, tick, ticks 10, stop",
+            {"09:00:00-09:10:00 " + notes,
+             "09:10:00-09:20:00 Away Time: ", "09:25:00-09:26:01 Away Time: ", "09:26:01-09:26:11 " + notes},
+            {"Duration: 1 m 1 s\nInactivity period: 09:25:00 - 09:26:01"});
+        // Each stretch ends at the last tick before the jump; nothing stored is lost.
+        row("a clock set back keeps what was stored",
+            "start, tick 0, ticks 150, tick -3600, ticks 10, clock -3600, stop",
+            {"08:02:30-08:02:40 " + notes, "09:00:00-09:02:30 " + notes});
+    }
+
+    void scenario()
+    {
+        QFETCH(QString, steps);
+        QFETCH(QStringList, rows);
+        QFETCH(QStringList, awayMessages);
+        QSignalSpy written(&f->recorder, &Recorder::entryWritten);
+        QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
+        for (const QString& step : steps.split(QStringLiteral(", "))) {
+            const QString word = step.section(QLatin1Char(' '), 0, 0);
+            const QString rest = step.section(QLatin1Char(' '), 1);
+            const int n = rest.isEmpty() ? 1 : rest.toInt();
+            const ForegroundWindow window = f->platform.window;
+            if (word == QLatin1String("start")) {
+                f->recorder.start();
+            } else if (word == QLatin1String("stop")) {
+                f->recorder.stop();
+            } else if (word == QLatin1String("tick")) {
+                f->tick(n);
+            } else if (word == QLatin1String("ticks") || word == QLatin1String("away")) {
+                f->ticks(n, word == QLatin1String("away"));
+            } else if (word == QLatin1String("back")) {
+                f->platform.idle = 0;
+            } else if (word == QLatin1String("idle")) {
+                f->platform.idle += n;
+            } else if (word == QLatin1String("clock")) {
+                f->clock.advance(n);
+            } else if (word == QLatin1String("limit")) {
+                (*Registry::instance())[QStringLiteral("IdleLimit")] = n;
+            } else if (word == QLatin1String("title")) {
+                f->platform.setWindow(window.valid ? window.name : QStringLiteral("Editor"), kEditor, rest);
+            } else if (word == QLatin1String("app")) {
+                f->platform.setWindow(rest, kEditor, window.title);
+            } else if (word == QLatin1String("browser")) {
+                f->platform.setWindow(QStringLiteral("Browser"), kBrowser,
+                                      rest.isEmpty() ? QStringLiteral("News") : rest);
+            } else if (word == QLatin1String("none")) {
+                f->platform.setNoWindow();
+            } else if (step == QLatin1String("no cleanup")) {
+                (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = false;
+            } else if (step == QLatin1String("no idle")) {
+                (*Registry::instance())[QStringLiteral("IdleEnabled")] = false;
+            } else {
+                QFAIL(qPrintable(QStringLiteral("unknown step ") + step));
+            }
+        }
+        QCOMPARE(timeline(), rows);
+        QStringList messages;
+        for (const QList<QVariant>& signal : away) {
+            QCOMPARE(signal[0].toString(), QStringLiteral("Away time detected"));
+            messages << signal[1].toString();
+        }
+        QCOMPARE(messages, awayMessages);
+        // The views hear of finished stretches with the stored row's id and final times.
+        const QList<StoredRow> stored = storedRows();
+        QSet<int> announced;
+        for (const QList<QVariant>& signal : written) {
+            const int id = signal[4].toInt();
+            announced << id;
+            const auto row =
+                std::find_if(stored.begin(), stored.end(), [id](const StoredRow& r) { return r.id == id; });
+            QVERIFY2(row != stored.end(), qPrintable(QString::number(id)));
+            QCOMPARE(signal[0].toDateTime(), row->start);
+            QCOMPARE(signal[1].toDateTime(), row->end);
+            QCOMPARE(signal[2].value<AppStruct>().path, row->path);
+            QVERIFY(signal[3].toInt() > 0);
+        }
+        if (steps.endsWith(QLatin1String("stop"))) {
+            QCOMPARE(announced.size(), stored.size());
+            // One application row serves every stretch of the same application.
+            QSet<QString> names;
+            for (const StoredRow& row : stored) {
+                names << row.name;
+            }
+            QCOMPARE(countRows(QStringLiteral("applications")), int(names.size()));
         }
     }
-    // One application row serves every stretch of the same application.
-    QCOMPARE(countRows(QStringLiteral("applications")), 1);
-}
 
-void TestRecorder::whatEndsAStretch_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<bool>("cleanup");
-    QTest::addColumn<bool>("ends");
-
-    QTest::newRow("another title") << "Editor" << kEditor << "todo.txt" << true << true;
-    QTest::newRow("title in another case") << "Editor" << kEditor << "Notes.txt" << true << true;
-    QTest::newRow("another application, same title") << "Browser" << kBrowser << "notes.txt" << true << true;
-    QTest::newRow("same path and title, new name") << "Text Editor" << kEditor << "notes.txt" << true << false;
-    QTest::newRow("zoom change, clean-up on") << "Editor" << kEditor << "notes.txt @ 50%" << true << false;
-    QTest::newRow("zoom change, clean-up off") << "Editor" << kEditor << "notes.txt @ 50%" << false << true;
-}
-
-void TestRecorder::whatEndsAStretch()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, path);
-    QFETCH(QString, title);
-    QFETCH(bool, cleanup);
-    QFETCH(bool, ends);
-
-    (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = cleanup;
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(30);
-    f->platform.setWindow(name, path, title);
-    f->tick();
-
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), ends ? 1 : 0);
-    if (ends) {
-        QCOMPARE(rows[0].seconds(), 31);
-        QCOMPARE(f->recorder.currentStart(), rows[0].end);
-        QCOMPARE(f->recorder.currentApp().title, title);
-    } else {
-        QCOMPARE(f->recorder.currentStart(), f->at(9, 0));
+    void awayIsReportedOnReturn()
+    {
+        f->recorder.start();
+        f->tick(0);
+        f->ticks(600);
+        QCOMPARE(EntryWriter::idleAppId(), 0); // the away application is stored with the first away time
+        QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
+        f->ticks(20 * 60, true);
+        QVERIFY(f->recorder.isIdle());
+        QCOMPARE(f->recorder.currentApp().path, kIdlePath);
+        QCOMPARE(f->recorder.awayStartText(), QStringLiteral("at 09:10:00"));
+        QCOMPARE(away.size(), 0);
+        f->platform.idle = 0;
+        f->tick(0);
+        QVERIFY(!f->recorder.isIdle());
+        QCOMPARE(away.size(), 1);
+        QCOMPARE(storedRows()[1].path, kIdlePath);
+        QCOMPARE(EntryWriter::idleAppId(), countRows(QStringLiteral("applications")));
     }
-}
 
-void TestRecorder::aRenamedApplicationKeepsItsStretch()
-{
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(20);
-    f->platform.setWindow(QStringLiteral("Text Editor"), kEditor, QStringLiteral("notes.txt"));
-    f->ticks(20);
-    f->platform.setWindow(QStringLiteral("Text Editor"), kEditor, QStringLiteral("todo.txt"));
-    f->ticks(5);
-    f->recorder.stop();
+    void theOpenStretchIsStoredEveryMinute()
+    {
+        QSignalSpy written(&f->recorder, &Recorder::entryWritten);
+        f->recorder.start();
+        f->tick(0);
+        f->ticks(59);
+        QCOMPARE(countRows(QStringLiteral("entries")), 0);
 
-    // The stretch keeps the name it started with; the next one is stored under the new name.
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 2);
-    QCOMPARE(rows[0].seconds(), 41);
-    QCOMPARE(rows[0].name, QStringLiteral("Editor"));
-    QCOMPARE(rows[1].name, QStringLiteral("Text Editor"));
-    QCOMPARE(rows[1].path, kEditor);
-    QCOMPARE(countRows(QStringLiteral("applications")), 2);
-}
+        // From then on the stored end is never more than a minute behind.
+        for (int second = 60; second <= 300; ++second) {
+            f->tick();
+            const QList<StoredRow> rows = storedRows();
+            QCOMPARE(rows.size(), 1);
+            QVERIFY2(rows[0].end.secsTo(f->clock.now()) < Recorder::kCheckpointSeconds,
+                     qPrintable(rows[0].end.toString()));
+        }
+        const int storedId = storedRows()[0].id;
+        QCOMPARE(written.size(), 0);
 
-void TestRecorder::stopWritesTheStretchInProgress()
-{
-    QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(600);
-    f->recorder.stop();
-    QVERIFY(!f->recorder.isRecordingStatus());
-    QVERIFY(f->recorder.currentApp().isEmpty());
-
-    QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 1);
-    QCOMPARE(rows[0].start, f->at(9, 0));
-    QCOMPARE(rows[0].end, f->at(9, 10));
-    QCOMPARE(written.size(), 1);
-    QCOMPARE(written[0][4].toInt(), rows[0].id);
-
-    // Paused time is not recorded; recording again opens a new stretch at the first tick.
-    f->tick(300);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(10);
-    f->recorder.stop();
-    rows = storedRows();
-    QCOMPARE(rows.size(), 2);
-    QCOMPARE(rows[1].start, f->at(9, 15));
-    QCOMPARE(rows[1].seconds(), 10);
-}
-
-void TestRecorder::theOpenStretchIsStoredEveryMinute()
-{
-    QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(59);
-    QCOMPARE(countRows(QStringLiteral("entries")), 0);
-
-    // From then on the stored end is never more than a minute behind.
-    for (int second = 60; second <= 300; ++second) {
-        f->tick();
+        browser();
+        f->ticks(1);
         const QList<StoredRow> rows = storedRows();
         QCOMPARE(rows.size(), 1);
-        QVERIFY2(rows[0].end.secsTo(f->clock.now()) < Recorder::kCheckpointSeconds, qPrintable(rows[0].end.toString()));
+        QCOMPARE(rows[0].id, storedId);
+        QCOMPARE(rows[0].end, f->at(9, 5, 1));
+        QCOMPARE(written.size(), 1);
+        QCOMPARE(written[0][4].toInt(), storedId);
+
+        // flush() stores the new stretch at once without ending it.
+        f->ticks(5);
+        f->recorder.flush();
+        QCOMPARE(storedRows().size(), 2);
+        QCOMPARE(storedRows()[1].end, f->clock.now());
+        QCOMPARE(written.size(), 1);
     }
-    const int storedId = storedRows()[0].id;
-    QCOMPARE(written.size(), 0);
 
-    f->platform.setWindow(QStringLiteral("Browser"), kBrowser, QStringLiteral("News"));
-    f->ticks(1);
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 1);
-    QCOMPARE(rows[0].id, storedId);
-    QCOMPARE(rows[0].end, f->at(9, 5, 1));
-    QCOMPARE(written.size(), 1);
-    QCOMPARE(written[0][4].toInt(), storedId);
-
-    // flush() stores the new stretch at once without ending it.
-    f->ticks(5);
-    f->recorder.flush();
-    QCOMPARE(storedRows().size(), 2);
-    QCOMPARE(storedRows()[1].end, f->clock.now());
-    QCOMPARE(written.size(), 1);
-}
-
-void TestRecorder::nothingInFrontKeepsTheStretch()
-{
-    // Nothing in front at the start opens nothing.
-    f->platform.setNoWindow();
-    f->recorder.start();
-    f->ticks(3);
-    QVERIFY(f->recorder.currentApp().isEmpty());
-
-    f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
-    f->tick();
-    const QDateTime opened = f->clock.now();
-    f->platform.setNoWindow();
-    f->ticks(3);
-    f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
-    f->ticks(2);
-    f->recorder.stop();
-
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 1);
-    QCOMPARE(rows[0].start, opened);
-    QCOMPARE(rows[0].seconds(), 5);
-    QCOMPARE(rows[0].title, QStringLiteral("notes.txt"));
-}
-
-void TestRecorder::twentyMinutesAwayGiveOneAwayRow()
-{
-    QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(600);           // working until 09:10
-    f->ticks(20 * 60, true); // no input until 09:30
-    QVERIFY(f->recorder.isIdle());
-    QCOMPARE(away.size(), 0);
-    f->platform.idle = 0; // back
-    f->tick(0);
-    QVERIFY(!f->recorder.isIdle());
-    f->ticks(30);
-    f->recorder.stop();
-
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 3);
-    QCOMPARE(rows[0].path, kEditor);
-    QCOMPARE(rows[0].end, f->at(9, 10));
-    QCOMPARE(rows[1].path, kIdlePath);
-    QCOMPARE(rows[1].name, QStringLiteral("Away Time"));
-    QCOMPARE(rows[1].title, QString());
-    QCOMPARE(rows[1].start, f->at(9, 10));
-    QCOMPARE(rows[1].end, f->at(9, 30));
-    QCOMPARE(rows[2].start, f->at(9, 30));
-    QCOMPARE(rows[2].path, kEditor);
-
-    QCOMPARE(away.size(), 1);
-    QCOMPARE(away[0][0].toString(), QStringLiteral("Away time detected"));
-    QCOMPARE(away[0][1].toString(), QStringLiteral("Duration: 20 m 0 s\nInactivity period: 09:10:00 - 09:30:00"));
-    QCOMPARE(f->recorder.awayStartText(), QStringLiteral("at 09:10:00"));
-    QCOMPARE(EntryWriter::idleAppId(), countRows(QStringLiteral("applications")));
-}
-
-void TestRecorder::aShortAbsenceIsNotAwayTime()
-{
-    QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(5 * 60 - 1, true);
-    f->platform.idle = 0;
-    f->ticks(10);
-    f->recorder.stop();
-
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 1);
-    QCOMPARE(rows[0].path, kEditor);
-    QCOMPARE(rows[0].seconds(), 5 * 60 - 1 + 10);
-    QCOMPARE(away.size(), 0);
-    QCOMPARE(EntryWriter::idleAppId(), 0);
-}
-
-void TestRecorder::aNewIdleLimitAppliesAtTheNextTick()
-{
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(200, true);
-    QVERIFY(!f->recorder.isIdle());
-    (*Registry::instance())[QStringLiteral("IdleLimit")] = 3;
-    f->tick();
-    QVERIFY(f->recorder.isIdle());
-    QCOMPARE(f->recorder.currentApp().path, kIdlePath);
-    // The away stretch starts the new limit before now.
-    QCOMPARE(f->recorder.currentStart(), f->clock.now().addSecs(-180));
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 1);
-    QCOMPARE(rows[0].end, f->recorder.currentStart());
-}
-
-void TestRecorder::awayTimeNeverStartsBeforeTheStretchItEnds()
-{
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(60);
-    // The title changes by itself (a player's next track) two minutes into the absence, so the
-    // stretch it opens begins after the last input.
-    f->ticks(120, true);
-    f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("changed by itself"));
-    f->ticks(200, true);
-    QVERIFY(f->recorder.isIdle());
-    f->platform.idle = 0;
-    f->ticks(5);
-    f->recorder.stop();
-
-    // The away stretch takes over that whole stretch (its checkpoint row goes again); rows still touch.
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 3);
-    QCOMPARE(rows[0].title, QStringLiteral("notes.txt"));
-    QCOMPARE(rows[0].end, f->at(9, 3, 1));
-    QCOMPARE(rows[1].path, kIdlePath);
-    QCOMPARE(rows[1].start, f->at(9, 3, 1));
-    QCOMPARE(rows[2].title, QStringLiteral("changed by itself"));
-    for (int i = 1; i < rows.size(); ++i) {
-        QCOMPARE(rows[i].start, rows[i - 1].end);
-        QVERIFY(rows[i].seconds() > 0);
+    void anUnsupportedDesktopWritesNothing()
+    {
+        f->platform.supported = false;
+        f->platform.reason = QStringLiteral("Wayland sessions are not supported yet");
+        QSignalSpy status(&f->recorder, &Recorder::statusMessage);
+        QSignalSpy written(&f->recorder, &Recorder::entryWritten);
+        f->recorder.start();
+        QVERIFY(f->recorder.isRecordingStatus());
+        f->ticks(120);
+        f->recorder.stop();
+        QCOMPARE(status.size(), 1);
+        QCOMPARE(status[0][0].toString(), f->platform.reason);
+        QCOMPARE(written.size(), 0);
+        QCOMPARE(countRows(QStringLiteral("entries")), 0);
+        QCOMPARE(f->platform.probes, 0);
     }
-}
 
-void TestRecorder::idleDetectionCanBeSwitchedOff()
-{
-    (*Registry::instance())[QStringLiteral("IdleEnabled")] = false;
-    QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(20 * 60, true);
-    f->platform.idle = 0;
-    f->tick();
-    f->recorder.stop();
-    QCOMPARE(storedRows().size(), 1);
-    QCOMPARE(storedRows()[0].seconds(), 20 * 60 + 1);
-    QCOMPARE(away.size(), 0);
-}
-
-void TestRecorder::pausingWhileAwayStillReportsTheReturn()
-{
-    QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(600);
-    f->ticks(600, true);
-    f->recorder.stop(); // paused at 09:20 from the tray, without touching anything
-    QVERIFY(f->recorder.isIdle());
-
-    // Started again while still away: the away stretch starts with the recording.
-    f->platform.idle += 300;
-    f->tick(300);
-    f->recorder.start();
-    f->tick(0);
-    QCOMPARE(f->recorder.currentApp().path, kIdlePath);
-    QCOMPARE(f->recorder.currentStart(), f->at(9, 25));
-    f->ticks(60, true);
-    f->platform.idle = 0;
-    f->tick();
-    f->ticks(10);
-    f->recorder.stop();
-
-    QCOMPARE(away.size(), 1);
-    QCOMPARE(away[0][1].toString(), QStringLiteral("Duration: 1 m 1 s\nInactivity period: 09:25:00 - 09:26:01"));
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 4);
-    QCOMPARE(rows[1].path, kIdlePath);
-    QCOMPARE(rows[1].start, f->at(9, 10));
-    QCOMPARE(rows[1].end, f->at(9, 20));
-    QCOMPARE(rows[2].path, kIdlePath);
-    QCOMPARE(rows[2].start, f->at(9, 25));
-    QCOMPARE(rows[3].start, f->at(9, 26, 1));
-    QCOMPARE(rows[3].path, kEditor);
-}
-
-void TestRecorder::anUnsupportedDesktopWritesNothing()
-{
-    f->platform.supported = false;
-    f->platform.reason = QStringLiteral("Wayland sessions are not supported yet");
-    QSignalSpy status(&f->recorder, &Recorder::statusMessage);
-    QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-    f->recorder.start();
-    QVERIFY(f->recorder.isRecordingStatus());
-    f->ticks(120);
-    f->recorder.stop();
-    QCOMPARE(status.size(), 1);
-    QCOMPARE(status[0][0].toString(), f->platform.reason);
-    QCOMPARE(written.size(), 0);
-    QCOMPARE(countRows(QStringLiteral("entries")), 0);
-    QCOMPARE(f->platform.probes, 0);
-}
-
-void TestRecorder::aClockSetBackKeepsWhatWasStored()
-{
-    QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(150);
-    f->tick(-3600);
-    QCOMPARE(written.size(), 1);
-    QCOMPARE(written[0][1].toDateTime(), f->at(9, 2, 30));
-    QCOMPARE(f->recorder.currentStart(), f->at(8, 2, 30));
-    f->ticks(10);
-    f->clock.advance(-3600); // and once more, straight before pausing
-    f->recorder.stop();
-
-    // Each stretch ends at the last tick before the jump; nothing stored is lost.
-    const QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), 2);
-    QCOMPARE(rows[0].start, f->at(8, 2, 30));
-    QCOMPARE(rows[0].seconds(), 10);
-    QCOMPARE(rows[1].start, f->at(9, 0));
-    QCOMPARE(rows[1].end, f->at(9, 2, 30));
-}
-
-void TestRecorder::aRowChangedWhileOpenIsLeftAlone_data()
-{
-    QTest::addColumn<QString>("change");
-    QTest::newRow("linked to a task") << "UPDATE entries SET ext_task_id = 7, ext_entry_id = 70";
-    QTest::newRow("deleted") << "DELETE FROM entries";
-}
-
-void TestRecorder::aRowChangedWhileOpenIsLeftAlone()
-{
-    QFETCH(QString, change);
-    QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-    f->recorder.start();
-    f->tick(0);
-    f->ticks(200); // stored up to 09:03:00
-    QSqlQuery query;
-    QVERIFY(query.exec(change));
-    const QList<StoredRow> before = storedRows();
-    f->ticks(100);
-    f->platform.setWindow(QStringLiteral("Browser"), kBrowser, QStringLiteral("News"));
-    f->tick();
-
-    // The rest of the stretch is a new row that starts where the changed one ended.
-    QList<StoredRow> rows = storedRows();
-    QCOMPARE(rows.size(), before.size() + 1);
-    if (!before.isEmpty()) {
-        QCOMPARE(rows[0].end, f->at(9, 3));
+    void aRowChangedWhileOpenIsLeftAlone_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::newRow("linked to a task") << "UPDATE entries SET ext_task_id = 7, ext_entry_id = 70";
+        QTest::newRow("deleted") << "DELETE FROM entries";
     }
-    QCOMPARE(rows.last().start, f->at(9, 3));
-    QCOMPARE(rows.last().end, f->at(9, 5, 1));
-    QCOMPARE(written.size(), 1);
-    QCOMPARE(written[0][0].toDateTime(), f->at(9, 3));
-    QCOMPARE(written[0][4].toInt(), rows.last().id);
-}
+
+    void aRowChangedWhileOpenIsLeftAlone()
+    {
+        QFETCH(QString, change);
+        QSignalSpy written(&f->recorder, &Recorder::entryWritten);
+        f->recorder.start();
+        f->tick(0);
+        f->ticks(200); // stored up to 09:03:00
+        QSqlQuery query;
+        QVERIFY(query.exec(change));
+        const QList<StoredRow> before = storedRows();
+        f->ticks(100);
+        browser();
+        f->tick();
+
+        // The rest of the stretch is a new row that starts where the changed one ended.
+        QList<StoredRow> rows = storedRows();
+        QCOMPARE(rows.size(), before.size() + 1);
+        if (!before.isEmpty()) {
+            QCOMPARE(rows[0].end, f->at(9, 3));
+        }
+        QCOMPARE(rows.last().start, f->at(9, 3));
+        QCOMPARE(rows.last().end, f->at(9, 5, 1));
+        QCOMPARE(written.size(), 1);
+        QCOMPARE(written[0][0].toDateTime(), f->at(9, 3));
+        QCOMPARE(written[0][4].toInt(), rows.last().id);
+    }
+
+private:
+    void browser() { f->platform.setWindow(QStringLiteral("Browser"), kBrowser, QStringLiteral("News")); }
+
+    std::unique_ptr<RecorderFixture> f;
+};
 
 QTEST_MAIN(TestRecorder)
 #include "TestRecorder.moc"

@@ -5,108 +5,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-class TestStore : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void sqlToDateTime_data();
-    void sqlToDateTime();
-    void sqlToDate();
-    void formatTime_data();
-    void formatTime();
-    void implode();
-    void extractWords_data();
-    void extractWords();
-    void schemaIsCreatedOnceAndExactly();
-    void unopenableFileReportsTheDriverText();
-};
-
-void TestStore::sqlToDateTime_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QDateTime>("expected");
-    QTest::newRow("ordinary") << "2026-11-15 08:05:09" << QDateTime(QDate(2026, 11, 15), QTime(8, 5, 9));
-    QTest::newRow("midnight") << "2026-01-01 00:00:00" << QDateTime(QDate(2026, 1, 1), QTime(0, 0, 0));
-    QTest::newRow("last second") << "2026-12-31 23:59:59" << QDateTime(QDate(2026, 12, 31), QTime(23, 59, 59));
-    QTest::newRow("empty is null") << "" << QDateTime();
-}
-
-void TestStore::sqlToDateTime()
-{
-    QFETCH(QString, text);
-    QFETCH(QDateTime, expected);
-    const QDateTime got = util::sql_to_datetime(text);
-    QCOMPARE(got.isNull(), expected.isNull());
-    if (!expected.isNull()) {
-        QCOMPARE(got, expected);
-        QCOMPARE(got.time().msec(), 0);
-        // What we write is what we read back.
-        QCOMPARE(util::datetime_to_sql(got), text);
-    }
-}
-
-void TestStore::sqlToDate()
-{
-    QCOMPARE(util::sql_to_date(QStringLiteral("2026-11-15")), QDate(2026, 11, 15));
-    QVERIFY(util::sql_to_date(QString()).isNull());
-    // Garbage gives an invalid value, never a crash.
-    QVERIFY(!util::sql_to_date(QStringLiteral("not a date")).isValid());
-    QVERIFY(!util::sql_to_datetime(QStringLiteral("2026-13-45 99:99")).isValid());
-}
-
-void TestStore::formatTime_data()
-{
-    QTest::addColumn<int>("seconds");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("zero") << 0 << "0 s";
-    QTest::newRow("59") << 59 << "59 s";
-    QTest::newRow("60") << 60 << "1 m 0 s";
-    QTest::newRow("3599") << 3599 << "59 m 59 s";
-    QTest::newRow("3600") << 3600 << "1 h 0 m 0 s";
-    QTest::newRow("3725") << 3725 << "1 h 2 m 5 s";
-    QTest::newRow("a long day") << 100000 << "27 h 46 m 40 s";
-}
-
-void TestStore::formatTime()
-{
-    QFETCH(int, seconds);
-    QFETCH(QString, expected);
-    QCOMPARE(util::format_time(seconds), expected);
-}
-
-void TestStore::implode()
-{
-    QCOMPARE(util::implode(QStringLiteral(","), QList<QVariant>{1, 22, 333}), QStringLiteral("1,22,333"));
-    QCOMPARE(util::implode(QStringLiteral(", "), QStringList{QStringLiteral("a")}), QStringLiteral("a"));
-    QCOMPARE(util::implode(QStringLiteral(","), QStringList{}), QString());
-}
-
-void TestStore::extractWords_data()
-{
-    QTest::addColumn<QString>("pattern");
-    QTest::addColumn<QStringList>("words");
-    QTest::newRow("words and a phrase") << "red \"big dog\" cat" << QStringList{"red", "big dog", "cat"};
-    QTest::newRow("one word") << "report" << QStringList{"report"};
-    QTest::newRow("extra blanks") << "  a   b  " << QStringList{"a", "b"};
-    QTest::newRow("tabs") << "a\tb" << QStringList{"a", "b"};
-    QTest::newRow("empty") << "" << QStringList{};
-    QTest::newRow("blank") << "   " << QStringList{};
-    QTest::newRow("unclosed quote") << "\"big dog cat" << QStringList{"big", "dog", "cat"};
-    QTest::newRow("quote inside a word") << "it's \"x" << QStringList{"it's", "x"};
-    QTest::newRow("sql quote kept") << "O'Brien" << QStringList{"O'Brien"};
-    QTest::newRow("unicode") << QStringLiteral("Größe 東京")
-                             << QStringList{QStringLiteral("Größe"), QStringLiteral("東京")};
-}
-
-void TestStore::extractWords()
-{
-    QFETCH(QString, pattern);
-    QFETCH(QStringList, words);
-    QCOMPARE(util::extractWords(pattern), words);
-}
-
-static QStringList schemaRows()
+namespace {
+QStringList schemaRows()
 {
     QStringList rows;
     QSqlQuery query(QStringLiteral("SELECT type, name, sql FROM sqlite_master WHERE name NOT LIKE 'sqlite_%' "
@@ -117,60 +17,143 @@ static QStringList schemaRows()
     }
     return rows;
 }
+} // namespace
 
-void TestStore::schemaIsCreatedOnceAndExactly()
+class TestStore : public QObject
 {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("verrinplus.sqlite"));
-    QStringList first;
-    {
-        Database db;
-        QString error;
-        QVERIFY2(db.open(path, &error), qPrintable(error));
-        first = schemaRows();
-        QSqlQuery mode(QStringLiteral("PRAGMA journal_mode"));
-        QVERIFY(mode.next());
-        QCOMPARE(mode.value(0).toString(), QStringLiteral("wal"));
+    Q_OBJECT
 
-        // SQLite keeps each CREATE TABLE text as it was written, so the stored text must be the statement.
-        for (const QString& statement : Database::schemaStatements()) {
-            if (!statement.startsWith(QLatin1String("CREATE TABLE")))
-                continue;
-            const QString stored = statement.trimmed().replace(QLatin1String(" IF NOT EXISTS"), QString());
-            QVERIFY2(first.filter(stored).size() == 1, qPrintable(stored));
+private slots:
+    void sqlToDateTime_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QDateTime>("expected");
+        QTest::newRow("ordinary") << "2026-11-15 08:05:09" << QDateTime(QDate(2026, 11, 15), QTime(8, 5, 9));
+        QTest::newRow("midnight") << "2026-01-01 00:00:00" << QDateTime(QDate(2026, 1, 1), QTime(0, 0, 0));
+        QTest::newRow("last second") << "2026-12-31 23:59:59" << QDateTime(QDate(2026, 12, 31), QTime(23, 59, 59));
+        QTest::newRow("empty is null") << "" << QDateTime();
+    }
+
+    void sqlToDateTime()
+    {
+        QFETCH(QString, text);
+        QFETCH(QDateTime, expected);
+        const QDateTime got = util::sql_to_datetime(text);
+        QCOMPARE(got.isNull(), expected.isNull());
+        if (!expected.isNull()) {
+            QCOMPARE(got, expected);
+            QCOMPARE(got.time().msec(), 0);
+            // What we write is what we read back.
+            QCOMPARE(util::datetime_to_sql(got), text);
         }
-        QVERIFY(first.filter(QStringLiteral("index|start_idx|")).size() == 1);
-        QVERIFY(first.filter(QStringLiteral("index|end_idx|")).size() == 1);
-        QCOMPARE(first.filter(QRegularExpression(QStringLiteral("^table\\|"))).size(), 5);
-        QSqlQuery insert;
-        QVERIFY(insert.exec(QStringLiteral("INSERT INTO rules (name) VALUES ('r')")));
-        QSqlQuery defaults(QStringLiteral("SELECT title_rule, date_rule, seq, active FROM rules"));
-        QVERIFY(defaults.next());
-        QCOMPARE(defaults.value(0).toString(), QStringLiteral("and"));
-        QCOMPARE(defaults.value(1).toString(), QStringLiteral("after"));
-        QCOMPARE(defaults.value(2).toInt(), 0);
-        QCOMPARE(defaults.value(3).toInt(), 1);
     }
+
+    void sqlToDate()
     {
+        QCOMPARE(util::sql_to_date(QStringLiteral("2026-11-15")), QDate(2026, 11, 15));
+        QVERIFY(util::sql_to_date(QString()).isNull());
+        // Garbage gives an invalid value, never a crash.
+        QVERIFY(!util::sql_to_date(QStringLiteral("not a date")).isValid());
+        QVERIFY(!util::sql_to_datetime(QStringLiteral("2026-13-45 99:99")).isValid());
+    }
+
+    void formatTime_data()
+    {
+        QTest::addColumn<int>("seconds");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("zero") << 0 << "0 s";
+        QTest::newRow("59") << 59 << "59 s";
+        QTest::newRow("60") << 60 << "1 m 0 s";
+        QTest::newRow("3599") << 3599 << "59 m 59 s";
+        QTest::newRow("3600") << 3600 << "1 h 0 m 0 s";
+        QTest::newRow("3725") << 3725 << "1 h 2 m 5 s";
+        QTest::newRow("a long day") << 100000 << "27 h 46 m 40 s";
+    }
+
+    void formatTime()
+    {
+        QFETCH(int, seconds);
+        QFETCH(QString, expected);
+        QCOMPARE(util::format_time(seconds), expected);
+    }
+
+    void implode()
+    {
+        QCOMPARE(util::implode(QStringLiteral(","), QList<QVariant>{1, 22, 333}), QStringLiteral("1,22,333"));
+        QCOMPARE(util::implode(QStringLiteral(", "), QStringList{QStringLiteral("a")}), QStringLiteral("a"));
+        QCOMPARE(util::implode(QStringLiteral(","), QStringList{}), QString());
+    }
+
+    void extractWords_data()
+    {
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<QStringList>("words");
+        QTest::newRow("words and a phrase") << "red \"big dog\" cat" << QStringList{"red", "big dog", "cat"};
+        QTest::newRow("one word") << "report" << QStringList{"report"};
+        QTest::newRow("extra blanks") << "  a   b  " << QStringList{"a", "b"};
+        QTest::newRow("tabs") << "a\tb" << QStringList{"a", "b"};
+        QTest::newRow("empty") << "" << QStringList{};
+        QTest::newRow("blank") << "   " << QStringList{};
+        QTest::newRow("unclosed quote") << "\"big dog cat" << QStringList{"big", "dog", "cat"};
+        QTest::newRow("quote inside a word") << "it's \"x" << QStringList{"it's", "x"};
+        QTest::newRow("sql quote kept") << "O'Brien" << QStringList{"O'Brien"};
+        QTest::newRow("unicode") << QStringLiteral("Größe 東京")
+                                 << QStringList{QStringLiteral("Größe"), QStringLiteral("東京")};
+    }
+
+    void extractWords()
+    {
+        QFETCH(QString, pattern);
+        QFETCH(QStringList, words);
+        QCOMPARE(util::extractWords(pattern), words);
+    }
+
+    void schemaIsCreatedOnceAndExactly()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("verrinplus.sqlite"));
+        QStringList first;
+        {
+            Database db;
+            QString error;
+            QVERIFY2(db.open(path, &error), qPrintable(error));
+            first = schemaRows();
+            QSqlQuery mode(QStringLiteral("PRAGMA journal_mode"));
+            QVERIFY(mode.next());
+            QCOMPARE(mode.value(0).toString(), QStringLiteral("wal"));
+
+            QVERIFY(first.filter(QStringLiteral("index|start_idx|")).size() == 1);
+            QVERIFY(first.filter(QStringLiteral("index|end_idx|")).size() == 1);
+            QCOMPARE(first.filter(QRegularExpression(QStringLiteral("^table\\|"))).size(), 5);
+            QSqlQuery insert;
+            QVERIFY(insert.exec(QStringLiteral("INSERT INTO rules (name) VALUES ('r')")));
+            // The defaults a rule row gets when only its name is given.
+            QSqlQuery defaults(QStringLiteral("SELECT title_rule || ' ' || date_rule || ' ' || seq || ' ' || active "
+                                              "FROM rules"));
+            QVERIFY(defaults.next());
+            QCOMPARE(defaults.value(0).toString(), QStringLiteral("and after 0 1"));
+        }
+        {
+            Database db;
+            QString error;
+            QVERIFY(db.open(path, &error));
+            QCOMPARE(schemaRows(), first);
+            QSqlQuery count(QStringLiteral("SELECT COUNT(*) FROM rules"));
+            QVERIFY(count.next());
+            QCOMPARE(count.value(0).toInt(), 1);
+        }
+    }
+
+    void unopenableFileReportsTheDriverText()
+    {
+        QTemporaryDir dir;
         Database db;
         QString error;
-        QVERIFY(db.open(path, &error));
-        QCOMPARE(schemaRows(), first);
-        QSqlQuery count(QStringLiteral("SELECT COUNT(*) FROM rules"));
-        QVERIFY(count.next());
-        QCOMPARE(count.value(0).toInt(), 1);
+        QVERIFY(!db.open(dir.filePath(QStringLiteral("missing/folder/verrinplus.sqlite")), &error));
+        QVERIFY(!error.isEmpty());
+        QVERIFY(!db.isOpen());
     }
-}
-
-void TestStore::unopenableFileReportsTheDriverText()
-{
-    QTemporaryDir dir;
-    Database db;
-    QString error;
-    QVERIFY(!db.open(dir.filePath(QStringLiteral("missing/folder/verrinplus.sqlite")), &error));
-    QVERIFY(!error.isEmpty());
-    QVERIFY(!db.isOpen());
-}
+};
 
 QTEST_GUILESS_MAIN(TestStore)
 #include "TestStore.moc"
