@@ -360,8 +360,11 @@ void AddRuleDialog::getData()
         dateRule = QStringLiteral("before");
         dateTo = dateToEdit->date();
     }
-    projectId = cbProjects->currentData().toInt();
-    taskId = cbTasks->currentData().toInt();
+    // Signed out there is no catalogue to choose from; the rule keeps the task it had rather than losing it.
+    if (cbProjects->count() > 0) {
+        projectId = cbProjects->currentData().toInt();
+        taskId = cbTasks->currentData().toInt();
+    }
     appIds.clear();
     for (int row = 0; row < listAppsSelected->count(); ++row) {
         appIds << listAppsSelected->item(row)->data(kIdRole).toInt();

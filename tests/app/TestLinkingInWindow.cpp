@@ -165,7 +165,7 @@ void TestLinkingInWindow::linkUnlinkAndApplyRules()
     // A rule for the editor's "plan" sends both rows to "Front page" in one call.
     RuleStore rules;
     QVERIFY(rules.addDbRule(QStringLiteral("plans"), {1}, QStringLiteral("and"), QStringLiteral("plan"),
-                            QStringLiteral("any"), QDate(), QDate(), 10, 1010) > 0);
+                            QStringLiteral("always"), QDate(), QDate(), 10, 1010) > 0);
     ui->action_Apply_Rules->trigger();
     const QList<QJsonObject> byRule = calls(QStringLiteral("verrin.entries.addBulk"));
     QCOMPARE(byRule.size(), 2);

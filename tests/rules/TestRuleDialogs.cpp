@@ -361,13 +361,22 @@ private slots:
                                 "apps 3"));
     }
 
+    void editingARuleWithoutApplications_data()
+    {
+        // Signed out there is no catalogue, and the rule must keep its task all the same.
+        QTest::addColumn<bool>("withCatalogue");
+        QTest::newRow("catalogue") << true;
+        QTest::newRow("no catalogue") << false;
+    }
+
     void editingARuleWithoutApplications()
     {
+        QFETCH(bool, withCatalogue);
         const QDate from(2026, 4, 1);
         addRule("Other", {2});
         const int id = store.addDbRule("Orphan", {}, "or", "draft", "between", from, from.addDays(9), 12, 1004);
         store.activateDbRule(id, false);
-        (*Registry::instance())["XmlProjectsList"] = QString::fromLatin1(kCatalogue);
+        (*Registry::instance())["XmlProjectsList"] = withCatalogue ? QString::fromLatin1(kCatalogue) : QString();
         QWidget window;
         RulesController controller(&store, nullptr, &window, &prompter, &clock);
         QString shown;
