@@ -53,23 +53,23 @@ public:
             const QString tasklistId = names->parentTasklist(row.taskId, row.tasklistId);
             parent = path[depth++] = child(
                 parent, projectId, QStringLiteral("project"), QStringLiteral("id"), projectId,
-                [&] { return names->projectName(projectId, row.projectName); }, projectIcon);
+                [&] { return names->projectName(projectId, row.projectName); }, [this] { return projectIcon; });
             parent = path[depth++] = child(
                 parent, tasklistId, QStringLiteral("tasklist"), QStringLiteral("id"), tasklistId,
-                [&] { return names->tasklistName(tasklistId, row.tasklistName); }, tasklistIcon);
+                [&] { return names->tasklistName(tasklistId, row.tasklistName); }, [this] { return tasklistIcon; });
             parent = path[depth++] = child(
                 parent, row.taskId, QStringLiteral("task"), QStringLiteral("id"), row.taskId,
-                [&] { return names->taskName(row.taskId, row.taskName); }, taskIcon);
+                [&] { return names->taskName(row.taskId, row.taskName); }, [this] { return taskIcon; });
         } else if (model.groupByHour) {
             const int hour = qBound(0, row.hour, 23);
             parent = path[depth++] = child(
                 parent, hourKeys[hour], QStringLiteral("hour"), QStringLiteral("hour"), hour,
-                [hour] { return hourTitle(hour); }, hourIcon);
+                [hour] { return hourTitle(hour); }, [this] { return hourIcon; });
         }
         const int before = int(nodes.size());
         parent = path[depth++] = child(
             parent, row.appPath, QStringLiteral("app"), QStringLiteral("app_path"), row.appPath,
-            [&] { return row.appName; }, model.appIcon(row.appPath));
+            [&] { return row.appName; }, [&] { return model.appIcon(row.appPath); });
         if (int(nodes.size()) > before && nodes[parent].created) {
             nodes[parent].item->setHiddenData(QStringLiteral("app_id"), row.appId);
         }
@@ -106,9 +106,10 @@ private:
         QHash<QString, int> children;
     };
 
-    template <typename Name>
+    // Name and icon are asked for only when the node is new: most rows land in nodes that exist.
+    template <typename Name, typename Icon>
     int child(int parent, const QString& keyText, const QString& type, const QString& key, const QVariant& value,
-              const Name& name, const QIcon& icon)
+              const Name& name, const Icon& icon)
     {
         const auto found = nodes[parent].children.constFind(keyText);
         if (found != nodes[parent].children.constEnd()) {
@@ -126,7 +127,7 @@ private:
             item->setHiddenData(kType, type);
             item->setHiddenData(key, value);
             item->setHiddenData(kTime, 0);
-            item->setHiddenData(QStringLiteral("icon"), icon);
+            item->setHiddenData(QStringLiteral("icon"), icon());
         }
         return add(parent, keyText, item, created);
     }
