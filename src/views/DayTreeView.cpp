@@ -5,7 +5,9 @@
 #include "views/TreeModel.h"
 
 #include <QAction>
+#include <QContextMenuEvent>
 #include <QHeaderView>
+#include <QMenu>
 #include <QMessageBox>
 
 #include <algorithm>
@@ -122,4 +124,21 @@ void DayTreeView::saveExpandedNodes()
 void DayTreeView::restoreExpandedNodes()
 {
     expandNodesInList(expandedNodes, QModelIndex(), QString());
+}
+
+void DayTreeView::contextMenuEvent(QContextMenuEvent* event)
+{
+    QMenu menu(this);
+    for (QAction* act : menuActions(currentIndex().siblingAtColumn(0))) {
+        if (act) {
+            menu.addAction(act);
+        } else {
+            menu.addSeparator();
+        }
+    }
+    QPoint position = event->globalPos();
+    if (event->reason() == QContextMenuEvent::Keyboard) {
+        position = viewport()->mapToGlobal(visualRect(currentIndex()).center());
+    }
+    menu.exec(position);
 }

@@ -23,6 +23,8 @@ public:
     TreeModel* treeModel() const;
     void setPrompter(Prompter* prompter) { this->prompter = prompter; }
     QAction* action(const QString& objectName) const;
+    // The context menu for a node: actions in order, null for a separator.
+    virtual QList<QAction*> menuActions(const QModelIndex& index) const = 0;
 
     // Adds the entries of every selected application to the selection.
     void extendSelection(const QModelIndexList& list);
@@ -37,6 +39,7 @@ public slots:
     void restoreExpandedNodes();
 
 protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
     // The selection widened to the entries of selected applications, entries only, bottom-up.
     QModelIndexList selectedEntriesBottomUp();
     bool confirm(const QString& title, const QString& text);

@@ -47,23 +47,6 @@ QList<QAction*> EntriesList::menuActions(const QModelIndex& index) const
     return actions;
 }
 
-void EntriesList::contextMenuEvent(QContextMenuEvent* event)
-{
-    QMenu menu(this);
-    for (QAction* act : menuActions(currentIndex().siblingAtColumn(0))) {
-        if (act) {
-            menu.addAction(act);
-        } else {
-            menu.addSeparator();
-        }
-    }
-    QPoint position = event->globalPos();
-    if (event->reason() == QContextMenuEvent::Keyboard) {
-        position = viewport()->mapToGlobal(visualRect(currentIndex()).center());
-    }
-    menu.exec(position);
-}
-
 QString EntriesList::unlinkQuestion(int count, int seconds)
 {
     return QStringLiteral("Are you sure you want to unlink ") +

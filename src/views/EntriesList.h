@@ -16,7 +16,7 @@ public:
     explicit EntriesList(QWidget* parent = nullptr);
 
     // The context menu for a node: actions in order, null for a separator.
-    QList<QAction*> menuActions(const QModelIndex& index) const;
+    QList<QAction*> menuActions(const QModelIndex& index) const override;
 
     static QString unlinkQuestion(int count, int seconds);
 
@@ -25,9 +25,6 @@ public slots:
 
 signals:
     void signalUnlinkEntries(const QStringList& ids);
-
-protected:
-    void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
     QAction* unlinkAct = nullptr;

@@ -96,23 +96,6 @@ QList<QAction*> TimeTree::menuActions(const QModelIndex& index) const
     return actions;
 }
 
-void TimeTree::contextMenuEvent(QContextMenuEvent* event)
-{
-    QMenu menu(this);
-    for (QAction* act : menuActions(currentIndex().siblingAtColumn(0))) {
-        if (act) {
-            menu.addAction(act);
-        } else {
-            menu.addSeparator();
-        }
-    }
-    QPoint position = event->globalPos();
-    if (event->reason() == QContextMenuEvent::Keyboard) {
-        position = viewport()->mapToGlobal(visualRect(currentIndex()).center());
-    }
-    menu.exec(position);
-}
-
 void TimeTree::mousePressEvent(QMouseEvent* event)
 {
     QTreeView::mousePressEvent(event);

@@ -30,7 +30,7 @@ public:
     void setAwayEditor(AwayEditor editor) { awayEditor = std::move(editor); }
 
     // The context menu for a node: actions in order, null for a separator.
-    QList<QAction*> menuActions(const QModelIndex& index) const;
+    QList<QAction*> menuActions(const QModelIndex& index) const override;
 
     // The confirmation text of deleting `count` entries of these applications worth `seconds`.
     static QString deleteQuestion(int count, int seconds, const QStringList& appNames);
@@ -54,7 +54,6 @@ signals:
     void signalShowTimestamps(const QDate& date, const QString& title, const QString& appPath);
 
 protected:
-    void contextMenuEvent(QContextMenuEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
