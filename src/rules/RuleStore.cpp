@@ -34,6 +34,32 @@ QString quotedId(int id)
     return QLatin1Char('\'') + QString::number(id) + QLatin1Char('\'');
 }
 
+void bindRuleFields(QSqlQuery& query, const QString& name, const QString& titleRule, const QString& title,
+                    const QString& dateRule, const QDate& dateFrom, const QDate& dateTo, int projectId, int taskId)
+{
+    query.bindValue(QStringLiteral(":name"), name);
+    query.bindValue(QStringLiteral(":title_rule"), titleRule);
+    query.bindValue(QStringLiteral(":title"), title);
+    query.bindValue(QStringLiteral(":date_rule"), dateRule);
+    query.bindValue(QStringLiteral(":date_from"), util::date_to_sql(dateFrom));
+    query.bindValue(QStringLiteral(":date_to"), util::date_to_sql(dateTo));
+    query.bindValue(QStringLiteral(":project_id"), projectId);
+    query.bindValue(QStringLiteral(":task_id"), taskId);
+}
+
+void insertRuleApps(int ruleId, const QList<int>& appIds)
+{
+    QSqlQuery apps;
+    apps.prepare(QStringLiteral("INSERT INTO rules_apps (rule_id, app_id) VALUES (:rule_id, :app_id) "));
+    for (int appId : appIds) {
+        apps.bindValue(QStringLiteral(":rule_id"), ruleId);
+        apps.bindValue(QStringLiteral(":app_id"), appId);
+        if (!apps.exec()) {
+            qDebug() << "add rule db error (add to rules_apps): " << apps.lastError().text();
+        }
+    }
+}
+
 } // namespace
 
 int RuleStore::addDbRule(const QString& name, const QList<int>& appIds, const QString& titleRule, const QString& title,
@@ -51,14 +77,7 @@ int RuleStore::addDbRule(const QString& name, const QList<int>& appIds, const QS
         "INSERT INTO rules (name, title_rule, title, date_rule, date_from, date_to, project_id, task_id, seq, active) "
         "VALUES (:name, :title_rule, :title, :date_rule, :date_from, :date_to, :project_id, :task_id, :seq, "
         ":active) "));
-    insert.bindValue(QStringLiteral(":name"), name);
-    insert.bindValue(QStringLiteral(":title_rule"), titleRule);
-    insert.bindValue(QStringLiteral(":title"), title);
-    insert.bindValue(QStringLiteral(":date_rule"), dateRule);
-    insert.bindValue(QStringLiteral(":date_from"), util::date_to_sql(dateFrom));
-    insert.bindValue(QStringLiteral(":date_to"), util::date_to_sql(dateTo));
-    insert.bindValue(QStringLiteral(":project_id"), projectId);
-    insert.bindValue(QStringLiteral(":task_id"), taskId);
+    bindRuleFields(insert, name, titleRule, title, dateRule, dateFrom, dateTo, projectId, taskId);
     insert.bindValue(QStringLiteral(":seq"), seq);
     insert.bindValue(QStringLiteral(":active"), 1);
     if (!insert.exec()) {
@@ -67,15 +86,7 @@ int RuleStore::addDbRule(const QString& name, const QList<int>& appIds, const QS
     }
     const int ruleId = insert.lastInsertId().toInt();
 
-    QSqlQuery apps;
-    apps.prepare(QStringLiteral("INSERT INTO rules_apps (rule_id, app_id) VALUES (:rule_id, :app_id) "));
-    for (int appId : appIds) {
-        apps.bindValue(QStringLiteral(":rule_id"), ruleId);
-        apps.bindValue(QStringLiteral(":app_id"), appId);
-        if (!apps.exec()) {
-            qDebug() << "add rule db error (add to rules_apps): " << apps.lastError().text();
-        }
-    }
+    insertRuleApps(ruleId, appIds);
     return ruleId;
 }
 
@@ -88,14 +99,7 @@ void RuleStore::updateDbRule(int ruleId, const QString& name, const QList<int>& 
         "UPDATE rules SET name = :name, title_rule = :title_rule, title = :title, date_rule = :date_rule, "
         "date_from = :date_from, date_to = :date_to, project_id = :project_id, task_id = :task_id WHERE id = "
         ":rule_id "));
-    update.bindValue(QStringLiteral(":name"), name);
-    update.bindValue(QStringLiteral(":title_rule"), titleRule);
-    update.bindValue(QStringLiteral(":title"), title);
-    update.bindValue(QStringLiteral(":date_rule"), dateRule);
-    update.bindValue(QStringLiteral(":date_from"), util::date_to_sql(dateFrom));
-    update.bindValue(QStringLiteral(":date_to"), util::date_to_sql(dateTo));
-    update.bindValue(QStringLiteral(":project_id"), projectId);
-    update.bindValue(QStringLiteral(":task_id"), taskId);
+    bindRuleFields(update, name, titleRule, title, dateRule, dateFrom, dateTo, projectId, taskId);
     update.bindValue(QStringLiteral(":rule_id"), ruleId);
     if (!update.exec()) {
         qDebug() << "update db rule err: " << update.lastError().databaseText();
@@ -107,12 +111,7 @@ void RuleStore::updateDbRule(int ruleId, const QString& name, const QList<int>& 
         qDebug() << "del app rules err: " << clear.lastError().databaseText();
         return;
     }
-    // Both ids are integers this program holds, so writing them into the text is safe.
-    for (int appId : appIds) {
-        QSqlQuery insert;
-        insert.exec(QStringLiteral("INSERT INTO rules_apps (rule_id, app_id) VALUES (") + quotedId(ruleId) +
-                    QStringLiteral(", ") + quotedId(appId) + QStringLiteral(") "));
-    }
+    insertRuleApps(ruleId, appIds);
 }
 
 void RuleStore::removeDbRule(int ruleId)
