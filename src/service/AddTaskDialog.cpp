@@ -15,8 +15,7 @@ AddTaskDialog::AddTaskDialog(QWidget* parent) : NameCheckedDialog(parent)
 {
     setObjectName(QStringLiteral("AddTaskDialog"));
     setWindowTitle(QStringLiteral("Add Task"));
-    auto* layout = new QVBoxLayout(this);
-    auto* form = new QFormLayout;
+    QFormLayout* form = addForm();
     cbProjects = named(new QComboBox, "cbProjects");
     cbTaskLists = named(new QComboBox, "cbTaskLists");
     editTaskName = named(new QLineEdit, "editTaskName");
@@ -27,11 +26,6 @@ AddTaskDialog::AddTaskDialog(QWidget* parent) : NameCheckedDialog(parent)
     form->addRow(QStringLiteral("Task Name"), editTaskName);
     form->addRow(QStringLiteral("Task Description"), textTaskDescription);
     form->addRow(QString(), checkBillable);
-    layout->addLayout(form);
-    buttonBox = named(new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel), "buttonBox");
-    layout->addWidget(buttonBox);
-    connect(buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
     connect(cbProjects, &QComboBox::activated, this, &AddTaskDialog::on_cbProjects_activated);
     setNameField(editTaskName, QStringLiteral("Task Name"));
     setMinimumWidth(380);

@@ -38,5 +38,4 @@ private:
     QLineEdit* editTaskName = nullptr;
     QPlainTextEdit* textTaskDescription = nullptr;
     QCheckBox* checkBillable = nullptr;
-    QDialogButtonBox* buttonBox = nullptr;
 };

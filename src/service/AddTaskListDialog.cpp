@@ -13,17 +13,11 @@ AddTaskListDialog::AddTaskListDialog(QWidget* parent) : NameCheckedDialog(parent
 {
     setObjectName(QStringLiteral("AddTaskListDialog"));
     setWindowTitle(QStringLiteral("Add Task List"));
-    auto* layout = new QVBoxLayout(this);
-    auto* form = new QFormLayout;
+    QFormLayout* form = addForm();
     cbProjects = named(new QComboBox, "cbProjects");
     editTaskListName = named(new QLineEdit, "editTaskListName");
     form->addRow(QStringLiteral("Project"), cbProjects);
     form->addRow(QStringLiteral("Task List Name"), editTaskListName);
-    layout->addLayout(form);
-    buttonBox = named(new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel), "buttonBox");
-    layout->addWidget(buttonBox);
-    connect(buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
     setNameField(editTaskListName, QStringLiteral("Task List Name"));
     setMinimumWidth(340);
 }

@@ -24,5 +24,4 @@ public:
 private:
     QComboBox* cbProjects = nullptr;
     QLineEdit* editTaskListName = nullptr;
-    QDialogButtonBox* buttonBox = nullptr;
 };

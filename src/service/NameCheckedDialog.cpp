@@ -1,11 +1,28 @@
 #include "service/NameCheckedDialog.h"
 
+#include "app/Named.h"
+
+#include <QDialogButtonBox>
+#include <QFormLayout>
 #include <QLineEdit>
+#include <QVBoxLayout>
 
 namespace {
 const QString kMarked = QStringLiteral("background-color: #F5BACE;");
 const QString kUnmarked = QStringLiteral("background-color:;");
 } // namespace
+
+QFormLayout* NameCheckedDialog::addForm()
+{
+    auto* layout = new QVBoxLayout(this);
+    auto* form = new QFormLayout;
+    layout->addLayout(form);
+    auto* buttonBox = named(new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel), "buttonBox");
+    layout->addWidget(buttonBox);
+    connect(buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    return form;
+}
 
 void NameCheckedDialog::setNameField(QLineEdit* edit, const QString& suggestion)
 {

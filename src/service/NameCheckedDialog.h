@@ -2,6 +2,7 @@
 
 #include <QDialog>
 
+class QFormLayout;
 class QLineEdit;
 
 // A dialog whose OK needs a non-blank name: the field starts with a suggestion selected, and OK
@@ -15,6 +16,9 @@ public:
     void accept() override;
 
 protected:
+    // The dialog's form, laid out above the OK and Cancel buttons.
+    QFormLayout* addForm();
+    // OK checks `edit`, which starts with `suggestion` when left empty.
     void setNameField(QLineEdit* edit, const QString& suggestion);
     void showEvent(QShowEvent* event) override;
 
