@@ -1,7 +1,7 @@
 #include "service/CatalogueFetch.h"
 
 #include "app/Registry.h"
-#include "service/ApiRequest.h"
+#include "service/ProjectsApi.h"
 #include "service/ProjectsCatalogue.h"
 
 #include <QDebug>
@@ -15,17 +15,7 @@ bool fetch(QNetworkAccessManager* manager, Prompter* prompter, QString* reply)
         qDebug() << "abort init projects. not logged in.";
         return false;
     }
-    const QVariantMap user = registry->value(QStringLiteral("AuthUser")).toMap();
-    qDebug().noquote() << "auth user: " + user.value(QStringLiteral("username")).toString();
-    ApiRequest request(manager, false, prompter);
-    const bool sent =
-        request.call(QStringLiteral("verrin.projects.findByUser"), QStringLiteral("get"),
-                     {{QStringLiteral("api_key"), registry->value(QStringLiteral("ApiKey")).toString()},
-                      {QStringLiteral("auth_token"), registry->value(QStringLiteral("AuthToken")).toString()},
-                      {QStringLiteral("user_id"), user.value(QStringLiteral("id")).toString()},
-                      {QStringLiteral("include_task_lists"), QStringLiteral("1")},
-                      {QStringLiteral("include_tasks"), QStringLiteral("1")}},
-                     *reply, false);
+    const bool sent = ProjectsApi(manager, prompter).findByUser(reply);
     if (!sent || reply->isEmpty() || !ProjectsCatalogue::isOkReply(*reply)) {
         qDebug() << "error loading projects xml";
         return false;
