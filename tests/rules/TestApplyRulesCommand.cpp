@@ -1,3 +1,4 @@
+#include "RecordedRows.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
 #include "app/SettingsFile.h"
@@ -64,29 +65,6 @@ void writeIni(const TempDataFolder& data, const QString& url, const QString& use
     ini.setValue(QStringLiteral("API/AuthToken"), token);
 }
 
-int addApp(const QString& name)
-{
-    QSqlQuery q;
-    q.prepare(QStringLiteral("INSERT INTO applications (path, name) VALUES (:path, :name)"));
-    q.bindValue(QStringLiteral(":path"), QStringLiteral("/usr/share/applications/%1.desktop").arg(name));
-    q.bindValue(QStringLiteral(":name"), name);
-    q.exec();
-    return q.lastInsertId().toInt();
-}
-
-int addEntry(int appId, const QString& title, const QString& start, int seconds)
-{
-    QSqlQuery q;
-    q.prepare(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES (:t, :a, :s, "
-                             ":e)"));
-    q.bindValue(QStringLiteral(":t"), title);
-    q.bindValue(QStringLiteral(":a"), appId);
-    q.bindValue(QStringLiteral(":s"), start);
-    q.bindValue(QStringLiteral(":e"), util::datetime_to_sql(util::sql_to_datetime(start).addSecs(seconds)));
-    q.exec();
-    return q.lastInsertId().toInt();
-}
-
 // "task, project, task list" of a row as linked locally; empty when it is not linked.
 QString linkOf(int entryId)
 {
@@ -141,14 +119,15 @@ void TestApplyRulesCommand::linksWhatMatchedOnceAndNothingTwice()
     QString error;
     QVERIFY2(db.open(data.dataFolder() + QStringLiteral("/verrinplus.sqlite"), &error), qPrintable(error));
 
-    const int editor = addApp(QStringLiteral("Editor"));
-    const int browser = addApp(QStringLiteral("Browser"));
-    const int monday = addEntry(editor, QStringLiteral("Quarterly report"), "2026-11-16 09:00:00", 600);
-    const int mondayAgain = addEntry(editor, QStringLiteral("Quarterly report"), "2026-11-16 14:00:00", 60);
-    const int tuesday = addEntry(editor, QStringLiteral("Quarterly report"), "2026-11-17 10:00:00", 240);
-    const int mail = addEntry(browser, QStringLiteral("Mail - Inbox"), "2026-11-17 11:00:00", 45);
-    const int news = addEntry(browser, QStringLiteral("News"), "2026-11-17 12:00:00", 30);
-    const int later = addEntry(editor, QStringLiteral("Quarterly report"), "2026-11-18 08:00:00", 120);
+    const int editor = RecordedRows::addApp(QStringLiteral("Editor"));
+    const int browser = RecordedRows::addApp(QStringLiteral("Browser"));
+    const int monday = RecordedRows::addEntry(editor, QStringLiteral("Quarterly report"), "2026-11-16 09:00:00", 600);
+    const int mondayAgain =
+        RecordedRows::addEntry(editor, QStringLiteral("Quarterly report"), "2026-11-16 14:00:00", 60);
+    const int tuesday = RecordedRows::addEntry(editor, QStringLiteral("Quarterly report"), "2026-11-17 10:00:00", 240);
+    const int mail = RecordedRows::addEntry(browser, QStringLiteral("Mail - Inbox"), "2026-11-17 11:00:00", 45);
+    const int news = RecordedRows::addEntry(browser, QStringLiteral("News"), "2026-11-17 12:00:00", 30);
+    const int later = RecordedRows::addEntry(editor, QStringLiteral("Quarterly report"), "2026-11-18 08:00:00", 120);
 
     // Both editor rules match the report; the one first in order decides, though its task id is the
     // higher one and it was added last.
@@ -263,8 +242,8 @@ void TestApplyRulesCommand::exitStatusAndMessage()
         Database db;
         QString error;
         QVERIFY2(db.open(data.dataFolder() + QStringLiteral("/verrinplus.sqlite"), &error), qPrintable(error));
-        const int editor = addApp(QStringLiteral("Editor"));
-        entry = addEntry(editor, QStringLiteral("plan"), "2026-11-16 09:00:00", 60);
+        const int editor = RecordedRows::addApp(QStringLiteral("Editor"));
+        entry = RecordedRows::addEntry(editor, QStringLiteral("plan"), "2026-11-16 09:00:00", 60);
         if (withRule) {
             RuleStore().addDbRule("all", {editor}, "and", "", "always", QDate(2026, 1, 1), QDate(), 10, 1000);
         }

@@ -1,6 +1,7 @@
 #include "FakePrompter.h"
 #include "ManualClock.h"
 #include "ModalDialogHelper.h"
+#include "RecordedRows.h"
 #include "RuleBrief.h"
 #include "app/Registry.h"
 #include "rules/AddRuleDialog.h"
@@ -126,10 +127,8 @@ private slots:
 
     void init()
     {
+        RecordedRows::clearAll();
         QSqlQuery q;
-        for (const char* table : {"rules", "rules_apps", "entries", "applications", "sqlite_sequence"}) {
-            q.exec(QStringLiteral("DELETE FROM %1").arg(QLatin1String(table)));
-        }
         for (const char* name : {"Terminal", "Browser", "Editor", "Mail"}) {
             q.prepare(QStringLiteral("INSERT INTO applications (path, name) VALUES (:p, :n)"));
             q.bindValue(QStringLiteral(":p"), QStringLiteral("/usr/bin/") + QString::fromLatin1(name).toLower());

@@ -1,4 +1,5 @@
 #include "FakePrompter.h"
+#include "RecordedRows.h"
 #include "RuleBrief.h"
 #include "app/Registry.h"
 #include "rules/RuleApplier.h"
@@ -62,29 +63,6 @@ class TestRuleStore : public QObject
                                taskId);
     }
 
-    int addApp(const QString& name)
-    {
-        QSqlQuery q;
-        q.prepare(QStringLiteral("INSERT INTO applications (path, name) VALUES (:path, :name)"));
-        q.bindValue(QStringLiteral(":path"), QStringLiteral("/usr/share/applications/") + name + ".desktop");
-        q.bindValue(QStringLiteral(":name"), name);
-        q.exec();
-        return q.lastInsertId().toInt();
-    }
-
-    int addEntry(int appId, const QString& title, const QString& start, int seconds)
-    {
-        QSqlQuery q;
-        q.prepare(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) "
-                                 "VALUES (:t, :a, :s, :e)"));
-        q.bindValue(QStringLiteral(":t"), title);
-        q.bindValue(QStringLiteral(":a"), appId);
-        q.bindValue(QStringLiteral(":s"), start);
-        q.bindValue(QStringLiteral(":e"), util::datetime_to_sql(util::sql_to_datetime(start).addSecs(seconds)));
-        q.exec();
-        return q.lastInsertId().toInt();
-    }
-
     static QList<int> seqs()
     {
         QList<int> result;
@@ -113,10 +91,7 @@ private slots:
 
     void init()
     {
-        QSqlQuery q;
-        for (const char* table : {"rules", "rules_apps", "entries", "applications", "sqlite_sequence"}) {
-            q.exec(QStringLiteral("DELETE FROM %1").arg(QLatin1String(table)));
-        }
+        RecordedRows::clearAll();
         Registry::drop();
     }
 
@@ -267,13 +242,13 @@ private slots:
         QMap<QString, int> apps;
         const auto app = [&](const QString& name) {
             if (!apps.contains(name)) {
-                apps[name] = addApp(name);
+                apps[name] = RecordedRows::addApp(name);
             }
             return apps[name];
         };
         for (const QString& entry : entries) {
             const QStringList f = entry.split(QLatin1Char('|'));
-            const int id = addEntry(app(f[0]), f[1], f[2], f[3].toInt());
+            const int id = RecordedRows::addEntry(app(f[0]), f[1], f[2], f[3].toInt());
             if (f.value(4) == QLatin1String("linked")) {
                 QSqlQuery(QStringLiteral("UPDATE entries SET ext_task_id = 3, ext_entry_id = 4 WHERE id = %1").arg(id));
             }
@@ -314,8 +289,8 @@ private slots:
 
     void descriptionAgreesWithMatching()
     {
-        const int editor = addApp("Editor");
-        const int browser = addApp("Browser <web>");
+        const int editor = RecordedRows::addApp("Editor");
+        const int browser = RecordedRows::addApp("Browser <web>");
         // The catalogue may keep its maps as any associative container of texts.
         (*Registry::instance())["mapTaskNames"] = QVariant::fromValue(QMap<QString, QString>{{"22", "Write docs"}});
         (*Registry::instance())["mapProjectNames"] = QVariantHash{{"11", "Manual"}};
