@@ -78,12 +78,7 @@ private slots:
         Registry::drop();
     }
 
-    void init()
-    {
-        Registry::drop();
-        registry()[QStringLiteral("RealApiBaseUrl")] = service->baseUrl();
-        registry()[QStringLiteral("UserAgent")] = QStringLiteral("VerrinPlus/1.0.10 Linux");
-    }
+    void init() { service->pointRegistryHere(); }
 
     void cleanup() { cancelModalHandlers(); }
 

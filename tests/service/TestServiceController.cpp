@@ -124,13 +124,8 @@ private slots:
 
     void init()
     {
-        if (!service->isRunning())
-            QVERIFY2(service->start(), qPrintable(service->error()));
-        QVERIFY(service->clearFaults());
-        QVERIFY(service->clearRequests());
-        Registry::drop();
-        registry()[QStringLiteral("RealApiBaseUrl")] = service->baseUrl();
-        registry()[QStringLiteral("UserAgent")] = QStringLiteral("VerrinPlus/test Linux");
+        QVERIFY2(service->reset(), qPrintable(service->error()));
+        service->pointRegistryHere();
         prompter.calls.clear();
         window = std::make_unique<Window>();
         controller = std::make_unique<ServiceController>(window->widgets, &manager, &prompter, nullptr);

@@ -68,11 +68,9 @@ private slots:
 
     void init()
     {
-        QVERIFY(service->clearFaults());
-        QVERIFY(service->clearRequests());
+        QVERIFY2(service->reset(), qPrintable(service->error()));
         prompter.calls.clear();
-        registry()[QStringLiteral("RealApiBaseUrl")] = service->baseUrl();
-        registry()[QStringLiteral("UserAgent")] = QStringLiteral("VerrinPlus/1.0.10 Linux");
+        service->pointRegistryHere();
         registry()[QStringLiteral("ApiKey")] = QStringLiteral("test-api-key");
         registry()[QStringLiteral("AuthToken")] = QStringLiteral("valid-token");
     }

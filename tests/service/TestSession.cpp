@@ -85,13 +85,8 @@ private slots:
 
     void init()
     {
-        if (!service->isRunning())
-            QVERIFY2(service->start(), qPrintable(service->error()));
-        QVERIFY(service->clearFaults());
-        QVERIFY(service->clearRequests());
-        Registry::drop();
-        registry()[QStringLiteral("RealApiBaseUrl")] = service->baseUrl();
-        registry()[QStringLiteral("UserAgent")] = QStringLiteral("VerrinPlus/1.0.10 Linux");
+        QVERIFY2(service->reset(), qPrintable(service->error()));
+        service->pointRegistryHere();
         prompter.calls.clear();
         messages.clear();
     }

@@ -1,5 +1,7 @@
 #include "ServiceFixture.h"
 
+#include "app/Registry.h"
+
 #include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QJsonDocument>
@@ -167,6 +169,25 @@ QJsonArray ServiceFixture::receivedRequests()
 bool ServiceFixture::clearRequests()
 {
     return control(QStringLiteral("clear-requests"), QByteArray());
+}
+
+bool ServiceFixture::reset()
+{
+    if (!isRunning() && !start()) {
+        return false;
+    }
+    if (!clearFaults() || !clearRequests()) {
+        lastError = QStringLiteral("the service did not take the reset");
+        return false;
+    }
+    return true;
+}
+
+void ServiceFixture::pointRegistryHere() const
+{
+    Registry::drop();
+    (*Registry::instance())[QStringLiteral("RealApiBaseUrl")] = base;
+    (*Registry::instance())[QStringLiteral("UserAgent")] = QStringLiteral("VerrinPlus/1.0.10 Linux");
 }
 
 bool ServiceFixture::makeSelfSignedCertificate(const QString& folder, QString* certFile, QString* keyFile,

@@ -48,6 +48,11 @@ public:
     // "body", "contentType", "userAgent" and "params" (an array of [name, value] pairs).
     QJsonArray receivedRequests();
     bool clearRequests();
+    // Ready for the next test case: running again if a test stopped it, no faults, no requests
+    // remembered. False with the reason in error().
+    bool reset();
+    // A fresh registry that reaches this service, as the settings of a signed-out program would.
+    void pointRegistryHere() const;
 
     static QString binary();
     static QString testSeed();
