@@ -19,6 +19,7 @@
 #include <QDebug>
 #include <QLabel>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QTimer>
 #include <QToolButton>
 
@@ -88,6 +89,8 @@ void DayViews::connectViews()
     // tree applies its own filter.
     connect(ui->editFilterProjects, &QLineEdit::textChanged, this, [this](const QString& text) {
         if (ui->btnSyncFilters->isChecked() && ui->editFilter->text() != text) {
+            // The user is looking at the projects; the day tree keeps the nodes they had open.
+            const QScopedValueRollback<bool> fromProjects(typingInProjects, true);
             ui->editFilter->setText(text);
         }
     });
@@ -187,6 +190,7 @@ void DayViews::on_checkGroupByHour_clicked(bool checked)
 void DayViews::on_editFilter_textChanged(const QString& text)
 {
     qDebug() << "on filter changed";
+    keepOpenNodes = typingInProjects;
     if (filtersInStep() && ui->editFilterProjects->text() != text) {
         ui->editFilterProjects->setText(text);
     }
@@ -204,6 +208,13 @@ void DayViews::filterApply()
     const QString text = ui->editFilter->text();
     unlinked->setFilter(text);
     registry()[QStringLiteral("Filter")] = text;
+    if (keepOpenNodes) {
+        keepOpenNodes = false;
+        ui->appList->saveExpandedNodes();
+        unlinked->refreshTree();
+        ui->appList->restoreExpandedNodes();
+        return;
+    }
     refreshUnlinked();
 }
 

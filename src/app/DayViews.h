@@ -71,4 +71,6 @@ private:
     TreeModel* unlinked;
     TreeModel* linked;
     QTimer* filterDelay;
+    bool typingInProjects = false;
+    bool keepOpenNodes = false;
 };

@@ -158,6 +158,18 @@ void TestDayViews::filtersKeptInStep()
     QCOMPARE(ui.editFilter->text(), QString());
     QTRY_COMPARE(views->unlinkedModel()->getFilter(), QString());
     QCOMPARE(views->unlinkedModel()->getTotalTime(), 400);
+
+    // Filtering from the projects side leaves the day tree's open and closed nodes as they were.
+    auto appNode = [this](const QString& name) {
+        QAbstractItemModel* model = ui.appList->model();
+        return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
+    };
+    ui.appList->expandAll();
+    ui.appList->collapse(appNode("Editor"));
+    ui.editFilterProjects->setText("budget");
+    QTRY_COMPARE(views->unlinkedModel()->getFilter(), QString("budget"));
+    QVERIFY(!ui.appList->isExpanded(appNode("Editor")));
+    QVERIFY(ui.appList->isExpanded(appNode("Browser")));
 }
 
 void TestDayViews::anotherDayRebuildsAndMovesTheHeader()
