@@ -47,6 +47,14 @@ void bindRuleFields(QSqlQuery& query, const QString& name, const QString& titleR
     query.bindValue(QStringLiteral(":task_id"), taskId);
 }
 
+// Runs a statement about one rule, its id bound as ":rule_id".
+bool execForRule(QSqlQuery& query, const QString& statement, int ruleId)
+{
+    query.prepare(statement);
+    query.bindValue(QStringLiteral(":rule_id"), ruleId);
+    return query.exec();
+}
+
 void insertRuleApps(int ruleId, const QList<int>& appIds)
 {
     QSqlQuery apps;
@@ -107,7 +115,7 @@ void RuleStore::updateDbRule(int ruleId, const QString& name, const QList<int>& 
     }
 
     QSqlQuery clear;
-    if (!clear.exec(QStringLiteral("DELETE FROM rules_apps WHERE rule_id = ") + quotedId(ruleId) + QLatin1Char(' '))) {
+    if (!execForRule(clear, QStringLiteral("DELETE FROM rules_apps WHERE rule_id = :rule_id "), ruleId)) {
         qDebug() << "del app rules err: " << clear.lastError().databaseText();
         return;
     }
@@ -117,11 +125,11 @@ void RuleStore::updateDbRule(int ruleId, const QString& name, const QList<int>& 
 void RuleStore::removeDbRule(int ruleId)
 {
     QSqlQuery apps;
-    if (!apps.exec(QStringLiteral("DELETE FROM rules_apps WHERE rule_id = ") + quotedId(ruleId) + QLatin1Char(' '))) {
+    if (!execForRule(apps, QStringLiteral("DELETE FROM rules_apps WHERE rule_id = :rule_id "), ruleId)) {
         qDebug() << "error db delete rule apps: " << apps.lastError().databaseText();
     }
     QSqlQuery rule;
-    if (!rule.exec(QStringLiteral("DELETE FROM rules WHERE id = ") + quotedId(ruleId) + QLatin1Char(' '))) {
+    if (!execForRule(rule, QStringLiteral("DELETE FROM rules WHERE id = :rule_id "), ruleId)) {
         qDebug() << "error db delete rule: " << rule.lastError().databaseText();
     }
 }

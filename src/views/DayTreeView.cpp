@@ -57,16 +57,29 @@ void DayTreeView::extendSelection(const QModelIndexList& list)
     }
 }
 
-QModelIndexList DayTreeView::selectedEntriesBottomUp()
+DayTreeView::EntrySelection DayTreeView::selectedEntries()
 {
+    EntrySelection selection;
     TreeModel* tree = treeModel();
     if (!tree || !selectionModel()) {
-        return {};
+        return selection;
     }
     extendSelection(selectionModel()->selectedIndexes());
-    QModelIndexList entries = tree->extractEntriesFromSelection(selectionModel()->selectedIndexes());
-    std::stable_sort(entries.begin(), entries.end(), &TreeModel::modelIndexGreaterThan);
-    return entries;
+    selection.rows = tree->extractEntriesFromSelection(selectionModel()->selectedIndexes());
+    std::stable_sort(selection.rows.begin(), selection.rows.end(), &TreeModel::modelIndexGreaterThan);
+    selection.ids = tree->getEntriesIdsForSelection(selection.rows);
+    selection.seconds = tree->getTimeForSelection(selection.rows);
+    selection.count =
+        tree->countItemsInSelectionMatching(selection.rows, QStringLiteral("type"), QStringLiteral("entry"));
+    return selection;
+}
+
+void DayTreeView::dropSelection(const EntrySelection& selection)
+{
+    removeSelection(selection.rows);
+    if (TreeModel* tree = treeModel()) {
+        tree->updateTotalTime(-selection.seconds);
+    }
 }
 
 void DayTreeView::removeSelection(const QModelIndexList& list)

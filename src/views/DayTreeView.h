@@ -40,8 +40,18 @@ public slots:
 
 protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
-    // The selection widened to the entries of selected applications, entries only, bottom-up.
-    QModelIndexList selectedEntriesBottomUp();
+    // The selection widened to the entries of selected applications: entry rows only, bottom-up,
+    // with their ids, their seconds and how many there are.
+    struct EntrySelection
+    {
+        QModelIndexList rows;
+        QStringList ids;
+        int seconds = 0;
+        int count = 0;
+    };
+    EntrySelection selectedEntries();
+    // The rows leave the tree and their time leaves the ancestors and the total.
+    void dropSelection(const EntrySelection& selection);
     bool confirm(const QString& title, const QString& text);
 
     Prompter* prompter = nullptr;

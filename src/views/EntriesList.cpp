@@ -58,19 +58,11 @@ QString EntriesList::unlinkQuestion(int count, int seconds)
 
 void EntriesList::onMenuUnlink()
 {
-    TreeModel* tree = treeModel();
-    const QModelIndexList entries = selectedEntriesBottomUp();
-    if (!tree || entries.isEmpty()) {
+    const EntrySelection selection = selectedEntries();
+    if (selection.rows.isEmpty() ||
+        !confirm(QStringLiteral("Confirm unlink"), unlinkQuestion(selection.count, selection.seconds))) {
         return;
     }
-    const int time = tree->getTimeForSelection(entries);
-    const QStringList ids = tree->getEntriesIdsForSelection(entries);
-    const int count = tree->countItemsInSelectionMatching(entries, QStringLiteral("type"), QStringLiteral("entry"));
-    const QString text = unlinkQuestion(count, time);
-    if (!confirm(QStringLiteral("Confirm unlink"), text)) {
-        return;
-    }
-    emit signalUnlinkEntries(ids);
-    removeSelection(entries);
-    tree->updateTotalTime(-time);
+    emit signalUnlinkEntries(selection.ids);
+    dropSelection(selection);
 }

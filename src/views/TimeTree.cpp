@@ -126,21 +126,17 @@ void TimeTree::mouseReleaseEvent(QMouseEvent* event)
 
 void TimeTree::startDrag(Qt::DropActions /*supportedActions*/)
 {
-    TreeModel* tree = treeModel();
-    const QModelIndexList entries = selectedEntriesBottomUp();
-    if (!tree || entries.isEmpty()) {
+    const EntrySelection selection = selectedEntries();
+    if (selection.ids.isEmpty()) {
         return;
     }
     EntriesDragPayload payload;
-    payload.entryIds = tree->getEntriesIdsForSelection(entries);
-    payload.seconds = tree->getTimeForSelection(entries);
+    payload.entryIds = selection.ids;
+    payload.seconds = selection.seconds;
     payload.notes = QStringLiteral("");
-    if (payload.entryIds.isEmpty()) {
-        return;
-    }
     // The drag runs its own event loop: the recorder may add rows meanwhile, so hold on to the
     // dragged rows by persistent indexes.
-    const QList<QPersistentModelIndex> rows(entries.cbegin(), entries.cend());
+    const QList<QPersistentModelIndex> rows(selection.rows.cbegin(), selection.rows.cend());
     QPointer<QDrag> drag = new QDrag(this);
     drag->setMimeData(payload.toMimeData());
     const Qt::DropAction result = execDrag(drag);
@@ -199,39 +195,31 @@ QString TimeTree::deleteQuestion(int count, int seconds, const QStringList& appN
 void TimeTree::onMenuDelete()
 {
     TreeModel* tree = treeModel();
-    const QModelIndexList entries = selectedEntriesBottomUp();
-    if (!tree || entries.isEmpty()) {
+    const EntrySelection selection = selectedEntries();
+    if (!tree || selection.rows.isEmpty()) {
         return;
     }
-    const int time = tree->getTimeForSelection(entries);
-    const QStringList ids = tree->getEntriesIdsForSelection(entries);
-    const int count = tree->countItemsInSelectionMatching(entries, kType, QStringLiteral("entry"));
-    const QStringList apps = tree->extractAppNamesFromSelection(entries);
-    if (!confirm(QStringLiteral("Confirm delete"), deleteQuestion(count, time, apps))) {
+    const QStringList apps = tree->extractAppNamesFromSelection(selection.rows);
+    if (!confirm(QStringLiteral("Confirm delete"), deleteQuestion(selection.count, selection.seconds, apps))) {
         return;
     }
-    TreeModel::deleteDbEntries(ids);
-    removeSelection(entries);
-    tree->updateTotalTime(-time);
+    TreeModel::deleteDbEntries(selection.ids);
+    dropSelection(selection);
 }
 
 void TimeTree::onMenuLink()
 {
-    TreeModel* tree = treeModel();
-    const QModelIndexList entries = selectedEntriesBottomUp();
-    if (!tree || entries.isEmpty() || !linkChooser) {
+    const EntrySelection selection = selectedEntries();
+    if (selection.rows.isEmpty() || !linkChooser) {
         return;
     }
-    const QStringList ids = tree->getEntriesIdsForSelection(entries);
-    const int seconds = tree->getTimeForSelection(entries);
     QString taskId;
     QString notes;
-    if (!linkChooser(seconds, &taskId, &notes) || taskId.isEmpty() || taskId == QLatin1String("0")) {
+    if (!linkChooser(selection.seconds, &taskId, &notes) || taskId.isEmpty() || taskId == QLatin1String("0")) {
         return;
     }
-    emit signalConnectEntriesWithTask(ids, taskId, notes);
-    removeSelection(entries);
-    tree->updateTotalTime(-seconds);
+    emit signalConnectEntriesWithTask(selection.ids, taskId, notes);
+    dropSelection(selection);
 }
 
 void TimeTree::onMenuExclude()
