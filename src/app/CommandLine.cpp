@@ -42,8 +42,8 @@ CommandLine CommandLine::parse(const QStringList& arguments, const QDate& today)
                 result.format != QLatin1String("csv")) {
                 result.error = QStringLiteral("--format expects text, json or csv");
             }
-        } else if (arg == QLatin1String("--apply-rules")) {
-            result.mode = Mode::ApplyRules;
+        } else if (arg == QLatin1String("--apply-rules") || arg == QLatin1String("--check-links")) {
+            result.mode = arg == QLatin1String("--apply-rules") ? Mode::ApplyRules : Mode::CheckLinks;
             if (i + 1 < args.size() && looksLikeDate(args.at(i + 1))) {
                 result.fromDate = parseDate(args.at(++i));
                 result.toDate = result.fromDate;
@@ -51,10 +51,10 @@ CommandLine CommandLine::parse(const QStringList& arguments, const QDate& today)
                     result.toDate = parseDate(args.at(++i));
                 }
             } else {
-                result.error = QStringLiteral("--apply-rules expects a first date written as yyyy-MM-dd");
+                result.error = arg + QStringLiteral(" expects a first date written as yyyy-MM-dd");
             }
             if (result.error.isEmpty() && result.toDate < result.fromDate) {
-                result.error = QStringLiteral("--apply-rules: the last date lies before the first");
+                result.error = arg + QStringLiteral(": the last date lies before the first");
             }
         }
     }
@@ -65,7 +65,7 @@ QString CommandLine::helpText()
 {
     return QStringLiteral(
         "Usage: verrinplus [-debug] [--report [yyyy-MM-dd] [--format text|json|csv]]\n"
-        "                  [--apply-rules FROM [TO]] [--version] [--help]\n"
+        "                  [--apply-rules FROM [TO]] [--check-links FROM [TO]] [--version] [--help]\n"
         "\n"
         "Without options VerrinPlus starts its window and records which application is in front.\n"
         "\n"
@@ -74,7 +74,11 @@ QString CommandLine::helpText()
         "  --format FORMAT        report format: text (default), json or csv\n"
         "  --apply-rules FROM [TO]\n"
         "                         apply the active rules to the days FROM..TO with the stored sign-in\n"
-        "                         (exit status 3: not signed in, 4: Verrin cannot be reached)\n"
+        "                         (exit status 3: not signed in, 4: Verrin cannot be reached,\n"
+        "                         5: another VerrinPlus is working on the data folder)\n"
+        "  --check-links FROM [TO]\n"
+        "                         compare the service entries of the days FROM..TO with the linked\n"
+        "                         entries; exit status 0 only when all agree and nothing is pending\n"
         "  --version              print the version\n"
         "  --help                 print this help\n"
         "\n"

@@ -14,14 +14,15 @@ struct CommandLine
         Version,
         Help,
         Report,
-        ApplyRules
+        ApplyRules,
+        CheckLinks,
     };
 
     Mode mode = Mode::Gui;
     bool debug = false;                      // exactly "-debug": write debug.log in the data folder
     QDate reportDate;                        // --report [yyyy-MM-dd]; today when not given
     QString format = QStringLiteral("text"); // --format text|json|csv
-    QDate fromDate;                          // --apply-rules FROM [TO]
+    QDate fromDate;                          // --apply-rules / --check-links FROM [TO]
     QDate toDate;
     QString error; // set when a headless mode was asked for with bad values
 

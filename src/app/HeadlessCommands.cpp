@@ -52,6 +52,12 @@ int run(const CommandLine& options)
         DebugLog::close();
         return status;
     }
+    case CommandLine::Mode::CheckLinks: {
+        installLog(options);
+        const int status = HeadlessRuleRun(out, err).checkLinks(options.fromDate, options.toDate);
+        DebugLog::close();
+        return status;
+    }
     case CommandLine::Mode::Report: {
         installLog(options);
         const int status = HeadlessReport::run(options);

@@ -1,12 +1,17 @@
 #include "app/HeadlessRuleRun.h"
 
+#include "app/DataFolderLock.h"
+#include "app/DataPaths.h"
 #include "app/HeadlessDataFolder.h"
 #include "app/Registry.h"
+#include "app/SingleInstance.h"
 #include "app/StreamPrompter.h"
 #include "rules/RuleApplier.h"
 #include "rules/RuleStore.h"
 #include "rules/TaskLinker.h"
 #include "service/CatalogueFetch.h"
+#include "service/LinkCheck.h"
+#include "service/LinkRecovery.h"
 #include "service/Linking.h"
 #include "service/LoginPrompt.h"
 #include "service/ProjectsCatalogue.h"
@@ -18,6 +23,8 @@
 #include <QTextStream>
 
 namespace {
+
+constexpr int kWaitForOtherRunMs = 60000;
 
 QString value(const char* key)
 {
@@ -95,6 +102,8 @@ QString range(const QDate& from, const QDate& to)
 
 HeadlessRuleRun::HeadlessRuleRun(QTextStream& out, QTextStream& err) : out(out), err(err) {}
 
+HeadlessRuleRun::~HeadlessRuleRun() = default;
+
 QString HeadlessRuleRun::clockTime(qint64 seconds)
 {
     return QStringLiteral("%1:%2:%3")
@@ -149,11 +158,11 @@ int HeadlessRuleRun::signIn(Prompter* prompter)
     return Done;
 }
 
-int HeadlessRuleRun::run(const QDate& from, const QDate& to)
+int HeadlessRuleRun::prepare(Prompter* prompter, bool* noRules)
 {
-    HeadlessDataFolder folder;
+    folder = std::make_unique<HeadlessDataFolder>();
     QString error;
-    if (!folder.readSettings(&error)) {
+    if (!folder->readSettings(&error)) {
         return fail(NotSignedIn, QStringLiteral("not signed in: ") + error);
     }
     const bool storedToken = !value("AuthToken").isEmpty();
@@ -162,22 +171,83 @@ int HeadlessRuleRun::run(const QDate& from, const QDate& to)
         return fail(NotSignedIn, QStringLiteral("not signed in: no stored session; sign in with VerrinPlus and "
                                                 "choose \"Remember my password\", then try again"));
     }
-    if (!folder.openDatabase(&error)) {
+    // One writer per data folder: two runs would each link the same unlinked rows.
+    lock = std::make_unique<DataFolderLock>(DataPaths::dataFolder());
+    if (!lock->tryLock(0)) {
+        if (SingleInstance::windowIsRunning(DataPaths::dataFolder())) {
+            return fail(Busy, QStringLiteral("VerrinPlus is open on this data folder; nothing was done. Use its "
+                                             "Rules and Service menus, or close it and run this again"));
+        }
+        if (!lock->tryLock(kWaitForOtherRunMs)) {
+            return fail(Busy, QStringLiteral("another VerrinPlus run is working on this data folder; nothing was "
+                                             "done. Try again when it has finished"));
+        }
+    }
+    if (!folder->openDatabase(&error)) {
         return fail(Failed, error);
     }
-    RuleStore store;
-    // Without rules there is nothing to sign in for.
-    if (store.readDbRules().isEmpty()) {
+    if (noRules) {
+        // Without rules there is nothing to sign in for.
+        *noRules = RuleStore().readDbRules().isEmpty();
+        if (*noRules) {
+            return Done;
+        }
+    }
+    return signIn(prompter);
+}
+
+void HeadlessRuleRun::settlePending()
+{
+    ServiceTimeEntryApi api(&manager);
+    const LinkRecovery::Report report = LinkRecovery(&api).settle();
+    if (report.settled > 0) {
+        out << "Settled " << plural(report.settled, "pending link", "pending links") << " from the service's answers"
+            << Qt::endl;
+    }
+    for (const LinkRecovery::Unsettled& item : report.unsettled) {
+        err << "verrinplus: pending: " << LinkRecovery::describe(item.intent) << " (" << item.why
+            << "); open VerrinPlus to settle it" << Qt::endl;
+    }
+}
+
+int HeadlessRuleRun::checkLinks(const QDate& from, const QDate& to)
+{
+    StreamPrompter prompter(err);
+    if (const int status = prepare(&prompter, nullptr); status != Done) {
+        return status;
+    }
+    settlePending();
+    ServiceTimeEntryApi api(&manager);
+    const QList<LinkCheck::Line> lines = LinkCheck(&api).check(from, to);
+    QMap<LinkCheck::Verdict, int> counts;
+    for (const LinkCheck::Line& line : lines) {
+        out << LinkCheck::lineText(line) << Qt::endl;
+        ++counts[line.verdict];
+    }
+    QStringList summary;
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it) {
+        summary << QStringLiteral("%1 %2").arg(it.value()).arg(LinkCheck::verdictName(it.key()));
+    }
+    out << "Checked " << plural(int(lines.size()), "link", "links") << " " << range(from, to)
+        << (summary.isEmpty() ? QString() : QStringLiteral(": ") + summary.join(QStringLiteral(", "))) << Qt::endl;
+    return LinkCheck::allAgree(lines) ? Done : Failed;
+}
+
+int HeadlessRuleRun::run(const QDate& from, const QDate& to)
+{
+    StreamPrompter prompter(err);
+    bool noRules = false;
+    if (const int status = prepare(&prompter, &noRules); status != Done) {
+        return status;
+    }
+    if (noRules) {
         out << "No rules to apply" << Qt::endl;
         return Done;
     }
+    settlePending();
 
-    StreamPrompter prompter(err);
-    if (const int status = signIn(&prompter); status != Done) {
-        return status;
-    }
-
-    ServiceTimeEntryApi api(&manager, &prompter);
+    RuleStore store;
+    ServiceTimeEntryApi api(&manager);
     Linking linking(&api, &prompter);
     ReportingLinker reporter(&linking);
     RuleApplier applier(&store, &reporter, nullptr);
@@ -214,9 +284,12 @@ int HeadlessRuleRun::run(const QDate& from, const QDate& to)
     out << "Total " << range(from, to) << ": " << plural(entries, "entry", "entries") << " in "
         << plural(groups, "group", "groups") << " linked to " << plural(summary.linkedTasks, "task", "tasks") << ", "
         << clockTime(summary.seconds) << Qt::endl;
+    for (const QString& problem : linking.takeRunProblems()) {
+        err << "verrinplus: " << problem << Qt::endl;
+    }
     if (failed > 0) {
-        return fail(Failed, QStringLiteral("%1 could not be linked; their entries stay unlinked and are offered "
-                                           "again next time")
+        return fail(Failed, QStringLiteral("%1 could not be linked in full; what was not linked stays unlinked and "
+                                           "is offered again next time, what is pending waits for VerrinPlus")
                                 .arg(plural(failed, "task", "tasks")));
     }
     return Done;

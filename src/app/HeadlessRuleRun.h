@@ -4,13 +4,19 @@
 #include <QNetworkAccessManager>
 #include <QString>
 
+#include <memory>
+
+class DataFolderLock;
+class HeadlessDataFolder;
 class Prompter;
 class QTextStream;
 
 // "--apply-rules FROM [TO]": applies the active rules to the unlinked entries of those days with the
-// session stored in the data folder, and prints what went to which task. Meant for cron jobs and
-// timers, so it never opens a window or asks anything: what stops it is said on the error stream,
-// and the exit status tells the cases apart.
+// session stored in the data folder, and prints what went to which task. "--check-links FROM [TO]":
+// compares the service entries those days' rows point to with the rows. Meant for cron jobs and
+// timers, so neither opens a window or asks anything: what stops them is said on the error stream,
+// and the exit status tells the cases apart. Both first settle what the service's answers prove
+// about links whose answer was lost, and both hold the data folder's writer lock.
 class HeadlessRuleRun
 {
 public:
@@ -20,6 +26,7 @@ public:
         Failed = 1,      // a link call failed, or the database could not be opened
         NotSignedIn = 3, // no stored session, or the service refused it
         Offline = 4,     // the service did not answer, or sent no catalogue
+        Busy = 5,        // another VerrinPlus is working on this data folder
     };
 
     // What one task got: one link call with all its entries.
@@ -33,8 +40,11 @@ public:
     };
 
     HeadlessRuleRun(QTextStream& out, QTextStream& err);
+    ~HeadlessRuleRun();
 
     int run(const QDate& from, const QDate& to);
+    // Exit 0 only when every entry agrees and nothing is pending.
+    int checkLinks(const QDate& from, const QDate& to);
 
     // "h:mm:ss", hours unpadded.
     static QString clockTime(qint64 seconds);
@@ -42,10 +52,16 @@ public:
     static QString taskLabel(int taskId);
 
 private:
+    // Settings, the writer lock, the database and the sign-in, in that order; Done when all are there.
+    int prepare(Prompter* prompter, bool* noRules);
     int signIn(Prompter* prompter);
+    // Settles pending links from the service's answers and says what is left.
+    void settlePending();
     int fail(int status, const QString& message);
 
     QTextStream& out;
     QTextStream& err;
     QNetworkAccessManager manager;
+    std::unique_ptr<HeadlessDataFolder> folder;
+    std::unique_ptr<DataFolderLock> lock;
 };

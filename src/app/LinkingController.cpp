@@ -2,13 +2,18 @@
 
 #include "app/DayViews.h"
 #include "app/MainWindowForm.h"
+#include "app/Prompter.h"
 #include "recording/AppIcons.h"
 #include "rules/RuleApplier.h"
 #include "rules/RuleStore.h"
 #include "rules/RulesController.h"
+#include "service/LinkCheck.h"
+#include "service/LinkJournal.h"
+#include "service/LinkRecovery.h"
 #include "service/Linking.h"
 #include "service/ProjectsTree.h"
 #include "service/ServiceTimeEntryApi.h"
+#include "store/util.h"
 #include "views/LineEdit.h"
 #include "views/TimeTree.h"
 #include "views/TreeModel.h"
@@ -22,9 +27,14 @@
 LinkingController::LinkingController(DayViews* views, MainWindowForm* form, QProgressBar* progressBar,
                                      QNetworkAccessManager* network, Prompter* prompter, QWidget* window)
     : QObject(window), views(views), ui(form), progressBar(progressBar),
-      api(std::make_unique<ServiceTimeEntryApi>(network, prompter)),
-      linker(std::make_unique<Linking>(api.get(), prompter)), ruleStore(std::make_unique<RuleStore>())
+      api(std::make_unique<ServiceTimeEntryApi>(network)), linker(std::make_unique<Linking>(api.get(), prompter)),
+      ruleStore(std::make_unique<RuleStore>()), prompter(prompter)
 {
+    connect(linker.get(), &Linking::sessionExpired, this, &LinkingController::sessionExpired);
+    connect(linker.get(), &Linking::pendingChanged, this, &LinkingController::showPendingCount);
+    connect(form->actionCheck_Links, &QAction::triggered, this, &LinkingController::checkLinks);
+    connect(form->actionPending_Links, &QAction::triggered, this, &LinkingController::resolvePending);
+    setSignedIn(false);
     connect(views, &DayViews::linkRequested, this, &LinkingController::connectEntriesWithTask);
     // Direct: the link is made inside the drop, before the drag ends and the rows leave the view.
     connect(form->projects, &ProjectsTree::signalConnectEntriesWithTask, this,
@@ -93,6 +103,12 @@ void LinkingController::connectRules()
     connect(rulesController, &RulesController::rulesApplied, this, [this](const ApplyRulesSummary& summary) {
         emit statusMessage(summaryText(summary));
         emit calendarMarksStale();
+        // One box for the whole run, not one per task.
+        const QStringList problems = linker->takeRunProblems();
+        if (!problems.isEmpty() && prompter) {
+            prompter->warn(QStringLiteral("Verrin API Error"),
+                           summaryText(summary) + QStringLiteral("\n\n") + problems.join(QLatin1Char('\n')));
+        }
     });
 }
 
@@ -105,4 +121,107 @@ void LinkingController::showProgress(int done, int total)
     progressBar->setRange(0, total);
     progressBar->setValue(done);
     progressBar->show();
+}
+
+void LinkingController::setSignedIn(bool signedInNow)
+{
+    signedIn = signedInNow;
+    ui->appList->setLinkingEnabled(signedIn);
+    ui->actionCheck_Links->setEnabled(signedIn);
+    ui->actionPending_Links->setEnabled(signedIn);
+    if (!signedIn) {
+        return;
+    }
+    // The service answers again: finish what its answers prove, and ask once per run about the rest.
+    if (settlePendingQuietly() && !askedAboutPending) {
+        askedAboutPending = true;
+        QTimer::singleShot(0, this, &LinkingController::resolvePending);
+    }
+}
+
+bool LinkingController::settlePendingQuietly()
+{
+    const LinkRecovery::Report report = LinkRecovery(api.get()).settle();
+    if (report.settled > 0) {
+        views->refreshBoth();
+        emit calendarMarksStale();
+    }
+    showPendingCount();
+    return !report.unsettled.isEmpty();
+}
+
+void LinkingController::showPendingCount()
+{
+    const qsizetype open = LinkJournal::openIntents().size();
+    ui->actionPending_Links->setText(open > 0 ? QStringLiteral("&Pending Links (%1)...").arg(open)
+                                              : QStringLiteral("&Pending Links..."));
+    if (open > 0) {
+        emit statusMessage(QStringLiteral("%1 pending: the service's answer was lost. File \u2192 Pending Links... "
+                                          "settles them.")
+                               .arg(open == 1 ? QStringLiteral("1 link") : QStringLiteral("%1 links").arg(open)));
+    }
+}
+
+void LinkingController::resolvePending()
+{
+    if (!signedIn) {
+        return;
+    }
+    const LinkRecovery::Report report = LinkRecovery(api.get()).resolveWithUser(prompter);
+    if (LinkJournal::openIntents().isEmpty() && report.settled == 0 && prompter) {
+        prompter->inform(QStringLiteral("Information"), QStringLiteral("No links are pending."));
+    }
+    views->refreshBoth();
+    emit calendarMarksStale();
+    showPendingCount();
+}
+
+void LinkingController::checkLinks()
+{
+    if (!signedIn) {
+        return;
+    }
+    const QDate day = views->shownDate();
+    const QDate from = day.addDays(1 - day.dayOfWeek());
+    const QDate to = from.addDays(6);
+    LinkCheck check(api.get());
+    const QList<LinkCheck::Line> lines = check.check(from, to);
+    QStringList text;
+    for (const LinkCheck::Line& line : lines) {
+        text << LinkCheck::lineText(line);
+    }
+    const QString heading =
+        QStringLiteral("Links from %1 to %2").arg(from.toString(Qt::ISODate), to.toString(Qt::ISODate));
+    if (LinkCheck::allAgree(lines)) {
+        prompter->inform(QStringLiteral("Check Links"),
+                         heading + QStringLiteral(": all %1 agree with the service.").arg(lines.size()));
+        return;
+    }
+    prompter->inform(QStringLiteral("Check Links"), heading + QStringLiteral(":\n") + text.join(QLatin1Char('\n')));
+    bool pending = false;
+    for (const LinkCheck::Line& line : lines) {
+        QString error;
+        if (line.verdict == LinkCheck::Verdict::Pending) {
+            pending = true;
+        } else if (line.verdict == LinkCheck::Verdict::Missing &&
+                   prompter->ask(QStringLiteral("Confirm unlink"),
+                                 QStringLiteral("The service no longer has entry %1. Unlink its %2 entries here?")
+                                     .arg(line.extEntryId)
+                                     .arg(line.entryIds.size())) &&
+                   !EntryLinker::unlinkGoneEntry(line.extEntryId, line.entryIds, &error)) {
+            prompter->warn(QStringLiteral("Database error"), error);
+        } else if ((line.verdict == LinkCheck::Verdict::Longer || line.verdict == LinkCheck::Verdict::Shorter) &&
+                   prompter->ask(QStringLiteral("Check Links"),
+                                 QStringLiteral("Set service entry %1 to the recorded %2?")
+                                     .arg(line.extEntryId)
+                                     .arg(util::format_time(line.localSeconds))) &&
+                   !check.adjust(line, &error)) {
+            prompter->warn(QStringLiteral("Verrin API Error"), error);
+        }
+    }
+    if (pending) {
+        resolvePending();
+    } else {
+        views->refreshBoth();
+    }
 }

@@ -35,14 +35,25 @@ public:
 public slots:
     void connectEntriesWithTask(const QStringList& ids, const QString& taskId, const QString& notes);
     void unlinkEntries(const QStringList& ids);
+    // Follows the session: link actions only while signed in, and on each sign-in whatever the
+    // service's answers can settle of links whose answer was lost.
+    void setSignedIn(bool signedIn);
+    // Settles pending links, asking the user about what the service cannot tell.
+    void resolvePending();
+    // Compares the service entries of the shown day's week with the rows and offers the repairs.
+    void checkLinks();
 
 signals:
     void statusMessage(const QString& text);
     void calendarMarksStale();
+    void sessionExpired();
 
 private:
     void connectRules();
     void showProgress(int done, int total);
+    // Settles what the service can tell; true when something is left for the user.
+    bool settlePendingQuietly();
+    void showPendingCount();
 
     DayViews* views;
     MainWindowForm* ui;
@@ -52,4 +63,7 @@ private:
     std::unique_ptr<RuleStore> ruleStore;
     RuleApplier* applier = nullptr;
     RulesController* rulesController = nullptr;
+    Prompter* prompter;
+    bool signedIn = false;
+    bool askedAboutPending = false;
 };

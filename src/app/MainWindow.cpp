@@ -118,6 +118,9 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     connect(linkingController, &LinkingController::statusMessage, this,
             [this](const QString& text) { statusBar()->showMessage(text); });
     connect(linkingController, &LinkingController::calendarMarksStale, this, &MainWindow::initCalendarDaysWithEntries);
+    connect(serviceController, &ServiceController::signedInChanged, linkingController, &LinkingController::setSignedIn);
+    connect(linkingController, &LinkingController::sessionExpired, serviceController,
+            &ServiceController::onSessionExpired);
 
     restoreState(settings->value(QStringLiteral("Window/State")).toByteArray());
     restoreGeometry(settings->value(QStringLiteral("Window/Geometry")).toByteArray());

@@ -75,6 +75,8 @@ void MainWindowForm::buildActions(QMainWindow* window)
     actionView_Rules = action(window, "actionView_Rules");
     action_Apply_Rules = action(window, "action_Apply_Rules");
     actionApply_Rules_For_Date_Range = action(window, "actionApply_Rules_For_Date_Range");
+    actionCheck_Links = action(window, "actionCheck_Links");
+    actionPending_Links = action(window, "actionPending_Links");
     for (QAction* toggle : {actionLinked_Entries, actionCalendar, actionProjects_and_Tasks}) {
         toggle->setCheckable(true);
         toggle->setChecked(true);
@@ -91,6 +93,8 @@ void MainWindowForm::buildMenus(QMainWindow* window)
     menuFile->addAction(actionLogin);
     menuFile->addAction(actionLogout);
     menuFile->addAction(action_RefreshProjects);
+    menuFile->addAction(actionCheck_Links);
+    menuFile->addAction(actionPending_Links);
     menuFile->addSeparator();
     menuFile->addAction(action_Timestamps);
     menuFile->addAction(action_Ignored_Applications);
@@ -234,6 +238,8 @@ void MainWindowForm::retranslateUi(QMainWindow* window)
     actionView_Rules->setText(tr("&View Rules..."));
     action_Apply_Rules->setText(tr("&Apply Rules"));
     actionApply_Rules_For_Date_Range->setText(tr("Apply Rules for &Date Range..."));
+    actionCheck_Links->setText(tr("&Check Links of the Week..."));
+    actionPending_Links->setText(tr("&Pending Links..."));
     btToday->setText(tr("Show Today"));
     editFilter->setPlaceholderText(tr("Filter titles"));
     editFilterProjects->setPlaceholderText(tr("Filter tasks"));

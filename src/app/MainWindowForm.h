@@ -47,6 +47,8 @@ public:
     QAction* actionView_Rules = nullptr;
     QAction* action_Apply_Rules = nullptr;
     QAction* actionApply_Rules_For_Date_Range = nullptr;
+    QAction* actionCheck_Links = nullptr;
+    QAction* actionPending_Links = nullptr;
 
     QMenuBar* menubar = nullptr;
     QMenu* menuFile = nullptr;

@@ -1,6 +1,7 @@
 #include "app/MessageBoxPrompter.h"
 
 #include <QMessageBox>
+#include <QPushButton>
 
 bool MessageBoxPrompter::ask(const QString& title, const QString& text)
 {
@@ -21,4 +22,18 @@ void MessageBoxPrompter::warn(const QString& title, const QString& text)
 void MessageBoxPrompter::critical(const QString& title, const QString& text)
 {
     QMessageBox::critical(parent, title, text);
+}
+
+int MessageBoxPrompter::choose(const QString& title, const QString& text, const QStringList& options)
+{
+    QMessageBox box(QMessageBox::Question, title, text, QMessageBox::NoButton, parent);
+    QList<QAbstractButton*> buttons;
+    for (const QString& option : options) {
+        buttons << box.addButton(option, buttons.isEmpty() ? QMessageBox::AcceptRole : QMessageBox::ActionRole);
+    }
+    if (!buttons.isEmpty()) {
+        box.setDefaultButton(qobject_cast<QPushButton*>(buttons.first()));
+    }
+    box.exec();
+    return int(buttons.indexOf(box.clickedButton()));
 }

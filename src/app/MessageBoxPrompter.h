@@ -14,6 +14,7 @@ public:
     void inform(const QString& title, const QString& text) override;
     void warn(const QString& title, const QString& text) override;
     void critical(const QString& title, const QString& text) override;
+    int choose(const QString& title, const QString& text, const QStringList& options) override;
 
 private:
     QWidget* parent;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // How logic classes talk to the user without knowing about message boxes. The GUI shows real
 // boxes (MessageBoxPrompter); tests record the calls and answer from a queue.
@@ -14,4 +15,13 @@ public:
     virtual void inform(const QString& title, const QString& text) = 0;
     virtual void warn(const QString& title, const QString& text) = 0;
     virtual void critical(const QString& title, const QString& text) = 0;
+    // A choice between `options`, the first one the default; the index chosen, or -1 when the
+    // question was dismissed or nobody can answer.
+    virtual int choose(const QString& title, const QString& text, const QStringList& options)
+    {
+        Q_UNUSED(title);
+        Q_UNUSED(text);
+        Q_UNUSED(options);
+        return -1;
+    }
 };

@@ -1,49 +1,52 @@
 #include "app/SingleInstance.h"
 
-#include <QCryptographicHash>
+#include "app/DataFolderLock.h"
+
 #include <QDebug>
-#include <QDir>
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QStandardPaths>
 
 namespace {
 constexpr int kConnectTimeoutMs = 2000;
 const QByteArray kShowCommand = QByteArrayLiteral("show\n");
 } // namespace
 
-SingleInstance::SingleInstance(const QString& dataFolder, QObject* parent) : QObject(parent)
+SingleInstance::SingleInstance(const QString& dataFolder, QObject* parent)
+    : QObject(parent), name(DataFolderLock::nameFor(dataFolder)), lock(std::make_unique<DataFolderLock>(dataFolder))
 {
-    const QByteArray hash =
-        QCryptographicHash::hash(QDir::cleanPath(dataFolder).toUtf8(), QCryptographicHash::Sha1).toHex().left(16);
-    name = QStringLiteral("verrinplus-") + QString::fromLatin1(hash);
+}
+
+bool SingleInstance::windowIsRunning(const QString& dataFolder)
+{
+    QLocalSocket socket;
+    socket.connectToServer(DataFolderLock::nameFor(dataFolder));
+    return socket.waitForConnected(kConnectTimeoutMs);
 }
 
 SingleInstance::~SingleInstance() = default;
 
-bool SingleInstance::claim()
+bool SingleInstance::claim(int waitForRunMs)
 {
-    QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    if (runtime.isEmpty()) {
-        runtime = QDir::tempPath();
-    }
-    QDir().mkpath(runtime);
-    lock = std::make_unique<QLockFile>(runtime + QLatin1Char('/') + name + QStringLiteral(".lock"));
-    // A lock left by a crashed instance is taken over: QLockFile checks whether its process is alive.
-    lock->setStaleLockTime(0);
     if (lock->tryLock(0)) {
         listen();
         return true;
     }
-    if (lock->error() != QLockFile::LockFailedError) {
+    if (!lock->canLock()) {
         // The lock cannot be written at all (read-only runtime folder): better to run than to refuse.
-        qWarning() << "Could not check for another running VerrinPlus:" << lock->fileName();
+        qWarning() << "Could not check for another running VerrinPlus:" << name;
         listen();
         return true;
     }
-    if (!notifyRunningInstance()) {
-        qWarning() << "Another VerrinPlus is running on this data folder but did not answer";
+    if (notifyRunningInstance()) {
+        return false;
     }
+    // Nobody answers: a command-line run (rules, a check) is linking on this folder. It ends by itself.
+    qWarning() << "Waiting for another VerrinPlus run on this data folder to finish";
+    if (lock->tryLock(waitForRunMs)) {
+        listen();
+        return true;
+    }
+    qWarning() << "Another VerrinPlus is running on this data folder but did not answer";
     return false;
 }
 

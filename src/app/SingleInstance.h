@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QLockFile>
 #include <QObject>
 #include <QString>
 
 #include <memory>
 
+class DataFolderLock;
 class QLocalServer;
 
 // One running VerrinPlus per data folder: two recorders writing one database would record every
@@ -20,8 +20,11 @@ public:
     ~SingleInstance() override;
 
     // True when this process is now the one instance. False when another instance holds the folder;
-    // it has then been asked to show its window.
-    bool claim();
+    // it has then been asked to show its window. A command-line run working on the folder is waited
+    // for (up to `waitForRunMs`), since it ends by itself.
+    bool claim(int waitForRunMs = 60000);
+    // True when a window of VerrinPlus answers for this folder.
+    static bool windowIsRunning(const QString& dataFolder);
 
     QString serverName() const { return name; }
 
@@ -34,6 +37,6 @@ private:
     void listen();
 
     QString name;
-    std::unique_ptr<QLockFile> lock;
+    std::unique_ptr<DataFolderLock> lock;
     QLocalServer* server = nullptr;
 };

@@ -23,6 +23,13 @@ void StreamPrompter::critical(const QString& title, const QString& text)
     line(title, text);
 }
 
+int StreamPrompter::choose(const QString& title, const QString& text, const QStringList& options)
+{
+    Q_UNUSED(options);
+    line(title, text + QStringLiteral(" (left for later: nobody to ask)"));
+    return -1;
+}
+
 void StreamPrompter::line(const QString& title, const QString& text)
 {
     // Boxes may hold several lines; on a terminal each message stays one line.

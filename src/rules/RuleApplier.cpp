@@ -1,6 +1,7 @@
 #include "rules/RuleApplier.h"
 
 #include "app/Prompter.h"
+#include "app/Registry.h"
 #include "rules/RuleMatcher.h"
 #include "rules/RuleStore.h"
 #include "rules/TaskLinker.h"
@@ -17,6 +18,9 @@ QString summaryText(const ApplyRulesSummary& summary)
 {
     if (summary.noRules) {
         return QStringLiteral("No rules to apply");
+    }
+    if (summary.signedOut) {
+        return QStringLiteral("Rules not applied: sign in to Verrin first");
     }
     QString text = QStringLiteral("Rules applied: %1 of %2 groups matched, %3 tasks linked")
                        .arg(summary.matchedGroups)
@@ -56,8 +60,9 @@ RuleMatches RuleApplier::collectMatches(const QList<QVariant>& rules, const QDat
     query.setForwardOnly(true);
     query.prepare(QStringLiteral(
         "SELECT title, application_id, DATE(start_time) AS start_day, GROUP_CONCAT(id) AS entries_ids FROM entries "
-        "WHERE start_time >= :from     AND start_time <= :to     AND ext_entry_id IS NULL GROUP BY start_day, "
-        "application_id, title "));
+        "WHERE start_time >= :from     AND start_time <= :to     AND ext_entry_id IS NULL AND id NOT IN (SELECT "
+        "entry_id FROM link_journal_rows JOIN link_journal ON link_journal.id = journal_id WHERE state = 'open') GROUP "
+        "BY start_day, application_id, title "));
     query.bindValue(QStringLiteral(":from"), from.toString(QStringLiteral("yyyy-MM-dd 00:00:00")));
     query.bindValue(QStringLiteral(":to"), to.toString(QStringLiteral("yyyy-MM-dd 23:59:59")));
     if (!query.exec()) {
@@ -130,6 +135,15 @@ ApplyRulesSummary RuleApplier::applyRules(const QDate& from, const QDate& to)
         summary.noRules = true;
         if (prompter) {
             prompter->inform(QStringLiteral("Information"), QStringLiteral("No rules to apply"));
+        }
+        return summary;
+    }
+
+    if (!Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool()) {
+        // Nothing could be linked, and a run that tries anyway only collects failures.
+        summary.signedOut = true;
+        if (prompter) {
+            prompter->inform(QStringLiteral("Information"), summaryText(summary));
         }
         return summary;
     }

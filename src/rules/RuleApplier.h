@@ -14,13 +14,14 @@ class TaskLinker;
 // What one run of the rules did, for the status bar and the command line.
 struct ApplyRulesSummary
 {
-    bool noRules = false;  // there was no active rule with applications
-    int groups = 0;        // unlinked (day, application, title) groups looked at
-    int matchedGroups = 0; // groups some rule matched
-    int tasks = 0;         // tasks the matched groups went to (one link call each)
-    int linkedTasks = 0;   // link calls that succeeded
-    int failedTasks = 0;   // link calls that failed
-    qint64 seconds = 0;    // seconds of the entries of the successful link calls
+    bool noRules = false;   // there was no active rule with applications
+    bool signedOut = false; // nothing was sent: there is no signed-in session
+    int groups = 0;         // unlinked (day, application, title) groups looked at
+    int matchedGroups = 0;  // groups some rule matched
+    int tasks = 0;          // tasks the matched groups went to (one link call each)
+    int linkedTasks = 0;    // link calls that succeeded
+    int failedTasks = 0;    // link calls that failed
+    qint64 seconds = 0;     // seconds of the entries of the successful link calls
 };
 
 // One line for the command line and the status bar, such as

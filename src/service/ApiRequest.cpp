@@ -15,6 +15,31 @@ namespace {
 
 int startingTimeout = ApiRequest::defaultTimeoutMs;
 
+// A request body that can be read once only. The network stack silently sends a request again when
+// a connection drops before the answer; for a POST that creates a time entry that books the time
+// twice. A body that cannot be rewound turns that resend into an error the caller sees instead.
+class OneShotBody : public QIODevice
+{
+public:
+    explicit OneShotBody(const QByteArray& data) : data(data) { open(QIODevice::ReadOnly); }
+    bool isSequential() const override { return true; }
+    qint64 bytesAvailable() const override { return data.size() - offset + QIODevice::bytesAvailable(); }
+
+protected:
+    qint64 readData(char* out, qint64 max) override
+    {
+        const qint64 count = qMin(max, qint64(data.size()) - offset);
+        memcpy(out, data.constData() + offset, size_t(count));
+        offset += count;
+        return count;
+    }
+    qint64 writeData(const char*, qint64) override { return -1; }
+
+private:
+    QByteArray data;
+    qint64 offset = 0;
+};
+
 } // namespace
 
 ApiRequest::ApiRequest(QNetworkAccessManager* manager, bool quiet, Prompter* prompter)
@@ -81,6 +106,10 @@ bool ApiRequest::makeRequest(QNetworkRequest& request, const QString& method, co
                              bool callerChecksApiErrors)
 {
     success = true;
+    lastNetworkError = 0;
+    timeoutHit = false;
+    lastApiCode.clear();
+    lastApiMessage.clear();
     reply.clear();
     const QString verb = method.toLower();
     request.setRawHeader(QByteArrayLiteral("User-Agent"),
@@ -90,7 +119,16 @@ bool ApiRequest::makeRequest(QNetworkRequest& request, const QString& method, co
         return success = false;
     }
 
-    QNetworkReply* networkReply = verb == QLatin1String("post") ? manager->post(request, data) : manager->get(request);
+    QNetworkReply* networkReply = nullptr;
+    if (verb == QLatin1String("post")) {
+        auto* body = new OneShotBody(data);
+        request.setHeader(QNetworkRequest::ContentLengthHeader, data.size());
+        request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+        networkReply = manager->post(request, body);
+        body->setParent(networkReply);
+    } else {
+        networkReply = manager->get(request);
+    }
 
     QEventLoop loop;
     connect(networkReply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
@@ -118,7 +156,12 @@ bool ApiRequest::makeRequest(QNetworkRequest& request, const QString& method, co
         reply = QString::fromLatin1(bytes);
         QString code;
         QString message;
-        if (isError(reply, code, message) && !callerChecksApiErrors) {
+        const bool refused = isError(reply, code, message);
+        if (refused) {
+            lastApiCode = code;
+            lastApiMessage = message;
+        }
+        if (refused && !callerChecksApiErrors) {
             success = false;
             qWarning().noquote() << "api error: code" << code << "message" << message;
             if (prompter)
@@ -189,6 +232,11 @@ QString ApiRequest::networkErrorMessage(int code)
         {205, QStringLiteral("The request needed to be sent again, but this failed for example because the upload "
                              "data could not be read a second time.")},
         {299, QStringLiteral("An unknown error related to the remote content was detected.")},
+        {401, QStringLiteral("The Verrin service failed while handling the request (HTTP 500, internal server "
+                             "error). Try again later.")},
+        {402, QStringLiteral("The Verrin service does not support this request (HTTP 501).")},
+        {403, QStringLiteral("The Verrin service is unavailable at the moment (HTTP 503). Try again later.")},
+        {499, QStringLiteral("The Verrin service answered with an unexpected server error.")},
         {301, QStringLiteral("The Network Access API cannot honor the request because the protocol is not known.")},
         {302, QStringLiteral("The requested operation is invalid for this protocol.")},
         {399, QStringLiteral("A breakdown in protocol was detected (parsing error, invalid or unexpected responses, "
@@ -201,6 +249,7 @@ void ApiRequest::onError(QNetworkReply::NetworkError code)
 {
     qDebug() << "on error. code:" << int(code);
     success = false;
+    lastNetworkError = int(code);
     const QString message = networkErrorMessage(int(code));
     if (!quiet && prompter)
         prompter->warn(QStringLiteral("Network error"), message);
@@ -222,6 +271,7 @@ void ApiRequest::onTimeout()
     if (!quiet && prompter)
         prompter->warn(QStringLiteral("Network Error"), QStringLiteral("Connection Timeout"));
     qDebug() << "on timeout";
+    timeoutHit = true;
     success = false;
 }
 

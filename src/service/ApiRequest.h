@@ -63,6 +63,13 @@ public:
     // The user-facing text for a transport error; the decimal code for one not in the table.
     static QString networkErrorMessage(int code);
 
+    // How the last call ended, for callers that must tell a refusal from a lost answer: the transport
+    // error (0 for none), whether it ran out of time, and the code of a status "error" reply.
+    int networkError() const { return lastNetworkError; }
+    bool timedOut() const { return timeoutHit; }
+    QString apiErrorCode() const { return lastApiCode; }
+    QString apiErrorMessage() const { return lastApiMessage; }
+
 public slots:
     void onError(QNetworkReply::NetworkError code);
     void onSslErrors(const QList<QSslError>& errors);
@@ -77,4 +84,8 @@ private:
     bool success = true;
     bool quiet;
     Prompter* prompter;
+    int lastNetworkError = 0;
+    bool timeoutHit = false;
+    QString lastApiCode;
+    QString lastApiMessage;
 };

@@ -1,6 +1,6 @@
 #include "service/EntryLinker.h"
 
-#include "app/Registry.h"
+#include "service/LinkJournal.h"
 #include "service/TimeEntryApi.h"
 #include "store/util.h"
 
@@ -10,35 +10,23 @@
 #include <QUrl>
 
 namespace {
-QString mapValue(const char* map, const QString& key)
-{
-    return Registry::instance()->value(QLatin1String(map)).toMap().value(key).toString();
-}
-
-// An id pasted into a statement: a number, or NULL when the catalogue did not know it.
-QString sqlId(const QString& id)
-{
-    bool ok = false;
-    const qlonglong value = id.toLongLong(&ok);
-    return ok ? QString::number(value) : QStringLiteral("NULL");
-}
 
 QList<EntryRecord> readRecords(const QString& idList)
 {
     QList<EntryRecord> records;
     QSqlQuery query;
     if (!query.exec(QStringLiteral("SELECT entries.id, entries.title, entries.application_id, entries.start_time, "
-                                   "entries.end_time, applications.path AS app_path, applications.name AS app_name "
-                                   "FROM entries, applications WHERE entries.application_id = applications.id AND "
-                                   "entries.id IN (") +
-                    idList + QStringLiteral(") "))) {
+                                   "entries.end_time, applications.path AS app_path, applications.name AS app_name, "
+                                   "entries.ext_entry_id FROM entries, applications WHERE entries.application_id = "
+                                   "applications.id AND entries.id IN (") +
+                    idList + QStringLiteral(") ORDER BY entries.start_time, entries.id"))) {
         qDebug() << "db error:" << query.lastError().text();
         return records;
     }
     const QStringList keys = {
-        QStringLiteral("id"),         QStringLiteral("title"),    QStringLiteral("application_id"),
-        QStringLiteral("start_time"), QStringLiteral("end_time"), QStringLiteral("app_path"),
-        QStringLiteral("app_name")};
+        QStringLiteral("id"),         QStringLiteral("title"),       QStringLiteral("application_id"),
+        QStringLiteral("start_time"), QStringLiteral("end_time"),    QStringLiteral("app_path"),
+        QStringLiteral("app_name"),   QStringLiteral("ext_entry_id")};
     while (query.next()) {
         EntryRecord record;
         for (int i = 0; i < keys.size(); ++i) {
@@ -49,18 +37,45 @@ QList<EntryRecord> readRecords(const QString& idList)
     return records;
 }
 
-QList<QPair<QString, QString>> readGroups(const QString& idList)
+int secondsOf(const EntryRecord& record)
 {
-    QList<QPair<QString, QString>> groups;
-    QSqlQuery query;
-    if (query.exec(QStringLiteral("SELECT application_id, title FROM entries WHERE id IN (") + idList +
-                   QStringLiteral(") GROUP BY application_id, title "))) {
-        while (query.next()) {
-            groups.append({query.value(0).toString(), query.value(1).toString()});
+    const qint64 seconds = util::sql_to_datetime(record.value(QStringLiteral("start_time")))
+                               .secsTo(util::sql_to_datetime(record.value(QStringLiteral("end_time"))));
+    return int(qMax<qint64>(0, seconds));
+}
+
+// The rows grouped by application and title, in the order the groups first appear.
+QList<QList<EntryRecord>> groupsOf(const QList<EntryRecord>& records)
+{
+    QList<QList<EntryRecord>> groups;
+    QMap<QPair<QString, QString>, int> index;
+    for (const EntryRecord& record : records) {
+        const QPair<QString, QString> key{record.value(QStringLiteral("application_id")),
+                                          record.value(QStringLiteral("title"))};
+        auto it = index.find(key);
+        if (it == index.end()) {
+            it = index.insert(key, int(groups.size()));
+            groups.append(QList<EntryRecord>());
         }
+        groups[it.value()] << record;
     }
     return groups;
 }
+
+QString dayText(const QDate& day)
+{
+    return day.toString(Qt::ISODate);
+}
+
+QList<int> toInts(const QStringList& ids)
+{
+    QList<int> numbers;
+    for (const QString& id : ids) {
+        numbers << id.toInt();
+    }
+    return numbers;
+}
+
 } // namespace
 
 EntryLinker::EntryLinker(TimeEntryApi* api, QObject* parent) : QObject(parent), api(api) {}
@@ -93,62 +108,87 @@ EntryLinker::LinkResult EntryLinker::connectEntriesWithTask(const QStringList& e
     if (ids.isEmpty()) {
         return result;
     }
-    const QString idList = ids.join(QLatin1Char(','));
-    const QList<EntryRecord> records = readRecords(idList);
-    if (records.isEmpty()) {
+    // Rows linked or pending already are never sent again: that is how time got booked twice.
+    const QSet<int> pending = LinkJournal::pendingEntryIds();
+    QMap<QDate, QList<EntryRecord>> byDay;
+    for (const EntryRecord& record : readRecords(ids.join(QLatin1Char(',')))) {
+        const QString id = record.value(QStringLiteral("id"));
+        if (!record.value(QStringLiteral("ext_entry_id")).isEmpty() || pending.contains(id.toInt())) {
+            result.skippedIds << id;
+            continue;
+        }
+        byDay[util::sql_to_date(record.value(QStringLiteral("start_time")).left(10))] << record;
+    }
+    if (byDay.isEmpty()) {
         qDebug() << "no entries to link";
         return result;
     }
-    const QList<QPair<QString, QString>> groups = readGroups(idList);
 
-    for (const EntryRecord& record : records) {
-        result.seconds += int(util::sql_to_datetime(record.value(QStringLiteral("start_time")))
-                                  .secsTo(util::sql_to_datetime(record.value(QStringLiteral("end_time")))));
-    }
-    const QDate date = util::sql_to_datetime(records.first().value(QStringLiteral("start_time"))).date();
-
-    if (!api->addBulk(date, result.seconds, taskId, encodeNotes(notes), &result.extEntryId)) {
-        qDebug() << "FAILED: verrin.entries.addBulk";
-        return result;
-    }
-    qDebug().noquote() << "API add entry result: ext_entry_id = " + result.extEntryId;
-
-    const QString projectId = mapValue("mapTaskParentProjects", taskId);
-    const QString tasklistId = mapValue("mapTaskParentTasklists", taskId);
-    QSqlQuery update;
-    update.prepare(QStringLiteral("UPDATE entries SET ext_task_id = ") + sqlId(taskId) +
-                   QStringLiteral(", ext_entry_id = ") + sqlId(result.extEntryId) +
-                   QStringLiteral(", ext_project_id = ") + sqlId(projectId) + QStringLiteral(", ext_tasklist_id = ") +
-                   sqlId(tasklistId) +
-                   QStringLiteral(", ext_task_name = :task_name , ext_project_name = :project_name , "
-                                  "ext_tasklist_name = :tasklist_name  WHERE id IN (") +
-                   idList + QStringLiteral(")"));
-    update.bindValue(QStringLiteral(":task_name"), mapValue("mapTaskNames", taskId));
-    update.bindValue(QStringLiteral(":project_name"), mapValue("mapProjectNames", projectId));
-    update.bindValue(QStringLiteral(":tasklist_name"), mapValue("mapTasklistNames", tasklistId));
-    if (!update.exec()) {
-        qDebug() << "db error: " + update.lastError().databaseText();
-        qDebug() << "driver error: " + update.lastError().driverText();
-        // The service entry would carry time the local rows do not know of: take it back.
-        bool ok = false;
-        const int extId = result.extEntryId.toInt(&ok);
-        if (!ok || !api->remove(extId)) {
-            qWarning() << "Could not withdraw service entry" << result.extEntryId << "after the local update failed";
+    const TaskNames task = TaskNames::fromCatalogue(taskId);
+    const QString encodedNotes = encodeNotes(notes);
+    int done = 0;
+    emit progress(done, int(byDay.size()));
+    // One service entry per day, dated that day: a timesheet shows each day's own time.
+    for (auto day = byDay.cbegin(); day != byDay.cend(); ++day) {
+        LinkJournal::Intent intent;
+        intent.action = LinkJournal::Action::Add;
+        intent.task = task;
+        intent.day = day.key();
+        intent.notes = encodedNotes;
+        intent.afterExtId = LinkJournal::highestKnownExtId();
+        QStringList dayIds;
+        for (const EntryRecord& record : day.value()) {
+            intent.seconds += secondsOf(record);
+            dayIds << record.value(QStringLiteral("id"));
         }
-        result.extEntryId.clear();
-        return result;
-    }
-    qDebug().noquote() << "db update successful for entries " + idList;
-    result.linked = true;
-    for (const auto& [appId, title] : groups) {
-        QList<EntryRecord> group;
-        for (const EntryRecord& record : records) {
-            if (record.value(QStringLiteral("application_id")) == appId &&
-                record.value(QStringLiteral("title")) == title) {
-                group << record;
+        intent.entryIds = toInts(dayIds);
+        QString error;
+        if (!LinkJournal::open(&intent, &error)) {
+            result.problems << QStringLiteral("%1: not sent, %2.").arg(dayText(day.key()), error);
+            emit progress(++done, int(byDay.size()));
+            continue;
+        }
+        LinkJournal::inFlight().insert(intent.id);
+        QString extEntryId;
+        const CallOutcome outcome = api->addBulk(intent.day, intent.seconds, taskId, encodedNotes, &extEntryId);
+        LinkJournal::inFlight().remove(intent.id);
+
+        if (outcome.ok()) {
+            if (LinkJournal::closeLinked(intent, extEntryId.toLongLong(), QStringLiteral("linked"), &error)) {
+                qDebug().noquote() << "db update successful for entries " + dayIds.join(QLatin1Char(','));
+                result.linked = true;
+                result.extEntryIds << extEntryId;
+                result.seconds += intent.seconds;
+                result.linkedIds << dayIds;
+                result.groups << groupsOf(day.value());
+            } else {
+                qDebug() << "db error: " + error;
+                // The service would carry time the rows do not know of: take it back. Deleting is safe to
+                // repeat, and the intent stays open for the check if even that fails.
+                const bool withdrawn = api->remove(extEntryId.toLongLong()).ok();
+                if (withdrawn) {
+                    LinkJournal::close(intent.id, QStringLiteral("withdrawn: ") + error, nullptr);
+                }
+                result.problems << QStringLiteral("%1: the service took the time, but the database could not be "
+                                                  "written (%2); the service entry was %3.")
+                                       .arg(dayText(day.key()), error,
+                                            withdrawn ? QStringLiteral("taken back")
+                                                      : QStringLiteral("left and the entries stay pending"));
+                if (!withdrawn) {
+                    result.pendingIds << dayIds;
+                }
             }
+        } else if (outcome.refused() || outcome.notSent) {
+            LinkJournal::close(intent.id, QStringLiteral("not linked: ") + outcome.message, nullptr);
+            result.tokenExpired = result.tokenExpired || outcome.tokenExpired();
+            result.problems << QStringLiteral("%1: not linked, %2.").arg(dayText(day.key()), outcome.message);
+        } else {
+            result.pendingIds << dayIds;
+            result.problems << QStringLiteral("%1: no answer from the service (%2). The entries stay pending until "
+                                              "it is known whether the service took them.")
+                                   .arg(dayText(day.key()), outcome.message);
         }
-        result.groups << group;
+        emit progress(++done, int(byDay.size()));
     }
     return result;
 }
@@ -161,65 +201,120 @@ EntryLinker::UnlinkResult EntryLinker::unlinkEntries(const QStringList& entryIds
     if (ids.isEmpty()) {
         return result;
     }
-    const QString idList = ids.join(QLatin1Char(','));
 
     // Seconds to take off each service entry, and which rows belong to it.
-    QMap<int, int> secondsByExtEntry;
-    QMap<int, QStringList> rowsByExtEntry;
+    struct ServiceEntry
+    {
+        int seconds = 0;
+        QStringList rows;
+        QString taskId;
+    };
+    QMap<qint64, ServiceEntry> byExtEntry;
+    const QSet<int> pending = LinkJournal::pendingEntryIds();
     QSqlQuery query;
-    if (!query.exec(QStringLiteral("SELECT id, ext_entry_id, strftime( '%s', end_time ) - strftime( '%s', "
-                                   "start_time ) AS duration FROM entries WHERE id IN (") +
-                    idList + QStringLiteral(") AND ext_entry_id IS NOT NULL "))) {
+    if (!query.exec(QStringLiteral("SELECT id, ext_entry_id, start_time, end_time, ext_task_id FROM entries WHERE id "
+                                   "IN (") +
+                    ids.join(QLatin1Char(',')) + QStringLiteral(") AND ext_entry_id IS NOT NULL "))) {
         qDebug() << "db error:" << query.lastError().text();
+        result.problems << QStringLiteral("The database could not be read: ") + query.lastError().text();
         return result;
     }
     while (query.next()) {
-        const int extId = query.value(1).toInt();
-        secondsByExtEntry[extId] += query.value(2).toInt();
-        rowsByExtEntry[extId] << query.value(0).toString();
+        if (pending.contains(query.value(0).toInt())) {
+            continue;
+        }
+        ServiceEntry& entry = byExtEntry[query.value(1).toLongLong()];
+        const qint64 seconds =
+            util::sql_to_datetime(query.value(2).toString()).secsTo(util::sql_to_datetime(query.value(3).toString()));
+        entry.seconds += int(qMax<qint64>(0, seconds));
+        entry.rows << query.value(0).toString();
+        entry.taskId = query.value(4).toString();
     }
 
-    const int total = int(secondsByExtEntry.size());
+    const int total = int(byExtEntry.size());
     int done = 0;
     emit progress(done, total);
-    for (auto it = secondsByExtEntry.cbegin(); it != secondsByExtEntry.cend(); ++it) {
-        const int extId = it.key();
-        QDateTime start;
-        QDateTime end;
-        bool serviceOk = api->getInfo(extId, &start, &end);
-        if (serviceOk) {
-            const QDateTime newEnd = end.addSecs(-it.value());
-            if (start < newEnd) {
-                serviceOk = api->update(extId, start, newEnd);
-            } else {
-                qDebug() << "WARNING: entry is shorter than duration. Deleting entry";
-                serviceOk = api->remove(extId);
-            }
+    for (auto it = byExtEntry.cbegin(); it != byExtEntry.cend(); ++it, emit progress(++done, total)) {
+        const qint64 extId = it.key();
+        const ServiceEntry& entry = it.value();
+        ServiceEntryInfo info;
+        const CallOutcome read = api->getInfo(extId, &info);
+        if (read.unknownEntry()) {
+            result.goneEntries.insert(extId, entry.rows);
+            continue;
         }
-        if (serviceOk && unlinkDbEntries(rowsByExtEntry.value(extId))) {
-            result.unlinkedIds << rowsByExtEntry.value(extId);
+        if (!read.ok()) {
+            result.tokenExpired = result.tokenExpired || read.tokenExpired();
+            result.failedExtEntryIds << int(extId);
+            result.problems << QStringLiteral("Service entry %1 could not be read: %2.").arg(extId).arg(read.message);
+            continue;
+        }
+        if (!info.taskId.isEmpty() && !entry.taskId.isEmpty() && info.taskId != entry.taskId) {
+            // Not the entry these rows were linked to: never change someone else's time.
+            result.failedExtEntryIds << int(extId);
+            result.problems
+                << QStringLiteral("Service entry %1 now belongs to another task; it was left as it is.").arg(extId);
+            continue;
+        }
+        LinkJournal::Intent intent;
+        intent.extEntryId = extId;
+        intent.seconds = entry.seconds;
+        intent.entryIds = toInts(entry.rows);
+        intent.task.taskId = entry.taskId;
+        intent.day = info.start.date();
+        intent.newEnd = info.end.addSecs(-entry.seconds);
+        intent.action = info.start < intent.newEnd ? LinkJournal::Action::Shorten : LinkJournal::Action::Delete;
+        QString error;
+        if (!LinkJournal::open(&intent, &error)) {
+            result.failedExtEntryIds << int(extId);
+            result.problems << QStringLiteral("Service entry %1 was not changed: %2.").arg(extId).arg(error);
+            continue;
+        }
+        LinkJournal::inFlight().insert(intent.id);
+        CallOutcome outcome;
+        if (intent.action == LinkJournal::Action::Shorten) {
+            outcome = api->update(extId, info.start, intent.newEnd);
         } else {
-            // Its rows stay linked, so local and remote still tell the same story.
-            result.failedExtEntryIds << extId;
+            qDebug() << "WARNING: entry is shorter than duration. Deleting entry";
+            outcome = api->remove(extId);
         }
-        emit progress(++done, total);
+        LinkJournal::inFlight().remove(intent.id);
+
+        if (outcome.ok()) {
+            if (LinkJournal::closeUnlinked(intent, QStringLiteral("unlinked"), &error)) {
+                result.unlinkedIds << entry.rows;
+            } else {
+                result.pendingIds << entry.rows;
+                result.problems << QStringLiteral("Service entry %1 was changed, but the database could not be "
+                                                  "written (%2); its entries stay pending.")
+                                       .arg(extId)
+                                       .arg(error);
+            }
+        } else if (outcome.unknownEntry()) {
+            LinkJournal::close(intent.id, QStringLiteral("gone on the service"), nullptr);
+            result.goneEntries.insert(extId, entry.rows);
+        } else if (outcome.refused() || outcome.notSent) {
+            LinkJournal::close(intent.id, QStringLiteral("not changed: ") + outcome.message, nullptr);
+            result.tokenExpired = result.tokenExpired || outcome.tokenExpired();
+            result.failedExtEntryIds << int(extId);
+            result.problems << QStringLiteral("Service entry %1 was not changed: %2.").arg(extId).arg(outcome.message);
+        } else {
+            result.pendingIds << entry.rows;
+            result.problems << QStringLiteral("No answer from the service about entry %1 (%2); its entries stay "
+                                              "pending until it is known whether the change was made.")
+                                   .arg(extId)
+                                   .arg(outcome.message);
+        }
     }
     return result;
 }
 
-bool EntryLinker::unlinkDbEntries(const QStringList& entryIds)
+bool EntryLinker::unlinkGoneEntry(qint64 extEntryId, const QStringList& entryIds, QString* error)
 {
-    const QStringList ids = numericIds(entryIds);
-    if (ids.isEmpty()) {
-        return true;
-    }
-    QSqlQuery query;
-    if (!query.exec(QStringLiteral("UPDATE entries SET ext_entry_id = NULL , ext_task_id = NULL , ext_tasklist_id = "
-                                   "NULL , ext_project_id = NULL , ext_task_name = NULL , ext_tasklist_name = NULL , "
-                                   "ext_project_name = NULL WHERE id IN ( ") +
-                    ids.join(QLatin1Char(',')) + QStringLiteral(") "))) {
-        qDebug() << "db error:" << query.lastError().text();
-        return false;
-    }
-    return true;
+    LinkJournal::Intent intent;
+    intent.action = LinkJournal::Action::Delete;
+    intent.extEntryId = extEntryId;
+    intent.entryIds = toInts(numericIds(entryIds));
+    return LinkJournal::open(&intent, error) &&
+           LinkJournal::closeUnlinked(intent, QStringLiteral("gone on the service; unlinked here"), error);
 }

@@ -71,6 +71,18 @@ void ServiceController::start()
     currentSession->startNetwork();
 }
 
+void ServiceController::onSessionExpired()
+{
+    if (renewingSession) {
+        return;
+    }
+    renewingSession = true;
+    showStatus(QStringLiteral("The Verrin session has expired; signing in again..."));
+    (*Registry::instance())[QStringLiteral("AuthToken")] = QString();
+    currentSession->initLogin(loginPrompt.get());
+    renewingSession = false;
+}
+
 void ServiceController::onNetworkChecked(bool available)
 {
     if (!available) {

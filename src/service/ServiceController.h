@@ -69,6 +69,9 @@ public slots:
     void addTask(int projectId, int tasklistId, const QString& name, const QString& description, bool billable);
     void addTaskList(int projectId, const QString& name);
     void completeTask(int taskId);
+    // The service said the token ran out mid-session: sign in again with the stored credentials, or
+    // ask once.
+    void onSessionExpired();
 
 signals:
     void signedInChanged(bool signedIn);
@@ -85,4 +88,5 @@ private:
     QTimer filterProjectsTimer;
     // Start-up found no service, so the sign-in it would have made is still owed.
     bool signInPending = false;
+    bool renewingSession = false;
 };

@@ -5,42 +5,82 @@
 #include "store/util.h"
 
 #include <QDebug>
+#include <QNetworkReply>
 
-ServiceTimeEntryApi::ServiceTimeEntryApi(QNetworkAccessManager* manager, Prompter* prompter)
-    : manager(manager), prompter(prompter)
+namespace {
+
+CallOutcome unknown(const QString& message)
 {
+    CallOutcome outcome;
+    outcome.kind = CallOutcome::Kind::Unknown;
+    outcome.message = message;
+    return outcome;
 }
 
-bool ServiceTimeEntryApi::callOk(const QString& method, const QString& verb,
-                                 const QList<QPair<QString, QString>>& params, QDomDocument* document)
+} // namespace
+
+ServiceTimeEntryApi::ServiceTimeEntryApi(QNetworkAccessManager* manager) : manager(manager) {}
+
+CallOutcome ServiceTimeEntryApi::call(const QString& method, const QString& verb,
+                                      const QList<QPair<QString, QString>>& params, QDomDocument* document)
 {
     ApiRequest::Params all = ApiRequest::sessionCredentials();
     all += params;
-    ApiRequest request(manager, false, prompter);
+    ApiRequest request(manager, true);
     QString reply;
-    const bool sent = request.call(method, verb, all, reply, false);
-    QString error;
-    if (!reply.isEmpty() && !servicexml::load(reply, *document, &error))
-        qWarning().noquote() << method << "reply not understood:" << error;
-    const QString status = document->documentElement().attribute(QStringLiteral("status"));
-    if (!sent || status != QLatin1String("ok")) {
-        qDebug().noquote() << "status: " + status;
-        return false;
+    const bool sent = request.call(method, verb, all, reply, true);
+    if (!request.apiErrorCode().isEmpty()) {
+        CallOutcome outcome;
+        outcome.kind = CallOutcome::Kind::Refused;
+        outcome.code = request.apiErrorCode();
+        outcome.message = QStringLiteral("the service refused it (code %1: %2)")
+                              .arg(request.apiErrorCode(), request.apiErrorMessage());
+        qDebug().noquote() << method << "refused:" << outcome.message;
+        return outcome;
     }
-    return true;
+    if (!sent) {
+        CallOutcome outcome = unknown(request.timedOut() ? QStringLiteral("the service did not answer in time")
+                                                         : ApiRequest::networkErrorMessage(request.networkError()));
+        // These fail before a single byte of the request has left.
+        outcome.notSent = request.networkError() == QNetworkReply::ConnectionRefusedError ||
+                          request.networkError() == QNetworkReply::HostNotFoundError;
+        qDebug().noquote() << method << "no answer:" << outcome.message;
+        return outcome;
+    }
+    QString error;
+    if (!servicexml::load(reply, *document, &error)) {
+        qWarning().noquote() << method << "reply not understood:" << error;
+        return unknown(QStringLiteral("the service's answer could not be read (%1)").arg(error));
+    }
+    const QString status = document->documentElement().attribute(QStringLiteral("status"));
+    if (status == QLatin1String("error")) {
+        CallOutcome outcome;
+        outcome.kind = CallOutcome::Kind::Refused;
+        outcome.message = QStringLiteral("the service refused it without saying why");
+        return outcome;
+    }
+    if (status != QLatin1String("ok")) {
+        // No status at all: not a clear refusal.
+        qDebug().noquote() << "status: " + status;
+        return unknown(QStringLiteral("the service's answer had status \"%1\"").arg(status));
+    }
+    CallOutcome outcome;
+    outcome.kind = CallOutcome::Kind::Ok;
+    return outcome;
 }
 
-bool ServiceTimeEntryApi::addBulk(const QDate& date, int seconds, const QString& taskId, const QString& description,
-                                  QString* extEntryId)
+CallOutcome ServiceTimeEntryApi::addBulk(const QDate& date, int seconds, const QString& taskId,
+                                         const QString& description, QString* extEntryId)
 {
     QDomDocument reply;
-    if (!callOk(QStringLiteral("verrin.entries.addBulk"), QStringLiteral("post"),
-                {{QStringLiteral("date"), util::date_to_sql(date)},
-                 {QStringLiteral("duration"), QString::number(seconds)},
-                 {QStringLiteral("task_id"), taskId},
-                 {QStringLiteral("description"), description}},
-                &reply))
-        return false;
+    CallOutcome outcome = call(QStringLiteral("verrin.entries.addBulk"), QStringLiteral("post"),
+                               {{QStringLiteral("date"), util::date_to_sql(date)},
+                                {QStringLiteral("duration"), QString::number(seconds)},
+                                {QStringLiteral("task_id"), taskId},
+                                {QStringLiteral("description"), description}},
+                               &reply);
+    if (!outcome.ok())
+        return outcome;
     const QDomElement entry = reply.documentElement().firstChildElement(QStringLiteral("entry"));
     const QString id = entry.attribute(QStringLiteral("id"));
     qDebug().noquote() << "API add entry result: ext_entry_id = " + id +
@@ -48,45 +88,52 @@ bool ServiceTimeEntryApi::addBulk(const QDate& date, int seconds, const QString&
     bool numeric = false;
     id.toLongLong(&numeric);
     if (!numeric) {
-        // Without an id the entry could never be found again to unlink it.
+        // The service said yes but not to what: the entry may exist, so this is no refusal.
         qWarning().noquote() << "verrin.entries.addBulk answered without a usable entry id:" << id;
-        return false;
+        return unknown(QStringLiteral("the service's answer named no entry"));
     }
     *extEntryId = id;
-    return true;
+    return outcome;
 }
 
-bool ServiceTimeEntryApi::getInfo(int extEntryId, QDateTime* start, QDateTime* end)
+CallOutcome ServiceTimeEntryApi::getInfo(qint64 extEntryId, ServiceEntryInfo* info)
 {
     qDebug().noquote() << "get ext entry end time, entry id = " + QString::number(extEntryId);
-    *start = QDateTime();
-    *end = QDateTime();
+    *info = ServiceEntryInfo();
     QDomDocument reply;
-    if (!callOk(QStringLiteral("verrin.entries.getInfo"), QStringLiteral("get"),
-                {{QStringLiteral("entry_id"), QString::number(extEntryId)}}, &reply))
-        return false;
+    CallOutcome outcome = call(QStringLiteral("verrin.entries.getInfo"), QStringLiteral("get"),
+                               {{QStringLiteral("entry_id"), QString::number(extEntryId)}}, &reply);
+    if (!outcome.ok())
+        return outcome;
     const QDomElement entry = reply.documentElement().firstChildElement(QStringLiteral("entry"));
-    *start = util::sql_to_datetime(entry.firstChildElement(QStringLiteral("start")).text());
-    *end = util::sql_to_datetime(entry.firstChildElement(QStringLiteral("end")).text());
-    return start->isValid() && end->isValid();
+    const auto text = [&entry](const char* name) { return entry.firstChildElement(QLatin1String(name)).text(); };
+    info->start = util::sql_to_datetime(text("start"));
+    info->end = util::sql_to_datetime(text("end"));
+    info->taskId = entry.attribute(QStringLiteral("task_id"));
+    info->date = text("date");
+    info->duration = text("duration");
+    info->description = text("description");
+    if (!info->start.isValid() || !info->end.isValid())
+        return unknown(QStringLiteral("the service's answer had no start and end"));
+    return outcome;
 }
 
-bool ServiceTimeEntryApi::update(int extEntryId, const QDateTime& start, const QDateTime& end)
+CallOutcome ServiceTimeEntryApi::update(qint64 extEntryId, const QDateTime& start, const QDateTime& end)
 {
     qDebug().noquote() << "update ext entry end time, entry_id = " + QString::number(extEntryId) +
                               ", time: " + util::datetime_to_sql(start) + "-" + util::datetime_to_sql(end);
     QDomDocument reply;
-    return callOk(QStringLiteral("verrin.entries.update"), QStringLiteral("post"),
-                  {{QStringLiteral("entry_id"), QString::number(extEntryId)},
-                   {QStringLiteral("start"), util::datetime_to_sql(start)},
-                   {QStringLiteral("end"), util::datetime_to_sql(end)}},
-                  &reply);
+    return call(QStringLiteral("verrin.entries.update"), QStringLiteral("post"),
+                {{QStringLiteral("entry_id"), QString::number(extEntryId)},
+                 {QStringLiteral("start"), util::datetime_to_sql(start)},
+                 {QStringLiteral("end"), util::datetime_to_sql(end)}},
+                &reply);
 }
 
-bool ServiceTimeEntryApi::remove(int extEntryId)
+CallOutcome ServiceTimeEntryApi::remove(qint64 extEntryId)
 {
     qDebug().noquote() << "delete ext entry, entry_id = " + QString::number(extEntryId);
     QDomDocument reply;
-    return callOk(QStringLiteral("verrin.entries.delete"), QStringLiteral("post"),
-                  {{QStringLiteral("entry_id"), QString::number(extEntryId)}}, &reply);
+    return call(QStringLiteral("verrin.entries.delete"), QStringLiteral("post"),
+                {{QStringLiteral("entry_id"), QString::number(extEntryId)}}, &reply);
 }

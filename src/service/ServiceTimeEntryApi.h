@@ -2,30 +2,30 @@
 
 #include "service/TimeEntryApi.h"
 
-class Prompter;
+#include <QList>
+#include <QPair>
+
 class QDomDocument;
 class QNetworkAccessManager;
 
 // The time-entry calls over HTTP with the signed-in session's credentials (Registry "ApiKey" and
-// "AuthToken"). Transport failures and refusals are shown through the prompter, as for every
-// call that changes data.
+// "AuthToken"). Quiet: what went wrong travels back in the outcome, and the linking that made the
+// calls tells the user once for a whole run instead of a box per call.
 class ServiceTimeEntryApi : public TimeEntryApi
 {
 public:
-    ServiceTimeEntryApi(QNetworkAccessManager* manager, Prompter* prompter);
+    explicit ServiceTimeEntryApi(QNetworkAccessManager* manager);
 
-    bool addBulk(const QDate& date, int seconds, const QString& taskId, const QString& description,
-                 QString* extEntryId) override;
-    bool getInfo(int extEntryId, QDateTime* start, QDateTime* end) override;
-    bool update(int extEntryId, const QDateTime& start, const QDateTime& end) override;
-    bool remove(int extEntryId) override;
+    CallOutcome addBulk(const QDate& date, int seconds, const QString& taskId, const QString& description,
+                        QString* extEntryId) override;
+    CallOutcome getInfo(qint64 extEntryId, ServiceEntryInfo* info) override;
+    CallOutcome update(qint64 extEntryId, const QDateTime& start, const QDateTime& end) override;
+    CallOutcome remove(qint64 extEntryId) override;
 
 private:
-    // Calls the method with the credentials in front of `params`; true when the reply is "ok" (it is
-    // left in `document`). Otherwise logs "status: " and the status.
-    bool callOk(const QString& method, const QString& verb, const QList<QPair<QString, QString>>& params,
-                QDomDocument* document);
+    // Calls the method with the credentials in front of `params`; an "ok" reply is left in `document`.
+    CallOutcome call(const QString& method, const QString& verb, const QList<QPair<QString, QString>>& params,
+                     QDomDocument* document);
 
     QNetworkAccessManager* manager;
-    Prompter* prompter;
 };

@@ -1,5 +1,7 @@
 #include "store/Database.h"
 
+#include "service/LinkJournal.h"
+
 #include <QDebug>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -89,4 +91,5 @@ void Database::createSchema()
             qDebug() << "Database error:" << query.lastError().text();
         }
     }
+    LinkJournal::createSchema();
 }

@@ -207,8 +207,16 @@ void TimeTree::onMenuDelete()
     dropSelection(selection);
 }
 
+void TimeTree::setLinkingEnabled(bool enabled)
+{
+    linkAct->setEnabled(enabled);
+}
+
 void TimeTree::onMenuLink()
 {
+    if (!linkAct->isEnabled()) {
+        return;
+    }
     const EntrySelection selection = selectedEntries();
     if (selection.rows.isEmpty() || !linkChooser) {
         return;

@@ -44,6 +44,8 @@ public slots:
     void onCreateRuleFromEntry();
     void onCreateRuleFromApp();
     void onEditAwayEntry();
+    // Linking needs a signed-in session; Ctrl+L and the menu item follow it.
+    void setLinkingEnabled(bool enabled);
 
 signals:
     void signalConnectEntriesWithTask(const QStringList& ids, const QString& taskId, const QString& description);

@@ -4,6 +4,7 @@
 
 #include <QBrush>
 #include <QColor>
+#include <QFont>
 #include <QGuiApplication>
 
 #include <algorithm>
@@ -152,14 +153,40 @@ QVariant TreeModel::data(const QModelIndex& index, int role) const
     case Qt::TextAlignmentRole:
         return index.column() == 1 ? QVariant(int(Qt::AlignRight)) : QVariant();
     case Qt::ForegroundRole:
+        if (isPending(item)) {
+            return QBrush(QColor(191, 96, 0));
+        }
         // Entry times are grey; summed times keep the normal colour.
         if (index.column() == 1 && item->hiddenData(kType).toString() == QLatin1String("entry")) {
             return QBrush(QColor(127, 127, 127, 255));
         }
         return QVariant();
+    case Qt::FontRole:
+        if (isPending(item)) {
+            QFont font;
+            font.setItalic(true);
+            return font;
+        }
+        return QVariant();
+    case Qt::ToolTipRole:
+        if (isPending(item)) {
+            return QStringLiteral("Pending: the service's answer to linking or unlinking this time was lost. "
+                                  "File \u2192 Pending Links... settles it.");
+        }
+        return QVariant();
     default:
         return QVariant();
     }
+}
+
+bool TreeModel::isPending(const TreeItem* item) const
+{
+    if (pendingIds.isEmpty() || item->hiddenData(kType).toString() != QLatin1String("entry")) {
+        return false;
+    }
+    const QVariantList ids = item->hiddenData(QStringLiteral("entries")).toList();
+    return std::any_of(ids.cbegin(), ids.cend(),
+                       [this](const QVariant& id) { return pendingIds.contains(id.toInt()); });
 }
 
 Qt::ItemFlags TreeModel::flags(const QModelIndex& index) const

@@ -10,6 +10,7 @@
 #include <QDateTime>
 #include <QHash>
 #include <QIcon>
+#include <QSet>
 #include <QStringList>
 #include <QVariantMap>
 
@@ -134,6 +135,8 @@ signals:
     void expandNode(const QModelIndex& index);
 
 private:
+    bool isPending(const TreeItem* item) const;
+
     friend class TreeBuilder;
 
     QList<QVariant> headerRow() const;
@@ -162,4 +165,6 @@ private:
     mutable QHash<QString, QIcon> iconCache;
     // Seconds already shown per entry id, so a stretch announced again is never counted twice.
     QHash<int, int> countedSeconds;
+    // Rows whose link or unlink waits for a lost answer; shown apart so nobody takes them as settled.
+    QSet<int> pendingIds;
 };

@@ -1,5 +1,6 @@
 // Building a day's tree from the database and adding time to it while the program runs.
 #include "app/Registry.h"
+#include "service/LinkJournal.h"
 #include "store/util.h"
 #include "views/TreeModel.h"
 
@@ -201,6 +202,7 @@ void TreeModel::initTree(const QDate& date, int threshold)
     hideUnder = threshold;
     totalTime = 0;
     countedSeconds.clear();
+    pendingIds = LinkJournal::pendingEntryIds();
     rootItem = std::make_unique<TreeItem>(headerRow());
     setupModelData(date, threshold, rootItem.get());
     endResetModel();

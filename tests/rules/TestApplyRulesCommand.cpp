@@ -147,8 +147,8 @@ void TestApplyRulesCommand::linksWhatMatchedOnceAndNothingTwice()
                           "Total from 2026-11-16 to 2026-11-17: 4 entries in 3 groups linked to 2 tasks, 0:15:45"}));
     QVERIFY2(first.err.isEmpty(), qPrintable(first.err));
 
-    // One service entry per task, the report's two days in one call dated by its first row.
-    QCOMPARE(addBulkCalls(service), (QStringList{"1010 2026-11-16 900", "1100 2026-11-17 45"}));
+    // One service entry per task and day, dated that day.
+    QCOMPARE(addBulkCalls(service), (QStringList{"1010 2026-11-16 660", "1010 2026-11-17 240", "1100 2026-11-17 45"}));
     for (int id : {monday, mondayAgain, tuesday}) {
         QCOMPARE(linkOf(id), QStringLiteral("Front page, Website, Build"));
     }

@@ -93,6 +93,8 @@ private slots:
     {
         RecordedRows::clearAll();
         Registry::drop();
+        // Rules send time only for a signed-in session.
+        (*Registry::instance())[QStringLiteral("isLoggedIn")] = true;
     }
 
     void addUpdateDuplicateAndReadBack()

@@ -283,8 +283,10 @@ private slots:
             << "raw" << 0 << QByteArray("<rsp status=\"error\"><x><error code=\"7\" message=\"deep\"/></x></rsp>")
             << false << false << "*"
             << "critical|Verrin API Error|Code: 7\nMessage: deep";
-        QTest::newRow("HTTP 500 has no message of its own") << "http500" << 0 << QByteArray() << false << false << ""
-                                                            << "warn|Network error|401";
+        QTest::newRow("HTTP 500 is told as the service failing")
+            << "http500" << 0 << QByteArray() << false << false << ""
+            << "warn|Network error|The Verrin service failed while handling the request (HTTP 500, internal server "
+               "error). Try again later.";
         QTest::newRow("connection reset") << "reset" << 0 << QByteArray() << false << false << ""
                                           << "warn|Network error|" + refusedNote;
         QTest::newRow("connection closed") << "close" << 0 << QByteArray() << false << false << ""

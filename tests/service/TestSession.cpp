@@ -309,7 +309,8 @@ private slots:
         Session session(&manager, &prompter, nullptr);
         QVERIFY(session.login(&form));
         // The transport's own box, then the form again with an empty error line.
-        QCOMPARE(boxes(prompter), QStringLiteral("warn|Network error|401"));
+        QCOMPARE(boxes(prompter), QStringLiteral("warn|Network error|The Verrin service failed while handling the "
+                                                 "request (HTTP 500, internal server error). Try again later."));
         QCOMPARE(form.shown, QStringList{testerEmail + "|" + testerPassword + "|"});
     }
 
@@ -354,7 +355,9 @@ private slots:
         QTest::newRow("service agrees") << ""
                                         << "" << true;
         QTest::newRow("service fails") << "http500"
-                                       << "warn|Network error|401" << false;
+                                       << "warn|Network error|The Verrin service failed while handling the request "
+                                          "(HTTP 500, internal server error). Try again later."
+                                       << false;
         QTest::newRow("service refuses") << "error"
                                          << "critical|Verrin API Error|Code: 99\nMessage: Injected failure" << false;
     }

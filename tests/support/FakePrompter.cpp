@@ -20,3 +20,9 @@ void FakePrompter::critical(const QString& title, const QString& text)
 {
     calls.append({QStringLiteral("critical"), title, text});
 }
+
+int FakePrompter::choose(const QString& title, const QString& text, const QStringList& options)
+{
+    calls.append({QStringLiteral("choose"), title, text + QStringLiteral(" [") + options.join(QLatin1Char('/')) + ']'});
+    return choices.isEmpty() ? -1 : choices.dequeue();
+}

@@ -13,7 +13,7 @@ class FakePrompter : public Prompter
 public:
     struct Call
     {
-        QString kind; // "ask", "inform", "warn" or "critical"
+        QString kind; // "ask", "inform", "warn", "critical" or "choose"
         QString title;
         QString text;
     };
@@ -22,7 +22,10 @@ public:
     void inform(const QString& title, const QString& text) override;
     void warn(const QString& title, const QString& text) override;
     void critical(const QString& title, const QString& text) override;
+    // Answers from `choices` (an empty queue dismisses the question).
+    int choose(const QString& title, const QString& text, const QStringList& options) override;
 
     QQueue<bool> answers;
+    QQueue<int> choices;
     QList<Call> calls;
 };

@@ -145,6 +145,8 @@ bool ServiceFixture::setFault(const QString& method, const QString& kind, const 
         form << formPair("message", options.message.toUtf8());
     if (!options.body.isEmpty())
         form << formPair("body", options.body);
+    if (options.after)
+        form << formPair("after", "1");
     return control(QStringLiteral("fault"), form.join('&'));
 }
 

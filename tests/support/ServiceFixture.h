@@ -19,7 +19,8 @@ public:
         int times = 0; // 0 = every call until cleared
         QString code;
         QString message;
-        QByteArray body; // the reply of a "raw" fault, sent as it is
+        QByteArray body;    // the reply of a "raw" fault, sent as it is
+        bool after = false; // carry the call out, then play the fault
     };
 
     explicit ServiceFixture(const QString& seedFile = testSeed(), const QStringList& extraArguments = {});

@@ -24,6 +24,9 @@ struct Fault
     Kind kind = Kind::None;
     int delayMs = 0;
     int remaining = 0; // 0 = every call until cleared
+    // Carry the call out first and only then play the fault: the answer is lost after the service
+    // has done what was asked.
+    bool afterHandling = false;
     QString code;
     QString message;
     QByteArray body;

@@ -20,7 +20,10 @@ const char* const schema[] = {
     "CREATE TABLE IF NOT EXISTS tasks (id INTEGER PRIMARY KEY, name TEXT NOT NULL, project_id INTEGER NOT NULL, "
     "tasklist_id INTEGER NOT NULL, complete INTEGER NOT NULL DEFAULT 0, billable INTEGER NOT NULL DEFAULT 0, "
     "description TEXT, price_per_hour TEXT, due_date TEXT)",
-    "CREATE TABLE IF NOT EXISTS entries (id INTEGER PRIMARY KEY, user_id INTEGER NOT NULL, task_id INTEGER NOT NULL, "
+    // AUTOINCREMENT: a deleted entry's id is never handed out again, also after a restart, so a row
+    // that still points at a deleted entry can never reach somebody else's time.
+    "CREATE TABLE IF NOT EXISTS entries (id INTEGER PRIMARY KEY AUTOINCREMENT, user_id INTEGER NOT NULL, task_id "
+    "INTEGER NOT NULL, "
     "date TEXT, duration TEXT, description TEXT, start TEXT, end_time TEXT, updated TEXT)",
 };
 

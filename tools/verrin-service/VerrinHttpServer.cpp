@@ -132,7 +132,7 @@ void VerrinHttpServer::serveMethod(const QString& method, const QHttpServerReque
     record(method, request, call);
 
     const Fault fault = faults.take(method);
-    if (fault.kind == Fault::Kind::None || fault.kind == Fault::Kind::Delay) {
+    if (fault.kind == Fault::Kind::None || fault.kind == Fault::Kind::Delay || fault.afterHandling) {
         // Unknown methods are refused like any other bad call, in the protocol's own terms.
         const QByteArray reply = handlers.handle(call);
         playFault(fault, reply, socket);
@@ -208,6 +208,7 @@ void VerrinHttpServer::serveControl(const QString& command, const QHttpServerReq
         }
         fault.delayMs = field("ms").toInt();
         fault.remaining = field("times").toInt();
+        fault.afterHandling = field("after") == "1";
         fault.code = QString::fromUtf8(field("code"));
         fault.message = QString::fromUtf8(field("message"));
         fault.body = field("body");
