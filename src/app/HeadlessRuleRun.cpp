@@ -178,6 +178,8 @@ int HeadlessRuleRun::prepare(Prompter* prompter, bool* noRules)
             return fail(Busy, QStringLiteral("VerrinPlus is open on this data folder; nothing was done. Use its "
                                              "Rules and Service menus, or close it and run this again"));
         }
+        err << "verrinplus: another VerrinPlus run is working on this data folder; waiting for it to finish"
+            << Qt::endl;
         if (!lock->tryLock(kWaitForOtherRunMs)) {
             return fail(Busy, QStringLiteral("another VerrinPlus run is working on this data folder; nothing was "
                                              "done. Try again when it has finished"));

@@ -2,6 +2,7 @@
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
 #include "app/SettingsFile.h"
+#include "app/SingleInstance.h"
 #include "rules/RuleStore.h"
 #include "store/Database.h"
 #include "store/util.h"
@@ -28,7 +29,7 @@ struct Run
     QString err;
 };
 
-Run runProgram(const TempDataFolder& data, const QStringList& arguments)
+void startProgram(QProcess& process, const TempDataFolder& data, const QStringList& arguments)
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("XDG_DATA_HOME"), data.path() + QStringLiteral("/data"));
@@ -37,9 +38,12 @@ Run runProgram(const TempDataFolder& data, const QStringList& arguments)
     env.remove(QStringLiteral("DISPLAY"));
     env.remove(QStringLiteral("WAYLAND_DISPLAY"));
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-    QProcess process;
     process.setProcessEnvironment(env);
     process.start(QStringLiteral(VERRINPLUS_BINARY), arguments);
+}
+
+Run finish(QProcess& process)
+{
     Run run;
     if (!process.waitForFinished(60000)) {
         process.kill();
@@ -51,6 +55,13 @@ Run runProgram(const TempDataFolder& data, const QStringList& arguments)
     run.out = QString::fromUtf8(process.readAllStandardOutput());
     run.err = QString::fromUtf8(process.readAllStandardError());
     return run;
+}
+
+Run runProgram(const TempDataFolder& data, const QStringList& arguments)
+{
+    QProcess process;
+    startProgram(process, data, arguments);
+    return finish(process);
 }
 
 void writeIni(const TempDataFolder& data, const QString& url, const QString& user, const QString& password,
@@ -107,6 +118,7 @@ private slots:
     void linksWhatMatchedOnceAndNothingTwice();
     void exitStatusAndMessage_data();
     void exitStatusAndMessage();
+    void crashesAndOverlappingRunsBookEachSecondOnce();
 };
 
 void TestApplyRulesCommand::linksWhatMatchedOnceAndNothingTwice()
@@ -266,6 +278,71 @@ void TestApplyRulesCommand::exitStatusAndMessage()
     QString error;
     QVERIFY2(db.open(data.dataFolder() + QStringLiteral("/verrinplus.sqlite"), &error), qPrintable(error));
     QCOMPARE(linkOf(entry).isEmpty(), !(exitCode == 0 && withRule));
+}
+
+void TestApplyRulesCommand::crashesAndOverlappingRunsBookEachSecondOnce()
+{
+    ServiceFixture service;
+    QVERIFY2(service.isRunning(), qPrintable(service.error()));
+    TempDataFolder data;
+    writeIni(data, service.baseUrl(), kEmail, kPassword, QString());
+    QList<int> rows;
+    {
+        Database db;
+        QString error;
+        QVERIFY2(db.open(data.dataFolder() + QStringLiteral("/verrinplus.sqlite"), &error), qPrintable(error));
+        const int editor = RecordedRows::addApp(QStringLiteral("Editor"));
+        for (const char* start : {"2026-11-16 09:00:00", "2026-11-17 09:00:00", "2026-11-18 09:00:00"}) {
+            rows << RecordedRows::addEntry(editor, QStringLiteral("Budget"), start, 600);
+        }
+        RuleStore().addDbRule("budget", {editor}, "and", "Budget", "always", QDate(2026, 1, 1), QDate(), 10, 1000);
+    }
+    const QStringList range{"--apply-rules", "2026-11-16", "2026-11-18"};
+
+    // While the window holds the folder, a run from the terminal does nothing and says why.
+    {
+        SingleInstance window(data.dataFolder());
+        QVERIFY(window.claim(0));
+        const Run refused = runProgram(data, range);
+        QCOMPARE(refused.exitCode, 5);
+        QVERIFY2(refused.err.contains("VerrinPlus is open on this data folder"), qPrintable(refused.err));
+        QVERIFY(addBulkCalls(service).isEmpty());
+    }
+
+    // The first day links normally, so the folder knows where the service's ids stand.
+    QCOMPARE(runProgram(data, {"--apply-rules", "2026-11-16"}).exitCode, 0);
+
+    // The next run dies while the service has stored its entry but not yet answered...
+    ServiceFixture::FaultOptions slow;
+    slow.ms = 120000;
+    slow.times = 1;
+    QVERIFY(service.setFault(QStringLiteral("verrin.entries.addBulk"), QStringLiteral("delay"), slow));
+    QProcess killed;
+    startProgram(killed, data, range);
+    QTRY_VERIFY_WITH_TIMEOUT(addBulkCalls(service).size() == 2, 30000);
+    // ...and a run started meanwhile waits for the folder instead of linking the same rows.
+    QProcess waiting;
+    startProgram(waiting, data, range);
+    QString waitingSaid;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (waitingSaid += QString::fromUtf8(waiting.readAllStandardError())).contains("waiting for it to finish"), 30000);
+    killed.kill();
+    killed.waitForFinished(10000);
+    const Run second = finish(waiting);
+    QVERIFY2(second.exitCode == 0, qPrintable(second.out + second.err));
+    // It found the lost entry instead of sending the day again, and linked the day that was left.
+    QVERIFY2(second.out.contains("Settled 1 pending link"), qPrintable(second.out));
+    QCOMPARE(addBulkCalls(service), (QStringList{"1000 2026-11-16 600", "1000 2026-11-17 600", "1000 2026-11-18 600"}));
+
+    const Run check = runProgram(data, {"--check-links", "2026-11-16", "2026-11-18"});
+    QVERIFY2(check.exitCode == 0, qPrintable(check.out + check.err));
+    QVERIFY2(check.out.contains("Checked 3 links from 2026-11-16 to 2026-11-18: 3 agree"), qPrintable(check.out));
+    Database db;
+    QString error;
+    QVERIFY2(db.open(data.dataFolder() + QStringLiteral("/verrinplus.sqlite"), &error), qPrintable(error));
+    for (int row : rows) {
+        QVERIFY(!linkOf(row).isEmpty());
+    }
 }
 
 QTEST_GUILESS_MAIN(TestApplyRulesCommand)
