@@ -1,5 +1,6 @@
 #include "rules/RuleStore.h"
 
+#include "store/WriteTransaction.h"
 #include "store/util.h"
 
 #include <QDebug>
@@ -55,7 +56,7 @@ bool execForRule(QSqlQuery& query, const QString& statement, int ruleId)
     return query.exec();
 }
 
-void insertRuleApps(int ruleId, const QList<int>& appIds)
+bool insertRuleApps(int ruleId, const QList<int>& appIds, QString* error)
 {
     QSqlQuery apps;
     apps.prepare(QStringLiteral("INSERT INTO rules_apps (rule_id, app_id) VALUES (:rule_id, :app_id) "));
@@ -64,8 +65,11 @@ void insertRuleApps(int ruleId, const QList<int>& appIds)
         apps.bindValue(QStringLiteral(":app_id"), appId);
         if (!apps.exec()) {
             qDebug() << "add rule db error (add to rules_apps): " << apps.lastError().text();
+            *error = apps.lastError().text();
+            return false;
         }
     }
+    return true;
 }
 
 } // namespace
@@ -73,6 +77,8 @@ void insertRuleApps(int ruleId, const QList<int>& appIds)
 int RuleStore::addDbRule(const QString& name, const QList<int>& appIds, const QString& titleRule, const QString& title,
                          const QString& dateRule, const QDate& dateFrom, const QDate& dateTo, int projectId, int taskId)
 {
+    // The rule and its applications land together or not at all.
+    WriteTransaction transaction;
     int seq = 0;
     QSqlQuery maxSeq;
     if (maxSeq.exec(QStringLiteral("SELECT MAX(seq) AS max_seq FROM rules ")) && maxSeq.next()) {
@@ -90,18 +96,21 @@ int RuleStore::addDbRule(const QString& name, const QList<int>& appIds, const QS
     insert.bindValue(QStringLiteral(":active"), 1);
     if (!insert.exec()) {
         qDebug() << "add rule db error: " << insert.lastError().text();
+        lastErrorText = insert.lastError().text();
         return 0;
     }
     const int ruleId = insert.lastInsertId().toInt();
-
-    insertRuleApps(ruleId, appIds);
+    if (!insertRuleApps(ruleId, appIds, &lastErrorText) || !transaction.commit(&lastErrorText)) {
+        return 0;
+    }
     return ruleId;
 }
 
-void RuleStore::updateDbRule(int ruleId, const QString& name, const QList<int>& appIds, const QString& titleRule,
+bool RuleStore::updateDbRule(int ruleId, const QString& name, const QList<int>& appIds, const QString& titleRule,
                              const QString& title, const QString& dateRule, const QDate& dateFrom, const QDate& dateTo,
                              int projectId, int taskId)
 {
+    WriteTransaction transaction;
     QSqlQuery update;
     update.prepare(QStringLiteral(
         "UPDATE rules SET name = :name, title_rule = :title_rule, title = :title, date_rule = :date_rule, "
@@ -111,27 +120,35 @@ void RuleStore::updateDbRule(int ruleId, const QString& name, const QList<int>& 
     update.bindValue(QStringLiteral(":rule_id"), ruleId);
     if (!update.exec()) {
         qDebug() << "update db rule err: " << update.lastError().databaseText();
-        return;
+        lastErrorText = update.lastError().text();
+        return false;
     }
 
     QSqlQuery clear;
     if (!execForRule(clear, QStringLiteral("DELETE FROM rules_apps WHERE rule_id = :rule_id "), ruleId)) {
         qDebug() << "del app rules err: " << clear.lastError().databaseText();
-        return;
+        lastErrorText = clear.lastError().text();
+        return false;
     }
-    insertRuleApps(ruleId, appIds);
+    return insertRuleApps(ruleId, appIds, &lastErrorText) && transaction.commit(&lastErrorText);
 }
 
-void RuleStore::removeDbRule(int ruleId)
+bool RuleStore::removeDbRule(int ruleId)
 {
+    WriteTransaction transaction;
     QSqlQuery apps;
     if (!execForRule(apps, QStringLiteral("DELETE FROM rules_apps WHERE rule_id = :rule_id "), ruleId)) {
         qDebug() << "error db delete rule apps: " << apps.lastError().databaseText();
+        lastErrorText = apps.lastError().text();
+        return false;
     }
     QSqlQuery rule;
     if (!execForRule(rule, QStringLiteral("DELETE FROM rules WHERE id = :rule_id "), ruleId)) {
         qDebug() << "error db delete rule: " << rule.lastError().databaseText();
+        lastErrorText = rule.lastError().text();
+        return false;
     }
+    return transaction.commit(&lastErrorText);
 }
 
 void RuleStore::activateDbRule(int ruleId, bool active)
@@ -146,8 +163,10 @@ void RuleStore::activateDbRule(int ruleId, bool active)
     }
 }
 
-void RuleStore::moveDbRule(int ruleId, int direction)
+bool RuleStore::moveDbRule(int ruleId, int direction)
 {
+    // Two rows swap places: both or neither.
+    WriteTransaction transaction;
     // With no rule at all the highest sequence is 0, which turns every move into nothing.
     int highest = 0;
     QSqlQuery maxQuery;
@@ -159,17 +178,18 @@ void RuleStore::moveDbRule(int ruleId, int direction)
     QSqlQuery seqQuery;
     if (!seqQuery.exec(QStringLiteral("SELECT seq FROM rules WHERE id = ") + quotedId(ruleId) + QLatin1Char(' '))) {
         qDebug() << "error db seq move rule: " << seqQuery.lastError().databaseText();
-        return;
+        lastErrorText = seqQuery.lastError().text();
+        return false;
     }
     if (!seqQuery.next()) {
-        return;
+        return true;
     }
     const int oldSeq = seqQuery.value(0).toInt();
     int newSeq = oldSeq + direction;
     qDebug() << "old seq = " << oldSeq << ", new seq = " << newSeq;
     newSeq = qBound(0, newSeq, highest);
     if (newSeq == oldSeq) {
-        return;
+        return true;
     }
 
     // Sequences have gaps after deletions, so the neighbour is the nearest existing one. With none in
@@ -188,12 +208,17 @@ void RuleStore::moveDbRule(int ruleId, int direction)
     QSqlQuery swapOthers;
     if (!swapOthers.exec(QStringLiteral("UPDATE rules SET seq = '%1' WHERE seq = '%2' ").arg(oldSeq).arg(newSeq))) {
         qDebug() << "err: " << swapOthers.lastError().databaseText();
+        lastErrorText = swapOthers.lastError().text();
+        return false;
     }
     QSqlQuery moveThis;
     if (!moveThis.exec(QStringLiteral("UPDATE rules SET seq = '%1' WHERE id = ").arg(newSeq) + quotedId(ruleId) +
                        QLatin1Char(' '))) {
         qDebug() << "err2: " << moveThis.lastError().databaseText();
+        lastErrorText = moveThis.lastError().text();
+        return false;
     }
+    return transaction.commit(&lastErrorText);
 }
 
 int RuleStore::duplicateDbRule(int ruleId)

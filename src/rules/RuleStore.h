@@ -7,8 +7,9 @@
 #include <QVariantMap>
 
 // The stored rules: one row of `rules` plus its applications in `rules_apps`, kept in the user's
-// order (`seq`, lower first). Works on the default database connection; failures never reach the
-// user, they are written to the debug output with a fixed prefix and the driver's text.
+// order (`seq`, lower first). Works on the default database connection; every change that touches
+// several rows is one transaction. Failures are written to the debug output with a fixed prefix and
+// the driver's text, and kept in lastError() for the caller to tell the user.
 //
 // A rule record is a QVariantMap with the column names of `rules` ("id", "name", "title_rule",
 // "title", "date_rule", "date_from", "date_to" as QDate, "project_id", "task_id", "seq", "active")
@@ -20,13 +21,13 @@ public:
     int addDbRule(const QString& name, const QList<int>& appIds, const QString& titleRule, const QString& title,
                   const QString& dateRule, const QDate& dateFrom, const QDate& dateTo, int projectId, int taskId);
     // Changes everything but the position and the active state.
-    void updateDbRule(int ruleId, const QString& name, const QList<int>& appIds, const QString& titleRule,
+    bool updateDbRule(int ruleId, const QString& name, const QList<int>& appIds, const QString& titleRule,
                       const QString& title, const QString& dateRule, const QDate& dateFrom, const QDate& dateTo,
                       int projectId, int taskId);
-    void removeDbRule(int ruleId);
+    bool removeDbRule(int ruleId);
     void activateDbRule(int ruleId, bool active);
     // direction -1 moves the rule up (towards lower seq), +1 down.
-    void moveDbRule(int ruleId, int direction);
+    bool moveDbRule(int ruleId, int direction);
     // An active copy named "Copy of <name>" at the end of the order; its id.
     int duplicateDbRule(int ruleId);
     // One rule; a rule that does not exist or has no applications gives a record of null values.
@@ -38,4 +39,10 @@ public:
 
     // The number a new rule is named after ("Rule #" + n): the highest id plus 1, or 1.
     int nextRuleNumber();
+
+    // The driver's text of the last failed change.
+    QString lastError() const { return lastErrorText; }
+
+private:
+    QString lastErrorText;
 };

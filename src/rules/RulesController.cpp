@@ -1,6 +1,7 @@
 #include "rules/RulesController.h"
 
 #include "app/Clock.h"
+#include "app/Prompter.h"
 #include "app/Registry.h"
 #include "rules/ApplyRulesForDateRangeDialog.h"
 #include "rules/RuleStore.h"
@@ -70,6 +71,7 @@ int RulesController::runNewRuleDialog(const RuleContext& ctx, const QString& tit
         dialog->getData();
         id = store->addDbRule(dialog->name, dialog->appIds, dialog->titleRule, dialog->title, dialog->dateRule,
                               dialog->dateFrom, dialog->dateTo, dialog->projectId, dialog->taskId);
+        reportStoreFailure(id != 0, QStringLiteral("The rule could not be saved"));
     }
     delete dialog;
     return id;
@@ -120,15 +122,17 @@ void RulesController::onEditRuleDialog(int ruleId)
     dialog->putData();
     if (dialog->exec() == QDialog::Accepted && dialog) {
         dialog->getData();
-        store->updateDbRule(ruleId, dialog->name, dialog->appIds, dialog->titleRule, dialog->title, dialog->dateRule,
-                            dialog->dateFrom, dialog->dateTo, dialog->projectId, dialog->taskId);
+        reportStoreFailure(store->updateDbRule(ruleId, dialog->name, dialog->appIds, dialog->titleRule, dialog->title,
+                                               dialog->dateRule, dialog->dateFrom, dialog->dateTo, dialog->projectId,
+                                               dialog->taskId),
+                           QStringLiteral("The rule could not be saved"));
     }
     delete dialog;
 }
 
 void RulesController::onRemoveRule(int ruleId)
 {
-    store->removeDbRule(ruleId);
+    reportStoreFailure(store->removeDbRule(ruleId), QStringLiteral("The rule could not be removed"));
 }
 
 void RulesController::onActivateRule(int ruleId, bool active)
@@ -138,12 +142,19 @@ void RulesController::onActivateRule(int ruleId, bool active)
 
 void RulesController::onMoveRule(int ruleId, int direction)
 {
-    store->moveDbRule(ruleId, direction);
+    reportStoreFailure(store->moveDbRule(ruleId, direction), QStringLiteral("The rule could not be moved"));
 }
 
 void RulesController::onDuplicateRule(int ruleId)
 {
-    store->duplicateDbRule(ruleId);
+    reportStoreFailure(store->duplicateDbRule(ruleId) != 0, QStringLiteral("The rule could not be copied"));
+}
+
+void RulesController::reportStoreFailure(bool ok, const QString& what)
+{
+    if (!ok && prompter) {
+        prompter->critical(QStringLiteral("Database error"), what + QStringLiteral(": ") + store->lastError());
+    }
 }
 
 void RulesController::onApplyRules()

@@ -70,6 +70,8 @@ private:
     int runNewRuleDialog(const RuleContext& ctx, const QString& title, const QString& titleRule,
                          const QList<int>& appIds);
     AddRuleDialog* makeRuleDialog();
+    // Tells the user when a change of the rules did not reach the database.
+    void reportStoreFailure(bool ok, const QString& what);
 
     RuleStore* store;
     RuleApplier* applier;

@@ -97,6 +97,24 @@ private slots:
         (*Registry::instance())[QStringLiteral("isLoggedIn")] = true;
     }
 
+    void aFailedWriteLeavesNoHalfRule()
+    {
+        const int id = store.addDbRule("Office", {4, 2}, "exact", "Budget", "always", QDate(), QDate(), 11, 22);
+        const QString before = brief(store.readDbRule(id));
+        // The applications cannot be written (as on a full disk): nothing of the change may stay.
+        QSqlQuery trigger;
+        QVERIFY(trigger.exec("CREATE TEMP TRIGGER no_apps BEFORE INSERT ON rules_apps BEGIN SELECT RAISE(ABORT, "
+                             "'disk is full'); END"));
+        QCOMPARE(store.addDbRule("Half", {7}, "exact", "x", "always", QDate(), QDate(), 1, 2), 0);
+        QVERIFY(!store.updateDbRule(id, "renamed", {9}, "regexp", "^x", "always", QDate(), QDate(), 3, 4));
+        QVERIFY2(store.lastError().contains("disk is full"), qPrintable(store.lastError()));
+        QVERIFY(trigger.exec("DROP TRIGGER no_apps"));
+        QCOMPARE(brief(store.readDbRule(id)), before);
+        QSqlQuery count(QStringLiteral("SELECT COUNT(*) FROM rules"));
+        QVERIFY(count.next());
+        QCOMPARE(count.value(0).toInt(), 1);
+    }
+
     void addUpdateDuplicateAndReadBack()
     {
         const int id = store.addDbRule("Office", {4, 2}, "exact", "Budget 2026.ods", "between", QDate(2026, 3, 3),
