@@ -53,10 +53,12 @@ LinkingController::~LinkingController() = default;
 
 void LinkingController::connectEntriesWithTask(const QStringList& ids, const QString& taskId, const QString& notes)
 {
-    if (linker->link(ids, taskId, notes).linked) {
+    const EntryLinker::LinkResult result = linker->link(ids, taskId, notes);
+    if (result.linked && result.problems.isEmpty() && result.skippedIds.isEmpty()) {
         return;
     }
-    // The view drops the rows once this returns; nothing was linked, so they are read back after that.
+    // The view drops the rows once this returns; some were not linked (or wait as pending), so the
+    // tree is read back after that.
     QTimer::singleShot(0, views, &DayViews::refreshUnlinked);
 }
 

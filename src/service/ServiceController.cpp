@@ -78,8 +78,7 @@ void ServiceController::onSessionExpired()
     }
     renewingSession = true;
     showStatus(QStringLiteral("The Verrin session has expired; signing in again..."));
-    (*Registry::instance())[QStringLiteral("AuthToken")] = QString();
-    currentSession->initLogin(loginPrompt.get());
+    currentSession->renew(loginPrompt.get());
     renewingSession = false;
 }
 

@@ -291,6 +291,23 @@ bool Session::checkToken(const QString& token, QMap<QString, QVariant>& user)
     return true;
 }
 
+void Session::renew(LoginPrompt* prompt)
+{
+    registry()[QStringLiteral("AuthToken")] = QString();
+    initLogin(prompt);
+    if (loggedIn) {
+        return;
+    }
+    // Not signed in again: the session ends as a sign-out would, without asking the service to forget
+    // a token it no longer knows.
+    registry()[QStringLiteral("AuthUser")] = QMap<QString, QVariant>();
+    registry()[QStringLiteral("isLoggedIn")] = false;
+    emit loggedInChanged(false);
+    emit signedOut();
+    emit indicatorChanged(signedOutIndicator());
+    emit statusMessage(QStringLiteral("The Verrin session has expired. Log in again to link time."));
+}
+
 void Session::logout()
 {
     apiLogout(registry().value(QStringLiteral("AuthToken")).toString());

@@ -58,6 +58,9 @@ public:
     bool checkToken(const QString& token, QMap<QString, QVariant>& user);
     // Drops the session locally whatever the service answers.
     void logout();
+    // The service said the token has run out: signs in again with the stored credentials, else asks
+    // once through `prompt`; signed out when that fails too.
+    void renew(LoginPrompt* prompt);
     bool apiLogout(const QString& token);
 
     static QString signedInIndicator(const QMap<QString, QVariant>& user);

@@ -6,6 +6,7 @@
 #include "app/MainWindow.h"
 #include "app/Registry.h"
 #include "rules/RuleStore.h"
+#include "service/ApiRequest.h"
 #include "service/ProjectsTree.h"
 #include "views/EntriesList.h"
 #include "views/TimeTree.h"
@@ -22,7 +23,45 @@
 #include <QSqlQuery>
 #include <QTest>
 
+#include <functional>
 #include <memory>
+
+namespace {
+
+// Answers the next modal dialogs one after the other, each with its own handler.
+void answerInTurn(QList<std::function<void(QWidget*)>> handlers)
+{
+    if (handlers.isEmpty()) {
+        return;
+    }
+    auto first = handlers.takeFirst();
+    onNextModal([first, handlers](QWidget* modal) {
+        answerInTurn(handlers);
+        first(modal);
+    });
+}
+
+void chooseTask(QWidget* modal, int taskId)
+{
+    if (auto* tasks = modal->findChild<QComboBox*>(QStringLiteral("cbTasks"))) {
+        tasks->setCurrentIndex(tasks->findData(taskId));
+    }
+    qobject_cast<QDialog*>(modal)->accept();
+}
+
+void dismiss(QWidget* modal)
+{
+    qobject_cast<QDialog*>(modal)->done(QDialog::Rejected);
+}
+
+void sayYes(QWidget* modal)
+{
+    if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+        box->button(QMessageBox::Yes)->click();
+    }
+}
+
+} // namespace
 
 // The whole way from the window to the local service and back: the link command with its dialog,
 // unlinking from the linked view, and the rules, with the trees, the database and the service
@@ -35,6 +74,7 @@ private slots:
     void init();
     void cleanup();
     void linkUnlinkAndApplyRules();
+    void lostAnswersAndTheSession();
 
 private:
     QList<QJsonObject> calls(const QString& method);
@@ -174,6 +214,71 @@ void TestLinkingInWindow::linkUnlinkAndApplyRules()
     QCOMPARE(linkedRows(1010), 2);
     QTRY_COMPARE(unlinked->getTotalTime(), 60);
     QCOMPARE(linked->getTotalTime(), 900);
+}
+
+void TestLinkingInWindow::lostAnswersAndTheSession()
+{
+    // Short enough to wait for here, long against any real answer of the local service.
+    ApiRequest::setDefaultTimeout(3000);
+    MainWindow window;
+    MainWindowForm* ui = window.form();
+    QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool(), 10000);
+    QTRY_VERIFY(ui->projects->topLevelItemCount() > 0);
+    QAction* link = ui->appList->action(QStringLiteral("actionLink"));
+    QVERIFY(link->isEnabled());
+
+    const QString day = window.views()->shownDate().toString(QStringLiteral("yyyy-MM-dd"));
+    QSqlQuery query;
+    QVERIFY(query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed'), "
+                                      "(2, '/usr/bin/web', 'Web')")));
+    QVERIFY(query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
+                                      "('plan', 1, '%1 09:00:00', '%1 09:10:00'), ('mail', 2, '%1 10:00:00', "
+                                      "'%1 10:01:00')")
+                           .arg(day)));
+    window.views()->refreshBoth();
+    TreeModel* unlinked = window.views()->unlinkedModel();
+
+    // A first link that goes through tells this data folder where the service's entry ids stand.
+    selectNode(ui->appList, QStringLiteral("Web"));
+    answerInTurn({[](QWidget* modal) { chooseTask(modal, 1010); }});
+    link->trigger();
+    QCOMPARE(linkedRows(1010), 1);
+
+    // The service stores the entry, but its answer never arrives: the row is pending, marked so, and
+    // cannot be linked again.
+    ServiceFixture::FaultOptions lost;
+    lost.ms = 60000;
+    lost.times = 1;
+    QVERIFY(service->setFault(QStringLiteral("verrin.entries.addBulk"), QStringLiteral("delay"), lost));
+    selectNode(ui->appList, QStringLiteral("Ed"));
+    answerInTurn({[](QWidget* modal) { chooseTask(modal, 1000); }, dismiss});
+    link->trigger();
+    QCOMPARE(linkedRows(1000), 0);
+    QTRY_COMPARE(unlinked->getTotalTime(), 600);
+    const QModelIndexList plan = unlinked->match(unlinked->index(0, 0), Qt::DisplayRole, QStringLiteral("plan"), 1,
+                                                 Qt::MatchExactly | Qt::MatchRecursive);
+    QVERIFY(!plan.isEmpty());
+    QVERIFY(unlinked->data(plan.first(), Qt::FontRole).value<QFont>().italic());
+    QVERIFY(ui->actionPending_Links->text().contains(QStringLiteral("(1)")));
+
+    // Asking again settles it from the service's own answer: the entry it stored is adopted.
+    ui->actionPending_Links->trigger();
+    QCOMPARE(linkedRows(1000), 1);
+    QCOMPARE(calls(QStringLiteral("verrin.entries.addBulk")).size(), 2);
+    QTRY_COMPARE(window.views()->linkedModel()->getTotalTime(), 660);
+
+    // The token runs out mid-session: noticed at the next call, the program tries to sign in again,
+    // asks once (no stored password here) and, refused, shows itself signed out.
+    QVERIFY(service->expireTokens());
+    selectNode(ui->linkedEntries, QStringLiteral("Ed"));
+    answerInTurn({sayYes, dismiss, dismiss});
+    ui->linkedEntries->action(QStringLiteral("actionUnlink"))->trigger();
+    QTRY_VERIFY(!Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool());
+    QVERIFY(!link->isEnabled());
+    QVERIFY(ui->actionLogin->isEnabled());
+    QCOMPARE(linkedRows(1000), 1);
+    QCOMPARE(calls(QStringLiteral("verrin.entries.delete")).size(), 0);
+    ApiRequest::setDefaultTimeout(ApiRequest::defaultTimeoutMs);
 }
 
 QTEST_MAIN(TestLinkingInWindow)
