@@ -158,8 +158,25 @@ int HeadlessRuleRun::signIn(Prompter* prompter)
     return Done;
 }
 
-int HeadlessRuleRun::prepare(Prompter* prompter, bool* noRules)
+int HeadlessRuleRun::prepare(Prompter* prompter, bool* noRules, const QString& command, const QDate& from,
+                             const QDate& to, bool* handedOff)
 {
+    // One writer per data folder: two runs would each link the same unlinked rows. An open window is
+    // that writer, so the run is handed to it.
+    lock = std::make_unique<DataFolderLock>(DataPaths::dataFolder());
+    if (!lock->tryLock(0)) {
+        int status = Failed;
+        if (SingleInstance::runInWindow(DataPaths::dataFolder(), command, from, to, out, err, &status)) {
+            *handedOff = true;
+            return status;
+        }
+        err << "verrinplus: another VerrinPlus run is working on this data folder; waiting for it to finish"
+            << Qt::endl;
+        if (!lock->tryLock(kWaitForOtherRunMs)) {
+            return fail(Busy, QStringLiteral("another VerrinPlus run is working on this data folder; nothing was "
+                                             "done. Try again when it has finished"));
+        }
+    }
     folder = std::make_unique<HeadlessDataFolder>();
     QString error;
     if (!folder->readSettings(&error)) {
@@ -170,20 +187,6 @@ int HeadlessRuleRun::prepare(Prompter* prompter, bool* noRules)
     if (!storedToken && !storedLogin) {
         return fail(NotSignedIn, QStringLiteral("not signed in: no stored session; sign in with VerrinPlus and "
                                                 "choose \"Remember my password\", then try again"));
-    }
-    // One writer per data folder: two runs would each link the same unlinked rows.
-    lock = std::make_unique<DataFolderLock>(DataPaths::dataFolder());
-    if (!lock->tryLock(0)) {
-        if (SingleInstance::windowIsRunning(DataPaths::dataFolder())) {
-            return fail(Busy, QStringLiteral("VerrinPlus is open on this data folder; nothing was done. Use its "
-                                             "Rules and Service menus, or close it and run this again"));
-        }
-        err << "verrinplus: another VerrinPlus run is working on this data folder; waiting for it to finish"
-            << Qt::endl;
-        if (!lock->tryLock(kWaitForOtherRunMs)) {
-            return fail(Busy, QStringLiteral("another VerrinPlus run is working on this data folder; nothing was "
-                                             "done. Try again when it has finished"));
-        }
     }
     if (!folder->openDatabase(&error)) {
         return fail(Failed, error);
@@ -198,10 +201,9 @@ int HeadlessRuleRun::prepare(Prompter* prompter, bool* noRules)
     return signIn(prompter);
 }
 
-void HeadlessRuleRun::settlePending()
+void HeadlessRuleRun::settlePending(TimeEntryApi* api, QTextStream& out, QTextStream& err)
 {
-    ServiceTimeEntryApi api(&manager);
-    const LinkRecovery::Report report = LinkRecovery(&api).settle();
+    const LinkRecovery::Report report = LinkRecovery(api).settle();
     if (report.settled > 0) {
         out << "Settled " << plural(report.settled, "pending link", "pending links") << " from the service's answers"
             << Qt::endl;
@@ -215,12 +217,20 @@ void HeadlessRuleRun::settlePending()
 int HeadlessRuleRun::checkLinks(const QDate& from, const QDate& to)
 {
     StreamPrompter prompter(err);
-    if (const int status = prepare(&prompter, nullptr); status != Done) {
+    bool handedOff = false;
+    const int status = prepare(&prompter, nullptr, QStringLiteral("check-links"), from, to, &handedOff);
+    if (handedOff || status != Done) {
         return status;
     }
-    settlePending();
     ServiceTimeEntryApi api(&manager);
-    const QList<LinkCheck::Line> lines = LinkCheck(&api).check(from, to);
+    return checkAndReport(&api, from, to, out, err);
+}
+
+int HeadlessRuleRun::checkAndReport(TimeEntryApi* api, const QDate& from, const QDate& to, QTextStream& out,
+                                    QTextStream& err)
+{
+    settlePending(api, out, err);
+    const QList<LinkCheck::Line> lines = LinkCheck(api).check(from, to);
     QMap<LinkCheck::Verdict, int> counts;
     for (const LinkCheck::Line& line : lines) {
         out << LinkCheck::lineText(line) << Qt::endl;
@@ -239,24 +249,35 @@ int HeadlessRuleRun::run(const QDate& from, const QDate& to)
 {
     StreamPrompter prompter(err);
     bool noRules = false;
-    if (const int status = prepare(&prompter, &noRules); status != Done) {
+    bool handedOff = false;
+    const int status = prepare(&prompter, &noRules, QStringLiteral("apply-rules"), from, to, &handedOff);
+    if (handedOff || status != Done) {
         return status;
     }
     if (noRules) {
         out << "No rules to apply" << Qt::endl;
         return Done;
     }
-    settlePending();
-
-    RuleStore store;
     ServiceTimeEntryApi api(&manager);
+    settlePending(&api, out, err);
     Linking linking(&api, &prompter);
-    ReportingLinker reporter(&linking);
+    return applyAndReport(&linking, from, to, out, err);
+}
+
+int HeadlessRuleRun::applyAndReport(Linking* linking, const QDate& from, const QDate& to, QTextStream& out,
+                                    QTextStream& err)
+{
+    RuleStore store;
+    ReportingLinker reporter(linking);
     RuleApplier applier(&store, &reporter, nullptr);
     const ApplyRulesSummary summary = applier.applyRules(from, to);
     if (summary.noRules) {
         out << "No rules to apply" << Qt::endl;
         return Done;
+    }
+    if (summary.signedOut) {
+        err << "verrinplus: not signed in: " << summaryText(summary) << Qt::endl;
+        return NotSignedIn;
     }
     if (summary.tasks == 0) {
         out << "Nothing to link " << range(from, to) << ": "
@@ -286,13 +307,16 @@ int HeadlessRuleRun::run(const QDate& from, const QDate& to)
     out << "Total " << range(from, to) << ": " << plural(entries, "entry", "entries") << " in "
         << plural(groups, "group", "groups") << " linked to " << plural(summary.linkedTasks, "task", "tasks") << ", "
         << clockTime(summary.seconds) << Qt::endl;
-    for (const QString& problem : linking.takeRunProblems()) {
+    for (const QString& problem : linking->takeRunProblems()) {
         err << "verrinplus: " << problem << Qt::endl;
     }
     if (failed > 0) {
-        return fail(Failed, QStringLiteral("%1 could not be linked in full; what was not linked stays unlinked and "
-                                           "is offered again next time, what is pending waits for VerrinPlus")
-                                .arg(plural(failed, "task", "tasks")));
+        err << "verrinplus: "
+            << QStringLiteral("%1 could not be linked in full; what was not linked stays unlinked and is offered "
+                              "again next time, what is pending waits for VerrinPlus")
+                   .arg(plural(failed, "task", "tasks"))
+            << Qt::endl;
+        return Failed;
     }
     return Done;
 }

@@ -8,6 +8,8 @@
 
 class DataFolderLock;
 class HeadlessDataFolder;
+class Linking;
+class TimeEntryApi;
 class Prompter;
 class QTextStream;
 
@@ -51,12 +53,19 @@ public:
     // The task's name with its project and task list from the catalogue maps, and its id.
     static QString taskLabel(int taskId);
 
+    // The work itself, also for the window when a run is handed to it: applies the rules (or checks
+    // the links) after settling what the service's answers prove, and prints the lines.
+    static int applyAndReport(Linking* linking, const QDate& from, const QDate& to, QTextStream& out, QTextStream& err);
+    static int checkAndReport(TimeEntryApi* api, const QDate& from, const QDate& to, QTextStream& out,
+                              QTextStream& err);
+    static void settlePending(TimeEntryApi* api, QTextStream& out, QTextStream& err);
+
 private:
-    // Settings, the writer lock, the database and the sign-in, in that order; Done when all are there.
-    int prepare(Prompter* prompter, bool* noRules);
+    // The writer lock (or the open window, which then does the run: `handedOff`), the settings, the
+    // database and the sign-in, in that order; Done when all are there.
+    int prepare(Prompter* prompter, bool* noRules, const QString& command, const QDate& from, const QDate& to,
+                bool* handedOff);
     int signIn(Prompter* prompter);
-    // Settles pending links from the service's answers and says what is left.
-    void settlePending();
     int fail(int status, const QString& message);
 
     QTextStream& out;

@@ -1,6 +1,7 @@
 #include "app/LinkingController.h"
 
 #include "app/DayViews.h"
+#include "app/HeadlessRuleRun.h"
 #include "app/MainWindowForm.h"
 #include "app/Prompter.h"
 #include "recording/AppIcons.h"
@@ -226,4 +227,30 @@ void LinkingController::checkLinks()
     } else {
         views->refreshBoth();
     }
+}
+
+int LinkingController::runForCommandLine(const QString& command, const QDate& from, const QDate& to, QTextStream& out,
+                                         QTextStream& err)
+{
+    if (!signedIn) {
+        err << "verrinplus: not signed in: VerrinPlus is open on this data folder but not signed in to Verrin; "
+               "sign in there and try again"
+            << Qt::endl;
+        return HeadlessRuleRun::NotSignedIn;
+    }
+    int status = HeadlessRuleRun::Failed;
+    if (command == QLatin1String("check-links")) {
+        status = HeadlessRuleRun::checkAndReport(api.get(), from, to, out, err);
+    } else if (command == QLatin1String("apply-rules")) {
+        HeadlessRuleRun::settlePending(api.get(), out, err);
+        status = HeadlessRuleRun::applyAndReport(linker.get(), from, to, out, err);
+        emit statusMessage(QStringLiteral("Rules applied from the command line, %1 to %2")
+                               .arg(from.toString(Qt::ISODate), to.toString(Qt::ISODate)));
+    } else {
+        err << "verrinplus: unknown command " << command << Qt::endl;
+    }
+    views->refreshBoth();
+    emit calendarMarksStale();
+    showPendingCount();
+    return status;
 }

@@ -10,7 +10,9 @@ class Linking;
 class MainWindowForm;
 class Prompter;
 class QNetworkAccessManager;
+class QDate;
 class QProgressBar;
+class QTextStream;
 class QWidget;
 class RuleApplier;
 class RuleStore;
@@ -30,6 +32,11 @@ public:
     ~LinkingController() override;
 
     Linking* linking() const { return linker.get(); }
+
+    // A run of "--apply-rules" or "--check-links" handed over from the command line, since this
+    // window is the data folder's one writer; prints what the command would print, returns its status.
+    int runForCommandLine(const QString& command, const QDate& from, const QDate& to, QTextStream& out,
+                          QTextStream& err);
     RulesController* rules() const { return rulesController; }
 
 public slots:

@@ -7,6 +7,7 @@
 #include "app/MessageBoxPrompter.h"
 #include "app/Registry.h"
 #include "app/SettingsFile.h"
+#include "app/SingleInstance.h"
 #include "app/WindowPolicy.h"
 #include "dialogs/AboutDialog.h"
 #include "dialogs/SettingsDialog.h"
@@ -136,6 +137,15 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     ui.btnRecord->setChecked(settings->value(QStringLiteral("Application/Started"), true).toBool());
 
     QTimer::singleShot(0, this, &MainWindow::onInitialUpdate);
+}
+
+void MainWindow::attachInstance(SingleInstance* instance)
+{
+    connect(instance, &SingleInstance::activationRequested, this, &MainWindow::onTrayMenuShow);
+    instance->setCommandHandler(
+        [this](const QString& command, const QDate& from, const QDate& to, QTextStream& out, QTextStream& err) {
+            return linkingController->runForCommandLine(command, from, to, out, err);
+        });
 }
 
 MainWindow::~MainWindow()

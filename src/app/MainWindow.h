@@ -22,6 +22,7 @@ class QSettings;
 class QTimer;
 class Recorder;
 class ServiceController;
+class SingleInstance;
 class UpdateChecker;
 class UpdatePresenter;
 
@@ -50,6 +51,10 @@ public:
 
     // Writes the settings back; runs at every close of the window.
     void cleanup();
+
+    // Later starts on this data folder: a plain start brings this window forward, a command-line run
+    // of the rules or the link check is carried out here, by the folder's one writer.
+    void attachInstance(SingleInstance* instance);
 
 public slots:
     void onInitialUpdate();

@@ -2,12 +2,17 @@
 
 #include "app/DataFolderLock.h"
 
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QPointer>
+#include <QTextStream>
+#include <QTimer>
 
 namespace {
 constexpr int kConnectTimeoutMs = 2000;
+constexpr int kRunInWindowMs = 30 * 60 * 1000;
 const QByteArray kShowCommand = QByteArrayLiteral("show\n");
 } // namespace
 
@@ -76,11 +81,91 @@ void SingleInstance::listen()
     connect(server, &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket* socket = server->nextPendingConnection()) {
             connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
-                if (socket->readAll().contains("show")) {
-                    emit activationRequested();
+                while (socket->canReadLine()) {
+                    handleLine(socket, QString::fromUtf8(socket->readLine()).trimmed());
                 }
             });
             connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
         }
     });
+}
+
+void SingleInstance::handleLine(QLocalSocket* socket, const QString& line)
+{
+    if (line == QLatin1String("show")) {
+        emit activationRequested();
+        return;
+    }
+    // "run COMMAND FROM TO": a command-line run hands its work to this window, the folder's one writer.
+    const QStringList words = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    if (words.size() != 4 || words.at(0) != QLatin1String("run")) {
+        return;
+    }
+    const QString command = words.at(1);
+    const QDate from = QDate::fromString(words.at(2), Qt::ISODate);
+    const QDate to = QDate::fromString(words.at(3), Qt::ISODate);
+    QPointer<QLocalSocket> target(socket);
+    // Run outside the socket's signal: the work waits for the service in local event loops.
+    QTimer::singleShot(0, this, [this, target, command, from, to] {
+        QString outText;
+        QString errText;
+        int status = 1;
+        {
+            QTextStream out(&outText);
+            QTextStream err(&errText);
+            if (commandHandler && from.isValid() && to.isValid()) {
+                status = commandHandler(command, from, to, out, err);
+            } else {
+                err << "verrinplus: the open VerrinPlus cannot run this" << Qt::endl;
+            }
+        }
+        if (!target) {
+            return;
+        }
+        QByteArray reply;
+        for (const QString& text : outText.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+            reply += "out " + text.toUtf8() + '\n';
+        }
+        for (const QString& text : errText.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+            reply += "err " + text.toUtf8() + '\n';
+        }
+        reply += "exit " + QByteArray::number(status) + '\n';
+        target->write(reply);
+        target->flush();
+        target->disconnectFromServer();
+    });
+}
+
+bool SingleInstance::runInWindow(const QString& dataFolder, const QString& command, const QDate& from, const QDate& to,
+                                 QTextStream& out, QTextStream& err, int* exitCode)
+{
+    QLocalSocket socket;
+    socket.connectToServer(DataFolderLock::nameFor(dataFolder));
+    if (!socket.waitForConnected(kConnectTimeoutMs)) {
+        return false;
+    }
+    socket.write(
+        QStringLiteral("run %1 %2 %3\n").arg(command, from.toString(Qt::ISODate), to.toString(Qt::ISODate)).toUtf8());
+    // A long range of rules may take a while; the window keeps the socket open until it is done.
+    const QDeadlineTimer deadline(kRunInWindowMs);
+    while (!deadline.hasExpired()) {
+        while (socket.canReadLine()) {
+            const QString line = QString::fromUtf8(socket.readLine()).chopped(1);
+            if (line.startsWith(QLatin1String("out "))) {
+                out << line.mid(4) << Qt::endl;
+            } else if (line.startsWith(QLatin1String("err "))) {
+                err << line.mid(4) << Qt::endl;
+            } else if (line.startsWith(QLatin1String("exit "))) {
+                *exitCode = line.mid(5).toInt();
+                return true;
+            }
+        }
+        if (socket.state() != QLocalSocket::ConnectedState && socket.bytesAvailable() == 0) {
+            break;
+        }
+        socket.waitForReadyRead(int(qMin<qint64>(deadline.remainingTime(), 1000)));
+    }
+    err << "verrinplus: the open VerrinPlus did not finish the run" << Qt::endl;
+    *exitCode = 1;
+    return true;
 }

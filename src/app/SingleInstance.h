@@ -1,12 +1,16 @@
 #pragma once
 
+#include <QDate>
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 class DataFolderLock;
 class QLocalServer;
+class QLocalSocket;
+class QTextStream;
 
 // One running VerrinPlus per data folder: two recorders writing one database would record every
 // second twice. The first instance holds a lock and listens; a later start asks it to come forward
@@ -26,6 +30,16 @@ public:
     // True when a window of VerrinPlus answers for this folder.
     static bool windowIsRunning(const QString& dataFolder);
 
+    // A command-line run ("apply-rules", "check-links") that the window carries out for it, since the
+    // window is the folder's one writer while it is open; returns the run's exit status.
+    using CommandHandler = std::function<int(const QString& command, const QDate& from, const QDate& to,
+                                             QTextStream& out, QTextStream& err)>;
+    void setCommandHandler(CommandHandler handler) { commandHandler = std::move(handler); }
+    // Hands `command` to the window of this folder and passes on its lines; false when no window
+    // took it.
+    static bool runInWindow(const QString& dataFolder, const QString& command, const QDate& from, const QDate& to,
+                            QTextStream& out, QTextStream& err, int* exitCode);
+
     QString serverName() const { return name; }
 
 signals:
@@ -34,9 +48,11 @@ signals:
 
 private:
     bool notifyRunningInstance();
+    void handleLine(QLocalSocket* socket, const QString& line);
     void listen();
 
     QString name;
     std::unique_ptr<DataFolderLock> lock;
     QLocalServer* server = nullptr;
+    CommandHandler commandHandler;
 };

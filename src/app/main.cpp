@@ -60,7 +60,7 @@ int main(int argc, char** argv)
     int result = 0;
     {
         MainWindow window;
-        QObject::connect(&instance, &SingleInstance::activationRequested, &window, &MainWindow::onTrayMenuShow);
+        window.attachInstance(&instance);
         QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, &window,
                          &MainWindow::on_actionExit_triggered);
         window.setVisible(true);

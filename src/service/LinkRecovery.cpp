@@ -84,9 +84,12 @@ LinkRecovery::Verdict LinkRecovery::findLostEntry(const LinkJournal::Intent& int
     // above the highest one known when it was sent, and carries exactly what was sent.
     const QString day = util::date_to_sql(intent.day);
     const QString decodedNotes = QUrl::fromPercentEncoding(intent.notes.toLatin1());
+    // A folder that never linked before knows no id to start from: then the search runs further and
+    // does not stop at a gap.
+    const bool blind = intent.afterExtId == 0;
+    const qint64 last = intent.afterExtId + (blind ? kMaxBlindScan : kMaxScan);
     int missesInARow = 0;
-    for (qint64 id = intent.afterExtId + 1; id <= intent.afterExtId + kMaxScan && missesInARow < kMaxMissesInARow;
-         ++id) {
+    for (qint64 id = intent.afterExtId + 1; id <= last && (blind || missesInARow < kMaxMissesInARow); ++id) {
         ServiceEntryInfo info;
         const CallOutcome outcome = api->getInfo(id, &info);
         if (outcome.unknownEntry()) {

@@ -40,6 +40,7 @@ public:
     // How far above the last known id a lost entry is looked for.
     static constexpr int kMaxScan = 500;
     static constexpr int kMaxMissesInARow = 25;
+    static constexpr int kMaxBlindScan = 1000;
 
     // One line for a pending intent, for lists and questions.
     static QString describe(const LinkJournal::Intent& intent);

@@ -5,6 +5,7 @@
 #include "app/DayViews.h"
 #include "app/MainWindow.h"
 #include "app/Registry.h"
+#include "app/SingleInstance.h"
 #include "rules/RuleStore.h"
 #include "service/ApiRequest.h"
 #include "service/ProjectsTree.h"
@@ -18,6 +19,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QMessageBox>
+#include <QProcess>
 #include <QPushButton>
 #include <QSettings>
 #include <QSqlQuery>
@@ -75,6 +77,7 @@ private slots:
     void cleanup();
     void linkUnlinkAndApplyRules();
     void lostAnswersAndTheSession();
+    void commandLineRunsAreHandedToTheWindow();
 
 private:
     QList<QJsonObject> calls(const QString& method);
@@ -279,6 +282,48 @@ void TestLinkingInWindow::lostAnswersAndTheSession()
     QCOMPARE(linkedRows(1000), 1);
     QCOMPARE(calls(QStringLiteral("verrin.entries.delete")).size(), 0);
     ApiRequest::setDefaultTimeout(ApiRequest::defaultTimeoutMs);
+}
+
+void TestLinkingInWindow::commandLineRunsAreHandedToTheWindow()
+{
+    MainWindow window;
+    QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool(), 10000);
+    QTRY_VERIFY(window.form()->projects->topLevelItemCount() > 0);
+    SingleInstance instance(DataPaths::dataFolder());
+    QVERIFY(instance.claim(0));
+    window.attachInstance(&instance);
+
+    QSqlQuery query;
+    QVERIFY(query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')")));
+    QVERIFY(query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
+                                      "('Budget', 1, '2026-11-16 09:00:00', '2026-11-16 09:10:00'), "
+                                      "('Budget', 1, '2026-11-17 09:00:00', '2026-11-17 09:05:00')")));
+    QVERIFY(RuleStore().addDbRule(QStringLiteral("budget"), {1}, QStringLiteral("and"), QStringLiteral("Budget"),
+                                  QStringLiteral("always"), QDate(), QDate(), 10, 1000) > 0);
+
+    // Run from a terminal while the window is open: the window, the folder's one writer, does the work
+    // with its own session (the settings hold no password) and the terminal prints what it did.
+    const auto run = [](const QStringList& arguments, QString* out) {
+        QProcess process;
+        process.start(QStringLiteral(VERRINPLUS_BINARY), arguments);
+        // The window answers from this test's event loop, so wait without blocking it.
+        if (!QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, 30000)) {
+            process.kill();
+            process.waitForFinished(5000);
+            return -1;
+        }
+        *out = QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
+        return process.exitCode();
+    };
+    QString out;
+    QCOMPARE(run({"--apply-rules", "2026-11-16", "2026-11-17"}, &out), 0);
+    QVERIFY2(out.contains("Total from 2026-11-16 to 2026-11-17: 2 entries in 2 groups linked to 1 task, 0:15:00"),
+             qPrintable(out));
+    QCOMPARE(calls(QStringLiteral("verrin.entries.addBulk")).size(), 2);
+    QCOMPARE(linkedRows(1000), 2);
+
+    QCOMPARE(run({"--check-links", "2026-11-16", "2026-11-17"}, &out), 0);
+    QVERIFY2(out.contains("Checked 2 links from 2026-11-16 to 2026-11-17: 2 agree"), qPrintable(out));
 }
 
 QTEST_MAIN(TestLinkingInWindow)
