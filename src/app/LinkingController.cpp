@@ -135,11 +135,18 @@ void LinkingController::setSignedIn(bool signedInNow)
     if (!signedIn) {
         return;
     }
-    // The service answers again: finish what its answers prove, and ask once per run about the rest.
-    if (settlePendingQuietly() && !askedAboutPending) {
-        askedAboutPending = true;
-        QTimer::singleShot(0, this, &LinkingController::resolvePending);
+    // The service answers again: finish what its answers prove; the rest is asked about once the
+    // window is ready (askAboutPendingOnce).
+    settlePendingQuietly();
+}
+
+void LinkingController::askAboutPendingOnce()
+{
+    if (!signedIn || askedAboutPending || LinkJournal::openIntents().isEmpty()) {
+        return;
     }
+    askedAboutPending = true;
+    resolvePending();
 }
 
 bool LinkingController::settlePendingQuietly()

@@ -47,6 +47,8 @@ public slots:
     void setSignedIn(bool signedIn);
     // Settles pending links, asking the user about what the service cannot tell.
     void resolvePending();
+    // The first time per run that the window is signed in and ready: asks about what is still pending.
+    void askAboutPendingOnce();
     // Compares the service entries of the shown day's week with the rows and offers the repairs.
     void checkLinks();
 

@@ -122,6 +122,9 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     connect(serviceController, &ServiceController::signedInChanged, linkingController, &LinkingController::setSignedIn);
     connect(linkingController, &LinkingController::sessionExpired, serviceController,
             &ServiceController::onSessionExpired);
+    // Queued: the question waits until the projects are on screen.
+    connect(serviceController, &ServiceController::projectsShown, linkingController,
+            &LinkingController::askAboutPendingOnce, Qt::QueuedConnection);
 
     restoreState(settings->value(QStringLiteral("Window/State")).toByteArray());
     restoreGeometry(settings->value(QStringLiteral("Window/Geometry")).toByteArray());

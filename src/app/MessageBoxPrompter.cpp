@@ -33,6 +33,8 @@ int MessageBoxPrompter::choose(const QString& title, const QString& text, const 
     }
     if (!buttons.isEmpty()) {
         box.setDefaultButton(qobject_cast<QPushButton*>(buttons.first()));
+        // Escape or closing the box picks the last option, which is always the harmless one.
+        box.setEscapeButton(buttons.last());
     }
     box.exec();
     return int(buttons.indexOf(box.clickedButton()));

@@ -15,8 +15,8 @@ public:
     virtual void inform(const QString& title, const QString& text) = 0;
     virtual void warn(const QString& title, const QString& text) = 0;
     virtual void critical(const QString& title, const QString& text) = 0;
-    // A choice between `options`, the first one the default; the index chosen, or -1 when the
-    // question was dismissed or nobody can answer.
+    // A choice between `options`, the first one the default and the last one the harmless one that
+    // dismissing the question picks; the index chosen, or -1 when nobody can answer.
     virtual int choose(const QString& title, const QString& text, const QStringList& options)
     {
         Q_UNUSED(title);

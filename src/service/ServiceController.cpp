@@ -123,6 +123,7 @@ void ServiceController::initProjectsTree()
     QString reply;
     const bool ok = api->findByUser(&reply);
     widgets.projects->showCatalogueReply(ok, reply);
+    emit projectsShown();
 }
 
 void ServiceController::on_actionLogin_triggered()

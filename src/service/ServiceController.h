@@ -75,6 +75,8 @@ public slots:
 
 signals:
     void signedInChanged(bool signedIn);
+    // The projects tree has been filled (or told why not) after a sign-in or a refresh.
+    void projectsShown();
 
 private:
     void showStatus(const QString& text);

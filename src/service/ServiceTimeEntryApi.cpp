@@ -39,8 +39,12 @@ CallOutcome ServiceTimeEntryApi::call(const QString& method, const QString& verb
         return outcome;
     }
     if (!sent) {
+        // A dropped connection ends in "could not send again": this layer refuses to resend on its own.
+        const bool dropped = request.networkError() == QNetworkReply::ContentReSendError ||
+                             request.networkError() == QNetworkReply::RemoteHostClosedError;
         CallOutcome outcome = unknown(request.timedOut() ? QStringLiteral("the service did not answer in time")
-                                                         : ApiRequest::networkErrorMessage(request.networkError()));
+                                      : dropped ? QStringLiteral("the connection broke before the service answered")
+                                                : ApiRequest::networkErrorMessage(request.networkError()));
         // These fail before a single byte of the request has left.
         outcome.notSent = request.networkError() == QNetworkReply::ConnectionRefusedError ||
                           request.networkError() == QNetworkReply::HostNotFoundError;
