@@ -17,6 +17,7 @@
 #include "service/ProjectsCatalogue.h"
 #include "service/ServiceTimeEntryApi.h"
 #include "service/Session.h"
+#include "store/util.h"
 
 #include <QSqlQuery>
 #include <QStringList>
@@ -103,14 +104,6 @@ QString range(const QDate& from, const QDate& to)
 HeadlessRuleRun::HeadlessRuleRun(QTextStream& out, QTextStream& err) : out(out), err(err) {}
 
 HeadlessRuleRun::~HeadlessRuleRun() = default;
-
-QString HeadlessRuleRun::clockTime(qint64 seconds)
-{
-    return QStringLiteral("%1:%2:%3")
-        .arg(seconds / 3600)
-        .arg(seconds % 3600 / 60, 2, 10, QLatin1Char('0'))
-        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
-}
 
 QString HeadlessRuleRun::taskLabel(int taskId)
 {
@@ -297,16 +290,16 @@ int HeadlessRuleRun::applyAndReport(Linking* linking, const QDate& from, const Q
             entries += task.entries;
             groups += task.groups;
             out << plural(task.entries, "entry", "entries") << " in " << plural(task.groups, "group", "groups") << ", "
-                << clockTime(task.seconds) << Qt::endl;
+                << util::clock_time(task.seconds) << Qt::endl;
         } else {
             ++failed;
-            out << "NOT LINKED, " << plural(task.entries, "entry", "entries") << ", " << clockTime(task.seconds)
+            out << "NOT LINKED, " << plural(task.entries, "entry", "entries") << ", " << util::clock_time(task.seconds)
                 << Qt::endl;
         }
     }
     out << "Total " << range(from, to) << ": " << plural(entries, "entry", "entries") << " in "
         << plural(groups, "group", "groups") << " linked to " << plural(summary.linkedTasks, "task", "tasks") << ", "
-        << clockTime(summary.seconds) << Qt::endl;
+        << util::clock_time(summary.seconds) << Qt::endl;
     for (const QString& problem : linking->takeRunProblems()) {
         err << "verrinplus: " << problem << Qt::endl;
     }

@@ -48,8 +48,6 @@ public:
     // Exit 0 only when every entry agrees and nothing is pending.
     int checkLinks(const QDate& from, const QDate& to);
 
-    // "h:mm:ss", hours unpadded.
-    static QString clockTime(qint64 seconds);
     // The task's name with its project and task list from the catalogue maps, and its id.
     static QString taskLabel(int taskId);
 

@@ -9,18 +9,6 @@
 #include <QSqlError>
 #include <QSqlQuery>
 
-namespace {
-
-QString clock(qint64 seconds)
-{
-    return QStringLiteral("%1:%2:%3")
-        .arg(seconds / 3600)
-        .arg(seconds % 3600 / 60, 2, 10, QLatin1Char('0'))
-        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
-}
-
-} // namespace
-
 QString LinkCheck::verdictName(Verdict verdict)
 {
     switch (verdict) {
@@ -53,12 +41,14 @@ QString LinkCheck::lineText(const Line& line)
     }
     const QString task = line.taskName.isEmpty() ? QStringLiteral("task %1").arg(line.taskId)
                                                  : QStringLiteral("%1 (task %2)").arg(line.taskName, line.taskId);
-    text += QStringLiteral("service entry %1, %2: here %3").arg(line.extEntryId).arg(task, clock(line.localSeconds));
+    text += QStringLiteral("service entry %1, %2: here %3")
+                .arg(line.extEntryId)
+                .arg(task, util::clock_time(line.localSeconds));
     switch (line.verdict) {
     case Verdict::Longer:
     case Verdict::Shorter:
     case Verdict::Agree:
-        return text + QStringLiteral(", service %1").arg(clock(line.serviceSeconds));
+        return text + QStringLiteral(", service %1").arg(util::clock_time(line.serviceSeconds));
     case Verdict::Missing:
         return text + QStringLiteral(", not on the service");
     default:

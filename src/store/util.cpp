@@ -62,6 +62,14 @@ QString implode(const QString& separator, const QStringList& items)
     return items.join(separator);
 }
 
+QString clock_time(qint64 seconds)
+{
+    return QStringLiteral("%1:%2:%3")
+        .arg(seconds / 3600)
+        .arg(seconds % 3600 / 60, 2, 10, QLatin1Char('0'))
+        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+}
+
 QString format_time(int seconds)
 {
     const int hours = seconds / 3600;

@@ -26,6 +26,8 @@ QString implode(const QString& separator, const QStringList& items);
 
 // "1 h 2 m 5 s", "2 m 5 s" or "5 s", without padding.
 QString format_time(int seconds);
+// "h:mm:ss" with the hours unpadded, for lines a terminal shows in columns.
+QString clock_time(qint64 seconds);
 
 // Splits a search pattern into words and "quoted phrases" (quotes removed), as typed into the filters
 // and rule titles. An unclosed quote is skipped and the words after it are taken one by one.
