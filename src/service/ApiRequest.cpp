@@ -121,6 +121,10 @@ bool ApiRequest::makeRequest(QNetworkRequest& request, const QString& method, co
 
     QNetworkReply* networkReply = nullptr;
     if (verb == QLatin1String("post")) {
+        // A kept-alive connection may have been closed by the server meanwhile; sent on it, the request
+        // would fail without telling whether it arrived. A fresh connection either reaches the service
+        // or is refused outright, and the caller knows which.
+        manager->clearConnectionCache();
         auto* body = new OneShotBody(data);
         request.setHeader(QNetworkRequest::ContentLengthHeader, data.size());
         request.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
