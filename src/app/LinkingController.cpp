@@ -4,6 +4,7 @@
 #include "app/HeadlessRuleRun.h"
 #include "app/MainWindowForm.h"
 #include "app/Prompter.h"
+#include "app/SingleInstance.h"
 #include "recording/AppIcons.h"
 #include "rules/RuleApplier.h"
 #include "rules/RuleStore.h"
@@ -52,8 +53,25 @@ LinkingController::LinkingController(DayViews* views, MainWindowForm* form, QPro
 
 LinkingController::~LinkingController() = default;
 
+namespace {
+// Counts the window's own linking work while it runs, so a run handed over from the command line
+// waits for it instead of running beside it in a nested event loop.
+class BusyWhile
+{
+public:
+    explicit BusyWhile(int& depth) : depth(depth) { ++depth; }
+    ~BusyWhile() { --depth; }
+    BusyWhile(const BusyWhile&) = delete;
+    BusyWhile& operator=(const BusyWhile&) = delete;
+
+private:
+    int& depth;
+};
+} // namespace
+
 void LinkingController::connectEntriesWithTask(const QStringList& ids, const QString& taskId, const QString& notes)
 {
+    const BusyWhile busy(busyDepth);
     const EntryLinker::LinkResult result = linker->link(ids, taskId, notes);
     if (result.linked && result.problems.isEmpty() && result.skippedIds.isEmpty()) {
         return;
@@ -65,6 +83,7 @@ void LinkingController::connectEntriesWithTask(const QStringList& ids, const QSt
 
 void LinkingController::unlinkEntries(const QStringList& ids)
 {
+    const BusyWhile busy(busyDepth);
     linker->unlink(ids);
     // The linked view drops the rows once this returns; both trees are then read back, so unlinked
     // rows return to the unlinked tree and rows whose service entry could not be changed stay linked.
@@ -96,13 +115,17 @@ void LinkingController::connectRules()
             &RulesController::onApplyRulesForDateRange);
 
     connect(applier, &RuleApplier::progressStarted, this, [this](int maximum) {
+        ++busyDepth;
         progressBar->setRange(0, maximum);
         progressBar->setValue(0);
         progressBar->show();
     });
     connect(applier, &RuleApplier::progressChanged, progressBar, &QProgressBar::setValue);
     connect(applier, &RuleApplier::viewsNeedRefresh, views, &DayViews::refreshBoth);
-    connect(applier, &RuleApplier::progressFinished, progressBar, &QProgressBar::hide);
+    connect(applier, &RuleApplier::progressFinished, this, [this] {
+        --busyDepth;
+        progressBar->hide();
+    });
     connect(rulesController, &RulesController::rulesApplied, this, [this](const ApplyRulesSummary& summary) {
         emit statusMessage(summaryText(summary));
         emit calendarMarksStale();
@@ -151,6 +174,7 @@ void LinkingController::askAboutPendingOnce()
 
 bool LinkingController::settlePendingQuietly()
 {
+    const BusyWhile busy(busyDepth);
     const LinkRecovery::Report report = LinkRecovery(api.get()).settle();
     if (report.settled > 0) {
         views->refreshBoth();
@@ -177,6 +201,7 @@ void LinkingController::resolvePending()
     if (!signedIn) {
         return;
     }
+    const BusyWhile busy(busyDepth);
     const LinkRecovery::Report report = LinkRecovery(api.get()).resolveWithUser(prompter);
     if (LinkJournal::openIntents().isEmpty() && report.settled == 0 && prompter) {
         prompter->inform(QStringLiteral("Information"), QStringLiteral("No links are pending."));
@@ -191,6 +216,7 @@ void LinkingController::checkLinks()
     if (!signedIn) {
         return;
     }
+    const BusyWhile busy(busyDepth);
     const QDate day = views->shownDate();
     const QDate from = day.addDays(1 - day.dayOfWeek());
     const QDate to = from.addDays(6);
@@ -239,6 +265,10 @@ void LinkingController::checkLinks()
 int LinkingController::runForCommandLine(const QString& command, const QDate& from, const QDate& to, QTextStream& out,
                                          QTextStream& err)
 {
+    if (busyDepth > 0) {
+        return SingleInstance::kBusy;
+    }
+    const BusyWhile busy(busyDepth);
     if (!signedIn) {
         err << "verrinplus: not signed in: VerrinPlus is open on this data folder but not signed in to Verrin; "
                "sign in there and try again"

@@ -75,4 +75,5 @@ private:
     Prompter* prompter;
     bool signedIn = false;
     bool askedAboutPending = false;
+    int busyDepth = 0;
 };

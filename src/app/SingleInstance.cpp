@@ -13,6 +13,7 @@
 namespace {
 constexpr int kConnectTimeoutMs = 2000;
 constexpr int kRunInWindowMs = 30 * 60 * 1000;
+constexpr int kRetryWhileBusyMs = 200;
 const QByteArray kShowCommand = QByteArrayLiteral("show\n");
 } // namespace
 
@@ -104,9 +105,17 @@ void SingleInstance::handleLine(QLocalSocket* socket, const QString& line)
     const QString command = words.at(1);
     const QDate from = QDate::fromString(words.at(2), Qt::ISODate);
     const QDate to = QDate::fromString(words.at(3), Qt::ISODate);
-    QPointer<QLocalSocket> target(socket);
+    runHandedOver(QPointer<QLocalSocket>(socket), command, from, to);
+}
+
+void SingleInstance::runHandedOver(QPointer<QLocalSocket> target, const QString& command, const QDate& from,
+                                   const QDate& to)
+{
     // Run outside the socket's signal: the work waits for the service in local event loops.
-    QTimer::singleShot(0, this, [this, target, command, from, to] {
+    QTimer::singleShot(kRetryWhileBusyMs, this, [this, target, command, from, to] {
+        if (!target) {
+            return;
+        }
         QString outText;
         QString errText;
         int status = 1;
@@ -118,6 +127,11 @@ void SingleInstance::handleLine(QLocalSocket* socket, const QString& line)
             } else {
                 err << "verrinplus: the open VerrinPlus cannot run this" << Qt::endl;
             }
+        }
+        if (status == kBusy) {
+            // The window is linking right now; the run follows when it is done, never beside it.
+            runHandedOver(target, command, from, to);
+            return;
         }
         if (!target) {
             return;

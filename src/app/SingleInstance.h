@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QDate>
+#include <QLocalSocket>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 
 #include <functional>
@@ -31,7 +33,9 @@ public:
     static bool windowIsRunning(const QString& dataFolder);
 
     // A command-line run ("apply-rules", "check-links") that the window carries out for it, since the
-    // window is the folder's one writer while it is open; returns the run's exit status.
+    // window is the folder's one writer while it is open; returns the run's exit status, or kBusy
+    // while the window is linking itself (the run is then tried again shortly).
+    static constexpr int kBusy = -1;
     using CommandHandler = std::function<int(const QString& command, const QDate& from, const QDate& to,
                                              QTextStream& out, QTextStream& err)>;
     void setCommandHandler(CommandHandler handler) { commandHandler = std::move(handler); }
@@ -49,6 +53,7 @@ signals:
 private:
     bool notifyRunningInstance();
     void handleLine(QLocalSocket* socket, const QString& line);
+    void runHandedOver(QPointer<QLocalSocket> target, const QString& command, const QDate& from, const QDate& to);
     void listen();
 
     QString name;

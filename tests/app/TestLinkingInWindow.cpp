@@ -24,6 +24,7 @@
 #include <QSettings>
 #include <QSqlQuery>
 #include <QTest>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -293,37 +294,52 @@ void TestLinkingInWindow::commandLineRunsAreHandedToTheWindow()
     QVERIFY(instance.claim(0));
     window.attachInstance(&instance);
 
+    const QDate today = window.views()->shownDate();
+    const QString first = today.addDays(-1).toString(Qt::ISODate);
+    const QString last = today.toString(Qt::ISODate);
     QSqlQuery query;
     QVERIFY(query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')")));
     QVERIFY(query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
-                                      "('Budget', 1, '2026-11-16 09:00:00', '2026-11-16 09:10:00'), "
-                                      "('Budget', 1, '2026-11-17 09:00:00', '2026-11-17 09:05:00')")));
+                                      "('Budget', 1, '%1 09:00:00', '%1 09:10:00'), "
+                                      "('Budget', 1, '%2 09:00:00', '%2 09:05:00')")
+                           .arg(first, last)));
     QVERIFY(RuleStore().addDbRule(QStringLiteral("budget"), {1}, QStringLiteral("and"), QStringLiteral("Budget"),
                                   QStringLiteral("always"), QDate(), QDate(), 10, 1000) > 0);
 
     // Run from a terminal while the window is open: the window, the folder's one writer, does the work
-    // with its own session (the settings hold no password) and the terminal prints what it did.
-    const auto run = [](const QStringList& arguments, QString* out) {
-        QProcess process;
-        process.start(QStringLiteral(VERRINPLUS_BINARY), arguments);
-        // The window answers from this test's event loop, so wait without blocking it.
-        if (!QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, 30000)) {
-            process.kill();
-            process.waitForFinished(5000);
-            return -1;
-        }
-        *out = QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
-        return process.exitCode();
-    };
-    QString out;
-    QCOMPARE(run({"--apply-rules", "2026-11-16", "2026-11-17"}, &out), 0);
-    QVERIFY2(out.contains("Total from 2026-11-16 to 2026-11-17: 2 entries in 2 groups linked to 1 task, 0:15:00"),
+    // with its own session (the settings hold no password) and the terminal prints what it did. The
+    // window is applying the rules to today itself just then (a slow service keeps it busy): the
+    // handed-over run follows it instead of running beside it.
+    QProcess process;
+    QTimer::singleShot(0, &process, [&process, first, last] {
+        process.start(QStringLiteral(VERRINPLUS_BINARY), {"--apply-rules", first, last});
+    });
+    ServiceFixture::FaultOptions slow;
+    slow.ms = 3000;
+    slow.times = 1;
+    QVERIFY(service->setFault(QStringLiteral("verrin.entries.addBulk"), QStringLiteral("delay"), slow));
+    window.form()->action_Apply_Rules->trigger();
+    // The window answers from this test's event loop, so wait without blocking it.
+    QTRY_VERIFY_WITH_TIMEOUT(process.state() == QProcess::NotRunning, 30000);
+    const QString out = QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
+    QVERIFY2(process.exitCode() == 0, qPrintable(out));
+    QVERIFY2(out.contains(
+                 QStringLiteral("Total from %1 to %2: 1 entry in 1 group linked to 1 task, 0:10:00").arg(first, last)),
              qPrintable(out));
-    QCOMPARE(calls(QStringLiteral("verrin.entries.addBulk")).size(), 2);
+    QStringList days;
+    for (const QJsonObject& call : calls(QStringLiteral("verrin.entries.addBulk"))) {
+        days << param(call, QStringLiteral("date"));
+    }
+    QCOMPARE(days, (QStringList{last, first}));
     QCOMPARE(linkedRows(1000), 2);
 
-    QCOMPARE(run({"--check-links", "2026-11-16", "2026-11-17"}, &out), 0);
-    QVERIFY2(out.contains("Checked 2 links from 2026-11-16 to 2026-11-17: 2 agree"), qPrintable(out));
+    QProcess check;
+    check.start(QStringLiteral(VERRINPLUS_BINARY), {"--check-links", first, last});
+    QTRY_VERIFY_WITH_TIMEOUT(check.state() == QProcess::NotRunning, 30000);
+    const QString checked = QString::fromUtf8(check.readAllStandardOutput());
+    QCOMPARE(check.exitCode(), 0);
+    QVERIFY2(checked.contains(QStringLiteral("Checked 2 links from %1 to %2: 2 agree").arg(first, last)),
+             qPrintable(checked));
 }
 
 QTEST_MAIN(TestLinkingInWindow)
