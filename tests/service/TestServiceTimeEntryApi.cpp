@@ -386,6 +386,37 @@ private slots:
         QCOMPARE(callsOf(*service, "verrin.entries.addBulk"), unlinking ? 0 : 1);
     }
 
+    void checkTellsAndRepairsWhatChangedOnTheWeb()
+    {
+        const QStringList ids = recordThreeDays();
+        ServiceTimeEntryApi api(&manager);
+        Linking linking(&api, &prompter);
+        const QStringList ext = linking.link(ids, "1000", QString()).extEntryIds;
+        QCOMPARE(ext.size(), 3);
+        // On the web: one entry made longer, one shorter, one deleted.
+        ServiceEntryInfo info;
+        QVERIFY(api.getInfo(ext.at(0).toLongLong(), &info).ok());
+        QVERIFY(api.update(ext.at(0).toLongLong(), info.start, info.end.addSecs(60)).ok());
+        QVERIFY(api.getInfo(ext.at(1).toLongLong(), &info).ok());
+        QVERIFY(api.update(ext.at(1).toLongLong(), info.start, info.end.addSecs(-60)).ok());
+        QVERIFY(api.remove(ext.at(2).toLongLong()).ok());
+
+        LinkCheck check(&api);
+        QList<LinkCheck::Line> lines = check.check(QDate(2026, 11, 16), QDate(2026, 11, 18));
+        QStringList verdicts;
+        for (const LinkCheck::Line& line : lines)
+            verdicts << LinkCheck::verdictName(line.verdict);
+        QCOMPARE(verdicts, (QStringList{"longer", "shorter", "missing"}));
+        QVERIFY2(LinkCheck::lineText(lines.at(0)).contains("here 0:15:00, service 0:16:00"),
+                 qPrintable(LinkCheck::lineText(lines.at(0))));
+
+        QString error;
+        QVERIFY2(check.adjust(lines.at(0), &error), qPrintable(error));
+        QVERIFY2(check.adjust(lines.at(1), &error), qPrintable(error));
+        QVERIFY(EntryLinker::unlinkGoneEntry(lines.at(2).extEntryId, lines.at(2).entryIds, &error));
+        verifyBookedOnce(api);
+    }
+
     void entryDeletedOnTheServiceBeforeAnUnlink()
     {
         const QStringList ids = recordThreeDays();
