@@ -11,6 +11,8 @@ packages=(
     libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-screensaver0-dev libxcb-res0-dev
     # run and test under a virtual display with a real window manager
     xvfb xauth openbox xdotool x11-utils dbus dbus-x11 imagemagick
+    # a real XEmbed system tray and a window manager's close, for the tray tests
+    trayer wmctrl
     # desktop integration checks and TLS test certificates
     appstream desktop-file-utils openssl
     # renders the icon sources (resources/render-icons.sh)

@@ -1,3 +1,4 @@
+#include "platform/ApplicationWindows.h"
 #include "platform/Platform.h"
 #include "platform/x11/X11Platform.h"
 
@@ -18,12 +19,7 @@ public:
     ForegroundWindow foregroundWindow() override { return {}; }
     int idleSeconds() override { return 0; }
     QIcon iconForPath(const QString&) override { return {}; }
-    void hideApplication() override
-    {
-        for (QWidget* w : QApplication::topLevelWidgets()) {
-            w->hide();
-        }
-    }
+    void hideApplication() override { ApplicationWindows::hide(); }
 
 private:
     QString why;

@@ -1,5 +1,7 @@
 #include "platform/x11/X11Platform.h"
 
+#include "platform/ApplicationWindows.h"
+
 #include <QApplication>
 #include <QDebug>
 #include <QFileInfo>
@@ -449,7 +451,5 @@ QIcon X11Platform::iconForPath(const QString& path)
 
 void X11Platform::hideApplication()
 {
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        widget->hide();
-    }
+    ApplicationWindows::hide();
 }
