@@ -11,12 +11,24 @@ QString DataFolderLock::nameFor(const QString& dataFolder)
     return QStringLiteral("verrinplus-") + QString::fromLatin1(hash);
 }
 
-DataFolderLock::DataFolderLock(const QString& dataFolder) : lockName(nameFor(dataFolder))
+QString DataFolderLock::runtimeFolder()
 {
     QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     if (runtime.isEmpty()) {
         runtime = QDir::tempPath();
     }
+    return runtime;
+}
+
+QString DataFolderLock::socketFor(const QString& dataFolder)
+{
+    // In the user's runtime folder, which the session empties: no stale sockets pile up in /tmp.
+    return runtimeFolder() + QLatin1Char('/') + nameFor(dataFolder) + QStringLiteral(".socket");
+}
+
+DataFolderLock::DataFolderLock(const QString& dataFolder) : lockName(nameFor(dataFolder))
+{
+    const QString runtime = runtimeFolder();
     QDir().mkpath(runtime);
     lock = std::make_unique<QLockFile>(runtime + QLatin1Char('/') + lockName + QStringLiteral(".lock"));
     // QLockFile checks whether the process named in an old lock is alive.

@@ -21,6 +21,10 @@ public:
     // "verrinplus-" and a hash of the folder: the lock's and the window's socket's name.
     QString name() const { return lockName; }
     static QString nameFor(const QString& dataFolder);
+    // Where the window of that folder listens for later starts.
+    static QString socketFor(const QString& dataFolder);
+    // $XDG_RUNTIME_DIR, else the temporary folder.
+    static QString runtimeFolder();
 
 private:
     QString lockName;

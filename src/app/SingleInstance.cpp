@@ -18,14 +18,14 @@ const QByteArray kShowCommand = QByteArrayLiteral("show\n");
 } // namespace
 
 SingleInstance::SingleInstance(const QString& dataFolder, QObject* parent)
-    : QObject(parent), name(DataFolderLock::nameFor(dataFolder)), lock(std::make_unique<DataFolderLock>(dataFolder))
+    : QObject(parent), name(DataFolderLock::socketFor(dataFolder)), lock(std::make_unique<DataFolderLock>(dataFolder))
 {
 }
 
 bool SingleInstance::windowIsRunning(const QString& dataFolder)
 {
     QLocalSocket socket;
-    socket.connectToServer(DataFolderLock::nameFor(dataFolder));
+    socket.connectToServer(DataFolderLock::socketFor(dataFolder));
     return socket.waitForConnected(kConnectTimeoutMs);
 }
 
@@ -154,7 +154,7 @@ bool SingleInstance::runInWindow(const QString& dataFolder, const QString& comma
                                  QTextStream& out, QTextStream& err, int* exitCode)
 {
     QLocalSocket socket;
-    socket.connectToServer(DataFolderLock::nameFor(dataFolder));
+    socket.connectToServer(DataFolderLock::socketFor(dataFolder));
     if (!socket.waitForConnected(kConnectTimeoutMs)) {
         return false;
     }

@@ -3,6 +3,7 @@
 #include "store/Database.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QProcess>
 #include <QSettings>
 #include <QSignalSpy>
@@ -49,6 +50,10 @@ private slots:
         TempDataFolder data;
         SingleInstance first(data.dataFolder());
         QVERIFY(first.claim());
+        // The socket lives in the session's runtime folder, not in /tmp where stale ones would pile up.
+        QVERIFY2(first.serverName().startsWith(data.path() + QStringLiteral("/runtime/")),
+                 qPrintable(first.serverName()));
+        QVERIFY(QFileInfo::exists(first.serverName()));
         QSignalSpy activation(&first, &SingleInstance::activationRequested);
         SingleInstance second(data.dataFolder());
         QVERIFY(!second.claim());

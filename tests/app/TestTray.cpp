@@ -121,14 +121,15 @@ private slots:
             service = service.section(QLatin1Char('/'), 0, 0);
             QVERIFY2(bus.interface()->isServiceRegistered(service), qPrintable(service));
             // A click on the icon brings the window back.
-            QDBusMessage activate =
-                QDBusMessage::createMethodCall(service, QStringLiteral("/StatusNotifierItem"),
-                                               QStringLiteral("org.kde.StatusNotifierItem"), QStringLiteral("Activate"));
+            QDBusMessage activate = QDBusMessage::createMethodCall(service, QStringLiteral("/StatusNotifierItem"),
+                                                                   QStringLiteral("org.kde.StatusNotifierItem"),
+                                                                   QStringLiteral("Activate"));
             activate << 0 << 0;
             bus.call(activate, QDBus::NoBlock);
         } else {
             QCOMPARE(shownWindowsOfTheProgram(), 1);
-            const QString icon = run(QStringLiteral("xdotool"), {"search", "--onlyvisible", "--classname", "verrinplus"});
+            const QString icon =
+                run(QStringLiteral("xdotool"), {"search", "--onlyvisible", "--classname", "verrinplus"});
             run(QStringLiteral("xdotool"), {"mousemove", "--window", icon, "5", "5", "click", "1"});
         }
         QTRY_VERIFY_WITH_TIMEOUT(mainWindowShown(), 10000);
