@@ -53,24 +53,46 @@ UpdateChecker::UpdateChecker(QNetworkAccessManager* network, const QUrl& feedUrl
 
 void UpdateChecker::check(bool interactive)
 {
+    if (interactive) {
+        interactiveWanted = true;
+        emit checkingStarted();
+    }
     if (reply) {
         return;
     }
+    cancelled = false;
     QNetworkRequest request(feedUrl);
     request.setHeader(QNetworkRequest::UserAgentHeader, SettingsFile::userAgent());
     request.setTransferTimeout(timeoutMs);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     reply = network->get(request);
-    connect(reply, &QNetworkReply::finished, this, [this, interactive] { onReplyFinished(interactive); });
+    connect(reply, &QNetworkReply::finished, this, &UpdateChecker::onReplyFinished);
 }
 
-void UpdateChecker::onReplyFinished(bool interactive)
+void UpdateChecker::cancel()
+{
+    if (reply) {
+        cancelled = true;
+        reply->abort();
+    }
+}
+
+void UpdateChecker::onReplyFinished()
 {
     QNetworkReply* done = reply;
     reply = nullptr;
     done->deleteLater();
+    const bool interactive = interactiveWanted;
+    interactiveWanted = false;
+    if (cancelled) {
+        return;
+    }
     UpdateInfo info;
-    if (done->error() != QNetworkReply::NoError) {
+    if (done->error() == QNetworkReply::OperationCanceledError) {
+        // Qt's own words here would be "Operation canceled", which nobody did.
+        info.error =
+            QStringLiteral("The update server did not answer within %1 seconds.").arg(qMax(1, timeoutMs / 1000));
+    } else if (done->error() != QNetworkReply::NoError) {
         info.error = done->errorString();
     } else {
         info = parseFeed(done->readAll(), currentVersion);

@@ -34,9 +34,12 @@ public:
                   QObject* parent = nullptr);
 
     // `interactive` is handed back with the result so the caller knows whether to speak up when
-    // nothing new was found.
+    // nothing new was found. A check the user asks for while the quiet one is still waiting joins it:
+    // its result is then shown as the user's.
     void check(bool interactive);
     bool isChecking() const { return reply != nullptr; }
+    // Stops the check under way; nothing is reported.
+    void cancel();
 
     void setTimeoutMs(int ms) { timeoutMs = ms; }
 
@@ -44,14 +47,18 @@ public:
     static UpdateInfo parseFeed(const QByteArray& xml, const QVersionNumber& current);
 
 signals:
+    // A check the user asked for is under way, for showing its progress.
+    void checkingStarted();
     void finished(const UpdateInfo& info, bool interactive);
 
 private:
-    void onReplyFinished(bool interactive);
+    void onReplyFinished();
 
     QNetworkAccessManager* network;
     QUrl feedUrl;
     QVersionNumber currentVersion;
     QNetworkReply* reply = nullptr;
     int timeoutMs = 15000;
+    bool interactiveWanted = false;
+    bool cancelled = false;
 };

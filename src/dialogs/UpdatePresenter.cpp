@@ -1,11 +1,26 @@
 #include "dialogs/UpdatePresenter.h"
 
 #include <QMessageBox>
+#include <QProgressDialog>
 
 UpdatePresenter::UpdatePresenter(UpdateChecker* checker, QWidget* parentWindow)
-    : QObject(checker), parentWindow(parentWindow)
+    : QObject(checker), checker(checker), parentWindow(parentWindow)
 {
+    connect(checker, &UpdateChecker::checkingStarted, this, &UpdatePresenter::showProgress);
     connect(checker, &UpdateChecker::finished, this, &UpdatePresenter::show);
+}
+
+void UpdatePresenter::showProgress()
+{
+    if (!progress) {
+        progress = new QProgressDialog(QStringLiteral("Checking for updates..."), QStringLiteral("Cancel"), 0, 0,
+                                       parentWindow);
+        progress->setObjectName(QStringLiteral("updateProgress"));
+        progress->setWindowTitle(QStringLiteral("Software Update"));
+        progress->setMinimumDuration(0);
+        connect(progress, &QProgressDialog::canceled, checker, &UpdateChecker::cancel);
+    }
+    progress->show();
 }
 
 QString UpdatePresenter::message(const UpdateInfo& info, bool interactive, const QString& currentVersion)
@@ -40,6 +55,10 @@ QString UpdatePresenter::message(const UpdateInfo& info, bool interactive, const
 
 void UpdatePresenter::show(const UpdateInfo& info, bool interactive)
 {
+    if (progress) {
+        progress->deleteLater();
+        progress = nullptr;
+    }
     const QString text = message(info, interactive, QStringLiteral(VERRIN_VERSION));
     if (text.isEmpty()) {
         return;

@@ -4,10 +4,11 @@
 
 #include <QObject>
 
+class QProgressDialog;
 class QWidget;
 
-// Shows what an update check found: always after a check the user asked for, and after the quiet
-// check at start only when a newer version exists.
+// Shows what an update check found: always after a check the user asked for (with its progress
+// while it runs), and after the quiet check at start only when a newer version exists.
 class UpdatePresenter : public QObject
 {
     Q_OBJECT
@@ -21,7 +22,10 @@ public:
     void setParentWindow(QWidget* window) { parentWindow = window; }
 
 private:
+    void showProgress();
     void show(const UpdateInfo& info, bool interactive);
 
+    UpdateChecker* checker;
     QWidget* parentWindow;
+    QProgressDialog* progress = nullptr;
 };

@@ -1,7 +1,10 @@
+#include "ModalDialogHelper.h"
 #include "StaticHttpServer.h"
 #include "dialogs/UpdateChecker.h"
 #include "dialogs/UpdatePresenter.h"
 
+#include <QDialog>
+#include <QLabel>
 #include <QNetworkAccessManager>
 #include <QSignalSpy>
 #include <QTest>
@@ -82,7 +85,7 @@ private slots:
 
     void servedFeed_data()
     {
-        QTest::addColumn<int>("httpStatus"); // 0: nothing listens on the port any more
+        QTest::addColumn<int>("httpStatus"); // 0: nothing listens on the port any more; -1: never answers
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<bool>("interactive");
         QTest::addColumn<UpdateInfo::Status>("status");
@@ -92,6 +95,7 @@ private slots:
         QTest::newRow("broken feed") << 200 << QByteArray("<rss><channel><item>") << false << S::Failed;
         QTest::newRow("server error") << 500 << QByteArray("oops") << false << S::Failed;
         QTest::newRow("server down") << 0 << QByteArray() << true << S::Failed;
+        QTest::newRow("never answers") << -1 << QByteArray() << true << S::Failed;
     }
 
     void servedFeed()
@@ -109,6 +113,7 @@ private slots:
         }
         QNetworkAccessManager network;
         UpdateChecker checker(&network, url, QStringLiteral("1.0.10"));
+        checker.setTimeoutMs(3000);
         QSignalSpy finished(&checker, &UpdateChecker::finished);
         checker.check(interactive);
         QVERIFY(checker.isChecking());
@@ -120,10 +125,43 @@ private slots:
         QCOMPARE(info.error.isEmpty(), status != UpdateInfo::Status::Failed);
         QCOMPARE(finished.at(0).at(1).toBool(), interactive);
         QVERIFY(!checker.isChecking());
+        if (httpStatus < 0) {
+            QCOMPARE(info.error, QStringLiteral("The update server did not answer within 3 seconds."));
+        }
         if (httpStatus) {
             QCOMPARE(server.requestCount(), 1);
             QVERIFY(server.lastRequest().contains("User-Agent: VerrinPlus/"));
         }
+    }
+
+    void aCheckAskedForDuringTheQuietOneShowsProgressAndResult()
+    {
+        StaticHttpServer server;
+        QVERIFY(server.start());
+        server.setReply(-1, QByteArray());
+        QNetworkAccessManager network;
+        QWidget window;
+        UpdateChecker checker(&network, server.url(), QStringLiteral("1.0.10"));
+        checker.setTimeoutMs(2000);
+        UpdatePresenter presenter(&checker, &window);
+        QSignalSpy finished(&checker, &UpdateChecker::finished);
+        checker.check(false);
+        QTRY_COMPARE(server.requestCount(), 1);
+        // The user asks while the quiet check at start still waits: it shows that it is checking...
+        checker.check(true);
+        auto* progress = window.findChild<QWidget*>(QStringLiteral("updateProgress"));
+        QVERIFY(progress && progress->isVisible());
+        // ...and then what came of it, here that the server did not answer.
+        QString told;
+        onNextModal([&told](QWidget* modal) {
+            told = modal->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))->text();
+            qobject_cast<QDialog*>(modal)->accept();
+        });
+        QVERIFY(finished.wait(10000));
+        QVERIFY2(told.contains(QStringLiteral("did not answer within 2 seconds")), qPrintable(told));
+        QCOMPARE(finished.at(0).at(1).toBool(), true);
+        QCOMPARE(server.requestCount(), 1);
+        QTRY_VERIFY(!window.findChild<QWidget*>(QStringLiteral("updateProgress")));
     }
 
     void whatTheUserIsTold()
@@ -151,5 +189,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestUpdateChecker)
+QTEST_MAIN(TestUpdateChecker)
 #include "TestUpdateChecker.moc"

@@ -34,6 +34,9 @@ void StaticHttpServer::answer()
                 return;
             }
             ++requests;
+            if (status < 0) {
+                return;
+            }
             QByteArray reply = "HTTP/1.1 " + QByteArray::number(status) + " X\r\n";
             reply += "Content-Type: " + contentType + "\r\n";
             reply += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";

@@ -15,6 +15,7 @@ public:
     bool start();
     QUrl url(const QString& path = QStringLiteral("/appcast.xml")) const;
 
+    // A negative status keeps every connection open without ever answering.
     void setReply(int status, const QByteArray& body, const QByteArray& contentType = "application/xml");
     int requestCount() const { return requests; }
     QByteArray lastRequest() const { return lastRequestText; }
