@@ -187,12 +187,7 @@ void MainWindow::initSettings()
     (*Registry::instance())[QStringLiteral("UserAgent")] = SettingsFile::userAgent();
 
     if (firstRun) {
-        SettingsDialog dialog(this);
-        dialog.setValues(SettingsFile::readEditable(*settings));
-        dialog.putData();
-        dialog.exec();
-        dialog.getData();
-        SettingsFile::writeFirstRun(*settings, dialog.values());
+        SettingsDialog::runFirstStart(*settings, folder, [] { return true; });
     }
 
     SettingsFile::readIntoRegistry(*settings);

@@ -6,10 +6,16 @@
 #include "app/SingleInstance.h"
 #include "app/UnixSignalWatcher.h"
 #include "app/VerrinApp.h"
+#include "dialogs/SettingsDialog.h"
 #include "dialogs/UpdateChecker.h"
 
+#include <QApplication>
 #include <QCoreApplication>
+#include <QDialog>
+#include <QDir>
+#include <QFileInfo>
 #include <QNetworkAccessManager>
+#include <QSettings>
 #include <QTextStream>
 #include <QTimer>
 #include <QUrl>
@@ -32,6 +38,37 @@ QUrl updateFeedUrl()
     }
     return QUrl(QStringLiteral(VERRIN_UPDATE_FEED));
 }
+// The first start's settings, before the window exists. A signal ends the program there and then
+// (nothing is written, so the next start asks again); a second start brings the dialog forward.
+bool askOnFirstStart(UnixSignalWatcher& signalWatcher, SingleInstance& instance)
+{
+    if (QFileInfo::exists(DataPaths::iniFile())) {
+        return true;
+    }
+    QDir().mkpath(DataPaths::dataFolder());
+    const auto dialog = [] { return qobject_cast<QDialog*>(QApplication::activeModalWidget()); };
+    const QMetaObject::Connection ending =
+        QObject::connect(&signalWatcher, &UnixSignalWatcher::terminationRequested, [dialog] {
+            if (QDialog* open = dialog()) {
+                open->reject();
+            }
+        });
+    const QMetaObject::Connection raising = QObject::connect(&instance, &SingleInstance::activationRequested, [dialog] {
+        if (QDialog* open = dialog()) {
+            open->raise();
+            open->activateWindow();
+        }
+    });
+    if (!signalWatcher.terminationPending()) {
+        QSettings settings(DataPaths::iniFile(), QSettings::IniFormat);
+        SettingsDialog::runFirstStart(settings, DataPaths::dataFolder(),
+                                      [&signalWatcher] { return !signalWatcher.terminationPending(); });
+    }
+    QObject::disconnect(ending);
+    QObject::disconnect(raising);
+    return !signalWatcher.terminationPending();
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -54,6 +91,9 @@ int main(int argc, char** argv)
     UnixSignalWatcher signalWatcher;
     SingleInstance instance(DataPaths::dataFolder());
     if (!instance.claim()) {
+        return 0;
+    }
+    if (!askOnFirstStart(signalWatcher, instance)) {
         return 0;
     }
 

@@ -1,15 +1,19 @@
 #include "dialogs/SettingsDialog.h"
 
 #include "app/Named.h"
+#include "app/SettingsFile.h"
 
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QIntValidator>
 #include <QLabel>
 #include <QLineEdit>
+#include <QScreen>
+#include <QSettings>
 #include <QSpinBox>
 #include <QVBoxLayout>
 
@@ -48,6 +52,42 @@ SettingsDialog::SettingsDialog(QWidget* parent) : QDialog(parent)
     setMinimumWidth(460);
 }
 
+void SettingsDialog::setFirstStart(const QString& dataFolder)
+{
+    setWindowTitle(QStringLiteral("Welcome to VerrinPlus"));
+    auto* welcome = named(
+        new QLabel(QStringLiteral("<p><b>This is the first start of VerrinPlus.</b></p><p>While recording is on, "
+                                  "VerrinPlus notes once a second which application and window title are in front, "
+                                  "and keeps that on this computer in %1.</p><p>To link the recorded time to tasks "
+                                  "of Verrin it needs your Verrin email and password; you can also leave them empty "
+                                  "and sign in later. Check the settings below and press OK to start.</p>")
+                       .arg(dataFolder.toHtmlEscaped())),
+        "labelWelcome");
+    welcome->setWordWrap(true);
+    static_cast<QVBoxLayout*>(layout())->insertWidget(0, welcome);
+}
+
+bool SettingsDialog::runFirstStart(QSettings& settings, const QString& dataFolder,
+                                   const std::function<bool()>& stillWanted)
+{
+    SettingsDialog dialog;
+    dialog.setFirstStart(dataFolder);
+    dialog.setValues(SettingsFile::readEditable(settings));
+    dialog.putData();
+    dialog.adjustSize();
+    // No window is shown yet to centre on, so the screen is the reference.
+    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+        dialog.move(screen->availableGeometry().center() - dialog.rect().center());
+    }
+    const bool accepted = dialog.exec() == QDialog::Accepted;
+    if (!stillWanted()) {
+        return false;
+    }
+    dialog.getData();
+    SettingsFile::writeFirstRun(settings, dialog.values());
+    return accepted;
+}
+
 QGroupBox* SettingsDialog::buildAccountGroup()
 {
     auto* group = new QGroupBox(QStringLiteral("Verrin Account"));
@@ -73,7 +113,7 @@ QGroupBox* SettingsDialog::buildConnectionGroup()
     checkProxyEnabled = named(new QCheckBox(QStringLiteral("Use a proxy server")), "checkProxyEnabled");
     editProxyHost = named(new QLineEdit, "editProxyHost");
     editProxyPort = named(new QLineEdit, "editProxyPort");
-    editProxyPort->setValidator(new QIntValidator(0, 65535, editProxyPort));
+    editProxyPort->setValidator(new QIntValidator(1, 65535, editProxyPort));
     labelProxyNote = named(note(QStringLiteral("Note: Changes to the connection settings will only take effect "
                                                "after restarting the application.")),
                            "labelProxyNote");
@@ -129,7 +169,10 @@ void SettingsDialog::putData()
     editPassword->setText(password);
     checkProxyEnabled->setChecked(proxyEnabled);
     editProxyHost->setText(proxyHost);
-    editProxyPort->setText(proxyPort);
+    // A stored port out of range (edited by hand) is no port: shown empty, so it is not saved back.
+    bool numeric = false;
+    const int port = proxyPort.trimmed().toInt(&numeric);
+    editProxyPort->setText(numeric && port >= 1 && port <= 65535 ? QString::number(port) : QString());
     on_checkProxyEnabled_toggled(proxyEnabled);
     // Filling the fields is not a change the user made.
     labelProxyNote->hide();
@@ -149,7 +192,7 @@ void SettingsDialog::getData()
     password = editPassword->text();
     proxyEnabled = checkProxyEnabled->isChecked();
     proxyHost = editProxyHost->text();
-    proxyPort = editProxyPort->text();
+    proxyPort = editProxyPort->hasAcceptableInput() ? editProxyPort->text() : QString();
     sslEnabled = checkSslEnabled->isChecked();
     closeToTray = checkCloseToTray->isChecked();
     minimizeToTray = checkMinimizeToTray->isChecked();
@@ -206,5 +249,27 @@ void SettingsDialog::on_checkSslEnabled_toggled(bool)
 
 void SettingsDialog::showProxyNote()
 {
+    if (labelProxyNote->isVisible()) {
+        return;
+    }
     labelProxyNote->show();
+    if (isVisible()) {
+        fitHeight();
+    }
+}
+
+void SettingsDialog::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    fitHeight();
+}
+
+void SettingsDialog::fitHeight()
+{
+    // Wrapped notes need more height than the dialog's first guess; grow to it rather than clip them.
+    layout()->activate();
+    const int needed = layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(width()) : sizeHint().height();
+    if (height() < needed) {
+        resize(width(), needed);
+    }
 }

@@ -4,6 +4,10 @@
 
 #include <QDialog>
 
+#include <functional>
+
+class QSettings;
+
 class QCheckBox;
 class QDialogButtonBox;
 class QGroupBox;
@@ -21,6 +25,13 @@ public:
 
     void putData();
     void getData();
+
+    // The dialog as VerrinPlus's first start shows it: centred on the screen, saying what the program
+    // does and needs, and writing what the user chose into `settings` unless `stillWanted` says the
+    // program is ending meanwhile. True when the user pressed OK.
+    static bool runFirstStart(QSettings& settings, const QString& dataFolder, const std::function<bool()>& stillWanted);
+    // The welcome at the top and its title, for the first start.
+    void setFirstStart(const QString& dataFolder);
 
     void setValues(const EditableSettings& values);
     EditableSettings values() const;
@@ -44,7 +55,11 @@ public slots:
     void on_editProxyPort_textChanged(const QString& text);
     void on_checkSslEnabled_toggled(bool on);
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
+    void fitHeight();
     QGroupBox* buildAccountGroup();
     QGroupBox* buildConnectionGroup();
     QGroupBox* buildAwayGroup();

@@ -15,6 +15,7 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QSettings>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -61,7 +62,10 @@ private slots:
         QVERIFY(!QFile::exists(data->dataFolder()));
         bool dialogSeen = false;
         onNextModal([&](QWidget* modal) {
-            dialogSeen = modal->windowTitle() == QLatin1String("Settings");
+            // It tells that this is the first start, centred on the screen as no window is there yet.
+            const QPoint offCentre = modal->frameGeometry().center() - modal->screen()->availableGeometry().center();
+            dialogSeen = modal->windowTitle() == QLatin1String("Welcome to VerrinPlus") &&
+                         modal->findChild<QLabel*>(QStringLiteral("labelWelcome")) && offCentre.manhattanLength() < 20;
             modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(QStringLiteral("ann@example.com"));
             modal->findChild<QCheckBox*>(QStringLiteral("checkCloseToTray"))->setChecked(false);
             static_cast<QDialog*>(modal)->accept();

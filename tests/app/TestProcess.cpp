@@ -68,16 +68,22 @@ private slots:
     void runningProgramEndsInOrderOnSignals_data()
     {
         QTest::addColumn<int>("signalNumber");
-        QTest::newRow("SIGTERM") << int(SIGTERM);
-        QTest::newRow("SIGINT") << int(SIGINT);
-        QTest::newRow("SIGHUP") << int(SIGHUP);
+        QTest::addColumn<bool>("firstStart"); // the settings dialog of the first start is open
+        QTest::newRow("SIGTERM") << int(SIGTERM) << false;
+        QTest::newRow("SIGINT") << int(SIGINT) << false;
+        QTest::newRow("SIGHUP") << int(SIGHUP) << false;
+        QTest::newRow("SIGTERM at the first start") << int(SIGTERM) << true;
+        QTest::newRow("SIGINT at the first start") << int(SIGINT) << true;
     }
 
     void runningProgramEndsInOrderOnSignals()
     {
         QFETCH(int, signalNumber);
+        QFETCH(bool, firstStart);
         TempDataFolder data;
-        writeIni(data);
+        if (!firstStart) {
+            writeIni(data);
+        }
         QProcess first;
         first.setProcessEnvironment(environment(data));
         first.start(QStringLiteral(VERRINPLUS_BINARY), {QStringLiteral("-debug")});
@@ -97,6 +103,11 @@ private slots:
         QCOMPARE(first.exitStatus(), QProcess::NormalExit);
         QCOMPARE(first.exitCode(), 0);
 
+        if (firstStart) {
+            // Ended at the first start's question: nothing was chosen, so the next start asks again.
+            QVERIFY(!QFile::exists(data.dataFolder() + QStringLiteral("/verrinplus.ini")));
+            return;
+        }
         QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
         QVERIFY(ini.contains(QStringLiteral("Window/Geometry")));
         QVERIFY(ini.contains(QStringLiteral("Application/Started")));

@@ -106,6 +106,57 @@ private slots:
         QVERIFY(!note->isHidden());
     }
 
+    void theRestartNoteClipsNothing()
+    {
+        SettingsDialog dialog;
+        dialog.setValues(EditableSettings{});
+        dialog.putData();
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        // Every wrapped note keeps the height its text needs at its width, before and after the
+        // restart note appears.
+        for (bool noteShown : {false, true}) {
+            if (noteShown) {
+                child<QCheckBox>(&dialog, "checkSslEnabled")->click();
+            }
+            for (QLabel* label : dialog.findChildren<QLabel*>()) {
+                if (label->isVisible() && label->wordWrap()) {
+                    QTRY_VERIFY2(label->height() >= label->heightForWidth(label->width()), qPrintable(label->text()));
+                }
+            }
+        }
+    }
+
+    void proxyPortIsAPortOrNothing_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("shownAndSaved");
+        QTest::newRow("in range") << "8080"
+                                  << "8080";
+        QTest::newRow("too high") << "70000"
+                                  << "";
+        QTest::newRow("zero") << "0"
+                              << "";
+        QTest::newRow("not a number") << "http"
+                                      << "";
+        QTest::newRow("empty") << ""
+                               << "";
+    }
+
+    void proxyPortIsAPortOrNothing()
+    {
+        QFETCH(QString, stored);
+        QFETCH(QString, shownAndSaved);
+        SettingsDialog dialog;
+        EditableSettings values;
+        values.proxyPort = stored;
+        dialog.setValues(values);
+        dialog.putData();
+        QCOMPARE(child<QLineEdit>(&dialog, "editProxyPort")->text(), shownAndSaved);
+        dialog.getData();
+        QCOMPARE(dialog.values().proxyPort, shownAndSaved);
+    }
+
     void awayDetectionGreysButKeepsTheLimit()
     {
         SettingsDialog dialog;
