@@ -75,6 +75,7 @@ bool SettingsDialog::runFirstStart(QSettings& settings, const QString& dataFolde
     dialog.setValues(SettingsFile::readEditable(settings));
     dialog.putData();
     dialog.adjustSize();
+    dialog.fitHeight();
     // No window is shown yet to centre on, so the screen is the reference.
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
         dialog.move(screen->availableGeometry().center() - dialog.rect().center());
