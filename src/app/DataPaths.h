@@ -9,4 +9,6 @@ QString dataFolder();
 QString iniFile();
 QString databaseFile();
 QString debugLogFile();
+// Makes every file the program creates private to its user and tightens a folder from before.
+void keepPrivate();
 } // namespace DataPaths

@@ -73,6 +73,8 @@ bool askOnFirstStart(UnixSignalWatcher& signalWatcher, SingleInstance& instance)
 
 int main(int argc, char** argv)
 {
+    // Before anything is written: the data folder holds every window title and the service's secrets.
+    DataPaths::keepPrivate();
     // Headless requests are answered without a window or a display.
     const CommandLine options = CommandLine::parse(rawArguments(argc, argv), QDate::currentDate());
     if (options.mode != CommandLine::Mode::Gui) {

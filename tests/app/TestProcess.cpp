@@ -11,6 +11,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <sys/stat.h>
 
 // The real program as separate processes: one instance per data folder, orderly shutdown on
 // signals, and the headless options working without any display.
@@ -80,6 +81,7 @@ private slots:
     {
         QFETCH(int, signalNumber);
         QFETCH(bool, firstStart);
+        ::umask(S_IWGRP | S_IWOTH);
         TempDataFolder data;
         if (!firstStart) {
             writeIni(data);
@@ -111,6 +113,16 @@ private slots:
         QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
         QVERIFY(ini.contains(QStringLiteral("Window/Geometry")));
         QVERIFY(ini.contains(QStringLiteral("Application/Started")));
+        // Private under a umask of 022: the folder and the settings from before are tightened, what
+        // the program made is private from the start.
+        const auto owner = QFile::ReadOwner | QFile::WriteOwner;
+        const auto everyone = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther |
+                              QFile::WriteOther | QFile::ExeOther;
+        QCOMPARE(QFile::permissions(data.dataFolder()) & everyone, QFileDevice::Permissions());
+        for (const char* name : {"verrinplus.ini", "verrinplus.sqlite", "debug.log"}) {
+            const QString file = data.dataFolder() + QLatin1Char('/') + QLatin1String(name);
+            QCOMPARE(QFile::permissions(file) & (owner | everyone), owner);
+        }
         QFile log(data.dataFolder() + QStringLiteral("/debug.log"));
         QVERIFY(log.open(QIODevice::ReadOnly));
         QVERIFY(log.readAll().contains("Received signal " + QByteArray::number(signalNumber)));
