@@ -1,6 +1,7 @@
 #include "dialogs/UpdateChecker.h"
 
 #include "app/SettingsFile.h"
+#include "service/ServiceXml.h"
 
 #include <QDebug>
 #include <QDomDocument>
@@ -67,6 +68,14 @@ void UpdateChecker::check(bool interactive)
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     reply = network->get(request);
     connect(reply, &QNetworkReply::finished, this, &UpdateChecker::onReplyFinished);
+    // A feed is a few kilobytes; anything past the limit is not read at all.
+    connect(reply, &QNetworkReply::downloadProgress, this, [this](qint64 received, qint64) {
+        if (received > kMaxFeedBytes && reply) {
+            tooLarge = true;
+            reply->abort();
+        }
+    });
+    tooLarge = false;
 }
 
 void UpdateChecker::cancel()
@@ -88,7 +97,10 @@ void UpdateChecker::onReplyFinished()
         return;
     }
     UpdateInfo info;
-    if (done->error() == QNetworkReply::OperationCanceledError) {
+    if (tooLarge) {
+        info.error =
+            QStringLiteral("The update feed is larger than %1 KiB; it was not read.").arg(kMaxFeedBytes / 1024);
+    } else if (done->error() == QNetworkReply::OperationCanceledError) {
         // Qt's own words here would be "Operation canceled", which nobody did.
         info.error =
             QStringLiteral("The update server did not answer within %1 seconds.").arg(qMax(1, timeoutMs / 1000));
@@ -106,6 +118,17 @@ void UpdateChecker::onReplyFinished()
 UpdateInfo UpdateChecker::parseFeed(const QByteArray& xml, const QVersionNumber& current)
 {
     UpdateInfo info;
+    if (xml.size() > kMaxFeedBytes) {
+        info.error =
+            QStringLiteral("The update feed is larger than %1 KiB; it was not read.").arg(kMaxFeedBytes / 1024);
+        return info;
+    }
+    // Deep nesting and entities would keep the DOM parser busy (and the window frozen) for long.
+    QString refusal;
+    if (!servicexml::preflight(QString::fromUtf8(xml), &refusal)) {
+        info.error = QStringLiteral("The update feed could not be read (%1).").arg(refusal);
+        return info;
+    }
     QDomDocument doc;
     QString parseError;
     int line = 0;

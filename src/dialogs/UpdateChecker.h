@@ -43,6 +43,8 @@ public:
 
     void setTimeoutMs(int ms) { timeoutMs = ms; }
 
+    static constexpr qint64 kMaxFeedBytes = 1024 * 1024;
+
     // Parses a feed document; exposed for tests of odd feeds.
     static UpdateInfo parseFeed(const QByteArray& xml, const QVersionNumber& current);
 
@@ -61,4 +63,5 @@ private:
     int timeoutMs = 15000;
     bool interactiveWanted = false;
     bool cancelled = false;
+    bool tooLarge = false;
 };

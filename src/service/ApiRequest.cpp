@@ -14,6 +14,7 @@
 namespace {
 
 int startingTimeout = ApiRequest::defaultTimeoutMs;
+qint64 replyLimit = ApiRequest::defaultMaxReplyBytes;
 
 // A request body that can be read once only. The network stack silently sends a request again when
 // a connection drops before the answer; for a POST that creates a time entry that books the time
@@ -55,6 +56,11 @@ void ApiRequest::setTimeout(int ms)
 void ApiRequest::setDefaultTimeout(int ms)
 {
     startingTimeout = ms;
+}
+
+void ApiRequest::setMaxReplyBytes(qint64 bytes)
+{
+    replyLimit = bytes;
 }
 
 QByteArray ApiRequest::encodeParams(const Params& params)
@@ -140,6 +146,14 @@ bool ApiRequest::makeRequest(QNetworkRequest& request, const QString& method, co
     connect(networkReply, &QNetworkReply::errorOccurred, this, &ApiRequest::onError);
     connect(networkReply, &QNetworkReply::sslErrors, &loop, &QEventLoop::quit);
     connect(networkReply, &QNetworkReply::sslErrors, this, &ApiRequest::onSslErrors);
+    // No real reply comes near the limit; a larger one is not read, so it cannot exhaust memory.
+    replyTooLarge = false;
+    connect(networkReply, &QNetworkReply::downloadProgress, this, [this, networkReply](qint64 received, qint64) {
+        if (received > replyLimit && !replyTooLarge) {
+            replyTooLarge = true;
+            networkReply->abort();
+        }
+    });
 
     QTimer timer;
     timer.setSingleShot(true);
@@ -150,6 +164,10 @@ bool ApiRequest::makeRequest(QNetworkRequest& request, const QString& method, co
     if (!networkReply->isFinished())
         loop.exec();
     timer.stop();
+    if (replyTooLarge && success) {
+        // Everything came at once before the abort could stop it; it is refused all the same.
+        onError(QNetworkReply::OperationCanceledError);
+    }
 
     if (success) {
         QByteArray bytes = networkReply->readAll();
@@ -254,7 +272,10 @@ void ApiRequest::onError(QNetworkReply::NetworkError code)
     qDebug() << "on error. code:" << int(code);
     success = false;
     lastNetworkError = int(code);
-    const QString message = networkErrorMessage(int(code));
+    const QString message =
+        replyTooLarge ? QStringLiteral("The Verrin service sent an answer larger than %1 MiB; it was not read.")
+                            .arg(replyLimit / (1024 * 1024))
+                      : networkErrorMessage(int(code));
     if (!quiet && prompter)
         prompter->warn(QStringLiteral("Network error"), message);
     qWarning().noquote() << "network error:" << message;

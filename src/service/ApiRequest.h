@@ -25,6 +25,8 @@ public:
     using Params = QList<QPair<QString, QString>>;
 
     static constexpr int defaultTimeoutMs = 20000;
+    // Far above the largest catalogue; a reply beyond it fails the call with a clear message.
+    static constexpr qint64 defaultMaxReplyBytes = 64 * 1024 * 1024;
 
     // `prompter` may be null: failures are then only logged.
     ApiRequest(QNetworkAccessManager* manager, bool quiet, Prompter* prompter = nullptr);
@@ -33,6 +35,8 @@ public:
     int getTimeout() const { return timeout; }
     // Time-out every new request starts with; tests shorten it for classes that make their own requests.
     static void setDefaultTimeout(int ms);
+    // For tests of the limit.
+    static void setMaxReplyBytes(qint64 bytes);
 
     // Sends `request` ("post" in any case posts `data`, any other word is a GET) and waits.
     // `reply` receives the reply text up to its first zero byte. A status "error" reply fails the
@@ -86,6 +90,7 @@ private:
     Prompter* prompter;
     int lastNetworkError = 0;
     bool timeoutHit = false;
+    bool replyTooLarge = false;
     QString lastApiCode;
     QString lastApiMessage;
 };

@@ -17,6 +17,8 @@ void setError(QString* error, const QString& text)
     }
 }
 
+} // namespace
+
 // One pass with the stream reader before the DOM sees the text, because the DOM parser would expand
 // internal entities and recurse on deep nesting.
 bool preflight(const QString& text, QString* error)
@@ -53,7 +55,6 @@ bool preflight(const QString& text, QString* error)
     }
     return true;
 }
-} // namespace
 
 bool load(const QString& text, QDomDocument& doc, QString* error)
 {

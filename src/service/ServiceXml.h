@@ -13,6 +13,10 @@ namespace servicexml {
 // well-formed. On failure `doc` is left empty and `error` says why.
 bool load(const QString& text, QDomDocument& doc, QString* error);
 
+// The checks of load() without building a document: no document type declaration, no entity
+// reference, no nesting deeper than 32 levels, well-formed. Also for other outside XML (the update feed).
+bool preflight(const QString& text, QString* error);
+
 // The root element's "status" attribute, or an empty text when the text cannot be loaded.
 QString status(const QString& text);
 

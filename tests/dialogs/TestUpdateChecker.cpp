@@ -96,6 +96,9 @@ private slots:
         QTest::newRow("server error") << 500 << QByteArray("oops") << false << S::Failed;
         QTest::newRow("server down") << 0 << QByteArray() << true << S::Failed;
         QTest::newRow("never answers") << -1 << QByteArray() << true << S::Failed;
+        QTest::newRow("2 MiB feed") << 200 << feed({"1.1.0"}) + QByteArray(2 * 1024 * 1024, ' ') << true << S::Failed;
+        QTest::newRow("64 levels deep") << 200 << QByteArray("<a>").repeated(64) + QByteArray("</a>").repeated(64)
+                                        << true << S::Failed;
     }
 
     void servedFeed()

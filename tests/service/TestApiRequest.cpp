@@ -287,6 +287,10 @@ private slots:
             << "http500" << 0 << QByteArray() << false << false << ""
             << "warn|Network error|The Verrin service failed while handling the request (HTTP 500, internal server "
                "error). Try again later.";
+        QTest::newRow("answer over the size limit")
+            << "raw" << 0 << QByteArray("<rsp status=\"ok\">" + QByteArray(2 * 1024 * 1024, 'x') + "</rsp>") << false
+            << false << ""
+            << "warn|Network error|The Verrin service sent an answer larger than 1 MiB; it was not read.";
         QTest::newRow("connection reset") << "reset" << 0 << QByteArray() << false << false << ""
                                           << "warn|Network error|" + refusedNote;
         QTest::newRow("connection closed") << "close" << 0 << QByteArray() << false << false << ""
@@ -338,12 +342,15 @@ private slots:
         options.message = QStringLiteral("Böse Überraschung");
         QVERIFY(service->setFault(QStringLiteral("verrin.test.null"), kind, options));
 
+        // A small limit stands in for the real one, far above any reply.
+        ApiRequest::setMaxReplyBytes(1024 * 1024);
         ApiRequest request(&manager, quiet, &prompter);
         request.setTimeout(delayMs > 1000 ? 300 : 10000);
         QString reply;
         QCOMPARE(request.call(QStringLiteral("verrin.test.null"), QStringLiteral("get"),
                               {{QStringLiteral("api_key"), QString()}}, reply, false),
                  expectedSuccess);
+        ApiRequest::setMaxReplyBytes(ApiRequest::defaultMaxReplyBytes);
         QCOMPARE(boxes(prompter), expectedBoxes);
         if (expectedReply != QLatin1String("*"))
             QCOMPARE(reply, expectedReply);
