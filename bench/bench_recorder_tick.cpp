@@ -29,8 +29,8 @@ double cpuSeconds()
 }
 
 // Runs `ticks` ticks, the clock moving `step` seconds each, the title changing every `switchEvery` ticks
-// (0: never). Returns CPU seconds.
-double run(int ticks, int step, int switchEvery)
+// (0: never), each title padded to `titleLength` characters. Returns CPU seconds.
+double run(int ticks, int step, int switchEvery, int titleLength = 0)
 {
     FakePlatform platform;
     platform.setWindow(QStringLiteral("Editor"), QStringLiteral("/usr/bin/editor"), QStringLiteral("notes.txt"));
@@ -44,8 +44,9 @@ double run(int ticks, int step, int switchEvery)
             clock.current = clock.current.addSecs(step);
         }
         if (switchEvery > 0 && i % switchEvery == 0) {
-            platform.setWindow(QStringLiteral("Editor"), QStringLiteral("/usr/bin/editor"),
-                               QStringLiteral("doc %1").arg(i / switchEvery));
+            platform.setWindow(
+                QStringLiteral("Editor"), QStringLiteral("/usr/bin/editor"),
+                QStringLiteral("doc %1 ").arg(i / switchEvery).leftJustified(titleLength, QLatin1Char('x')));
         }
         recorder.updateApps();
     }
@@ -78,5 +79,9 @@ int main(int argc, char** argv)
     std::printf("tick without change (fake desktop): %.2f us CPU\n", noChange / still * 1e6);
     std::printf("one hour in one window (3600 ticks, 60 checkpoints): %.1f ms CPU\n", hour * 1e3);
     std::printf("one hour switching every 10 s (3600 ticks, 360 rows): %.1f ms CPU\n", busyHour * 1e3);
+    // A hostile window: a new 1 MiB title every second (target: under 10 ms a tick).
+    const int hostileTicks = 200;
+    const double hostile = run(hostileTicks, 1, 1, 1024 * 1024);
+    std::printf("tick with a new 1 MiB title: %.2f ms CPU\n", hostile / hostileTicks * 1e3);
     return 0;
 }

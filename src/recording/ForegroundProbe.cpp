@@ -27,7 +27,7 @@ AppStruct ForegroundProbe::getForegroundApp(bool* valid)
     app.productName = QString();
     app.name = window.name;
     app.path = window.path;
-    app.title = window.title;
+    app.title = util::cutTitle(window.title);
     // This editor's floating script panel takes the front without being a document.
     if (app.name.contains(QLatin1String("Photoshop")) && app.title == QLatin1String("ScriptUIFlexServer")) {
         app.title.clear();

@@ -4,6 +4,19 @@
 
 namespace util {
 
+QString cutTitle(const QString& title)
+{
+    if (title.size() <= kMaxTitleLength) {
+        return title;
+    }
+    qsizetype length = kMaxTitleLength;
+    // A character outside the basic plane takes two units; the pair stays whole or goes whole.
+    if (title.at(length - 1).isHighSurrogate()) {
+        --length;
+    }
+    return title.left(length);
+}
+
 QString cleanupPhotoshopTitle(const QString& title)
 {
     static const QRegularExpression zoom(QStringLiteral("\\s@\\s[\\d\\.,]+"));

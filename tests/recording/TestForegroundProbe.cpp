@@ -122,6 +122,30 @@ private slots:
         QVERIFY(!valid);
     }
 
+    void hugeTitlesAreCutOnACharacterBoundary_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("stored");
+        const QString full(util::kMaxTitleLength, QLatin1Char('a'));
+        const QString emoji = QString::fromUtf8("\xF0\x9F\x98\x80"); // two UTF-16 units
+        QTest::newRow("1 MiB") << QString(1024 * 1024, QLatin1Char('a')) << full;
+        QTest::newRow("exactly the limit") << full << full;
+        QTest::newRow("a pair across the limit") << full.left(util::kMaxTitleLength - 1) + emoji + QStringLiteral("zz")
+                                                 << full.left(util::kMaxTitleLength - 1);
+        QTest::newRow("a pair just inside") << full.left(util::kMaxTitleLength - 2) + emoji + QStringLiteral("zz")
+                                            << full.left(util::kMaxTitleLength - 2) + emoji;
+    }
+
+    void hugeTitlesAreCutOnACharacterBoundary()
+    {
+        QFETCH(QString, title);
+        QFETCH(QString, stored);
+        FakePlatform platform;
+        platform.setWindow(QStringLiteral("Editor"), QStringLiteral("/usr/bin/editor"), title);
+        ForegroundProbe probe(&platform);
+        QCOMPARE(probe.getForegroundApp(nullptr).title, stored);
+    }
+
     void iconsComeFromTheDesktopOncePerPath()
     {
         QTemporaryDir dir;

@@ -24,8 +24,9 @@ template <typename T>
 using Reply = std::unique_ptr<T, FreeDeleter>;
 using ErrorPtr = std::unique_ptr<xcb_generic_error_t, FreeDeleter>;
 
-// Titles longer than this are cut (64 KiB; the server sends no more than asked for).
-constexpr uint32_t maxTitleLongs = 16 * 1024;
+// Titles longer than this are cut (16 KiB, more than the recorder keeps of any title even in 4-byte
+// characters; the server sends no more than asked for, so a huge title costs nothing here).
+constexpr uint32_t maxTitleLongs = 4 * 1024;
 constexpr uint32_t maxClassLongs = 256;
 // _NET_WM_ICON holds every size the client offers; 4 MiB covers several 512x512 images.
 constexpr uint32_t maxIconLongs = 1024 * 1024;
