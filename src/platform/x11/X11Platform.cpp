@@ -51,6 +51,21 @@ QString textOf(const QByteArray& bytes, bool utf8)
     while (text.endsWith('\0')) {
         text.chop(1);
     }
+    if (utf8) {
+        // A title cut at the request's limit may end inside a character: drop that character's
+        // bytes rather than show a replacement sign.
+        qsizetype start = text.size();
+        while (start > 0 && (uchar(text.at(start - 1)) & 0xC0) == 0x80) {
+            --start;
+        }
+        if (start > 0) {
+            const uchar lead = uchar(text.at(start - 1));
+            const int needed = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
+            if (text.size() - (start - 1) < needed) {
+                text.truncate(start - 1);
+            }
+        }
+    }
     return utf8 ? QString::fromUtf8(text) : QString::fromLatin1(text);
 }
 
