@@ -32,7 +32,20 @@ CommandLine CommandLine::parse(const QStringList& arguments, const QDate& today)
                 if (!result.reportDate.isValid()) {
                     result.error =
                         QStringLiteral("--report expects a date written as yyyy-MM-dd, not \"%1\"").arg(args.at(i));
+                } else if (i + 1 < args.size() && !args.at(i + 1).startsWith(QLatin1Char('-'))) {
+                    result.reportTo = parseDate(args.at(++i));
+                    if (!result.reportTo.isValid() || result.reportTo < result.reportDate) {
+                        result.error = QStringLiteral("--report: the last date must be written as yyyy-MM-dd and "
+                                                      "not lie before the first, not \"%1\"")
+                                           .arg(args.at(i));
+                    }
                 }
+            }
+        } else if (arg == QLatin1String("--by")) {
+            result.by = i + 1 < args.size() ? args.at(++i) : QString();
+            if (result.by != QLatin1String("day") && result.by != QLatin1String("application") &&
+                result.by != QLatin1String("title") && result.by != QLatin1String("task")) {
+                result.error = QStringLiteral("--by expects day, application, title or task");
             }
         } else if (arg == QLatin1String("--format")) {
             if (i + 1 < args.size()) {
@@ -64,13 +77,17 @@ CommandLine CommandLine::parse(const QStringList& arguments, const QDate& today)
 QString CommandLine::helpText()
 {
     return QStringLiteral(
-        "Usage: verrinplus [-debug] [--report [yyyy-MM-dd] [--format text|json|csv]]\n"
+        "Usage: verrinplus [-debug] [--report [FROM [TO]] [--by day|application|title|task]\n"
+        "                  [--format text|json|csv]]\n"
         "                  [--apply-rules FROM [TO]] [--check-links FROM [TO]] [--version] [--help]\n"
         "\n"
         "Without options VerrinPlus starts its window and records which application is in front.\n"
         "\n"
         "  -debug                 write a debug log to debug.log in the data folder\n"
         "  --report [DATE]        print the unlinked and linked time of DATE (default today)\n"
+        "  --report FROM TO, --by WHAT\n"
+        "                         time of the days FROM..TO summed by day (default), application,\n"
+        "                         title or task, with the linked and unlinked share\n"
         "  --format FORMAT        report format: text (default), json or csv\n"
         "  --apply-rules FROM [TO]\n"
         "                         apply the active rules to the days FROM..TO with the stored sign-in\n"

@@ -21,6 +21,8 @@ struct CommandLine
     Mode mode = Mode::Gui;
     bool debug = false;                      // exactly "-debug": write debug.log in the data folder
     QDate reportDate;                        // --report [yyyy-MM-dd]; today when not given
+    QDate reportTo;                          // --report FROM TO: the last day of a range
+    QString by;                              // --by day|application|title|task (a range report)
     QString format = QStringLiteral("text"); // --format text|json|csv
     QDate fromDate;                          // --apply-rules / --check-links FROM [TO]
     QDate toDate;

@@ -4,6 +4,7 @@
 #include "app/DataPaths.h"
 #include "app/HeadlessDataFolder.h"
 #include "views/DayReport.h"
+#include "views/RangeReport.h"
 
 #include <QFileInfo>
 #include <QTextStream>
@@ -34,7 +35,16 @@ int run(const CommandLine& options)
         err << "verrinplus: " << error << "\n";
         return 1;
     }
-    const QString text = DayReport::render(options.reportDate, format, &error);
+    // A second date or --by asks for sums over a range; one date alone keeps the day's trees.
+    QString text;
+    if (options.reportTo.isValid() || !options.by.isEmpty()) {
+        RangeReport::By by = RangeReport::By::Day;
+        RangeReport::parseBy(options.by, &by);
+        const QDate to = options.reportTo.isValid() ? options.reportTo : options.reportDate;
+        text = RangeReport::render(options.reportDate, to, by, format, &error);
+    } else {
+        text = DayReport::render(options.reportDate, format, &error);
+    }
     if (!error.isEmpty()) {
         err << "verrinplus: " << error << "\n";
         return 1;

@@ -77,6 +77,13 @@ private slots:
         QTest::newRow("report date") << QStringList{"--report", "2026-02-28"} << M::Report << false << false;
         QTest::newRow("report bad date") << QStringList{"--report", "2026-02-30"} << M::Report << false << true;
         QTest::newRow("report bad format") << QStringList{"--report", "--format", "xml"} << M::Report << false << true;
+        QTest::newRow("report range by task")
+            << QStringList{"--report", "2026-02-01", "2026-02-28", "--by", "task"} << M::Report << false << false;
+        QTest::newRow("report range backwards")
+            << QStringList{"--report", "2026-02-28", "2026-02-01"} << M::Report << false << true;
+        QTest::newRow("report by nothing known")
+            << QStringList{"--report", "--by", "week"} << M::Report << false << true;
+        QTest::newRow("check links") << QStringList{"--check-links", "2026-02-01"} << M::CheckLinks << false << false;
         QTest::newRow("rules one day") << QStringList{"--apply-rules", "2026-01-01"} << M::ApplyRules << false << false;
         QTest::newRow("rules no date") << QStringList{"--apply-rules"} << M::ApplyRules << false << true;
         QTest::newRow("rules backwards") << QStringList{"--apply-rules", "2026-02-01", "2026-01-01"} << M::ApplyRules

@@ -1,6 +1,7 @@
 #include "DayFixture.h"
 #include "store/util.h"
 #include "views/DayReport.h"
+#include "views/RangeReport.h"
 
 #include <QAbstractItemModelTester>
 #include <QJsonArray>
@@ -69,6 +70,8 @@ private slots:
     void linkingUnderTheThresholdAddsNothing();
     void titleEditAndDeleteBindTheirValues();
     void reportShowsBothTrees();
+    void rangeReportsAddUp_data();
+    void rangeReportsAddUp();
     void iconsComeFromTheProviderOncePerPath();
 
 private:
@@ -526,6 +529,55 @@ void TestDayTrees::iconsComeFromTheProviderOncePerPath()
     const QModelIndex terminalNode = model.findItemIndex("app", "app_path", "/usr/bin/term");
     QVERIFY(!model.data(terminalNode, Qt::DecorationRole).value<QIcon>().isNull());
     QVERIFY(!model.data(terminalNode.siblingAtColumn(1), Qt::DecorationRole).isValid());
+}
+
+void TestDayTrees::rangeReportsAddUp_data()
+{
+    QTest::addColumn<QString>("by");
+    QTest::addColumn<QString>("format");
+    QTest::addColumn<QStringList>("expected"); // lines that must be there
+    QTest::newRow("by day, text") << "day"
+                                  << "text"
+                                  << QStringList{"2026-11-14       0:01:00    0:00:00    0:01:00",
+                                                 "2026-11-15       0:46:12    0:10:00    0:36:12",
+                                                 "2026-11-16       0:00:40    0:00:00    0:00:40",
+                                                 "Total            0:47:52    0:10:00    0:37:52"};
+    // A stretch over midnight counts on its start day; the most time comes first.
+    QTest::newRow("by application, csv") << "application"
+                                         << "csv"
+                                         << QStringList{"application,total_seconds,linked_seconds,unlinked_seconds\r",
+                                                        "Away Time,1800,0,1800\r", "Editor,940,600,340\r",
+                                                        "Terminal,132,0,132\r"};
+    QTest::newRow("by title, csv quotes") << "title"
+                                          << "csv" << QStringList{"Editor,\"say \"\"hi\"\", then go\",10,0,10\r"};
+    QTest::newRow("by task, json") << "task"
+                                   << "json" << QStringList{"\"task\": \"(not linked)\"", "\"total_seconds\": 2872"};
+}
+
+void TestDayTrees::rangeReportsAddUp()
+{
+    QFETCH(QString, by);
+    QFETCH(QString, format);
+    QFETCH(QStringList, expected);
+    addStandardDay();
+    DayFixture::addEntry(editor, "say \"hi\", then go", "2026-11-16 10:00:00", "2026-11-16 10:00:10");
+    RangeReport::By grouping = RangeReport::By::Day;
+    QVERIFY(RangeReport::parseBy(by, &grouping));
+    DayReport::Format output = DayReport::Format::Text;
+    QVERIFY(DayReport::parseFormat(format, &output));
+    QString error;
+    const QString text = RangeReport::render(QDate(2026, 11, 14), QDate(2026, 11, 16), grouping, output, &error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (const QString& line : expected) {
+        QVERIFY2(lines.contains(line) || text.contains(line), qPrintable(line + "\n---\n" + text));
+    }
+    // Whole seconds that add up to the total, whatever the grouping.
+    qint64 sum = 0;
+    for (const RangeReport::Row& row : RangeReport::rows(QDate(2026, 11, 14), QDate(2026, 11, 16), grouping, &error)) {
+        sum += row.total();
+    }
+    QCOMPARE(sum, qint64(2872));
 }
 
 QTEST_MAIN(TestDayTrees)
