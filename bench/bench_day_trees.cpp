@@ -6,6 +6,7 @@
 #include "store/Database.h"
 #include "views/CalendarDays.h"
 #include "views/DayQueries.h"
+#include "views/RangeReport.h"
 #include "views/TreeModel.h"
 
 #include <QCoreApplication>
@@ -17,6 +18,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <tuple>
 
 namespace {
 
@@ -146,5 +148,30 @@ int main(int argc, char* argv[])
                .arg(marked.size())
                .arg(marking.median, 0, 'f', 2)
                .arg(marking.best, 0, 'f', 2);
+
+    // Summaries: the totals of the heaviest day's month and year (targets: 50 ms and 300 ms), and the
+    // month as the summary window shows it (totals and one query per day for its bars).
+    for (const auto& [label, first, last] :
+         {std::tuple{QStringLiteral("month"), QDate(day.year(), day.month(), 1),
+                     QDate(day.year(), day.month(), 1).addMonths(1).addDays(-1)},
+          std::tuple{QStringLiteral("year"), QDate(day.year(), 1, 1), QDate(day.year(), 12, 31)}}) {
+        for (RangeReport::By by : {RangeReport::By::Day, RangeReport::By::Application, RangeReport::By::Task}) {
+            const Figures sums = measure(5, [&] { RangeReport::rows(first, last, by, nullptr); });
+            out << QStringLiteral("summary of the %1 by %2: median %3 ms, best %4 ms\n")
+                       .arg(label, RangeReport::byName(by))
+                       .arg(sums.median, 0, 'f', 1)
+                       .arg(sums.best, 0, 'f', 1);
+        }
+    }
+    const QDate monthStart(day.year(), day.month(), 1);
+    const Figures window = measure(5, [&] {
+        RangeReport::rows(monthStart, monthStart.addMonths(1).addDays(-1), RangeReport::By::Application, nullptr);
+        for (QDate d = monthStart; d < monthStart.addMonths(1); d = d.addDays(1)) {
+            RangeReport::rows(d, d, RangeReport::By::Application, nullptr);
+        }
+    });
+    out << QStringLiteral("summary window, a month by application with its bars: median %1 ms, best %2 ms\n")
+               .arg(window.median, 0, 'f', 1)
+               .arg(window.best, 0, 'f', 1);
     return 0;
 }

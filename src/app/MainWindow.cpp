@@ -24,6 +24,7 @@
 #include "views/CalendarWidget.h"
 #include "views/ClickableLabel.h"
 #include "views/EntriesList.h"
+#include "views/SummaryWindow.h"
 #include "views/TimeTree.h"
 #include "views/TreeModel.h"
 
@@ -275,6 +276,12 @@ void MainWindow::connectSignals()
     connect(ui.action_Settings, &QAction::triggered, this, &MainWindow::on_action_Settings_triggered);
     connect(ui.action_About_Verrin, &QAction::triggered, this, &MainWindow::on_action_About_Verrin_triggered);
     connect(ui.actionCheck_for_Updates, &QAction::triggered, this, &MainWindow::on_actionCheck_for_Updates_triggered);
+    connect(ui.actionSummary, &QAction::triggered, this, [this] {
+        // Opened on the week of the day shown; it goes away when closed.
+        auto* summary = new SummaryWindow(dayViews->shownDate(), this);
+        summary->setAttribute(Qt::WA_DeleteOnClose);
+        summary->show();
+    });
     connect(ui.calendar, &QCalendarWidget::currentPageChanged, this, &MainWindow::initCalendarDaysWithEntries);
     if (qApp) {
         connect(qApp, &QGuiApplication::commitDataRequest, this, &MainWindow::onSessionEnding);

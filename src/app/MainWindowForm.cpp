@@ -76,6 +76,7 @@ void MainWindowForm::buildActions(QMainWindow* window)
     action_Apply_Rules = action(window, "action_Apply_Rules");
     actionApply_Rules_For_Date_Range = action(window, "actionApply_Rules_For_Date_Range");
     actionCheck_Links = action(window, "actionCheck_Links");
+    actionSummary = action(window, "actionSummary");
     actionPending_Links = action(window, "actionPending_Links");
     for (QAction* toggle : {actionLinked_Entries, actionCalendar, actionProjects_and_Tasks}) {
         toggle->setCheckable(true);
@@ -106,6 +107,8 @@ void MainWindowForm::buildMenus(QMainWindow* window)
     menuView->addAction(actionCalendar);
     menuView->addAction(actionProjects_and_Tasks);
     menuView->addAction(actionLinked_Entries);
+    menuView->addSeparator();
+    menuView->addAction(actionSummary);
 
     menuRules = named(menubar->addMenu(QString()), "menuRules");
     menuRules->addAction(action_Add_Rule);
@@ -239,6 +242,7 @@ void MainWindowForm::retranslateUi(QMainWindow* window)
     action_Apply_Rules->setText(tr("&Apply Rules"));
     actionApply_Rules_For_Date_Range->setText(tr("Apply Rules for &Date Range..."));
     actionCheck_Links->setText(tr("&Check Links of the Week..."));
+    actionSummary->setText(tr("&Summary..."));
     actionPending_Links->setText(tr("&Pending Links..."));
     btToday->setText(tr("Show Today"));
     editFilter->setPlaceholderText(tr("Filter titles"));

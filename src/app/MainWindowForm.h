@@ -48,6 +48,7 @@ public:
     QAction* action_Apply_Rules = nullptr;
     QAction* actionApply_Rules_For_Date_Range = nullptr;
     QAction* actionCheck_Links = nullptr;
+    QAction* actionSummary = nullptr;
     QAction* actionPending_Links = nullptr;
 
     QMenuBar* menubar = nullptr;

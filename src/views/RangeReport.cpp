@@ -76,13 +76,26 @@ QString RangeReport::csvField(const QString& text)
 QList<RangeReport::Row> RangeReport::rows(const QDate& from, const QDate& to, By by, QString* error)
 {
     QList<Row> result;
+    // Only the columns the grouping needs, and numbers rather than texts as keys where there are
+    // numbers: a year is hundreds of thousands of rows.
+    QString columns = QStringLiteral("entries.start_time, entries.end_time, entries.ext_entry_id IS NOT NULL");
+    switch (by) {
+    case By::Day:
+        break;
+    case By::Application:
+        columns += QStringLiteral(", entries.application_id");
+        break;
+    case By::Title:
+        columns += QStringLiteral(", entries.application_id, entries.title");
+        break;
+    case By::Task:
+        columns += QStringLiteral(", entries.ext_task_id");
+        break;
+    }
     QSqlQuery query;
     query.setForwardOnly(true);
-    query.prepare(QStringLiteral(
-        "SELECT entries.start_time, entries.end_time, applications.name, entries.title, entries.ext_entry_id, "
-        "entries.ext_task_name, entries.ext_project_name, entries.ext_tasklist_name FROM entries, applications "
-        "WHERE applications.id = entries.application_id AND entries.start_time >= :from AND entries.start_time <= "
-        ":to ORDER BY entries.start_time"));
+    query.prepare(QStringLiteral("SELECT ") + columns +
+                  QStringLiteral(" FROM entries WHERE entries.start_time >= :from AND entries.start_time <= :to"));
     query.bindValue(QStringLiteral(":from"), from.toString(QStringLiteral("yyyy-MM-dd 00:00:00")));
     query.bindValue(QStringLiteral(":to"), to.toString(QStringLiteral("yyyy-MM-dd 23:59:59")));
     if (!query.exec()) {
@@ -91,35 +104,70 @@ QList<RangeReport::Row> RangeReport::rows(const QDate& from, const QDate& to, By
         }
         return result;
     }
-    QHash<QStringList, int> index;
+    QHash<QPair<qint64, QString>, int> index;
+    const QString noTitle;
     while (query.next()) {
         DayRow row;
         row.setTimes(query.value(0).toString(), query.value(1).toString());
-        const bool linked = !query.value(4).isNull();
-        QStringList keys;
+        const bool linked = query.value(2).toBool();
+        QPair<qint64, QString> key{0, noTitle};
         switch (by) {
         case By::Day:
-            keys = {row.day.toString(Qt::ISODate)};
+            key.first = row.day.toJulianDay();
             break;
         case By::Application:
-            keys = {query.value(2).toString()};
+            key.first = query.value(3).toLongLong();
             break;
         case By::Title:
-            keys = {query.value(2).toString(), query.value(3).toString()};
+            key = {query.value(3).toLongLong(), query.value(4).toString()};
             break;
         case By::Task:
-            keys = linked ? QStringList{query.value(5).toString(), query.value(6).toString(), query.value(7).toString()}
-                          : QStringList{QStringLiteral("(not linked)"), QString(), QString()};
+            key.first = linked ? query.value(3).toLongLong() : -1;
             break;
         }
-        auto it = index.find(keys);
+        auto it = index.find(key);
         if (it == index.end()) {
-            it = index.insert(keys, int(result.size()));
-            result.append(Row{keys, 0, 0});
+            it = index.insert(key, int(result.size()));
+            Row added;
+            added.keys = {QString::number(key.first), key.second};
+            result.append(added);
         }
         (linked ? result[it.value()].linked : result[it.value()].unlinked) += qMax(0, row.seconds);
     }
-    if (by != By::Day) {
+    // Names for the numbers, once per row of the result.
+    const QHash<int, QPair<QString, QString>> apps =
+        by == By::Application || by == By::Title ? DayQueries::applications() : QHash<int, QPair<QString, QString>>();
+    QSqlQuery names;
+    names.prepare(QStringLiteral("SELECT ext_task_name, ext_project_name, ext_tasklist_name FROM entries WHERE "
+                                 "ext_task_id = :task AND ext_entry_id IS NOT NULL ORDER BY start_time DESC LIMIT 1"));
+    for (Row& row : result) {
+        const qint64 id = row.keys.first().toLongLong();
+        switch (by) {
+        case By::Day:
+            row.keys = {QDate::fromJulianDay(id).toString(Qt::ISODate)};
+            break;
+        case By::Application:
+            row.keys = {apps.value(int(id)).second};
+            break;
+        case By::Title:
+            row.keys = {apps.value(int(id)).second, row.keys.at(1)};
+            break;
+        case By::Task:
+            if (id < 0) {
+                row.keys = {QStringLiteral("(not linked)"), QString(), QString()};
+                break;
+            }
+            names.bindValue(QStringLiteral(":task"), id);
+            row.keys =
+                names.exec() && names.next()
+                    ? QStringList{names.value(0).toString(), names.value(1).toString(), names.value(2).toString()}
+                    : QStringList{QStringLiteral("task %1").arg(id), QString(), QString()};
+            break;
+        }
+    }
+    if (by == By::Day) {
+        std::sort(result.begin(), result.end(), [](const Row& a, const Row& b) { return a.keys < b.keys; });
+    } else {
         std::stable_sort(result.begin(), result.end(), [](const Row& a, const Row& b) {
             return a.total() != b.total() ? a.total() > b.total() : a.keys < b.keys;
         });

@@ -1,0 +1,94 @@
+#include "DayFixture.h"
+#include "views/SummaryWindow.h"
+
+#include <QComboBox>
+#include <QFile>
+#include <QLabel>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QTest>
+
+// The week and month summary on a real SQLite file: what it totals, how it moves, what it exports.
+class TestSummaryWindow : public QObject
+{
+    Q_OBJECT
+
+private:
+    DayFixture fixture;
+
+    static QStringList tableRows(SummaryWindow& window)
+    {
+        auto* table = window.findChild<QTableWidget*>(QStringLiteral("tableTotals"));
+        QStringList rows;
+        for (int r = 0; r < table->rowCount(); ++r) {
+            QStringList cells;
+            for (int c = 0; c < table->columnCount(); ++c) {
+                cells << table->item(r, c)->text();
+            }
+            rows << cells.join(QLatin1Char('|'));
+        }
+        return rows;
+    }
+
+private slots:
+    void init()
+    {
+        QVERIFY(fixture.open());
+        const int editor = DayFixture::addApp(QStringLiteral("/usr/bin/editor"), QStringLiteral("Editor"));
+        const int mail = DayFixture::addApp(QStringLiteral("/usr/bin/mail"), QStringLiteral("Mail"));
+        // Monday 16 and Sunday 22 November 2026 are one week; the 23rd starts the next.
+        DayFixture::addEntry(editor, "plan", "2026-11-16 09:00:00", "2026-11-16 10:00:00");
+        const int linked = DayFixture::addEntry(editor, "plan", "2026-11-22 23:30:00", "2026-11-23 00:30:00");
+        DayFixture::link(linked, 7, 1, 2, QStringLiteral("Design"), QStringLiteral("Shop"), QStringLiteral("UI"));
+        DayFixture::addEntry(mail, "inbox", "2026-11-17 08:00:00", "2026-11-17 08:30:00");
+        DayFixture::addEntry(mail, "inbox", "2026-11-23 08:00:00", "2026-11-23 08:10:00");
+    }
+
+    void cleanup() { fixture.close(); }
+
+    void weeksAndMonthsAddUp()
+    {
+        SummaryWindow window(QDate(2026, 11, 18));
+        QCOMPARE(window.firstDay(), QDate(2026, 11, 16));
+        QCOMPARE(window.lastDay(), QDate(2026, 11, 22));
+        // The hour past midnight counts on the Sunday it started.
+        QCOMPARE(tableRows(window), (QStringList{"Editor|2 h 0 m 0 s|1 h 0 m 0 s|1 h 0 m 0 s|50 %",
+                                                  "Mail|30 m 0 s|0 s|30 m 0 s|0 %",
+                                                  "Total|2 h 30 m 0 s|1 h 0 m 0 s|1 h 30 m 0 s|40 %"}));
+
+        window.findChild<QPushButton*>(QStringLiteral("btnNext"))->click();
+        QCOMPARE(window.firstDay(), QDate(2026, 11, 23));
+        QCOMPARE(tableRows(window), (QStringList{"Mail|10 m 0 s|0 s|10 m 0 s|0 %", "Total|10 m 0 s|0 s|10 m 0 s|0 %"}));
+
+        window.setSpan(SummaryWindow::Span::Month);
+        QCOMPARE(window.firstDay(), QDate(2026, 11, 1));
+        QCOMPARE(window.lastDay(), QDate(2026, 11, 30));
+        QCOMPARE(tableRows(window).last(), QStringLiteral("Total|2 h 40 m 0 s|1 h 0 m 0 s|1 h 40 m 0 s|37 %"));
+        window.findChild<QPushButton*>(QStringLiteral("btnPrevious"))->click();
+        QCOMPARE(window.firstDay(), QDate(2026, 10, 1));
+        QCOMPARE(tableRows(window), QStringList{"Total|0 s|0 s|0 s|"});
+    }
+
+    void byTaskAndExport()
+    {
+        SummaryWindow window(QDate(2026, 11, 16));
+        window.setGrouping(RangeReport::By::Task);
+        QCOMPARE(tableRows(window).first(), QStringLiteral("(not linked)|1 h 30 m 0 s|0 s|1 h 30 m 0 s|0 %"));
+        QCOMPARE(tableRows(window).at(1), QStringLiteral("Design / Shop / UI|1 h 0 m 0 s|1 h 0 m 0 s|0 s|100 %"));
+
+        // What is shown is what is exported.
+        QString error;
+        const QString path = fixture.folder->path() + QStringLiteral("/week.csv");
+        QVERIFY2(window.exportTo(path, &error), qPrintable(error));
+        QFile csv(path);
+        QVERIFY(csv.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(csv.readAll()),
+                 RangeReport::render(window.firstDay(), window.lastDay(), RangeReport::By::Task,
+                                     DayReport::Format::Csv, &error));
+        QVERIFY(!window.exportTo(fixture.folder->path() + QStringLiteral("/missing/folder/x.json"), &error));
+        QVERIFY(!error.isEmpty());
+    }
+};
+
+QTEST_MAIN(TestSummaryWindow)
+#include "TestSummaryWindow.moc"
