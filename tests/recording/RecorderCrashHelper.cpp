@@ -1,5 +1,5 @@
 // Records into the database given on the command line as fast as it can, with a fake desktop and a
-// clock that moves `step` seconds per tick, and prints "simulated <seconds>" after every tick. It never
+// clock that moves `step` seconds per tick, and prints "simulated <seconds>" before every tick. It never
 // stops on its own before the loop bound; the test kills it with SIGKILL.
 #include "ManualClock.h"
 #include "app/Registry.h"
@@ -37,9 +37,10 @@ int main(int argc, char** argv)
     for (int second = 0; second < 10000000; second += step) {
         platform.setWindow(QStringLiteral("Editor"), QStringLiteral("/usr/bin/editor"),
                            QStringLiteral("doc %1").arg(second / 500));
-        recorder.updateApps();
+        // Told before the tick: a kill can then never leave more stored than reported.
         std::printf("simulated %d\n", second);
         std::fflush(stdout);
+        recorder.updateApps();
         clock.advance(step);
     }
     return 3;
