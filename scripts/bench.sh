@@ -12,4 +12,6 @@ for b in "$build"/bench/bench_*; do
         *) QT_QPA_PLATFORM=offscreen "$b" || status=1 ;;
     esac
 done
+echo "== program while recording (${VERRIN_BENCH_SECONDS:-120} s shown, as long minimised)"
+bash scripts/bench-program.sh "$build" "${VERRIN_BENCH_SECONDS:-120}" || status=1
 exit $status

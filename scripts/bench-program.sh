@@ -1,0 +1,102 @@
+#!/usr/bin/env bash
+# What the running program costs while it records: the built verrinplus under Xvfb and openbox with two
+# real windows that take turns in front every 5 s, measured for SECONDS seconds (default 120) with the
+# window shown and again minimised. Prints CPU seconds per hour of recording, wake-ups per second
+# (context switches of all the process's threads) and resident memory.
+#   scripts/bench-program.sh BUILD_DIR [SECONDS]
+set -u
+build=${1:-build}
+seconds=${2:-120}
+if [ -z "${VERRIN_BENCH_INNER:-}" ]; then
+    export VERRIN_BENCH_INNER=1
+    exec xvfb-run -a -s "-screen 0 1280x1024x24 -nolisten tcp" dbus-run-session -- "$0" "$build" "$seconds"
+fi
+build=$(cd "$build" && pwd)
+work=$(mktemp -d)
+pids=()
+cleanup() {
+    for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
+    wait 2>/dev/null
+    rm -rf "$work"
+}
+trap cleanup EXIT
+export QT_QPA_PLATFORM=xcb XDG_SESSION_TYPE=x11 XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work/runtime"
+export VERRINPLUS_UPDATE_FEED=
+unset WAYLAND_DISPLAY
+mkdir -p "$work/data/VerrinPlus" "$work/runtime"
+chmod 700 "$work/runtime"
+# Signed in to a local service, as a user would be: no offline retries in the figures.
+"$build/tools/verrin-service/verrin-service" --port 0 --seed tools/verrin-service/seeds/demo-seed.json >"$work/service.out" 2>&1 &
+pids+=($!)
+for _ in $(seq 1 100); do
+    grep -q Listening "$work/service.out" && break
+    sleep 0.1
+done
+url=$(head -1 "$work/service.out")
+url=${url#Listening on }
+printf '[API]\nUrl=%s\nUsername=demo@verrin.test\nPassword=%s\nSslEnabled=false\n[Application]\nStarted=true\n' \
+    "$url" "$(printf demo | base64)" >"$work/data/VerrinPlus/verrinplus.ini"
+
+openbox --sm-disable >/dev/null 2>&1 &
+pids+=($!)
+for _ in $(seq 1 200); do
+    xprop -root _NET_SUPPORTED 2>/dev/null | grep -q _NET_ACTIVE_WINDOW && break
+    sleep 0.05
+done
+windows=()
+n=0
+for title in "report.odt - Writer" "Inbox - Mail"; do
+    # The window lives as long as its input stays open.
+    sleep infinity | "$build/tests/platform/x11_test_window" --title "$title" >"$work/window$n" &
+    pids+=($!)
+    for _ in $(seq 1 100); do
+        grep -q '^window ' "$work/window$n" && break
+        sleep 0.05
+    done
+    line=$(head -1 "$work/window$n")
+    windows+=("${line#window }")
+    n=$((n + 1))
+done
+
+"$build/src/verrinplus" >"$work/program.log" 2>&1 &
+program=$!
+pids+=($program)
+for _ in $(seq 1 200); do
+    xdotool search --onlyvisible --name '^Verrin Plus$' >/dev/null 2>&1 && break
+    sleep 0.1
+done
+sleep 5
+
+stat_of() { # utime+stime in clock ticks, context switches, resident kB
+    local fields cpu
+    fields=$(cut -d' ' -f14,15 "/proc/$program/stat")
+    cpu=$((${fields% *} + ${fields#* }))
+    local switches
+    switches=$(cat /proc/"$program"/task/*/status 2>/dev/null | awk '/ctxt_switches/ {s += $2} END {print s}')
+    local rss
+    rss=$(awk '/VmRSS/ {print $2}' "/proc/$program/status")
+    echo "$cpu $switches $rss"
+}
+
+measure() { # label
+    local before after turn=0
+    before=$(stat_of)
+    local end=$((SECONDS + seconds))
+    while [ $SECONDS -lt $end ]; do
+        xdotool windowactivate "${windows[$((turn % 2))]}" 2>/dev/null
+        turn=$((turn + 1))
+        sleep 5
+    done
+    after=$(stat_of)
+    local hz
+    hz=$(getconf CLK_TCK)
+    read -r c0 s0 _ <<<"$before"
+    read -r c1 s1 r1 <<<"$after"
+    awk -v c="$((c1 - c0))" -v hz="$hz" -v s="$((s1 - s0))" -v t="$seconds" -v r="$r1" -v l="$1" \
+        'BEGIN { printf "%s: %.2f s CPU per hour, %.2f wake-ups per second, %.1f MB resident\n", l, c / hz * 3600 / t, s / t, r / 1024 }'
+}
+
+measure "window shown"
+xdotool search --onlyvisible --name '^Verrin Plus$' windowminimize 2>/dev/null
+sleep 2
+measure "window minimised"
