@@ -1,4 +1,5 @@
 #include "platform/Platform.h"
+#include "platform/wayland/WlrootsPlatform.h"
 #include "platform/x11/X11Platform.h"
 
 #include <QApplication>
@@ -36,13 +37,37 @@ bool isWaylandSession()
     return qgetenv("XDG_SESSION_TYPE").trimmed().toLower() == "wayland" ||
            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
+
+// Why a Wayland session cannot be recorded, in words for the status bar. Desktops whose compositor
+// keeps the front window to itself are named, so the user knows it is not a fault of their set-up.
+QString waylandReason(const WlrootsPlatform& wlroots)
+{
+    if (!wlroots.isConnected()) {
+        return wlroots.unsupportedReason();
+    }
+    const QString desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
+    const QString nothing = QStringLiteral(": the front window cannot be seen, so nothing is recorded");
+    if (desktop.contains(QLatin1String("KDE"), Qt::CaseInsensitive) ||
+        wlroots.offeredInterfaces().contains("org_kde_plasma_window_management")) {
+        return QStringLiteral("Recording on KDE Plasma (Wayland) is not supported yet") + nothing;
+    }
+    if (desktop.contains(QLatin1String("GNOME"), Qt::CaseInsensitive) ||
+        wlroots.offeredInterfaces().contains("gtk_shell1")) {
+        return QStringLiteral("Recording on GNOME (Wayland) is not supported yet") + nothing;
+    }
+    return wlroots.unsupportedReason();
+}
 } // namespace
 
 std::unique_ptr<Platform> createPlatform()
 {
     QString why;
     if (isWaylandSession()) {
-        why = QStringLiteral("Recording is not supported in a Wayland session yet");
+        auto wlroots = std::make_unique<WlrootsPlatform>();
+        if (wlroots->isSupported()) {
+            return wlroots;
+        }
+        why = waylandReason(*wlroots);
     } else if (QGuiApplication::platformName() != QLatin1String("xcb") || !X11Platform::qtConnection()) {
         why = QStringLiteral("Recording needs an X11 display");
     } else {
