@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -23,6 +24,7 @@ constexpr int startTimeoutMs = 20000;
 struct TestWindow
 {
     std::unique_ptr<QProcess> process;
+    QString appId;
     QString title;
 };
 } // namespace
@@ -38,7 +40,8 @@ private:
     QProcess sway;
     QString waylandSocket;
     QString ipcSocket;
-    std::unique_ptr<WlrootsPlatform> platform;
+    std::unique_ptr<WlrootsPlatform> platform; // asks sway's IPC for process ids
+    std::unique_ptr<WlrootsPlatform> plain;    // what any wlroots compositor gives: app ids only
     QList<TestWindow*> windows;
 
     // Where sway runs as a user of its own: creates that user once, hands it the runtime folder and
@@ -99,6 +102,7 @@ private:
         auto* window = new TestWindow;
         windows.append(window);
         window->title = title;
+        window->appId = appId;
         window->process = std::make_unique<QProcess>();
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("QT_QPA_PLATFORM", "wayland");
@@ -116,6 +120,16 @@ private:
             return nullptr;
         }
         return window;
+    }
+
+    TestWindow* windowOf(const QString& appId) const
+    {
+        for (TestWindow* window : windows) {
+            if (window->appId == appId) {
+                return window;
+            }
+        }
+        return nullptr;
     }
 
     void closeWindow(TestWindow* window)
@@ -179,8 +193,11 @@ private slots:
         entry.write("[Desktop Entry]\nType=Application\nName=Test Editor\nExec=/bin/true\n");
         entry.close();
 
+        qputenv("SWAYSOCK", QFile::encodeName(ipcSocket));
         platform = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{applications.path()});
         QVERIFY2(platform->isSupported(), qPrintable(platform->unsupportedReason()));
+        plain = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{applications.path()});
+        plain->setSwaySocket(QString());
         // sway 1.7 offers only KDE's idle protocol, later ones ext-idle-notify as well.
         QVERIFY2(platform->idleProtocol() == "ext_idle_notifier_v1" || platform->idleProtocol() == "org_kde_kwin_idle",
                  platform->idleProtocol().constData());
@@ -192,6 +209,7 @@ private slots:
     void cleanupTestCase()
     {
         platform.reset();
+        plain.reset();
         while (!windows.isEmpty()) {
             closeWindow(windows.first());
         }
@@ -209,17 +227,19 @@ private slots:
         QTest::addColumn<QString>("appId");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("plainPath");
         QTest::addColumn<QString>("title");
         const QString editorEntry = applications.filePath("verrin-test-editor.desktop");
-        // An app id with a desktop entry is recorded under the entry; one without under the app id.
+        const QString executable = QFileInfo(QStringLiteral(WAYLAND_TEST_WINDOW)).canonicalFilePath();
+        // An app id with a desktop entry is recorded under the entry. Without one, the executable
+        // when sway names the process, else the app id.
         QTest::newRow("entry") << "verrin-test-editor"
-                               << "Test Editor" << editorEntry << "Notes — draft 1";
+                               << "Test Editor" << editorEntry << editorEntry << "Notes — draft 1";
         QTest::newRow("no entry") << "verrin-test-viewer"
-                                  << "verrin-test-viewer"
-                                  << "wayland-app-id:verrin-test-viewer"
+                                  << "verrin-test-viewer" << executable << "wayland-app-id:verrin-test-viewer"
                                   << "Report 'Q3' \"final\"";
         QTest::newRow("back again") << "verrin-test-editor"
-                                    << "Test Editor" << editorEntry << "Notes — draft 1";
+                                    << "Test Editor" << editorEntry << editorEntry << "Notes — draft 1";
     }
 
     void frontWindow()
@@ -227,6 +247,7 @@ private slots:
         QFETCH(QString, appId);
         QFETCH(QString, name);
         QFETCH(QString, path);
+        QFETCH(QString, plainPath);
         QFETCH(QString, title);
         QVERIFY(swaymsg(QStringLiteral("[app_id=\"%1\"] focus").arg(appId)));
         QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, title, startTimeoutMs);
@@ -234,6 +255,12 @@ private slots:
         QVERIFY(front.valid);
         QCOMPARE(front.name, name);
         QCOMPARE(front.path, path);
+        QCOMPARE(front.pid, windowOf(appId)->process->processId());
+
+        QTRY_COMPARE_WITH_TIMEOUT(plain->foregroundWindow().title, title, startTimeoutMs);
+        QCOMPARE(plain->foregroundWindow().name, name);
+        QCOMPARE(plain->foregroundWindow().path, plainPath);
+        QCOMPARE(plain->foregroundWindow().pid, 0);
     }
 
     void titleFollowsWindow()

@@ -7,6 +7,10 @@
 #include <QApplication>
 #include <QDebug>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocalSocket>
 #include <QSocketNotifier>
 #include <QWidget>
 
@@ -111,6 +115,33 @@ void kdeResumed(void* data, org_kde_kwin_idle_timeout*)
 }
 const org_kde_kwin_idle_timeout_listener kdeIdleListener = {kdeIdled, kdeResumed};
 
+// sway's IPC: "i3-ipc", payload length and message type in native byte order, then the payload.
+constexpr char swayMagic[] = "i3-ipc";
+constexpr qsizetype swayHeaderSize = 6 + 2 * sizeof(quint32);
+constexpr quint32 swayGetTree = 4;
+constexpr int swayTimeoutMs = 500;
+constexpr quint32 maxSwayReply = 64 * 1024 * 1024;
+constexpr int maxTreeDepth = 64;
+
+QJsonObject focusedNode(const QJsonObject& node, int depth)
+{
+    if (node.value(QLatin1String("focused")).toBool()) {
+        return node;
+    }
+    if (depth >= maxTreeDepth) {
+        return QJsonObject();
+    }
+    for (const char* key : {"nodes", "floating_nodes"}) {
+        for (const QJsonValue& child : node.value(QLatin1String(key)).toArray()) {
+            const QJsonObject found = focusedNode(child.toObject(), depth + 1);
+            if (!found.isEmpty()) {
+                return found;
+            }
+        }
+    }
+    return QJsonObject();
+}
+
 QIcon iconFromName(const QString& name)
 {
     if (name.isEmpty()) {
@@ -127,6 +158,7 @@ WlrootsPlatform::WlrootsPlatform(const QByteArray& displayName, const QStringLis
     : index(applicationFolders), resolver(&index)
 {
     clock.start();
+    swaySocket = qEnvironmentVariable("SWAYSOCK");
     const QByteArray shownName = displayName.isEmpty() ? qgetenv("WAYLAND_DISPLAY") : displayName;
     display = wl_display_connect(displayName.isEmpty() ? nullptr : displayName.constData());
     if (!display) {
@@ -194,6 +226,53 @@ QString WlrootsPlatform::appIdPath(const QString& appId)
     return QStringLiteral("wayland-app-id:") + appId;
 }
 
+qint64 WlrootsPlatform::swayFocusedPid(const QString& appId) const
+{
+    if (swaySocket.isEmpty()) {
+        return 0;
+    }
+    QLocalSocket socket;
+    socket.connectToServer(swaySocket);
+    if (!socket.waitForConnected(swayTimeoutMs)) {
+        return 0;
+    }
+    QByteArray request(swayMagic, 6);
+    const quint32 header[2] = {0, swayGetTree};
+    request.append(reinterpret_cast<const char*>(header), sizeof(header));
+    socket.write(request);
+    QByteArray reply;
+    QElapsedTimer waited;
+    waited.start();
+    quint32 length = 0;
+    // Bounded: a sway that stops answering costs at most the timeout, once per new front window.
+    while (waited.elapsed() < swayTimeoutMs) {
+        if (reply.size() >= swayHeaderSize) {
+            std::memcpy(&length, reply.constData() + 6, sizeof(length));
+            if (!reply.startsWith(swayMagic) || length > maxSwayReply) {
+                qWarning("sway's IPC sent an unexpected reply");
+                return 0;
+            }
+            if (reply.size() >= swayHeaderSize + qsizetype(length)) {
+                break;
+            }
+        }
+        if (!socket.waitForReadyRead(int(std::max<qint64>(1, swayTimeoutMs - waited.elapsed())))) {
+            break;
+        }
+        reply.append(socket.readAll());
+    }
+    if (reply.size() < swayHeaderSize || reply.size() < swayHeaderSize + qsizetype(length)) {
+        qWarning("sway's IPC did not answer in time");
+        return 0;
+    }
+    const QJsonObject node = focusedNode(QJsonDocument::fromJson(reply.mid(swayHeaderSize, length)).object(), 0);
+    // The tree is sway's state now; the window list may lag behind it, so they must agree.
+    if (node.value(QLatin1String("app_id")).toString() != appId) {
+        return 0;
+    }
+    return node.value(QLatin1String("pid")).toInteger();
+}
+
 void WlrootsPlatform::onGlobal(wl_registry* registry, uint32_t name, const char* interface, uint32_t version)
 {
     const QByteArray iface(interface);
@@ -253,6 +332,10 @@ void WlrootsPlatform::onToplevelDone(Toplevel* toplevel)
         toplevel->activatedSerial = ++activationCounter;
     }
     toplevel->title = toplevel->pendingTitle;
+    if (toplevel->appId != toplevel->pendingAppId) {
+        toplevel->pidAsked = false;
+        toplevel->pidTries = 0;
+    }
     toplevel->appId = toplevel->pendingAppId;
     toplevel->activated = toplevel->pendingActivated;
 }
@@ -333,7 +416,7 @@ ForegroundWindow WlrootsPlatform::foregroundWindow()
     if (!supported) {
         return window;
     }
-    const Toplevel* front = nullptr;
+    Toplevel* front = nullptr;
     for (const auto& toplevel : toplevels) {
         if (toplevel->activated && (!front || toplevel->activatedSerial > front->activatedSerial)) {
             front = toplevel.get();
@@ -343,14 +426,21 @@ ForegroundWindow WlrootsPlatform::foregroundWindow()
         return window; // focus on the bare desktop, or a window the compositor does not list
     }
     // Wayland does not give a client's pid to other clients, so the app id (which toolkits set to
-    // the desktop file's name) is what finds the application's entry.
-    const ApplicationIdentity identity = resolver.resolve(0, front->appId, front->appId);
+    // the desktop file's name) is what finds the application's entry; where the compositor tells
+    // the pid anyway (sway's IPC), the process's launcher entry and executable help as on X11.
+    if (!front->pidAsked) {
+        front->pid = swayFocusedPid(front->appId);
+        // A window sway cannot name (no app id, say) is asked about a few times, not every second.
+        front->pidAsked = front->pid > 0 || swaySocket.isEmpty() || ++front->pidTries >= 3;
+    }
+    const ApplicationIdentity identity = resolver.resolve(front->pid, front->appId, front->appId);
     window.path = identity.path.startsWith(QLatin1String("x11-class:")) || identity.path.isEmpty()
                       ? appIdPath(front->appId)
                       : identity.path;
     window.name =
         front->appId.isEmpty() && identity.name.isEmpty() ? QStringLiteral("Unknown application") : identity.name;
     window.title = front->title;
+    window.pid = front->pid;
     window.valid = true;
     return window;
 }

@@ -52,8 +52,12 @@ public:
     void readEvents();
     DesktopEntryIndex& desktopEntries() { return index; }
 
-    // The key an application without a desktop entry is recorded under.
+    // The key an application without a desktop entry or readable process is recorded under.
     static QString appIdPath(const QString& appId);
+    // sway's IPC socket (SWAYSOCK), asked for the front window's process id; "" when not sway.
+    void setSwaySocket(const QString& path) { swaySocket = path; }
+    // The process id sway reports for its focused window with this app id; 0 when unknown.
+    qint64 swayFocusedPid(const QString& appId) const;
 
     struct Toplevel
     {
@@ -66,6 +70,9 @@ public:
         QString pendingAppId;
         bool pendingActivated = false;
         quint64 activatedSerial = 0; // when it last became active, to pick one if several are
+        qint64 pid = 0;
+        bool pidAsked = false;
+        int pidTries = 0;
     };
 
     // Callbacks of the generated listeners; not for other callers.
@@ -106,4 +113,5 @@ private:
     DesktopEntryIndex index;
     ApplicationResolver resolver;
     QHash<QString, QIcon> icons;
+    QString swaySocket;
 };
