@@ -38,25 +38,6 @@ bool isWaylandSession()
            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
-// Why a Wayland session cannot be recorded, in words for the status bar. Desktops whose compositor
-// keeps the front window to itself are named, so the user knows it is not a fault of their set-up.
-QString waylandReason(const WlrootsPlatform& wlroots)
-{
-    if (!wlroots.isConnected()) {
-        return wlroots.unsupportedReason();
-    }
-    const QString desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
-    const QString nothing = QStringLiteral(": the front window cannot be seen, so nothing is recorded");
-    if (desktop.contains(QLatin1String("KDE"), Qt::CaseInsensitive) ||
-        wlroots.offeredInterfaces().contains("org_kde_plasma_window_management")) {
-        return QStringLiteral("Recording on KDE Plasma (Wayland) is not supported yet") + nothing;
-    }
-    if (desktop.contains(QLatin1String("GNOME"), Qt::CaseInsensitive) ||
-        wlroots.offeredInterfaces().contains("gtk_shell1")) {
-        return QStringLiteral("Recording on GNOME (Wayland) is not supported yet") + nothing;
-    }
-    return wlroots.unsupportedReason();
-}
 } // namespace
 
 std::unique_ptr<Platform> createPlatform()
@@ -67,7 +48,10 @@ std::unique_ptr<Platform> createPlatform()
         if (wlroots->isSupported()) {
             return wlroots;
         }
-        why = waylandReason(*wlroots);
+        why = wlroots->isConnected()
+                  ? WlrootsPlatform::sessionReason(qEnvironmentVariable("XDG_CURRENT_DESKTOP"),
+                                                   wlroots->offeredInterfaces(), wlroots->unsupportedReason())
+                  : wlroots->unsupportedReason();
     } else if (QGuiApplication::platformName() != QLatin1String("xcb") || !X11Platform::qtConnection()) {
         why = QStringLiteral("Recording needs an X11 display");
     } else {

@@ -1,5 +1,6 @@
 // The backend choice outside an X11 session (offscreen Qt stands in for "no X11 display").
 #include "platform/Platform.h"
+#include "platform/wayland/WlrootsPlatform.h"
 
 #include <QApplication>
 #include <QFile>
@@ -48,6 +49,31 @@ private slots:
         // Nothing wrong is recorded: no window in front, never idle.
         QVERIFY(!platform->foregroundWindow().valid);
         QCOMPARE(platform->idleSeconds(), 0);
+    }
+
+    void waylandDesktopsAreNamed_data()
+    {
+        QTest::addColumn<QString>("desktop");
+        QTest::addColumn<QByteArrayList>("offered");
+        QTest::addColumn<QString>("start");
+        const QString own = QStringLiteral("This Wayland compositor does not tell which window is in front");
+        QTest::newRow("plasma") << "KDE" << QByteArrayList{"wl_seat"} << "Recording on KDE Plasma (Wayland)";
+        QTest::newRow("kwin by protocol")
+            << "" << QByteArrayList{"org_kde_plasma_window_management"} << "Recording on KDE Plasma (Wayland)";
+        QTest::newRow("ubuntu gnome") << "ubuntu:GNOME" << QByteArrayList{} << "Recording on GNOME (Wayland)";
+        QTest::newRow("mutter by protocol") << "" << QByteArrayList{"gtk_shell1"} << "Recording on GNOME (Wayland)";
+        QTest::newRow("other compositor") << "weston" << QByteArrayList{"wl_seat"} << own;
+    }
+
+    void waylandDesktopsAreNamed()
+    {
+        QFETCH(QString, desktop);
+        QFETCH(QByteArrayList, offered);
+        QFETCH(QString, start);
+        const QSet<QByteArray> interfaces(offered.begin(), offered.end());
+        const QString reason = WlrootsPlatform::sessionReason(
+            desktop, interfaces, QStringLiteral("This Wayland compositor does not tell which window is in front"));
+        QVERIFY2(reason.startsWith(start), qPrintable(reason));
     }
 
     void unsupportedStandInHides()

@@ -221,6 +221,19 @@ WlrootsPlatform::~WlrootsPlatform()
     wl_display_disconnect(display);
 }
 
+QString WlrootsPlatform::sessionReason(const QString& desktop, const QSet<QByteArray>& offered, const QString& fallback)
+{
+    const QString nothing = QStringLiteral(": the front window cannot be seen, so nothing is recorded");
+    if (desktop.contains(QLatin1String("KDE"), Qt::CaseInsensitive) ||
+        offered.contains("org_kde_plasma_window_management")) {
+        return QStringLiteral("Recording on KDE Plasma (Wayland) is not supported yet") + nothing;
+    }
+    if (desktop.contains(QLatin1String("GNOME"), Qt::CaseInsensitive) || offered.contains("gtk_shell1")) {
+        return QStringLiteral("Recording on GNOME (Wayland) is not supported yet") + nothing;
+    }
+    return fallback;
+}
+
 QString WlrootsPlatform::appIdPath(const QString& appId)
 {
     return QStringLiteral("wayland-app-id:") + appId;

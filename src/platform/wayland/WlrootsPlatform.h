@@ -52,6 +52,10 @@ public:
     void readEvents();
     DesktopEntryIndex& desktopEntries() { return index; }
 
+    // Why a Wayland session this backend cannot record is not recorded, in words for the status bar:
+    // desktops whose compositor keeps the front window to itself are named, so the user knows it is
+    // not a fault of their set-up. `desktop` is XDG_CURRENT_DESKTOP, `fallback` this backend's reason.
+    static QString sessionReason(const QString& desktop, const QSet<QByteArray>& offered, const QString& fallback);
     // The key an application without a desktop entry or readable process is recorded under.
     static QString appIdPath(const QString& appId);
     // sway's IPC socket (SWAYSOCK), asked for the front window's process id; "" when not sway.
