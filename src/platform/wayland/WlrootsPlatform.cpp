@@ -383,7 +383,11 @@ void WlrootsPlatform::fail(const QString& why)
     }
     supported = false;
     reason = why;
-    toplevels.clear(); // nothing read before the failure may be reported as in front afterwards
+    // Nothing read before the failure may be reported as in front afterwards.
+    for (auto& toplevel : toplevels) {
+        zwlr_foreign_toplevel_handle_v1_destroy(toplevel->handle);
+    }
+    toplevels.clear();
 }
 
 bool WlrootsPlatform::checkConnection()
