@@ -9,10 +9,13 @@ packages=(
     qt6-base-dev qt6-base-dev-tools qt6-httpserver-dev qt6-websockets-dev libqt6sql6-sqlite qt6-qpa-plugins
     libgl-dev libxkbcommon-dev
     libxcb1-dev libxcb-ewmh-dev libxcb-icccm4-dev libxcb-screensaver0-dev libxcb-res0-dev
+    libwayland-dev libwayland-bin wayland-protocols plasma-wayland-protocols
     # run and test under a virtual display with a real window manager
     xvfb xauth openbox xdotool x11-utils dbus dbus-x11 imagemagick
     # a real XEmbed system tray and a window manager's close, for the tray tests
     trayer wmctrl
+    # the same for Wayland: a headless sway, Qt's Wayland client plugin, keyboard input for idle tests
+    sway qt6-wayland wtype
     # desktop integration checks and TLS test certificates
     appstream desktop-file-utils openssl
     # renders the icon sources (resources/render-icons.sh)

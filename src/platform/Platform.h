@@ -36,6 +36,7 @@ public:
     virtual void hideApplication() = 0;
 };
 
-// Chooses the backend for the running session (X11 when Qt runs on xcb and the session is not
-// Wayland; an unsupported stand-in otherwise).
+// Chooses the backend for the running session: in a Wayland session (WAYLAND_DISPLAY or
+// XDG_SESSION_TYPE) the wlroots backend when the compositor reports its windows, never X11 even with
+// XWayland; X11 when Qt runs on xcb outside Wayland; else an unsupported stand-in that records nothing.
 std::unique_ptr<Platform> createPlatform();

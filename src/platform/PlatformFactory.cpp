@@ -1,5 +1,6 @@
 #include "platform/ApplicationWindows.h"
 #include "platform/Platform.h"
+#include "platform/wayland/WlrootsPlatform.h"
 #include "platform/x11/X11Platform.h"
 
 #include <QApplication>
@@ -32,13 +33,21 @@ bool isWaylandSession()
     return qgetenv("XDG_SESSION_TYPE").trimmed().toLower() == "wayland" ||
            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
+
 } // namespace
 
 std::unique_ptr<Platform> createPlatform()
 {
     QString why;
     if (isWaylandSession()) {
-        why = QStringLiteral("Recording is not supported in a Wayland session yet");
+        auto wlroots = std::make_unique<WlrootsPlatform>();
+        if (wlroots->isSupported()) {
+            return wlroots;
+        }
+        why = wlroots->isConnected()
+                  ? WlrootsPlatform::sessionReason(qEnvironmentVariable("XDG_CURRENT_DESKTOP"),
+                                                   wlroots->offeredInterfaces(), wlroots->unsupportedReason())
+                  : wlroots->unsupportedReason();
     } else if (QGuiApplication::platformName() != QLatin1String("xcb") || !X11Platform::qtConnection()) {
         why = QStringLiteral("Recording needs an X11 display");
     } else {

@@ -85,6 +85,13 @@ void Recorder::updateApps()
         return;
     }
     if (!platform->isSupported()) {
+        // The desktop stopped answering while recording (its compositor went away): what was seen
+        // ends at the last good tick, and none of the time after it is booked to that window.
+        if (!current.path.isEmpty()) {
+            finishStretch(lastTick.isValid() ? lastTick : tickTime());
+            current = AppStruct();
+            emit statusMessage(platform->unsupportedReason());
+        }
         reportUnsupported();
         return;
     }

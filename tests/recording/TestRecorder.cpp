@@ -257,6 +257,25 @@ private slots:
         QCOMPARE(f->platform.probes, 0);
     }
 
+    void aDesktopLostWhileRecordingEndsAtTheLastGoodTick()
+    {
+        QSignalSpy status(&f->recorder, &Recorder::statusMessage);
+        browser();
+        f->recorder.start();
+        f->tick(0);
+        f->ticks(30); // seen until 09:00:30
+        f->platform.supported = false;
+        f->platform.reason = QStringLiteral("Lost the connection to the Wayland compositor");
+        f->ticks(90);
+        f->recorder.stop();
+        const QList<StoredRow> rows = storedRows();
+        QCOMPARE(rows.size(), 1);
+        QCOMPARE(rows[0].start, f->at(9, 0, 0));
+        QCOMPARE(rows[0].end, f->at(9, 0, 30));
+        QCOMPARE(status.size(), 1);
+        QCOMPARE(status[0][0].toString(), f->platform.reason);
+    }
+
     void aRowChangedWhileOpenIsLeftAlone_data()
     {
         QTest::addColumn<QString>("change");

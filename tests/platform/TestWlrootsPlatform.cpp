@@ -1,0 +1,168 @@
+// The wlroots backend against a real headless sway with real Wayland client windows. sway refuses to
+// run as root, so as root the test starts it as an unprivileged user of its own; root may still
+// connect to that user's socket. The test's own Qt stays offscreen: the backend keeps a connection
+// of its own.
+#include "HeadlessSway.h"
+#include "platform/Platform.h"
+#include "platform/wayland/WlrootsPlatform.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+namespace {
+constexpr int timeoutMs = 20000;
+} // namespace
+
+class TestWlrootsPlatform : public QObject
+{
+    Q_OBJECT
+
+private:
+    HeadlessSway sway{QStringLiteral(WAYLAND_TEST_WINDOW)};
+    QTemporaryDir applications;
+    std::unique_ptr<WlrootsPlatform> platform; // asks sway's IPC for process ids
+    std::unique_ptr<WlrootsPlatform> plain;    // what any wlroots compositor gives: app ids only
+
+private slots:
+    void initTestCase()
+    {
+        QString whyNot;
+        if (!sway.start(&whyNot)) {
+            QSKIP(qPrintable(whyNot));
+        }
+        QVERIFY(applications.isValid());
+        qputenv("WAYLAND_DISPLAY", QFile::encodeName(sway.waylandSocket()));
+        qputenv("XDG_SESSION_TYPE", "wayland");
+
+        QFile entry(applications.filePath("verrin-test-editor.desktop"));
+        QVERIFY(entry.open(QIODevice::WriteOnly));
+        entry.write("[Desktop Entry]\nType=Application\nName=Test Editor\nExec=/bin/true\n");
+        entry.close();
+
+        qputenv("SWAYSOCK", QFile::encodeName(sway.ipcSocket()));
+        platform = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{applications.path()});
+        QVERIFY2(platform->isSupported(), qPrintable(platform->unsupportedReason()));
+        plain = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{applications.path()});
+        plain->setSwaySocket(QString());
+        // sway 1.7 offers only KDE's idle protocol, later ones ext-idle-notify as well.
+        QVERIFY2(platform->idleProtocol() == "ext_idle_notifier_v1" || platform->idleProtocol() == "org_kde_kwin_idle",
+                 platform->idleProtocol().constData());
+
+        QVERIFY(sway.openWindow("verrin-test-editor", "Notes — draft 1"));
+        QVERIFY(sway.openWindow("verrin-test-viewer", "Report 'Q3' \"final\""));
+    }
+
+    void cleanupTestCase()
+    {
+        platform.reset();
+        plain.reset();
+    }
+
+    void frontWindow_data()
+    {
+        QTest::addColumn<QString>("appId");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("plainPath");
+        QTest::addColumn<QString>("title");
+        const QString editorEntry = applications.filePath("verrin-test-editor.desktop");
+        const QString executable = QFileInfo(QStringLiteral(WAYLAND_TEST_WINDOW)).canonicalFilePath();
+        // An app id with a desktop entry is recorded under the entry. Without one, the executable
+        // when sway names the process, else the app id.
+        QTest::newRow("entry") << "verrin-test-editor"
+                               << "Test Editor" << editorEntry << editorEntry << "Notes — draft 1";
+        QTest::newRow("no entry") << "verrin-test-viewer"
+                                  << "verrin-test-viewer" << executable << "wayland-app-id:verrin-test-viewer"
+                                  << "Report 'Q3' \"final\"";
+        QTest::newRow("back again") << "verrin-test-editor"
+                                    << "Test Editor" << editorEntry << editorEntry << "Notes — draft 1";
+    }
+
+    void frontWindow()
+    {
+        QFETCH(QString, appId);
+        QFETCH(QString, name);
+        QFETCH(QString, path);
+        QFETCH(QString, plainPath);
+        QFETCH(QString, title);
+        QVERIFY(sway.focus(appId));
+        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, title, timeoutMs);
+        const ForegroundWindow front = platform->foregroundWindow();
+        QVERIFY(front.valid);
+        QCOMPARE(front.name, name);
+        QCOMPARE(front.path, path);
+        QCOMPARE(front.pid, sway.window(appId)->process->processId());
+
+        QTRY_COMPARE_WITH_TIMEOUT(plain->foregroundWindow().title, title, timeoutMs);
+        QCOMPARE(plain->foregroundWindow().name, name);
+        QCOMPARE(plain->foregroundWindow().path, plainPath);
+        QCOMPARE(plain->foregroundWindow().pid, 0);
+    }
+
+    void titleFollowsWindow()
+    {
+        QVERIFY(sway.focus("verrin-test-editor"));
+        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 1"), timeoutMs);
+        sway.retitle("verrin-test-editor", "Notes — draft 2 ✓");
+        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 2 ✓"), timeoutMs);
+        QCOMPARE(platform->foregroundWindow().name, QString("Test Editor"));
+    }
+
+    void closedWindowLeavesFront()
+    {
+        HeadlessSway::Window* temporary = sway.openWindow("verrin-test-temporary", "Short-lived");
+        QVERIFY(temporary);
+        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Short-lived"), timeoutMs);
+        sway.closeWindow(temporary);
+        // sway gives the focus to a remaining window; the closed one must never be reported again.
+        QTRY_VERIFY_WITH_TIMEOUT(platform->foregroundWindow().valid &&
+                                     platform->foregroundWindow().title != QLatin1String("Short-lived"),
+                                 timeoutMs);
+    }
+
+    void idleGrowsAndInputResetsIt()
+    {
+        // The headless compositor has no input devices, so nobody touches anything.
+        QTRY_VERIFY_WITH_TIMEOUT(platform->idleSeconds() >= 2, timeoutMs);
+        if (QStandardPaths::findExecutable(QStringLiteral("wtype")).isEmpty()) {
+            QSKIP("wtype is not installed: cannot send input to reset idle time");
+        }
+        QProcess type;
+        type.setProcessEnvironment(sway.clientEnvironment());
+        type.start(QStringLiteral("wtype"), {"-k", "Shift_L"});
+        QVERIFY(type.waitForFinished(10000));
+        QVERIFY2(type.exitCode() == 0, type.readAllStandardError().constData());
+        QTRY_COMPARE_WITH_TIMEOUT(platform->idleSeconds(), 0, timeoutMs);
+    }
+
+    void factoryChoosesWlroots()
+    {
+        // XWayland or not, a Wayland session whose compositor reports windows gets this backend.
+        qputenv("DISPLAY", ":999");
+        std::unique_ptr<Platform> chosen = createPlatform();
+        QVERIFY2(chosen->isSupported(), qPrintable(chosen->unsupportedReason()));
+        QVERIFY(dynamic_cast<WlrootsPlatform*>(chosen.get()));
+        QTRY_VERIFY_WITH_TIMEOUT(chosen->foregroundWindow().valid, timeoutMs);
+    }
+
+    void lostCompositorStopsRecording()
+    {
+        // Last: ends sway. Afterwards nothing is in front and the reason says why.
+        sway.stop();
+        QTRY_VERIFY_WITH_TIMEOUT(!platform->isSupported(), timeoutMs);
+        QVERIFY(!platform->foregroundWindow().valid);
+        QCOMPARE(platform->idleSeconds(), 0);
+        QVERIFY2(platform->unsupportedReason().contains("Wayland compositor"),
+                 qPrintable(platform->unsupportedReason()));
+    }
+};
+
+QTEST_MAIN(TestWlrootsPlatform)
+#include "TestWlrootsPlatform.moc"
