@@ -2,6 +2,7 @@
 
 #include "ext-idle-notify-client-protocol.h"
 #include "kde-idle-client-protocol.h"
+#include "platform/ApplicationWindows.h"
 #include "wlr-foreign-toplevel-client-protocol.h"
 
 #include <QApplication>
@@ -491,7 +492,5 @@ QIcon WlrootsPlatform::iconForPath(const QString& path)
 
 void WlrootsPlatform::hideApplication()
 {
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        widget->hide();
-    }
+    ApplicationWindows::hide();
 }
