@@ -82,6 +82,8 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void onWriteFailed(const QString& reason, bool alreadyReported);
+    void onWriteRecovered();
     void initSettings();
     void initDatabase();
     void createActions();
@@ -108,6 +110,10 @@ private:
     QSystemTrayIcon* tray = nullptr;
     QMenu* trayMenu = nullptr;
     QTimer* trayTimer = nullptr;
+    // While writes fail: retries the held time every few seconds.
+    QTimer* writeRetryTimer = nullptr;
+    // Recording was stopped by a failing write, not by the user: it resumes when writing works again.
+    bool stoppedByWriteFailure = false;
     QList<QIcon> frames;
     int frameIndex = 0;
     QIcon stillIcon;
