@@ -6,6 +6,8 @@
 #include <QPair>
 #include <QString>
 
+class QSqlError;
+
 // Stores recorded stretches: one `applications` row per distinct (path, name) pair and one `entries`
 // row per stretch, on the default connection with every text bound as a parameter. Failures are
 // logged with a fixed prefix and the driver's text and answered with id 0; recording goes on.
@@ -39,7 +41,7 @@ public:
     const QString& lastError() const { return error; }
 
 private:
-    void remember(const QString& what, const QString& text) const;
+    void remember(const QString& what, const QSqlError& failure) const;
 
     mutable QString error;
 };
