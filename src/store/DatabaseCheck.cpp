@@ -23,7 +23,7 @@ bool damageCode(const QSqlError& error)
     return primary == 26 /* SQLITE_NOTADB */ || primary == 11 /* SQLITE_CORRUPT */;
 }
 
-DatabaseCheck::Result inspect(QSqlDatabase& db)
+DatabaseCheck::Result inspect(QSqlDatabase& db, bool tryWrite)
 {
     using Verdict = DatabaseCheck::Verdict;
     QSqlQuery query(db);
@@ -65,6 +65,9 @@ DatabaseCheck::Result inspect(QSqlDatabase& db)
         }
     }
 
+    if (!tryWrite) {
+        return {};
+    }
     // A write the user never sees: create a table and roll it back. This fails the same way the
     // recorder's writes would (read-only file, folder without room for the journal, read-only medium).
     if (!query.exec(QStringLiteral("BEGIN IMMEDIATE"))) {
@@ -78,6 +81,26 @@ DatabaseCheck::Result inspect(QSqlDatabase& db)
     }
     return {};
 }
+
+DatabaseCheck::Result inspectFile(const QString& path, bool readOnly)
+{
+    DatabaseCheck::Result result;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), kConnection);
+        db.setDatabaseName(path);
+        // No waiting on a lock here: the one-instance guard already ran, so a lock means trouble.
+        db.setConnectOptions(readOnly ? QStringLiteral("QSQLITE_BUSY_TIMEOUT=0;QSQLITE_OPEN_READONLY")
+                                      : QStringLiteral("QSQLITE_BUSY_TIMEOUT=0"));
+        if (!db.open()) {
+            result = {DatabaseCheck::Verdict::Inaccessible, db.lastError().databaseText()};
+        } else {
+            result = inspect(db, !readOnly);
+            db.close();
+        }
+    }
+    QSqlDatabase::removeDatabase(kConnection);
+    return result;
+}
 } // namespace
 
 DatabaseCheck::Result DatabaseCheck::check(const QString& path)
@@ -85,20 +108,14 @@ DatabaseCheck::Result DatabaseCheck::check(const QString& path)
     if (!QFileInfo::exists(path)) {
         return {};
     }
-    Result result;
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), kConnection);
-        db.setDatabaseName(path);
-        // No waiting on a lock here: the one-instance guard already ran, so a lock means trouble.
-        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=0"));
-        if (!db.open()) {
-            result = {Verdict::Inaccessible, db.lastError().databaseText()};
-        } else {
-            result = inspect(db);
-            db.close();
-        }
+    // First look without write access: closing a read-write connection may checkpoint or delete the
+    // journal files beside the database, and a damaged file and its journals must stay as they are.
+    Result result = inspectFile(path, true);
+    if (result.verdict != Verdict::Damaged) {
+        // Read-only access to a WAL database can fail where read-write works (no shared-memory file
+        // yet); the read-write look decides, and adds the write test.
+        result = inspectFile(path, false);
     }
-    QSqlDatabase::removeDatabase(kConnection);
     if (result.reason.isEmpty() && result.verdict != Verdict::Usable) {
         result.reason = QStringLiteral("unknown error");
     }
