@@ -35,6 +35,7 @@
 #include <QDockWidget>
 #include <QFileInfo>
 #include <QHeaderView>
+#include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
@@ -94,6 +95,11 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     writeRetryTimer->setObjectName(QStringLiteral("writeRetryTimer"));
     writeRetryTimer->setInterval(5000);
     connect(writeRetryTimer, &QTimer::timeout, recorder, &Recorder::retryPending);
+    writeFailureLabel = new QLabel(this);
+    writeFailureLabel->setObjectName(QStringLiteral("writeFailureLabel"));
+    writeFailureLabel->setStyleSheet(QStringLiteral("color: #b00000;"));
+    writeFailureLabel->hide();
+    ui.statusBar->insertPermanentWidget(0, writeFailureLabel, 1);
     createActions();
     initTrayIcon();
 
@@ -435,8 +441,10 @@ void MainWindow::onWriteFailed(const QString& reason, bool alreadyReported)
         stoppedByWriteFailure = true;
         ui.btnRecord->setChecked(false);
     }
-    // Toggling the button shows "Paused"; the reason matters more.
-    statusBar()->showMessage(text);
+    // Toggling the button shows "Paused"; the reason matters more, and it stays until writes work.
+    writeFailureLabel->setText(text);
+    writeFailureLabel->setToolTip(text);
+    writeFailureLabel->show();
     writeRetryTimer->start();
     if (!alreadyReported) {
         prompter->warn(QStringLiteral("Database error"),
@@ -449,6 +457,7 @@ void MainWindow::onWriteFailed(const QString& reason, bool alreadyReported)
 void MainWindow::onWriteRecovered()
 {
     writeRetryTimer->stop();
+    writeFailureLabel->hide();
     statusBar()->showMessage(QStringLiteral("The database takes writes again; the held time is stored"));
     if (stoppedByWriteFailure) {
         stoppedByWriteFailure = false;

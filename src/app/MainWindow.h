@@ -19,6 +19,7 @@ class QMenu;
 class QNetworkAccessManager;
 class QProgressBar;
 class QSettings;
+class QLabel;
 class QTimer;
 class Recorder;
 class ServiceController;
@@ -112,6 +113,8 @@ private:
     QTimer* trayTimer = nullptr;
     // While writes fail: retries the held time every few seconds.
     QTimer* writeRetryTimer = nullptr;
+    // Stays in the status bar while writes fail; passing messages (network, loading) do not hide it.
+    QLabel* writeFailureLabel = nullptr;
     // Recording was stopped by a failing write, not by the user: it resumes when writing works again.
     bool stoppedByWriteFailure = false;
     QList<QIcon> frames;
