@@ -37,6 +37,7 @@
 #include <QDockWidget>
 #include <QFileInfo>
 #include <QHeaderView>
+#include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
@@ -90,6 +91,17 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     recorder = new Recorder(platform.get(), SystemClock::shared(), this);
     connect(recorder, &Recorder::statusMessage, this, [this](const QString& text) { statusBar()->showMessage(text); });
     connect(recorder, &Recorder::awayTimeDetected, this, &MainWindow::onAwayTimeDetected);
+    connect(recorder, &Recorder::writeFailed, this, &MainWindow::onWriteFailed);
+    connect(recorder, &Recorder::writeRecovered, this, &MainWindow::onWriteRecovered);
+    writeRetryTimer = new QTimer(this);
+    writeRetryTimer->setObjectName(QStringLiteral("writeRetryTimer"));
+    writeRetryTimer->setInterval(5000);
+    connect(writeRetryTimer, &QTimer::timeout, recorder, &Recorder::retryPending);
+    writeFailureLabel = new QLabel(this);
+    writeFailureLabel->setObjectName(QStringLiteral("writeFailureLabel"));
+    writeFailureLabel->setStyleSheet(QStringLiteral("color: #b00000;"));
+    writeFailureLabel->hide();
+    ui.statusBar->insertPermanentWidget(0, writeFailureLabel, 1);
     createActions();
     initTrayIcon();
 
@@ -157,6 +169,10 @@ MainWindow::~MainWindow()
     // Whatever ended the program, the stretch in progress is written before the database closes.
     if (recorder) {
         recorder->stop();
+        // One last try for time held since a failed write; what still cannot be stored goes to the log.
+        if (recorder->pendingCount() > 0 && !recorder->retryPending()) {
+            recorder->logUnstored();
+        }
     }
     if (database) {
         database->close();
@@ -434,6 +450,39 @@ void MainWindow::on_btnRecord_toggled(bool on)
     startStopRecording(on);
 }
 
+void MainWindow::onWriteFailed(const QString& reason, bool alreadyReported)
+{
+    const QString text =
+        QStringLiteral("Not recording: cannot write to ") + DataPaths::databaseFile() + QStringLiteral(": ") + reason;
+    // A failure while pausing must not turn recording back on later.
+    if (ui.btnRecord->isChecked()) {
+        stoppedByWriteFailure = true;
+        ui.btnRecord->setChecked(false);
+    }
+    // Toggling the button shows "Paused"; the reason matters more, and it stays until writes work.
+    writeFailureLabel->setText(text);
+    writeFailureLabel->setToolTip(text);
+    writeFailureLabel->show();
+    writeRetryTimer->start();
+    if (!alreadyReported) {
+        prompter->warn(QStringLiteral("Database error"),
+                       text + QStringLiteral("\n\nRecording has stopped. The time recorded so far is kept and "
+                                             "written as soon as the database takes writes again; recording "
+                                             "then resumes."));
+    }
+}
+
+void MainWindow::onWriteRecovered()
+{
+    writeRetryTimer->stop();
+    writeFailureLabel->hide();
+    statusBar()->showMessage(QStringLiteral("The database takes writes again; the held time is stored"));
+    if (stoppedByWriteFailure) {
+        stoppedByWriteFailure = false;
+        ui.btnRecord->setChecked(true);
+    }
+}
+
 void MainWindow::onStart()
 {
     ui.btnRecord->setChecked(true);
@@ -446,6 +495,9 @@ void MainWindow::onStop()
 
 void MainWindow::startStopRecording(bool on)
 {
+    if (on) {
+        stoppedByWriteFailure = false;
+    }
     if (on) {
         recording = true;
         ui.btnRecord->setText(QStringLiteral("Recording"));

@@ -19,6 +19,7 @@ class QMenu;
 class QNetworkAccessManager;
 class QProgressBar;
 class QSettings;
+class QLabel;
 class QTimer;
 class Recorder;
 class ServiceController;
@@ -87,6 +88,8 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void onWriteFailed(const QString& reason, bool alreadyReported);
+    void onWriteRecovered();
     void initSettings();
     void initDatabase();
     void createActions();
@@ -113,6 +116,12 @@ private:
     QSystemTrayIcon* tray = nullptr;
     QMenu* trayMenu = nullptr;
     QTimer* trayTimer = nullptr;
+    // While writes fail: retries the held time every few seconds.
+    QTimer* writeRetryTimer = nullptr;
+    // Stays in the status bar while writes fail; passing messages (network, loading) do not hide it.
+    QLabel* writeFailureLabel = nullptr;
+    // Recording was stopped by a failing write, not by the user: it resumes when writing works again.
+    bool stoppedByWriteFailure = false;
     QList<QIcon> frames;
     int frameIndex = 0;
     QIcon stillIcon;

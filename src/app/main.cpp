@@ -3,7 +3,9 @@
 #include "app/DebugLog.h"
 #include "app/HeadlessCommands.h"
 #include "app/MainWindow.h"
+#include "app/MessageBoxPrompter.h"
 #include "app/SingleInstance.h"
+#include "app/StartupCheck.h"
 #include "app/UnixSignalWatcher.h"
 #include "app/VerrinApp.h"
 #include "dialogs/SettingsDialog.h"
@@ -82,6 +84,15 @@ int main(int argc, char** argv)
         return HeadlessCommands::run(options);
     }
 
+    // Without a display Qt would abort with advice about reinstalling; say what is really missing.
+    const QString noDisplay =
+        StartupCheck::noDisplayMessage(qEnvironmentVariable("DISPLAY"), qEnvironmentVariable("WAYLAND_DISPLAY"),
+                                       qEnvironmentVariable("QT_QPA_PLATFORM"));
+    if (!noDisplay.isEmpty()) {
+        QTextStream(stderr) << noDisplay << Qt::endl;
+        return 2;
+    }
+
     VerrinApp app(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("verrinplus"));
     if (options.debug) {
@@ -94,6 +105,13 @@ int main(int argc, char** argv)
     SingleInstance instance(DataPaths::dataFolder());
     if (!instance.claim()) {
         return 0;
+    }
+    {
+        MessageBoxPrompter startupPrompter(nullptr);
+        const StartupCheck::Paths paths{DataPaths::dataFolder(), DataPaths::databaseFile(), DataPaths::iniFile()};
+        if (!StartupCheck::run(paths, &startupPrompter, QDate::currentDate())) {
+            return 1;
+        }
     }
     if (!askOnFirstStart(signalWatcher, instance)) {
         return 0;

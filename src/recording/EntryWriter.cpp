@@ -7,6 +7,13 @@
 #include <QSqlError>
 #include <QSqlQuery>
 
+void EntryWriter::remember(const QString& what, const QSqlError& failure) const
+{
+    qDebug() << qPrintable(what) << failure.text();
+    // The driver's own words are what the user can act on ("database or disk is full").
+    error = failure.databaseText().isEmpty() ? failure.text() : failure.databaseText();
+}
+
 int EntryWriter::findDbApp(const AppStruct& app) const
 {
     QSqlQuery query;
@@ -14,7 +21,7 @@ int EntryWriter::findDbApp(const AppStruct& app) const
     query.bindValue(QStringLiteral(":path"), app.path);
     query.bindValue(QStringLiteral(":name"), app.name);
     if (!query.exec()) {
-        qDebug() << "find app db error: " << query.lastError().text();
+        remember(QStringLiteral("find app db error: "), query.lastError());
         return 0;
     }
     return query.next() ? query.value(0).toInt() : 0;
@@ -27,7 +34,7 @@ int EntryWriter::addDbApp(const AppStruct& app) const
     query.bindValue(QStringLiteral(":path"), app.path);
     query.bindValue(QStringLiteral(":name"), app.name);
     if (!query.exec()) {
-        qDebug() << "add app db error: " << query.lastError().text();
+        remember(QStringLiteral("add app db error: "), query.lastError());
         return 0;
     }
     return query.lastInsertId().toInt();
@@ -43,7 +50,7 @@ int EntryWriter::addDbEntry(const QDateTime& start, const QDateTime& end, const 
     query.bindValue(QStringLiteral(":end_time"), util::datetime_to_sql(end));
     query.bindValue(QStringLiteral(":app_id"), appId);
     if (!query.exec()) {
-        qDebug() << "add entry db error: " << query.lastError().text();
+        remember(QStringLiteral("add entry db error: "), query.lastError());
         return 0;
     }
     return query.lastInsertId().toInt();
@@ -66,7 +73,7 @@ EntryWriter::RowChange EntryWriter::updateDbEntryEnd(int entryId, const QDateTim
     query.bindValue(QStringLiteral(":end_time"), util::datetime_to_sql(end));
     query.bindValue(QStringLiteral(":id"), entryId);
     if (!query.exec()) {
-        qDebug() << "update entry db error: " << query.lastError().text();
+        remember(QStringLiteral("update entry db error: "), query.lastError());
         return RowChange::Failed;
     }
     return query.numRowsAffected() > 0 ? RowChange::Done : RowChange::Gone;
@@ -78,7 +85,7 @@ EntryWriter::RowChange EntryWriter::removeDbEntry(int entryId) const
     query.prepare(QStringLiteral("DELETE FROM entries WHERE id = :id AND ext_task_id IS NULL "));
     query.bindValue(QStringLiteral(":id"), entryId);
     if (!query.exec()) {
-        qDebug() << "delete entry db error: " << query.lastError().text();
+        remember(QStringLiteral("delete entry db error: "), query.lastError());
         return RowChange::Failed;
     }
     return query.numRowsAffected() > 0 ? RowChange::Done : RowChange::Gone;

@@ -4,6 +4,9 @@
 
 #include <QDateTime>
 #include <QPair>
+#include <QString>
+
+class QSqlError;
 
 // Stores recorded stretches: one `applications` row per distinct (path, name) pair and one `entries`
 // row per stretch, on the default connection with every text bound as a parameter. Failures are
@@ -33,4 +36,12 @@ public:
 
     // The away-time pseudo-application's id, or 0 when no away time was ever stored.
     static int idleAppId();
+
+    // The driver's text of the last failed statement (empty before any failure).
+    const QString& lastError() const { return error; }
+
+private:
+    void remember(const QString& what, const QSqlError& failure) const;
+
+    mutable QString error;
 };

@@ -44,6 +44,9 @@ void Recorder::stop()
     }
     if (!current.path.isEmpty()) {
         finishStretch(tickTime());
+        if (!recording) {
+            return; // the write failed: the stretch is held and recording has stopped already
+        }
     }
     current = AppStruct();
     recording = false;
@@ -115,6 +118,9 @@ void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
     }
     if (!current.path.isEmpty() && tickNow < currentStartTime) {
         closeAfterClockWentBack();
+        if (!recording) {
+            return;
+        }
     }
     if (current.path.isEmpty()) {
         open(app, tickNow);
@@ -124,7 +130,10 @@ void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
         checkpointIfDue(tickNow);
         return;
     }
-    open(app, finishStretch(qMax(now, currentStartTime)));
+    const QDateTime end = finishStretch(qMax(now, currentStartTime));
+    if (recording) {
+        open(app, end);
+    }
 }
 
 // Returns true when the idle logic replaced the sample (entering or staying away).
@@ -202,8 +211,11 @@ QDateTime Recorder::finishStretch(QDateTime end)
     if (openEntryId != 0) {
         if (end > rowStart) {
             const EntryWriter::RowChange change = writer.updateDbEntryEnd(openEntryId, end);
-            if (change != EntryWriter::RowChange::Gone) {
-                // Done, or failed with the row keeping an older end: the time is real either way.
+            if (change == EntryWriter::RowChange::Failed) {
+                holdAndStop(end, openEntryId, openAppId);
+                return end;
+            }
+            if (change == EntryWriter::RowChange::Done) {
                 emit entryWritten(rowStart, end, current, openAppId, openEntryId);
                 forgetRow();
                 return end;
@@ -224,6 +236,10 @@ QDateTime Recorder::finishStretch(QDateTime end)
     // Two ticks within one second store nothing.
     if (end > rowStart) {
         const QPair<int, int> ids = writer.addDbTime(rowStart, end, current);
+        if (ids.second == 0) {
+            holdAndStop(end, 0, 0);
+            return end;
+        }
         emit entryWritten(rowStart, end, current, ids.first, ids.second);
     }
     forgetRow();
@@ -256,10 +272,12 @@ void Recorder::persist(const QDateTime& end)
     checkpointDue = end.addSecs(kCheckpointSeconds);
     if (openEntryId != 0) {
         const EntryWriter::RowChange change = writer.updateDbEntryEnd(openEntryId, end);
+        if (change == EntryWriter::RowChange::Failed) {
+            holdAndStop(end, openEntryId, openAppId);
+            return;
+        }
         if (change == EntryWriter::RowChange::Done) {
             storedEnd = end;
-        }
-        if (change != EntryWriter::RowChange::Gone) {
             return;
         }
         continueInNewRow();
@@ -268,6 +286,10 @@ void Recorder::persist(const QDateTime& end)
         return;
     }
     const QPair<int, int> ids = writer.addDbTime(rowStart, end, current);
+    if (ids.second == 0) {
+        holdAndStop(end, 0, 0);
+        return;
+    }
     openAppId = ids.first;
     openEntryId = ids.second;
     storedEnd = end;
@@ -278,5 +300,80 @@ void Recorder::reportUnsupported()
     if (!unsupportedLogged) {
         unsupportedLogged = true;
         qWarning() << "Recording disabled:" << platform->unsupportedReason();
+    }
+}
+
+void Recorder::holdAndStop(const QDateTime& end, int entryId, int appId)
+{
+    PendingStretch stretch;
+    stretch.start = rowStart;
+    stretch.end = end;
+    stretch.app = current;
+    stretch.entryId = entryId;
+    stretch.appId = appId;
+    stretch.rowStoredEnd = storedEnd;
+    pending.append(stretch);
+    qWarning() << "Recording stopped, a write failed:" << writer.lastError();
+
+    // The held stretch ends here; recording resumes with a new one once writing works again.
+    current = AppStruct();
+    forgetRow();
+    const bool alreadyReported = writeFailing;
+    writeFailing = true;
+    if (recording) {
+        recording = false;
+        emit recordingChanged(false);
+    }
+    emit writeFailed(writer.lastError(), alreadyReported);
+}
+
+bool Recorder::store(PendingStretch& stretch)
+{
+    if (stretch.entryId != 0) {
+        const EntryWriter::RowChange change = writer.updateDbEntryEnd(stretch.entryId, stretch.end);
+        if (change == EntryWriter::RowChange::Failed) {
+            return false;
+        }
+        if (change == EntryWriter::RowChange::Done) {
+            emit entryWritten(stretch.start, stretch.end, stretch.app, stretch.appId, stretch.entryId);
+            return true;
+        }
+        // Linked or deleted meanwhile: what the row did not hold goes into a row of its own.
+        stretch.start = qMax(stretch.start, stretch.rowStoredEnd);
+        stretch.entryId = 0;
+    }
+    if (stretch.end <= stretch.start) {
+        return true;
+    }
+    const QPair<int, int> ids = writer.addDbTime(stretch.start, stretch.end, stretch.app);
+    if (ids.second == 0) {
+        return false;
+    }
+    emit entryWritten(stretch.start, stretch.end, stretch.app, ids.first, ids.second);
+    return true;
+}
+
+bool Recorder::retryPending()
+{
+    while (!pending.isEmpty()) {
+        if (!store(pending.first())) {
+            return false;
+        }
+        pending.removeFirst();
+    }
+    if (writeFailing) {
+        writeFailing = false;
+        qDebug() << "Writing works again; the held time is stored";
+        emit writeRecovered();
+    }
+    return true;
+}
+
+void Recorder::logUnstored() const
+{
+    for (const PendingStretch& stretch : pending) {
+        qWarning().noquote() << "Not stored (the database could not be written):" << stretch.start.toString(Qt::ISODate)
+                             << "-" << stretch.end.toString(Qt::ISODate) << stretch.app.name << "-"
+                             << stretch.app.title;
     }
 }

@@ -5,6 +5,7 @@
 #include "recording/ForegroundProbe.h"
 
 #include <QDateTime>
+#include <QList>
 #include <QObject>
 #include <QString>
 
@@ -27,6 +28,11 @@ class Platform;
 // goes on is never touched again; the rest of the stretch goes into a new row that starts where it
 // ended. A clock set back past the stretch's start ends the stretch at the last tick before the jump.
 // Each tick costs one probe and, only on a change or a checkpoint, one or two statements.
+//
+// A write that fails (a full disk, a read-only or vanished file) never loses the time silently: the
+// stretch is ended where the failure happened and held in memory, recording stops, and
+// writeFailed() says why. retryPending() stores what is held once writing works again; the owner
+// calls it from a timer while isWriteFailing().
 //
 // Idle: while "IdleEnabled" is on, `IdleLimit` minutes without input end the current stretch at
 // (now - limit) and open an away stretch of util::idle_app() there; the first tick with input again
@@ -59,6 +65,10 @@ public:
 
     ForegroundProbe& probe() { return foreground; }
 
+    bool isWriteFailing() const { return writeFailing; }
+    // Stretches that ended but are not stored yet.
+    int pendingCount() const { return int(pending.size()); }
+
 public slots:
     // Starts recording; the next tick opens a stretch. On an unsupported desktop this reports
     // statusMessage(Platform::unsupportedReason()) and every tick writes nothing.
@@ -72,6 +82,12 @@ public slots:
     // Stores the stretch in progress up to now without ending it (e.g. when the session is about to
     // end and stop() may not get to run).
     void flush();
+    // Tries to store the held stretches, oldest first. True when nothing is held any more (and then,
+    // if writes had failed, writeRecovered() was emitted).
+    bool retryPending();
+    // At the very end: whatever is still held goes to the log, stretch by stretch, so it can be
+    // entered by hand.
+    void logUnstored() const;
 
 signals:
     // A finished stretch has been written. CONTRACT with TreeModel::addTime: each stretch is emitted
@@ -88,6 +104,11 @@ signals:
     // A message for the status bar (the reason recording cannot work in this session).
     void statusMessage(const QString& text);
     void recordingChanged(bool on);
+    // A write failed and recording stopped. `reason` is the driver's text; `alreadyReported` is true
+    // while an earlier failure has not been followed by a successful write, so the user is told once.
+    void writeFailed(const QString& reason, bool alreadyReported);
+    // Everything held after a failure is stored now.
+    void writeRecovered();
 
 private:
     QDateTime tickTime() const;
@@ -103,6 +124,19 @@ private:
     void persist(const QDateTime& end);
     void reportUnsupported();
     void closeAfterClockWentBack();
+    // Holds the stretch in progress up to `end` (its row `entryId`, stored up to `rowStoredEnd`, when a
+    // checkpoint stored it), ends it and stops recording.
+    void holdAndStop(const QDateTime& end, int entryId, int appId);
+    struct PendingStretch
+    {
+        QDateTime start;
+        QDateTime end;
+        AppStruct app;
+        int entryId = 0; // a row a checkpoint stored, whose end is to be moved; 0 = insert a new row
+        int appId = 0;
+        QDateTime rowStoredEnd;
+    };
+    bool store(PendingStretch& stretch);
 
     Platform* platform;
     Clock* clock;
@@ -125,4 +159,6 @@ private:
     QDateTime checkpointDue;
     // The previous tick's time: where a stretch ends when the clock is set back.
     QDateTime lastTick;
+    QList<PendingStretch> pending;
+    bool writeFailing = false;
 };

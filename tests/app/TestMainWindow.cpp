@@ -295,6 +295,56 @@ private slots:
         QCOMPARE(model->root()->child(0)->data(0).toString(), QStringLiteral("Ed"));
         QCOMPARE(window.form()->labelTotalTime->text(), model->data(model->index(0, 1), Qt::DisplayRole).toString());
     }
+
+    // A failing write: recording stops, the reason stays in the status bar, the user gets one box
+    // however often it fails again, and recording resumes once the held time is stored, unless the
+    // user paused meanwhile.
+    void aFailingWriteIsReportedOnceAndRecordingResumes_data()
+    {
+        QTest::addColumn<bool>("pausedMeanwhile");
+        QTest::newRow("resumes") << false;
+        QTest::newRow("paused by the user meanwhile") << true;
+    }
+
+    void aFailingWriteIsReportedOnceAndRecordingResumes()
+    {
+        QFETCH(bool, pausedMeanwhile);
+        writeIni(true);
+        MainWindow window;
+        QPushButton* record = window.form()->btnRecord;
+        QVERIFY(record->isChecked());
+        auto* label = window.findChild<QLabel*>(QStringLiteral("writeFailureLabel"));
+        QVERIFY(label);
+        QVERIFY(label->isHidden());
+
+        int boxes = 0;
+        QString text;
+        onNextModal([&](QWidget* modal) {
+            ++boxes;
+            text = static_cast<QMessageBox*>(modal)->text();
+            static_cast<QMessageBox*>(modal)->accept();
+        });
+        emit window.activityRecorder()->writeFailed(QStringLiteral("database or disk is full"), false);
+        QCOMPARE(boxes, 1);
+        QVERIFY(text.contains(DataPaths::databaseFile()));
+        QVERIFY(text.contains(QStringLiteral("database or disk is full")));
+        QVERIFY(!record->isChecked());
+        QVERIFY(!label->isHidden());
+        QVERIFY(label->text().contains(QStringLiteral("database or disk is full")));
+        // Passing messages do not hide why nothing is recorded.
+        window.statusBar()->showMessage(QStringLiteral("Could not connect to Verrin."));
+        QVERIFY(!label->isHidden());
+
+        emit window.activityRecorder()->writeFailed(QStringLiteral("database or disk is full"), true);
+        QCOMPARE(boxes, 1);
+        if (pausedMeanwhile) {
+            record->setChecked(true);
+            record->setChecked(false);
+        }
+        emit window.activityRecorder()->writeRecovered();
+        QVERIFY(label->isHidden());
+        QCOMPARE(record->isChecked(), !pausedMeanwhile);
+    }
 };
 
 QTEST_MAIN(TestMainWindow)

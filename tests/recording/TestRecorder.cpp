@@ -310,7 +310,86 @@ private slots:
         QCOMPARE(written[0][4].toInt(), rows.last().id);
     }
 
+    // A write that fails stops recording with one report; nothing recorded before it is lost, and what
+    // was held goes in once the database takes writes again. The failure is a real SQLite refusal.
+    void aFailingWriteHoldsTheTimeUntilWritingWorks_data()
+    {
+        QTest::addColumn<int>("secondsBefore");
+        QTest::addColumn<QString>("failingStep");
+        QTest::addColumn<QString>("held");
+        QTest::newRow("at a window change") << 30 << "browser"
+                                            << "09:00:00-09:00:31 Editor: notes.txt";
+        QTest::newRow("storing the first minute") << 59 << "tick"
+                                                  << "09:00:00-09:01:00 Editor: notes.txt";
+        QTest::newRow("moving a stored end") << 119 << "tick"
+                                             << "09:00:00-09:02:00 Editor: notes.txt";
+        QTest::newRow("at pause") << 30 << "stop"
+                                  << "09:00:00-09:00:30 Editor: notes.txt";
+    }
+
+    void aFailingWriteHoldsTheTimeUntilWritingWorks()
+    {
+        QFETCH(int, secondsBefore);
+        QFETCH(QString, failingStep);
+        QFETCH(QString, held);
+        QSignalSpy failed(&f->recorder, &Recorder::writeFailed);
+        QSignalSpy recovered(&f->recorder, &Recorder::writeRecovered);
+        QSignalSpy written(&f->recorder, &Recorder::entryWritten);
+        f->recorder.start();
+        f->tick(0);
+        f->ticks(secondsBefore);
+
+        setWritable(false);
+        if (failingStep == QLatin1String("browser")) {
+            browser();
+            f->tick();
+        } else if (failingStep == QLatin1String("tick")) {
+            f->tick();
+        } else {
+            f->recorder.stop();
+        }
+        QVERIFY(!f->recorder.isRecordingStatus());
+        QVERIFY(f->recorder.isWriteFailing());
+        QCOMPARE(failed.size(), 1);
+        QVERIFY2(failed[0][0].toString().contains(QLatin1String("readonly")), qPrintable(failed[0][0].toString()));
+        QCOMPARE(failed[0][1].toBool(), false);
+        const int probes = f->platform.probes;
+        f->ticks(30); // stopped: no sampling, no more writes
+        QCOMPARE(f->platform.probes, probes);
+
+        // Recording again by hand while the database still refuses: held too, but not reported twice.
+        f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
+        f->recorder.start();
+        f->tick(0);
+        const QDateTime resumed = f->clock.now();
+        f->ticks(5);
+        f->recorder.stop();
+        QCOMPARE(failed.size(), 2);
+        QCOMPARE(failed[1][1].toBool(), true);
+        QVERIFY(!f->recorder.retryPending());
+        QCOMPARE(f->recorder.pendingCount(), 2);
+        QCOMPARE(recovered.size(), 0);
+
+        setWritable(true);
+        QVERIFY(f->recorder.retryPending());
+        QCOMPARE(recovered.size(), 1);
+        QCOMPARE(f->recorder.pendingCount(), 0);
+        QVERIFY(!f->recorder.isWriteFailing());
+        const QString second = QStringLiteral("%1-%2 Editor: notes.txt")
+                                   .arg(resumed.toString(QStringLiteral("hh:mm:ss")),
+                                        resumed.addSecs(5).toString(QStringLiteral("hh:mm:ss")));
+        QCOMPARE(timeline(), QStringList({held, second}));
+        QCOMPARE(written.size(), 2);
+        QCOMPARE(written[0][4].toInt(), storedRows()[0].id);
+    }
+
 private:
+    static void setWritable(bool on)
+    {
+        QSqlQuery query;
+        QVERIFY(query.exec(on ? QStringLiteral("PRAGMA query_only = 0") : QStringLiteral("PRAGMA query_only = 1")));
+    }
+
     void browser() { f->platform.setWindow(QStringLiteral("Browser"), kBrowser, QStringLiteral("News")); }
 
     std::unique_ptr<RecorderFixture> f;
