@@ -102,6 +102,7 @@ private:
     void checkpointIfDue(const QDateTime& now);
     void persist(const QDateTime& end);
     void reportUnsupported();
+    void closeAtZoneChange(const QDateTime& now);
     void closeAfterClockWentBack();
 
     Platform* platform;
