@@ -144,20 +144,19 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
                                    "AND entries.start_time >= :day_start AND entries.start_time <= :day_end ") +
                     linkedText + filterText;
     } else {
-        statement =
-            QStringLiteral("SELECT \t") + columns +
-            QStringLiteral("FROM entries, applications WHERE applications.id = entries.application_id \tAND "
-                           "entries.start_time >= :day_start \tAND entries.start_time <= :day_end ") +
-            linkedText +
-            QStringLiteral("\tAND entries.application_id || ',' || entries.title IN ( \t\tSELECT app_id_title "
-                           "\t\tFROM ( \t\t\tSELECT entries.application_id || ',' || entries.title AS "
-                           "app_id_title, \t\t\t\tSUM( MAX( 0, strftime( '%s', entries.end_time ) - strftime( '%s', "
-                           "entries.start_time ) ) ) AS duration \t\t\tFROM applications, entries \t\t\tWHERE "
-                           "applications.id = entries.application_id \t\t\t\tAND entries.start_time >= "
-                           ":day_start0 \t\t\t\tAND entries.start_time <= :day_end0 ") +
-            linkedText + filterText +
-            QStringLiteral("\t\t\tGROUP BY entries.application_id, entries.title \t\t\tHAVING duration >= "
-                           ":hideUnder \t\t) \t) ");
+        statement = QStringLiteral("SELECT \t") + columns +
+                    QStringLiteral("FROM entries, applications WHERE applications.id = entries.application_id \tAND "
+                                   "entries.start_time >= :day_start \tAND entries.start_time <= :day_end ") +
+                    linkedText +
+                    QStringLiteral("\tAND entries.application_id || ',' || entries.title IN ( \t\tSELECT app_id_title "
+                                   "\t\tFROM ( \t\t\tSELECT entries.application_id || ',' || entries.title AS "
+                                   "app_id_title, \t\t\t\tSUM( strftime( '%s', entries.end_time ) - strftime( '%s', "
+                                   "entries.start_time ) ) AS duration \t\t\tFROM applications, entries \t\t\tWHERE "
+                                   "applications.id = entries.application_id \t\t\t\tAND entries.start_time >= "
+                                   ":day_start0 \t\t\t\tAND entries.start_time <= :day_end0 ") +
+                    linkedText + filterText +
+                    QStringLiteral("\t\t\tGROUP BY entries.application_id, entries.title \t\t\tHAVING duration >= "
+                                   ":hideUnder \t\t) \t) ");
     }
     QSqlQuery query;
     query.setForwardOnly(true);
@@ -223,13 +222,12 @@ int DayQueries::totalTimeForTitle(const QDate& date, const QString& title, int a
 {
     const QStringList words = filter.isEmpty() ? QStringList() : util::extractWords(filter);
     QSqlQuery query;
-    query.prepare(
-        QStringLiteral("SELECT SUM( MAX( 0, strftime( '%s', end_time ) - strftime( '%s', start_time ) ) ) AS duration "
-                       "FROM entries, applications WHERE applications.id = entries.application_id AND "
-                       "application_id = :app_id AND start_time >= :day_start AND start_time <= :day_end "
-                       "AND title = :title ") +
-        (linked ? QStringLiteral("AND ext_task_id NOT NULL ") : QStringLiteral("AND ext_task_id IS NULL ")) +
-        titleFilterText(words));
+    query.prepare(QStringLiteral("SELECT SUM( strftime( '%s', end_time ) - strftime( '%s', start_time ) ) AS duration "
+                                 "FROM entries, applications WHERE applications.id = entries.application_id AND "
+                                 "application_id = :app_id AND start_time >= :day_start AND start_time <= :day_end "
+                                 "AND title = :title ") +
+                  (linked ? QStringLiteral("AND ext_task_id NOT NULL ") : QStringLiteral("AND ext_task_id IS NULL ")) +
+                  titleFilterText(words));
     query.bindValue(QStringLiteral(":app_id"), appId);
     query.bindValue(QStringLiteral(":day_start"), dayStart(date));
     query.bindValue(QStringLiteral(":day_end"), dayEnd(date));

@@ -20,7 +20,7 @@ struct DayRow
     QString appName;
     QString title;
     // Start day and hour, and the real seconds from start to end (a daylight-saving change between
-    // them counts as it happened; the database's wall-clock sums only choose titles for hide-under).
+    // them counts as it happened).
     QDate day;
     int hour = 0;
     int seconds = 0;
