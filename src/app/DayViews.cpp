@@ -1,5 +1,6 @@
 #include "app/DayViews.h"
 
+#include "app/Clock.h"
 #include "app/MainWindowForm.h"
 #include "app/Registry.h"
 #include "recording/AppIcons.h"
@@ -37,12 +38,17 @@ QIcon fileIcon(const QString& path)
 
 DayViews::DayViews(MainWindowForm* form, Prompter* prompter, QWidget* dialogParent)
     : QObject(dialogParent), ui(form), prompter(prompter), dialogParent(dialogParent),
-      unlinked(new TreeModel(false, this)), linked(new TreeModel(true, this)), filterDelay(new QTimer(this))
+      unlinked(new TreeModel(false, this)), linked(new TreeModel(true, this)), filterDelay(new QTimer(this)),
+      dayCheck(new QTimer(this)), clock(SystemClock::shared())
 {
     filterDelay->setObjectName(QStringLiteral("filterTimer"));
     filterDelay->setSingleShot(true);
     filterDelay->setInterval(kFilterPauseMs);
     connect(filterDelay, &QTimer::timeout, this, &DayViews::onFilterTimer);
+    dayCheck->setObjectName(QStringLiteral("dayCheckTimer"));
+    dayCheck->setInterval(kDayCheckMs);
+    connect(dayCheck, &QTimer::timeout, this, &DayViews::checkDayChange);
+    dayCheck->start();
 
     unlinked->setIconProvider(&fileIcon);
     linked->setIconProvider(&fileIcon);
@@ -68,8 +74,9 @@ void DayViews::connectViews()
     connect(linked, &TreeModel::setTotalTimeText, ui->labelTotalLinkedTime, &QLabel::setText);
     connect(unlinked, &TreeModel::datesWithZeroTimeChanged, this, &DayViews::calendarMarksStale);
     connect(ui->appList, &TimeTree::datesWithZeroTimeChanged, this, [this] {
-        // Excluding an application hides its rows everywhere, so the day is built again.
-        refreshUnlinked();
+        // The unlinked view has already rebuilt itself without the excluded application, keeping
+        // the user's open and closed nodes; the linked view hides it too, and the marks may change.
+        refreshLinkedKeepingOpenNodes();
         emit calendarMarksStale();
     });
     connect(ui->appList, &TimeTree::signalConnectEntriesWithTask, this, &DayViews::linkRequested);
@@ -80,7 +87,7 @@ void DayViews::connectViews()
 
     connect(ui->calendar, &QCalendarWidget::selectionChanged, this,
             [this] { onCalendarDateChanged(ui->calendar->selectedDate()); });
-    connect(ui->btToday, &QPushButton::clicked, this, [this] { ui->calendar->setSelectedDate(QDate::currentDate()); });
+    connect(ui->btToday, &QPushButton::clicked, this, [this] { ui->calendar->setSelectedDate(today()); });
     connect(ui->cbHideUnder, &QComboBox::activated, this, &DayViews::on_cbHideUnder_activated);
     connect(ui->checkGroupByHour, &QCheckBox::clicked, this, &DayViews::on_checkGroupByHour_clicked);
     connect(ui->editFilter, &QLineEdit::textChanged, this, &DayViews::on_editFilter_textChanged);
@@ -148,7 +155,30 @@ void DayViews::onCalendarDateChanged(const QDate& date)
 void DayViews::setHeaderDate(const QDate& date)
 {
     ui->labelHeaderDate->setText(QLocale::system().toString(date, QLocale::LongFormat));
-    ui->btToday->setVisible(date != QDate::currentDate());
+    ui->btToday->setVisible(date != today());
+}
+
+void DayViews::setClock(const Clock* newClock)
+{
+    clock = newClock ? newClock : SystemClock::shared();
+    checkDayChange();
+}
+
+QDate DayViews::today() const
+{
+    return clock->today();
+}
+
+void DayViews::checkDayChange()
+{
+    const QDate now = today();
+    if (ui->calendar->getCurrentDate() == now) {
+        return;
+    }
+    // The selected day stays as it is: the user may be in the middle of something. Only the frame
+    // moves, and the header offers the way back to the new today.
+    ui->calendar->setCurrentDate(now);
+    setHeaderDate(shownDate());
 }
 
 void DayViews::refreshUnlinked()
@@ -163,6 +193,19 @@ void DayViews::refreshLinked()
     ui->linkedEntries->collapseAll();
     // Projects, task lists and tasks open; applications closed.
     ui->linkedEntries->expandToDepth(2);
+}
+
+void DayViews::refreshLinkedKeepingOpenNodes()
+{
+    ui->linkedEntries->saveExpandedNodes();
+    linked->refreshTree();
+    ui->linkedEntries->restoreExpandedNodes();
+}
+
+void DayViews::refreshAfterUnlink()
+{
+    refreshUnlinked();
+    refreshLinkedKeepingOpenNodes();
 }
 
 void DayViews::refreshBoth()

@@ -5,6 +5,7 @@
 #include <QStringList>
 #include <QVariantMap>
 
+class Clock;
 class MainWindowForm;
 class Prompter;
 class QTimer;
@@ -29,9 +30,14 @@ public:
 
     // Builds both trees for the calendar's day; run once the window is up.
     void initTrees();
+    // Where "today" comes from (the system clock unless a test sets its own).
+    void setClock(const Clock* clock);
+    QTimer* dayCheckTimer() const { return dayCheck; }
 
     // Each keystroke in the title filter waits this long for the next before the tree is rebuilt.
     static constexpr int kFilterPauseMs = 500;
+    // How often the views look whether midnight has passed.
+    static constexpr int kDayCheckMs = 20000;
 
 public slots:
     void onCalendarDateChanged(const QDate& date);
@@ -39,6 +45,10 @@ public slots:
     void refreshUnlinked();
     void refreshLinked();
     void refreshBoth();
+    // After unlinking: the unlinked tree opens fully, the linked tree keeps the nodes the user had open.
+    void refreshAfterUnlink();
+    // Moves "today" (the calendar's frame, the header's button) to the clock's date when the day changed.
+    void checkDayChange();
     void on_cbHideUnder_activated(int index);
     void on_checkGroupByHour_clicked(bool checked);
     void on_editFilter_textChanged(const QString& text);
@@ -64,6 +74,8 @@ private:
     bool chooseTask(int seconds, QString* taskId, QString* notes);
     bool describeAwayTime(const QStringList& ids, QString* title);
     bool filtersInStep() const;
+    void refreshLinkedKeepingOpenNodes();
+    QDate today() const;
 
     MainWindowForm* ui;
     Prompter* prompter;
@@ -71,6 +83,8 @@ private:
     TreeModel* unlinked;
     TreeModel* linked;
     QTimer* filterDelay;
+    QTimer* dayCheck;
+    const Clock* clock;
     bool typingInProjects = false;
     bool keepOpenNodes = false;
 };

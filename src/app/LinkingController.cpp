@@ -87,7 +87,7 @@ void LinkingController::unlinkEntries(const QStringList& ids)
     linker->unlink(ids);
     // The linked view drops the rows once this returns; both trees are then read back, so unlinked
     // rows return to the unlinked tree and rows whose service entry could not be changed stay linked.
-    QTimer::singleShot(0, views, &DayViews::refreshBoth);
+    QTimer::singleShot(0, views, &DayViews::refreshAfterUnlink);
     emit calendarMarksStale();
 }
 

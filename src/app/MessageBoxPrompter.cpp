@@ -9,6 +9,12 @@ bool MessageBoxPrompter::ask(const QString& title, const QString& text)
            QMessageBox::Yes;
 }
 
+bool MessageBoxPrompter::askDefaultYes(const QString& title, const QString& text)
+{
+    return QMessageBox::question(parent, title, text, QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) ==
+           QMessageBox::Yes;
+}
+
 void MessageBoxPrompter::inform(const QString& title, const QString& text)
 {
     QMessageBox::information(parent, title, text);

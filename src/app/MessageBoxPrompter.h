@@ -11,6 +11,7 @@ public:
     explicit MessageBoxPrompter(QWidget* parent) : parent(parent) {}
 
     bool ask(const QString& title, const QString& text) override;
+    bool askDefaultYes(const QString& title, const QString& text) override;
     void inform(const QString& title, const QString& text) override;
     void warn(const QString& title, const QString& text) override;
     void critical(const QString& title, const QString& text) override;

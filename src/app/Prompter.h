@@ -10,8 +10,11 @@ class Prompter
 public:
     virtual ~Prompter() = default;
 
-    // A yes/no question; true means yes.
+    // A yes/no question; true means yes. No is the default answer (Enter, or a box closed by accident).
     virtual bool ask(const QString& title, const QString& text) = 0;
+    // The same question with Yes as the default answer, for confirming an action the user has
+    // just chosen from a menu or a button.
+    virtual bool askDefaultYes(const QString& title, const QString& text) { return ask(title, text); }
     virtual void inform(const QString& title, const QString& text) = 0;
     virtual void warn(const QString& title, const QString& text) = 0;
     virtual void critical(const QString& title, const QString& text) = 0;

@@ -7,6 +7,7 @@
 #include "store/util.h"
 
 #include <QDebug>
+#include <QTimeZone>
 
 namespace {
 QVariant setting(const QString& key, const QVariant& fallback)
@@ -125,6 +126,9 @@ void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
     if (current.path.isEmpty()) {
         open(app, tickNow);
         return;
+    }
+    if (tickNow.offsetFromUtc() != rowStart.offsetFromUtc()) {
+        closeAtZoneChange(tickNow);
     }
     if (app.sameStretchAs(current)) {
         checkpointIfDue(tickNow);
@@ -263,6 +267,21 @@ void Recorder::closeAfterClockWentBack()
                << tickTime().toString(Qt::ISODate);
     finishStretch(lastTick);
     current = AppStruct();
+}
+
+void Recorder::closeAtZoneChange(const QDateTime& now)
+{
+    // Rows hold local wall-clock texts, and the hour the clock goes back in autumn reads the same
+    // twice. So no row spans a daylight-saving change: the stretch ends one second before it, while
+    // the old offset still holds (the texts of both ends then read in the same pass of that hour),
+    // and goes on in a new row from the change.
+    const QDateTime change = QTimeZone::systemTimeZone().previousTransition(now.addSecs(1)).atUtc.toLocalTime();
+    if (!change.isValid() || change <= rowStart || change > now) {
+        return;
+    }
+    const AppStruct app = current;
+    finishStretch(change.addSecs(-1));
+    open(app, change);
 }
 
 void Recorder::persist(const QDateTime& end)

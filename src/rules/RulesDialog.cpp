@@ -183,7 +183,7 @@ void RulesDialog::onRemove()
     if (id == 0) {
         return;
     }
-    if (prompter->ask(tr("Confirm remove"), tr("Are you sure you want to remove this rule?"))) {
+    if (prompter->askDefaultYes(tr("Confirm remove"), tr("Are you sure you want to remove this rule?"))) {
         emit signalRemoveRule(id);
         refresh();
     }

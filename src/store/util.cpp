@@ -1,6 +1,11 @@
 #include "store/util.h"
 
+#include <QList>
+#include <QPair>
 #include <QRegularExpression>
+#include <QTimeZone>
+
+#include <algorithm>
 
 namespace util {
 
@@ -106,6 +111,84 @@ QStringList extractWords(const QString& pattern)
         pos = match.capturedStart() + match.capturedLength();
     }
     return words;
+}
+
+namespace {
+constexpr qint64 kUnixEpochJulianDay = 2440588;
+// No zone is further than 14 hours from UTC.
+constexpr qint64 kMaxOffset = 14 * 3600;
+
+// The system zone's changes of offset, as UTC seconds, read once: the day trees measure thousands
+// of rows and must not ask the zone database for each one.
+const QList<qint64>& zoneChanges()
+{
+    static const QList<qint64> changes = [] {
+        QList<qint64> list;
+        const QTimeZone zone = QTimeZone::systemTimeZone();
+        if (!zone.hasTransitions()) {
+            return list;
+        }
+        const auto transitions = zone.transitions(QDateTime(QDate(1970, 1, 1), QTime(0, 0), Qt::UTC),
+                                                  QDateTime(QDate(2100, 1, 1), QTime(0, 0), Qt::UTC));
+        for (const QTimeZone::OffsetData& data : transitions) {
+            list << data.atUtc.toSecsSinceEpoch();
+        }
+        return list;
+    }();
+    return changes;
+}
+
+int offsetAt(qint64 utc)
+{
+    return QTimeZone::systemTimeZone().offsetFromUtc(QDateTime::fromSecsSinceEpoch(utc, Qt::UTC));
+}
+
+// The two UTC readings of a local wall-clock time given as seconds since the epoch as if it were
+// UTC: equal unless the clock passed that time twice. A time in the hour skipped in spring reads
+// with the offset from before the change.
+QPair<qint64, qint64> readingsOfLocal(qint64 wall)
+{
+    const int before = offsetAt(wall - kMaxOffset - 3600);
+    const int after = offsetAt(wall + kMaxOffset + 3600);
+    const qint64 early = wall - before;
+    const qint64 late = wall - after;
+    const bool earlyFits = offsetAt(early) == before;
+    const bool lateFits = offsetAt(late) == after;
+    if (earlyFits && lateFits) {
+        return {std::min(early, late), std::max(early, late)};
+    }
+    const qint64 only = lateFits ? late : early;
+    return {only, only};
+}
+} // namespace
+
+qint64 elapsed_seconds(qint64 startJulianDay, int startSecond, qint64 endJulianDay, int endSecond)
+{
+    const qint64 startWall = (startJulianDay - kUnixEpochJulianDay) * 86400 + startSecond;
+    const qint64 endWall = (endJulianDay - kUnixEpochJulianDay) * 86400 + endSecond;
+    const QList<qint64>& changes = zoneChanges();
+    // Without a change of offset near the stretch, the wall clock difference is the real one.
+    const auto near = std::lower_bound(changes.cbegin(), changes.cend(), std::min(startWall, endWall) - kMaxOffset);
+    if (near == changes.cend() || *near > std::max(startWall, endWall) + kMaxOffset) {
+        return std::max<qint64>(0, endWall - startWall);
+    }
+    const QPair<qint64, qint64> start = readingsOfLocal(startWall);
+    const QPair<qint64, qint64> end = readingsOfLocal(endWall);
+    // Both ends in the hour that is passed twice: a stretch whose end reads before its start went
+    // over the change (its start in the first pass, its end in the second); otherwise both ends lie
+    // in the same pass. Any other reading that is passed twice counts as the later one.
+    const bool bothTwice = start.first != start.second && end.first != end.second;
+    const qint64 from = bothTwice && endWall < startWall ? start.first : start.second;
+    return std::max<qint64>(0, end.second - from);
+}
+
+qint64 elapsed_seconds(const QDateTime& start, const QDateTime& end)
+{
+    if (!start.isValid() || !end.isValid()) {
+        return 0;
+    }
+    return elapsed_seconds(start.date().toJulianDay(), start.time().msecsSinceStartOfDay() / 1000,
+                           end.date().toJulianDay(), end.time().msecsSinceStartOfDay() / 1000);
 }
 
 } // namespace util

@@ -16,6 +16,12 @@ inline constexpr const char* kSqlDateFormat = "yyyy-MM-dd";
 // Reads "yyyy-MM-dd hh:mm:ss" back. An empty text gives a null value; malformed parts convert to 0
 // and give an invalid date or time rather than an error, so one bad row never stops a whole day.
 QDateTime sql_to_datetime(const QString& text);
+// Real seconds elapsed between two stored local wall-clock times (day number and second of the
+// day), read in the system time zone: across a daylight-saving change this is not the difference
+// of the two texts. A reading the clock passed twice counts as the later one; a reading in the
+// hour skipped in spring counts with the offset from before the change. Never negative.
+qint64 elapsed_seconds(qint64 startJulianDay, int startSecond, qint64 endJulianDay, int endSecond);
+qint64 elapsed_seconds(const QDateTime& start, const QDateTime& end);
 QDate sql_to_date(const QString& text);
 
 QString datetime_to_sql(const QDateTime& dateTime);

@@ -101,11 +101,7 @@ QHash<int, QPair<QString, QString>> DayQueries::applications()
 
 int DayQueries::seconds(const QDateTime& start, const QDateTime& end)
 {
-    if (!start.isValid() || !end.isValid()) {
-        return 0;
-    }
-    return static_cast<int>((end.date().toJulianDay() - start.date().toJulianDay()) * 86400 +
-                            (end.time().msecsSinceStartOfDay() - start.time().msecsSinceStartOfDay()) / 1000);
+    return static_cast<int>(util::elapsed_seconds(start, end));
 }
 
 void DayRow::setTimes(const QDateTime& start, const QDateTime& end)
@@ -121,7 +117,7 @@ void DayRow::setTimes(const QString& start, const QString& end)
     int startSecond = 0, endSecond = 0, endHour = 0;
     if (parseStored(start, &startDay, &startSecond, &hour) && parseStored(end, &endDay, &endSecond, &endHour)) {
         day = QDate::fromJulianDay(startDay);
-        seconds = static_cast<int>((endDay - startDay) * 86400 + endSecond - startSecond);
+        seconds = static_cast<int>(util::elapsed_seconds(startDay, startSecond, endDay, endSecond));
         return;
     }
     // Anything odd goes the slow, forgiving way.

@@ -19,8 +19,8 @@ struct DayRow
     QString appPath;
     QString appName;
     QString title;
-    // Start day and hour, and the seconds from start to end counted on the wall clock, as the
-    // database's own sums (strftime differences) count them.
+    // Start day and hour, and the real seconds from start to end (a daylight-saving change between
+    // them counts as it happened).
     QDate day;
     int hour = 0;
     int seconds = 0;

@@ -2,6 +2,7 @@
 
 #include "app/Prompter.h"
 #include "app/Registry.h"
+#include "views/TreeItem.h"
 #include "views/TreeModel.h"
 
 #include <QAction>
@@ -9,19 +10,34 @@
 #include <QHeaderView>
 #include <QMenu>
 #include <QMessageBox>
+#include <QScopedValueRollback>
+#include <QStyle>
 
 #include <algorithm>
+#include <functional>
 
 DayTreeView::DayTreeView(const QString& layoutPrefix, QWidget* parent) : QTreeView(parent), layoutPrefix(layoutPrefix)
 {
+    // Unsorted until the user clicks a header: the day first shows in the order it was recorded.
+    header()->setSortIndicator(-1, Qt::AscendingOrder);
+    setSortingEnabled(true);
 }
 
 void DayTreeView::setModel(QAbstractItemModel* model)
 {
     QTreeView::setModel(model);
     if (auto* tree = qobject_cast<TreeModel*>(model)) {
-        connect(tree, &TreeModel::sortStarting, this, &DayTreeView::saveExpandedNodes);
-        connect(tree, &TreeModel::sortDone, this, &DayTreeView::restoreExpandedNodes);
+        connect(tree, &TreeModel::sortStarting, this, &DayTreeView::onSortStarting);
+        connect(tree, &TreeModel::sortDone, this, &DayTreeView::onSortDone);
+        connect(tree, &TreeModel::modelReset, this, &DayTreeView::resortAfterReset);
+        connect(tree, &TreeModel::modelReset, this, &DayTreeView::fitTimeColumn);
+        connect(tree, &TreeModel::rowsInserted, this, &DayTreeView::growTimeColumn);
+        connect(tree, &TreeModel::dataChanged, this,
+                [this](const QModelIndex& topLeft, const QModelIndex& bottomRight) {
+                    if (topLeft.column() <= 1 && bottomRight.column() >= 1) {
+                        growTimeColumn(topLeft.parent(), topLeft.row(), bottomRight.row());
+                    }
+                });
         connect(tree, &TreeModel::expandAll, this, &DayTreeView::expandAll);
         connect(tree, &TreeModel::collapseAll, this, &DayTreeView::collapseAll);
         connect(tree, &TreeModel::expandToDepth, this, &DayTreeView::expandToDepth);
@@ -101,7 +117,7 @@ void DayTreeView::removeSelection(const QModelIndexList& list)
 bool DayTreeView::confirm(const QString& title, const QString& text)
 {
     if (prompter) {
-        return prompter->ask(title, text);
+        return prompter->askDefaultYes(title, text);
     }
     return QMessageBox::question(this, title, text, QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes) ==
            QMessageBox::Yes;
@@ -114,7 +130,97 @@ void DayTreeView::adjustColumnWidth()
     header()->restoreState(Registry::instance()->value(layoutPrefix + QStringLiteral("ListState")).toByteArray());
     header()->restoreGeometry(Registry::instance()->value(layoutPrefix + QStringLiteral("ListGeometry")).toByteArray());
     // Titles get whatever width the time and bar columns leave, also with an older saved layout.
+    header()->setStretchLastSection(false);
     header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    header()->setSectionResizeMode(1, QHeaderView::Fixed);
+    // The fourth column never holds anything; its width goes to the titles.
+    setColumnHidden(3, true);
+    // A saved layout may carry a sort the tree does not have yet.
+    resortAfterReset();
+    fitTimeColumn();
+}
+
+int DayTreeView::timeTextWidth(const QString& text) const
+{
+    // The delegate draws the text inside the focus frame's margins on both sides.
+    const int margin = style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1;
+    return fontMetrics().horizontalAdvance(text) + 2 * margin + 4;
+}
+
+void DayTreeView::fitTimeColumn()
+{
+    TreeModel* tree = treeModel();
+    if (!tree) {
+        return;
+    }
+    // Time texts differ only in their digits, so the longest ones are the only candidates for the
+    // widest; measuring just those keeps a day of thousands of rows cheap.
+    QStringList longest;
+    qsizetype longestLength = 0;
+    std::function<void(const TreeItem*)> walk = [&](const TreeItem* item) {
+        for (int i = 0; i < item->childCount(); ++i) {
+            const TreeItem* child = item->child(i);
+            const QString text = child->data(1).toString();
+            if (text.size() > longestLength) {
+                longestLength = text.size();
+                longest = {text};
+            } else if (text.size() == longestLength && longest.size() < 64 && !longest.contains(text)) {
+                longest << text;
+            }
+            walk(child);
+        }
+    };
+    walk(tree->root());
+    int width = header()->sectionSizeHint(1);
+    for (const QString& text : longest) {
+        width = std::max(width, timeTextWidth(text));
+    }
+    if (width != columnWidth(1)) {
+        setColumnWidth(1, width);
+    }
+}
+
+void DayTreeView::growTimeColumn(const QModelIndex& parent, int first, int last)
+{
+    TreeModel* tree = treeModel();
+    if (!tree) {
+        return;
+    }
+    int width = columnWidth(1);
+    for (int row = first; row <= last; ++row) {
+        width = std::max(width, timeTextWidth(tree->data(tree->index(row, 1, parent), Qt::DisplayRole).toString()));
+    }
+    if (width != columnWidth(1)) {
+        setColumnWidth(1, width);
+    }
+}
+
+void DayTreeView::resortAfterReset()
+{
+    const int column = header()->sortIndicatorSection();
+    if (!model() || !isSortingEnabled() || column < 0) {
+        return;
+    }
+    const ExpandedNodes::List open = getExpandedNodesList(QModelIndex(), QString());
+    {
+        const QScopedValueRollback<bool> quiet(quietSort, true);
+        model()->sort(column, header()->sortIndicatorOrder());
+    }
+    expandNodesInList(open, QModelIndex(), QString());
+}
+
+void DayTreeView::onSortStarting()
+{
+    if (!quietSort) {
+        saveExpandedNodes();
+    }
+}
+
+void DayTreeView::onSortDone()
+{
+    if (!quietSort) {
+        restoreExpandedNodes();
+    }
 }
 
 ExpandedNodes::List DayTreeView::getExpandedNodesList(const QModelIndex& parent, const QString& path) const
@@ -141,17 +247,35 @@ void DayTreeView::restoreExpandedNodes()
 
 void DayTreeView::contextMenuEvent(QContextMenuEvent* event)
 {
+    QModelIndex index;
+    QPoint position = event->globalPos();
+    if (event->reason() == QContextMenuEvent::Keyboard) {
+        index = currentIndex();
+        position = viewport()->mapToGlobal(visualRect(index).center());
+    } else {
+        // The menu acts on the row under the pointer, never on a row made current earlier; on
+        // empty space there is no row and only the expand and collapse entries are offered.
+        index = indexAt(viewport()->mapFromGlobal(event->globalPos()));
+        if (index.isValid() && selectionModel()) {
+            const bool selected = selectionModel()->isRowSelected(index.row(), index.parent());
+            // A click on a row inside the selection keeps the selection; elsewhere it starts a new one.
+            selectionModel()->setCurrentIndex(index, selected ? QItemSelectionModel::NoUpdate
+                                                              : QItemSelectionModel::ClearAndSelect |
+                                                                    QItemSelectionModel::Rows);
+        }
+    }
     QMenu menu(this);
-    for (QAction* act : menuActions(currentIndex().siblingAtColumn(0))) {
+    for (QAction* act : menuActions(index.siblingAtColumn(0))) {
         if (act) {
             menu.addAction(act);
         } else {
             menu.addSeparator();
         }
     }
-    QPoint position = event->globalPos();
-    if (event->reason() == QContextMenuEvent::Keyboard) {
-        position = viewport()->mapToGlobal(visualRect(currentIndex()).center());
-    }
-    menu.exec(position);
+    execMenu(&menu, position);
+}
+
+void DayTreeView::execMenu(QMenu* menu, const QPoint& position)
+{
+    menu->exec(position);
 }

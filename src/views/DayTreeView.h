@@ -6,6 +6,7 @@
 
 class Prompter;
 class QAction;
+class QMenu;
 class TreeModel;
 
 // What the two day trees share: a TreeModel whose expand requests they follow, the open nodes kept
@@ -31,6 +32,8 @@ public:
     // Removes the rows (bottom-up order) and their time from every ancestor; emptied ancestors go too.
     void removeSelection(const QModelIndexList& list);
     void adjustColumnWidth();
+    // Makes the time column as wide as its widest text (the title column takes the rest).
+    void fitTimeColumn();
     ExpandedNodes::List getExpandedNodesList(const QModelIndex& parent, const QString& path) const;
     void expandNodesInList(const ExpandedNodes::List& list, const QModelIndex& parent, const QString& path);
 
@@ -40,6 +43,8 @@ public slots:
 
 protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
+    // Shows the menu; tests read the menu instead of running it.
+    virtual void execMenu(QMenu* menu, const QPoint& position);
     // The selection widened to the entries of selected applications: entry rows only, bottom-up,
     // with their ids, their seconds and how many there are.
     struct EntrySelection
@@ -57,6 +62,15 @@ protected:
     Prompter* prompter = nullptr;
 
 private:
+    // A rebuilt day comes back in the order of the database; the user's sort is put back on it
+    // without touching the open nodes the caller is about to restore.
+    void resortAfterReset();
+    void onSortStarting();
+    void onSortDone();
+    int timeTextWidth(const QString& text) const;
+    void growTimeColumn(const QModelIndex& parent, int first, int last);
+
     QString layoutPrefix;
     ExpandedNodes::List expandedNodes;
+    bool quietSort = false;
 };

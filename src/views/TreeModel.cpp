@@ -202,6 +202,10 @@ QVariant TreeModel::headerData(int section, Qt::Orientation orientation, int rol
     if (orientation == Qt::Horizontal && role == Qt::DisplayRole) {
         return rootItem->data(section);
     }
+    // The first click on the time header puts the most time first; names start from A.
+    if (orientation == Qt::Horizontal && role == Qt::InitialSortOrderRole && section == 1) {
+        return int(Qt::DescendingOrder);
+    }
     return QVariant();
 }
 
@@ -274,6 +278,10 @@ void TreeModel::forgetCountedEntries(TreeItem* item)
 
 void TreeModel::sort(int column, Qt::SortOrder order)
 {
+    // A view without a sort column asks for "no sort": the rows keep the order they were built in.
+    if (column < 0) {
+        return;
+    }
     emit sortStarting();
     emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
     const QModelIndexList before = persistentIndexList();

@@ -307,6 +307,8 @@ private slots:
         prompter.answers.enqueue(true);
         click(&dialog, "btnRemove");
         QCOMPARE(prompter.calls.size(), 2);
+        QCOMPARE(prompter.calls.first().title, QStringLiteral("Confirm remove"));
+        QVERIFY(prompter.calls.first().defaultYes);
         QCOMPARE(child<QListWidget>(&dialog, "rules")->count(), 0);
         QVERIFY(!child<QPushButton>(&dialog, "btnApplyRules")->isEnabled());
     }

@@ -6,6 +6,12 @@ bool FakePrompter::ask(const QString& title, const QString& text)
     return answers.isEmpty() ? false : answers.dequeue();
 }
 
+bool FakePrompter::askDefaultYes(const QString& title, const QString& text)
+{
+    calls.append({QStringLiteral("ask"), title, text, true});
+    return answers.isEmpty() ? false : answers.dequeue();
+}
+
 void FakePrompter::inform(const QString& title, const QString& text)
 {
     calls.append({QStringLiteral("inform"), title, text});

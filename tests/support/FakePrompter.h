@@ -16,9 +16,12 @@ public:
         QString kind; // "ask", "inform", "warn", "critical" or "choose"
         QString title;
         QString text;
+        // For questions: whether Yes was the default answer.
+        bool defaultYes = false;
     };
 
     bool ask(const QString& title, const QString& text) override;
+    bool askDefaultYes(const QString& title, const QString& text) override;
     void inform(const QString& title, const QString& text) override;
     void warn(const QString& title, const QString& text) override;
     void critical(const QString& title, const QString& text) override;

@@ -1,5 +1,6 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
+#include "ManualClock.h"
 #include "app/DayViews.h"
 #include "app/MainWindowForm.h"
 #include "store/util.h"
@@ -10,6 +11,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QMainWindow>
 #include <QPushButton>
@@ -32,6 +34,10 @@ private slots:
     void hideUnderAndGroupByHour();
     void filtersKeptInStep();
     void anotherDayRebuildsAndMovesTheHeader();
+    void todayFollowsMidnight();
+    void timeColumnFitsItsLongestText();
+    void excludeBuildsOnceKeepingCollapsedNodes();
+    void unlinkKeepsTheLinkedOpenNodes();
 
 private:
     QStringList topLevelNames(const TreeModel* model) const;
@@ -180,6 +186,92 @@ void TestDayViews::anotherDayRebuildsAndMovesTheHeader()
     QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()), QString("Editor=60[other day=60#6]"));
     QCOMPARE(views->linkedModel()->root()->childCount(), 0);
     QCOMPARE(ui.labelTotalLinkedTime->text(), util::format_time(0));
+}
+
+void TestDayViews::todayFollowsMidnight()
+{
+    ManualClock clock(QDateTime(day, QTime(23, 59, 50)));
+    views->setClock(&clock);
+    ui.calendar->setSelectedDate(day);
+    QCOMPARE(ui.calendar->getCurrentDate(), day);
+    QVERIFY(ui.btToday->isHidden());
+    QVERIFY(views->dayCheckTimer()->isActive());
+
+    views->checkDayChange(); // nothing to do before midnight
+    QCOMPARE(ui.calendar->getCurrentDate(), day);
+    clock.advance(20);
+    views->checkDayChange();
+    QCOMPARE(ui.calendar->getCurrentDate(), day.addDays(1));
+    QCOMPARE(ui.calendar->selectedDate(), day); // the user's day stays on screen
+    QVERIFY(!ui.btToday->isHidden());
+    ui.btToday->click();
+    QCOMPARE(ui.calendar->selectedDate(), day.addDays(1));
+    QVERIFY(ui.btToday->isHidden());
+}
+
+void TestDayViews::timeColumnFitsItsLongestText()
+{
+    const int editor = DayFixture::addApp("/usr/bin/long", "Long");
+    DayFixture::addEntry(editor, "a whole day and more", "2026-11-16 00:00:00", "2026-11-17 01:00:00");
+    window->resize(1100, 700);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    views->refreshUnlinked();
+    QCOMPARE(views->unlinkedModel()->getTotalTime(), 90000 + 400);
+    for (TimeTree* view : {ui.appList}) {
+        const QFontMetrics metrics(view->font());
+        const QAbstractItemModel* model = view->model();
+        // The day's longest text (more than 25 hours) fits whole, with no elision.
+        const QModelIndex longNode =
+            model->match(model->index(0, 0), Qt::DisplayRole, QStringLiteral("Long"), 1, Qt::MatchExactly).value(0);
+        const QString longest = longNode.siblingAtColumn(1).data().toString();
+        QCOMPARE(longest, util::format_time(90000));
+        QVERIFY(view->columnWidth(1) > metrics.horizontalAdvance(longest));
+        QVERIFY(view->columnWidth(1) < 3 * metrics.horizontalAdvance(longest));
+        // The title column takes all the rest.
+        int used = 0;
+        for (int column = 0; column < view->header()->count(); ++column) {
+            used += view->header()->isSectionHidden(column) ? 0 : view->columnWidth(column);
+        }
+        QCOMPARE(used, view->viewport()->width());
+    }
+    // Back to short times, the column shrinks again.
+    ui.calendar->setSelectedDate(day.addDays(1));
+    QVERIFY(ui.appList->columnWidth(1) < QFontMetrics(ui.appList->font()).horizontalAdvance(util::format_time(90000)));
+}
+
+void TestDayViews::excludeBuildsOnceKeepingCollapsedNodes()
+{
+    auto appNode = [this](const QString& name) {
+        QAbstractItemModel* model = ui.appList->model();
+        return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
+    };
+    const int third = DayFixture::addApp("/usr/bin/third", "Third");
+    DayFixture::addEntry(third, "third", "2026-11-16 15:00:00", "2026-11-16 15:00:30");
+    views->refreshUnlinked();
+    ui.appList->collapse(appNode("Editor"));
+    QSignalSpy builds(views->unlinkedModel(), &TreeModel::modelReset);
+    QSignalSpy marks(views, &DayViews::calendarMarksStale);
+    ui.appList->selectionModel()->select(appNode("Browser"), QItemSelectionModel::ClearAndSelect);
+    ui.appList->action("actionExclude")->trigger();
+    QCOMPARE(builds.count(), 1);
+    QCOMPARE(marks.count(), 1);
+    QVERIFY(!appNode("Browser").isValid());
+    QVERIFY(!ui.appList->isExpanded(appNode("Editor")));
+    QVERIFY(ui.appList->isExpanded(appNode("Third")));
+}
+
+void TestDayViews::unlinkKeepsTheLinkedOpenNodes()
+{
+    QAbstractItemModel* model = ui.linkedEntries->model();
+    const QModelIndex project = model->index(0, 0);
+    const QModelIndex list = model->index(0, 0, project);
+    const QModelIndex task = model->index(0, 0, list);
+    QVERIFY(ui.linkedEntries->isExpanded(task));
+    ui.linkedEntries->collapse(list);
+    views->refreshAfterUnlink();
+    QVERIFY(ui.linkedEntries->isExpanded(model->index(0, 0)));
+    QVERIFY(!ui.linkedEntries->isExpanded(model->index(0, 0, model->index(0, 0))));
 }
 
 QTEST_MAIN(TestDayViews)

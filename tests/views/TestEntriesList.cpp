@@ -97,6 +97,7 @@ void TestEntriesList::unlinkingAnApplicationTakesItsEntries()
     view->onMenuUnlink();
     QCOMPARE(prompter.calls.size(), 1);
     QCOMPARE(prompter.calls.first().title, QStringLiteral("Confirm unlink"));
+    QVERIFY(prompter.calls.first().defaultYes);
     QCOMPARE(prompter.calls.first().text, EntriesList::unlinkQuestion(1, 90));
     if (yes) {
         QCOMPARE(unlink.count(), 1);

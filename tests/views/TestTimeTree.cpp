@@ -6,6 +6,9 @@
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
+#include <QContextMenuEvent>
+#include <QHeaderView>
+#include <QMenu>
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTest>
@@ -23,11 +26,21 @@ QStringList names(const QList<QAction*>& actions)
 {
     QStringList list;
     for (QAction* act : actions) {
-        list << (act ? act->objectName().mid(6) : QStringLiteral("-"));
+        list << (act && !act->isSeparator() ? act->objectName().mid(6) : QStringLiteral("-"));
     }
     return list;
 }
 } // namespace
+
+// Reads the context menu instead of running it.
+class MenuReadingTree : public TimeTree
+{
+public:
+    QStringList shown;
+
+protected:
+    void execMenu(QMenu* menu, const QPoint&) override { shown = names(menu->actions()); }
+};
 
 // The unlinked view on a real database: its menus, deleting, linking, excluding and open nodes.
 class TestTimeTree : public QObject
@@ -47,12 +60,17 @@ private slots:
     void excludingHidesTheApplication();
     void expandedNodesSurviveSortAndRebuild();
     void copyTitleAndRuleSignals();
+    void menuActsOnTheRowUnderThePointer_data();
+    void menuActsOnTheRowUnderThePointer();
+    void headerClicksSortKeepingOpenNodes();
+    void excludeKeepsCollapsedNodes();
 
 private:
     void select(const QModelIndexList& indexes);
+    QStringList childNames(const QModelIndex& parent) const;
     DayFixture fixture;
     std::unique_ptr<TreeModel> model;
-    std::unique_ptr<TimeTree> view;
+    std::unique_ptr<MenuReadingTree> view;
     FakePrompter prompter;
     int editor = 0;
     int shell = 0;
@@ -71,7 +89,7 @@ void TestTimeTree::init()
     DayFixture::addEntry(shell, "make", "2026-11-15 10:00:00", "2026-11-15 10:00:30");
     DayFixture::addEntry(away, "Lunch", "2026-11-15 12:00:00", "2026-11-15 12:30:00");
     model = std::make_unique<TreeModel>(false);
-    view = std::make_unique<TimeTree>();
+    view = std::make_unique<MenuReadingTree>();
     view->setModel(model.get());
     view->setPrompter(&prompter);
     model->initTree(kDay, 0);
@@ -145,6 +163,7 @@ void TestTimeTree::deletingAnApplicationRemovesItsEntries()
     view->onMenuDelete();
     QCOMPARE(prompter.calls.size(), 1);
     QCOMPARE(prompter.calls.first().title, QStringLiteral("Confirm delete"));
+    QVERIFY(prompter.calls.first().defaultYes);
     QVERIFY(prompter.calls.first().text.startsWith("Are you sure you want to delete these 2 entries?\n\n"
                                                    "Cumulated time: 3 m 13 s\n\nEntries are from this application:\n"
                                                    "    Editor"));
@@ -320,6 +339,108 @@ void TestTimeTree::copyTitleAndRuleSignals()
     view->onEditAwayEntry();
     QCOMPARE(model->data(lunch, Qt::DisplayRole).toString(), QStringLiteral("5 it's a meeting"));
     QCOMPARE(model->getEntriesWithTitle(kDay, "5 it's a meeting", away, false), QStringList{"5"});
+}
+
+QStringList TestTimeTree::childNames(const QModelIndex& parent) const
+{
+    QStringList list;
+    for (int row = 0; row < model->rowCount(parent); ++row) {
+        list << model->data(model->index(row, 0, parent), Qt::DisplayRole).toString();
+    }
+    return list;
+}
+
+void TestTimeTree::menuActsOnTheRowUnderThePointer_data()
+{
+    QTest::addColumn<QString>("row"); // title or application under the pointer; empty for blank space
+    QTest::addColumn<QStringList>("menu");
+    QTest::addColumn<QString>("ruleTitle"); // what "Create Rule from Entry" then acts on
+    const QStringList entryMenu{"Link",    "Delete",    "-", "RuleFromEntry", "-",
+                                "Details", "CopyTitle", "-", "ExpandAll",     "CollapseAll"};
+    QTest::newRow("empty space") << QString() << QStringList{"ExpandAll", "CollapseAll"} << QString();
+    QTest::newRow("another entry") << "plan" << entryMenu << "plan";
+    QTest::newRow("the current entry") << "make" << entryMenu << "make";
+}
+
+void TestTimeTree::menuActsOnTheRowUnderThePointer()
+{
+    QFETCH(QString, row);
+    QFETCH(QStringList, menu);
+    QFETCH(QString, ruleTitle);
+    view->resize(500, 600);
+    view->show();
+    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+    const QModelIndex make = model->index(0, 0, model->findItemIndex("app", "app_path", "/s"));
+    select({make});
+    QPoint where(20, view->viewport()->height() - 5);
+    if (!row.isEmpty()) {
+        const QModelIndex target = model->findItemIndex("entry", "title", row);
+        QVERIFY(target.isValid());
+        where = view->visualRect(target).center();
+    }
+    QContextMenuEvent event(QContextMenuEvent::Mouse, where, view->viewport()->mapToGlobal(where));
+    QApplication::sendEvent(view->viewport(), &event);
+    QCOMPARE(view->shown, menu);
+    if (ruleTitle.isEmpty()) {
+        // Nothing under the pointer: the earlier row stays as it was and the menu offers nothing for it.
+        QCOMPARE(view->currentIndex(), make);
+    } else {
+        QSignalSpy fromEntry(view.get(), &TimeTree::signalCreateRuleFromEntry);
+        view->action("actionRuleFromEntry")->trigger();
+        QCOMPARE(fromEntry.size(), 1);
+        QCOMPARE(fromEntry.first().at(1).toString(), ruleTitle);
+        QCOMPARE(view->selectionModel()->selectedRows(), QModelIndexList{view->currentIndex()});
+    }
+}
+
+void TestTimeTree::headerClicksSortKeepingOpenNodes()
+{
+    const int tool = DayFixture::addApp("/z", "zeta tool");
+    DayFixture::addEntry(tool, "alpha", "2026-11-15 13:00:00", "2026-11-15 13:00:05");
+    DayFixture::addEntry(tool, "Beta", "2026-11-15 13:01:00", "2026-11-15 13:01:05");
+    DayFixture::addEntry(tool, "gamma", "2026-11-15 13:02:00", "2026-11-15 13:02:05");
+    model->refreshTree();
+    view->resize(500, 600);
+    view->show();
+    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+    view->collapseAll();
+    view->expand(model->findItemIndex("app", "app_path", "/z"));
+    const auto clickHeader = [this](int section) {
+        QHeaderView* header = view->header();
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                          QPoint(header->sectionViewportPosition(section) + 5, header->height() / 2));
+    };
+    const auto zeta = [this] { return model->findItemIndex("app", "app_path", "/z"); };
+
+    clickHeader(0); // names, ignoring case
+    QCOMPARE(childNames(QModelIndex()), (QStringList{"Away Time", "Editor", "Shell", "zeta tool"}));
+    QCOMPARE(childNames(zeta()), (QStringList{"alpha", "Beta", "gamma"}));
+    clickHeader(0);
+    QCOMPARE(childNames(zeta()), (QStringList{"gamma", "Beta", "alpha"}));
+    clickHeader(1); // time, most first; equal times keep their order
+    QCOMPARE(childNames(QModelIndex()), (QStringList{"Away Time", "Editor", "Shell", "zeta tool"}));
+    QCOMPARE(childNames(zeta()), (QStringList{"gamma", "Beta", "alpha"}));
+    QCOMPARE(childNames(model->findItemIndex("app", "app_path", "/e")), (QStringList{"notes", "plan"}));
+    clickHeader(1);
+    QCOMPARE(childNames(QModelIndex()), (QStringList{"zeta tool", "Shell", "Editor", "Away Time"}));
+    QVERIFY(view->isExpanded(zeta()));
+    QVERIFY(!view->isExpanded(model->findItemIndex("app", "app_path", "/e")));
+
+    // A rebuilt day keeps the chosen order.
+    model->refreshTree();
+    QCOMPARE(childNames(QModelIndex()), (QStringList{"zeta tool", "Shell", "Editor", "Away Time"}));
+}
+
+void TestTimeTree::excludeKeepsCollapsedNodes()
+{
+    view->collapseAll();
+    view->expand(model->findItemIndex("app", "app_path", "/e"));
+    QSignalSpy resets(model.get(), &TreeModel::modelReset);
+    select({model->findItemIndex("app", "app_path", "/s")});
+    view->onMenuExclude();
+    QCOMPARE(resets.size(), 1);
+    QVERIFY(view->isExpanded(model->findItemIndex("app", "app_path", "/e")));
+    QVERIFY(!view->isExpanded(model->findItemIndex("app", "app_path", "verrin://idle")));
 }
 
 QTEST_MAIN(TestTimeTree)

@@ -1,3 +1,5 @@
+#include "ModalDialogHelper.h"
+#include "app/MessageBoxPrompter.h"
 #include "views/CalendarWidget.h"
 #include "views/ClickableLabel.h"
 #include "views/LineEdit.h"
@@ -5,7 +7,9 @@
 #include "views/TreeModel.h"
 
 #include <QImage>
+#include <QMessageBox>
 #include <QPainter>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
 #include <QToolButton>
@@ -23,6 +27,8 @@ private slots:
     void lineEditClearButton();
     void clickableLabel();
     void calendarMarks();
+    void questionDefaults_data();
+    void questionDefaults();
 };
 
 void TestViewWidgets::barLength_data()
@@ -120,6 +126,32 @@ void TestViewWidgets::calendarMarks()
     calendar.markDays({QDate(2026, 11, 3)});
     QVERIFY(!calendar.isMarked(QDate(2026, 11, 2)));
     QVERIFY(calendar.isMarked(QDate(2026, 11, 3)));
+}
+
+void TestViewWidgets::questionDefaults_data()
+{
+    QTest::addColumn<bool>("confirming");
+    QTest::newRow("plain question: No") << false;
+    QTest::newRow("confirming a chosen action: Yes") << true;
+}
+
+void TestViewWidgets::questionDefaults()
+{
+    QFETCH(bool, confirming);
+    MessageBoxPrompter prompter(nullptr);
+    bool defaultIsYes = !confirming;
+    // Enter on the real box answers with its default button.
+    onNextModal([&](QWidget* widget) {
+        auto* box = qobject_cast<QMessageBox*>(widget);
+        QVERIFY(box);
+        defaultIsYes = box->defaultButton() == box->button(QMessageBox::Yes);
+        QTest::keyClick(box, Qt::Key_Return);
+    });
+    const bool answer = confirming ? prompter.askDefaultYes(QStringLiteral("Confirm delete"), QStringLiteral("Sure?"))
+                                   : prompter.ask(QStringLiteral("Question"), QStringLiteral("Sure?"));
+    cancelModalHandlers();
+    QCOMPARE(defaultIsYes, confirming);
+    QCOMPARE(answer, confirming);
 }
 
 QTEST_MAIN(TestViewWidgets)
