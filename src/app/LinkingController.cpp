@@ -240,10 +240,11 @@ void LinkingController::checkLinks()
         if (line.verdict == LinkCheck::Verdict::Pending) {
             pending = true;
         } else if (line.verdict == LinkCheck::Verdict::Missing &&
-                   prompter->ask(QStringLiteral("Confirm unlink"),
-                                 QStringLiteral("The service no longer has entry %1. Unlink its %2 entries here?")
-                                     .arg(line.extEntryId)
-                                     .arg(line.entryIds.size())) &&
+                   prompter->askDefaultYes(
+                       QStringLiteral("Confirm unlink"),
+                       QStringLiteral("The service no longer has entry %1. Unlink its %2 entries here?")
+                           .arg(line.extEntryId)
+                           .arg(line.entryIds.size())) &&
                    !EntryLinker::unlinkGoneEntry(line.extEntryId, line.entryIds, &error)) {
             prompter->warn(QStringLiteral("Database error"), error);
         } else if ((line.verdict == LinkCheck::Verdict::Longer || line.verdict == LinkCheck::Verdict::Shorter) &&

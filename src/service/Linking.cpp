@@ -48,11 +48,12 @@ EntryLinker::UnlinkResult Linking::unlink(const QStringList& entryIds)
             rows += int(it.value().size());
         }
         const bool unlinkHere =
-            prompter && prompter->ask(QStringLiteral("Confirm unlink"),
-                                      QStringLiteral("The service no longer has time entry %1 (deleted on the web?). "
-                                                     "Unlink its %2 entries here? Nothing is changed on the service.")
-                                          .arg(ids.join(QStringLiteral(", ")))
-                                          .arg(rows));
+            prompter &&
+            prompter->askDefaultYes(QStringLiteral("Confirm unlink"),
+                                    QStringLiteral("The service no longer has time entry %1 (deleted on the web?). "
+                                                   "Unlink its %2 entries here? Nothing is changed on the service.")
+                                        .arg(ids.join(QStringLiteral(", ")))
+                                        .arg(rows));
         for (auto it = result.goneEntries.cbegin(); it != result.goneEntries.cend(); ++it) {
             QString error;
             if (!unlinkHere) {
