@@ -52,9 +52,9 @@ private slots:
         QCOMPARE(window.firstDay(), QDate(2026, 11, 16));
         QCOMPARE(window.lastDay(), QDate(2026, 11, 22));
         // The hour past midnight counts on the Sunday it started.
-        QCOMPARE(tableRows(window), (QStringList{"Editor|2 h 0 m 0 s|1 h 0 m 0 s|1 h 0 m 0 s|50 %",
-                                                  "Mail|30 m 0 s|0 s|30 m 0 s|0 %",
-                                                  "Total|2 h 30 m 0 s|1 h 0 m 0 s|1 h 30 m 0 s|40 %"}));
+        QCOMPARE(tableRows(window),
+                 (QStringList{"Editor|2 h 0 m 0 s|1 h 0 m 0 s|1 h 0 m 0 s|50 %", "Mail|30 m 0 s|0 s|30 m 0 s|0 %",
+                              "Total|2 h 30 m 0 s|1 h 0 m 0 s|1 h 30 m 0 s|40 %"}));
 
         window.findChild<QPushButton*>(QStringLiteral("btnNext"))->click();
         QCOMPARE(window.firstDay(), QDate(2026, 11, 23));
@@ -83,8 +83,8 @@ private slots:
         QFile csv(path);
         QVERIFY(csv.open(QIODevice::ReadOnly));
         QCOMPARE(QString::fromUtf8(csv.readAll()),
-                 RangeReport::render(window.firstDay(), window.lastDay(), RangeReport::By::Task,
-                                     DayReport::Format::Csv, &error));
+                 RangeReport::render(window.firstDay(), window.lastDay(), RangeReport::By::Task, DayReport::Format::Csv,
+                                     &error));
         QVERIFY(!window.exportTo(fixture.folder->path() + QStringLiteral("/missing/folder/x.json"), &error));
         QVERIFY(!error.isEmpty());
     }
