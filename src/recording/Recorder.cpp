@@ -130,6 +130,9 @@ void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
     if (tickNow.offsetFromUtc() != rowStart.offsetFromUtc()) {
         closeAtZoneChange(tickNow);
     }
+    if (tickNow.date() != rowStart.date()) {
+        closeAtMidnight(tickNow);
+    }
     if (app.sameStretchAs(current)) {
         checkpointIfDue(tickNow);
         return;
@@ -282,6 +285,20 @@ void Recorder::closeAtZoneChange(const QDateTime& now)
     const AppStruct app = current;
     finishStretch(change.addSecs(-1));
     open(app, change);
+}
+
+void Recorder::closeAtMidnight(const QDateTime& now)
+{
+    // Days are days: a stretch that goes on past midnight ends there and continues in a new row from
+    // 00:00:00, so every row (and every view, report and summary) lies within one day. Like any
+    // checkpoint, the split is stored at once, so it survives a crash.
+    const QDateTime midnight = now.date().startOfDay();
+    if (!midnight.isValid() || midnight <= rowStart || midnight > now) {
+        return;
+    }
+    const AppStruct app = current;
+    finishStretch(midnight);
+    open(app, midnight);
 }
 
 void Recorder::persist(const QDateTime& end)

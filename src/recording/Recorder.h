@@ -124,6 +124,7 @@ private:
     void persist(const QDateTime& end);
     void reportUnsupported();
     void closeAtZoneChange(const QDateTime& now);
+    void closeAtMidnight(const QDateTime& now);
     void closeAfterClockWentBack();
     // Holds the stretch in progress up to `end` (its row `entryId`, stored up to `rowStoredEnd`, when a
     // checkpoint stored it), ends it and stops recording.

@@ -46,6 +46,8 @@ private slots:
         const QString notes = QStringLiteral("Editor: notes.txt");
         row("an hour in one window is one row", "start, tick 0, ticks 3599, browser, tick",
             {"09:00:00-10:00:00 " + notes});
+        row("an evening past midnight is a row for each day", "start, tick 0, ticks 54010, stop",
+            {"09:00:00-00:00:00 " + notes, "00:00:00-00:00:10 " + notes});
         // What ends a stretch: another title or application; the name alone does not, nor a zoom change
         // while titles are cleaned up.
         row("another title", "start, tick 0, ticks 30, title todo.txt, ticks 5, stop",
