@@ -2,6 +2,7 @@
 // own with a Qt Wayland window in front, and of the sway IPC question asked once per new front
 // window. Run by scripts/bench.sh beside the X11 figures.
 #include "HeadlessSway.h"
+#include "ProbeTiming.h"
 #include "platform/wayland/WlrootsPlatform.h"
 
 #include <QApplication>
@@ -13,41 +14,12 @@
 #include <ctime>
 
 namespace {
+using probetiming::Timing;
 constexpr int rounds = 5;
 constexpr int iterations = 3000;
 constexpr int ipcIterations = 200;
 
-double cpuMicros()
-{
-    timespec ts{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-    return double(ts.tv_sec) * 1e6 + double(ts.tv_nsec) / 1e3;
-}
-
-double wallMicros()
-{
-    timespec ts{};
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return double(ts.tv_sec) * 1e6 + double(ts.tv_nsec) / 1e3;
-}
-
-struct Timing
-{
-    double cpu = 1e300;
-    double wall = 1e300;
-};
-
-template <typename F>
-void measure(int count, F&& f, Timing* timing)
-{
-    const double cpu0 = cpuMicros();
-    const double wall0 = wallMicros();
-    for (int i = 0; i < count; ++i) {
-        f();
-    }
-    timing->cpu = std::min(timing->cpu, (cpuMicros() - cpu0) / count);
-    timing->wall = std::min(timing->wall, (wallMicros() - wall0) / count);
-}
+using probetiming::measure;
 } // namespace
 
 int main(int argc, char** argv)

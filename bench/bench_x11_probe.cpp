@@ -1,5 +1,6 @@
 // CPU cost of one probe of the X11 backend (front window + idle time), next to a bare loop of the same
 // xcb requests, with a real window in front. Run under Xvfb with openbox (scripts/bench.sh does).
+#include "ProbeTiming.h"
 #include "platform/x11/X11Platform.h"
 
 #include <QApplication>
@@ -15,22 +16,9 @@
 #include <ctime>
 
 namespace {
+using probetiming::Timing;
 constexpr int rounds = 5;
 constexpr int iterations = 3000;
-
-double cpuMicros()
-{
-    timespec ts{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-    return double(ts.tv_sec) * 1e6 + double(ts.tv_nsec) / 1e3;
-}
-
-double wallMicros()
-{
-    timespec ts{};
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return double(ts.tv_sec) * 1e6 + double(ts.tv_nsec) / 1e3;
-}
 
 xcb_atom_t intern(xcb_connection_t* conn, const char* name)
 {
@@ -90,22 +78,11 @@ struct BareProbe
     }
 };
 
-struct Timing
-{
-    double cpu = 1e300;  // best CPU microseconds per call over the rounds
-    double wall = 1e300; // best wall-clock microseconds per call
-};
-
+// Every X11 figure is a round of `iterations` calls.
 template <typename F>
 void measure(F&& f, Timing* timing)
 {
-    const double cpu0 = cpuMicros();
-    const double wall0 = wallMicros();
-    for (int i = 0; i < iterations; ++i) {
-        f();
-    }
-    timing->cpu = std::min(timing->cpu, (cpuMicros() - cpu0) / iterations);
-    timing->wall = std::min(timing->wall, (wallMicros() - wall0) / iterations);
+    probetiming::measure(iterations, f, timing);
 }
 } // namespace
 

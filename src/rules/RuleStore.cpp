@@ -153,12 +153,11 @@ bool RuleStore::removeDbRule(int ruleId)
 
 void RuleStore::activateDbRule(int ruleId, bool active)
 {
-    const QString sql = QStringLiteral("UPDATE rules SET active = '") +
-                        (active ? QStringLiteral("1") : QStringLiteral("0")) + QStringLiteral("' WHERE id = ") +
-                        quotedId(ruleId) + QLatin1Char(' ');
-    qDebug() << "sql: " << sql;
     QSqlQuery query;
-    if (!query.exec(sql)) {
+    query.prepare(QStringLiteral("UPDATE rules SET active = :active WHERE id = :rule_id "));
+    query.bindValue(QStringLiteral(":active"), active ? 1 : 0);
+    query.bindValue(QStringLiteral(":rule_id"), ruleId);
+    if (!query.exec()) {
         qDebug() << "error db activate rule: " << query.lastError().databaseText();
     }
 }
@@ -176,7 +175,7 @@ bool RuleStore::moveDbRule(int ruleId, int direction)
     }
 
     QSqlQuery seqQuery;
-    if (!seqQuery.exec(QStringLiteral("SELECT seq FROM rules WHERE id = ") + quotedId(ruleId) + QLatin1Char(' '))) {
+    if (!execForRule(seqQuery, QStringLiteral("SELECT seq FROM rules WHERE id = :rule_id "), ruleId)) {
         qDebug() << "error db seq move rule: " << seqQuery.lastError().databaseText();
         lastErrorText = seqQuery.lastError().text();
         return false;
@@ -212,8 +211,10 @@ bool RuleStore::moveDbRule(int ruleId, int direction)
         return false;
     }
     QSqlQuery moveThis;
-    if (!moveThis.exec(QStringLiteral("UPDATE rules SET seq = '%1' WHERE id = ").arg(newSeq) + quotedId(ruleId) +
-                       QLatin1Char(' '))) {
+    moveThis.prepare(QStringLiteral("UPDATE rules SET seq = :seq WHERE id = :rule_id "));
+    moveThis.bindValue(QStringLiteral(":seq"), newSeq);
+    moveThis.bindValue(QStringLiteral(":rule_id"), ruleId);
+    if (!moveThis.exec()) {
         qDebug() << "err2: " << moveThis.lastError().databaseText();
         lastErrorText = moveThis.lastError().text();
         return false;

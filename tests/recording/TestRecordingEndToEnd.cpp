@@ -1,3 +1,4 @@
+#include "StoredStretches.h"
 #include "TempDataFolder.h"
 #include "X11TestWindow.h"
 #include "store/util.h"
@@ -21,47 +22,10 @@ class TestRecordingEndToEnd : public QObject
     Q_OBJECT
 
 private:
-    struct Row
-    {
-        QDateTime start;
-        QDateTime end;
-    };
-
-    // The stored stretch with this title (an invalid one when there is none), read on a connection of
-    // the test's own while the program may still be writing.
-    static Row find(const QString& databasePath, const QString& title)
-    {
-        Row row;
-        {
-            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("reader"));
-            db.setDatabaseName(databasePath);
-            if (db.open()) {
-                QSqlQuery q(db);
-                q.prepare(
-                    QStringLiteral("SELECT start_time, end_time FROM entries WHERE title = :t ORDER BY start_time"));
-                q.bindValue(QStringLiteral(":t"), title);
-                if (q.exec() && q.next()) {
-                    row = {util::sql_to_datetime(q.value(0).toString()), util::sql_to_datetime(q.value(1).toString())};
-                }
-            }
-        }
-        QSqlDatabase::removeDatabase(QStringLiteral("reader"));
-        return row;
-    }
-
     // Activates a window and waits until the window manager says it is active.
     static bool activate(uint32_t window)
     {
         return runXdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window)});
-    }
-
-    // Lets real time pass while a window is in front: the length of a stretch is what this test is
-    // about, so this is the one place where waiting for the clock is the point.
-    static void letTimePass(int ms)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        QTRY_VERIFY_WITH_TIMEOUT(timer.hasExpired(ms), ms + 5000);
     }
 
 private slots:
@@ -104,19 +68,19 @@ private slots:
         QVERIFY(activate(windowA.id));
         const QString database = data.dataFolder() + QStringLiteral("/verrinplus.sqlite");
 
-        letTimePass(3000);
+        StoredStretches::letTimePass(3000);
         QVERIFY(activate(windowB.id));
         const QDateTime switched = QDateTime::currentDateTime();
-        QTRY_VERIFY_WITH_TIMEOUT(find(database, alpha).end.isValid(), 20000);
-        letTimePass(2000);
+        QTRY_VERIFY_WITH_TIMEOUT(StoredStretches::find(database, alpha).end.isValid(), 20000);
+        StoredStretches::letTimePass(2000);
 
         const QDateTime terminated = QDateTime::currentDateTime();
         ::kill(pid_t(program.processId()), SIGTERM);
         QVERIFY(program.waitForFinished(20000));
         QCOMPARE(program.exitCode(), 0);
 
-        const Row a = find(database, alpha);
-        const Row b = find(database, beta);
+        const StoredStretches::Stretch a = StoredStretches::find(database, alpha);
+        const StoredStretches::Stretch b = StoredStretches::find(database, beta);
         QVERIFY(a.end.isValid());
         QVERIFY2(b.end.isValid(), "the stretch in progress at SIGTERM was lost");
         auto near = [](const QDateTime& recorded, const QDateTime& happened) {

@@ -1,4 +1,5 @@
 #include "HeadlessSway.h"
+#include "StoredStretches.h"
 #include "TempDataFolder.h"
 #include "store/util.h"
 
@@ -19,47 +20,6 @@
 class TestRecordingEndToEndWayland : public QObject
 {
     Q_OBJECT
-
-private:
-    struct Row
-    {
-        QDateTime start;
-        QDateTime end;
-        QString name;
-    };
-
-    // The stored stretch with this title, read on a connection of the test's own while the program
-    // may still be writing.
-    static Row find(const QString& databasePath, const QString& title)
-    {
-        Row row;
-        {
-            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("reader"));
-            db.setDatabaseName(databasePath);
-            if (db.open()) {
-                QSqlQuery q(db);
-                q.prepare(QStringLiteral("SELECT e.start_time, e.end_time, a.name FROM entries e LEFT JOIN "
-                                         "applications a ON a.id = e.application_id WHERE e.title = :t "
-                                         "ORDER BY e.start_time"));
-                q.bindValue(QStringLiteral(":t"), title);
-                if (q.exec() && q.next()) {
-                    row = {util::sql_to_datetime(q.value(0).toString()), util::sql_to_datetime(q.value(1).toString()),
-                           q.value(2).toString()};
-                }
-            }
-        }
-        QSqlDatabase::removeDatabase(QStringLiteral("reader"));
-        return row;
-    }
-
-    // Lets real time pass while a window is in front: the length of a stretch is what this test is
-    // about, so this is the one place where waiting for the clock is the point.
-    static void letTimePass(int ms)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        QTRY_VERIFY_WITH_TIMEOUT(timer.hasExpired(ms), ms + 5000);
-    }
 
 private slots:
     void switchingWindowsThenSigterm()
@@ -101,24 +61,24 @@ private slots:
         QVERIFY(program.waitForStarted(10000));
         const QString database = data.dataFolder() + QStringLiteral("/verrinplus.sqlite");
 
-        letTimePass(3000);
+        StoredStretches::letTimePass(3000);
         QVERIFY(sway.focus(QStringLiteral("verrin-e2e-beta")));
         const QDateTime switched = QDateTime::currentDateTime();
-        QTRY_VERIFY_WITH_TIMEOUT(find(database, alpha).end.isValid(), 20000);
-        letTimePass(2000);
+        QTRY_VERIFY_WITH_TIMEOUT(StoredStretches::find(database, alpha).end.isValid(), 20000);
+        StoredStretches::letTimePass(2000);
 
         const QDateTime terminated = QDateTime::currentDateTime();
         ::kill(pid_t(program.processId()), SIGTERM);
         QVERIFY(program.waitForFinished(20000));
         QCOMPARE(program.exitCode(), 0);
 
-        const Row a = find(database, alpha);
-        const Row b = find(database, beta);
+        const StoredStretches::Stretch a = StoredStretches::find(database, alpha);
+        const StoredStretches::Stretch b = StoredStretches::find(database, beta);
         QVERIFY(a.end.isValid());
         QVERIFY2(b.end.isValid(), "the stretch in progress at SIGTERM was lost");
         // No desktop entry: the application is shown under its app id.
-        QCOMPARE(a.name, QStringLiteral("verrin-e2e-alpha"));
-        QCOMPARE(b.name, QStringLiteral("verrin-e2e-beta"));
+        QCOMPARE(a.application, QStringLiteral("verrin-e2e-alpha"));
+        QCOMPARE(b.application, QStringLiteral("verrin-e2e-beta"));
         auto near = [](const QDateTime& recorded, const QDateTime& happened) {
             // A tick sees a change within a second; one more second for a loaded machine.
             return qAbs(recorded.secsTo(happened)) <= 2;
