@@ -68,7 +68,8 @@ QDockWidget* makeDock(QMainWindow* window, const char* name, Qt::DockWidgetArea 
 }
 } // namespace
 
-MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
+MainWindow::MainWindow(Clock* injectedClock, QWidget* parent)
+    : QMainWindow(parent), clock(injectedClock ? injectedClock : SystemClock::shared())
 {
     ui.setupUi(this);
     setLocale(QLocale::system());
@@ -88,7 +89,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     initSettings();
     initDatabase();
     util::set_icon_platform(platform.get());
-    recorder = new Recorder(platform.get(), SystemClock::shared(), this);
+    recorder = new Recorder(platform.get(), clock, this);
     connect(recorder, &Recorder::statusMessage, this, [this](const QString& text) { statusBar()->showMessage(text); });
     connect(recorder, &Recorder::awayTimeDetected, this, &MainWindow::onAwayTimeDetected);
     connect(recorder, &Recorder::writeFailed, this, &MainWindow::onWriteFailed);
@@ -110,7 +111,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     initDockedWidgets();
     serviceController = new ServiceController({ui.projects, ui.editFilterProjects, ui.actionLogin, ui.actionLogout,
                                                ui.action_RefreshProjects, loginIndicator, ui.statusBar},
-                                              networkManager, prompter.get(), SystemClock::shared(), this);
+                                              networkManager, prompter.get(), clock, this);
     setStyleSheet(QStringLiteral("QMainWindow::separator { background: transparent; }"));
     ui.appList->setFocus();
 
@@ -125,6 +126,8 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     ui.statusBar->addWidget(progressBar);
 
     dayViews = new DayViews(&ui, prompter.get(), this);
+    ui.calendar->setSelectedDate(clock->today());
+    dayViews->setClock(clock);
     dayViews->setHeaderDate(ui.calendar->selectedDate());
     connect(dayViews, &DayViews::calendarMarksStale, this, &MainWindow::initCalendarDaysWithEntries);
     connect(recorder, &Recorder::entryWritten, dayViews->unlinkedModel(), &TreeModel::addTime);

@@ -22,6 +22,7 @@ class QSettings;
 class QLabel;
 class QTimer;
 class Recorder;
+class Clock;
 class ServiceController;
 class SingleInstance;
 class UpdateChecker;
@@ -33,7 +34,8 @@ class MainWindow : public QMainWindow
 {
     Q_OBJECT
 public:
-    explicit MainWindow(QWidget* parent = nullptr);
+    // The clock decides what today is and stamps what is recorded; tests hand in a manual one.
+    explicit MainWindow(Clock* clock = nullptr, QWidget* parent = nullptr);
     ~MainWindow() override;
 
     static QString getAppDir();
@@ -101,6 +103,7 @@ private:
     void hideApplication();
     void applyQuitOnLastWindowClosed();
 
+    Clock* clock;
     MainWindowForm ui;
     QSettings* settings = nullptr;
     std::unique_ptr<Database> database;

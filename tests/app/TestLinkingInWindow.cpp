@@ -158,7 +158,7 @@ void TestLinkingInWindow::linkUnlinkAndApplyRules()
     QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool(), 10000);
     QTRY_VERIFY(ui->projects->topLevelItemCount() > 0);
 
-    const QString today = QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd"));
+    const QString today = window.views()->shownDate().toString(QStringLiteral("yyyy-MM-dd"));
     QSqlQuery query;
     QVERIFY(query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed'), "
                                       "(2, '/usr/bin/web', 'Web')")));

@@ -1,6 +1,8 @@
+#include "ManualClock.h"
 #include "ModalDialogHelper.h"
 #include "TempDataFolder.h"
 #include "app/DataPaths.h"
+#include "app/DayViews.h"
 #include "app/MainWindow.h"
 #include "app/Registry.h"
 #include "recording/Recorder.h"
@@ -270,10 +272,12 @@ private slots:
     void recordedTimeShowsLive()
     {
         writeIni(false);
-        MainWindow window;
+        ManualClock clock(QDateTime(QDate(2026, 3, 9), QTime(0, 2, 0)));
+        MainWindow window(&clock);
         QAbstractItemModel* view = window.form()->appList->model();
         QTRY_COMPARE(view->headerData(0, Qt::Horizontal).toString(), QStringLiteral("Entries not linked with Verrin"));
-        const QDateTime start = QDateTime(QDate::currentDate(), QTime(0, 0, 5));
+        QCOMPARE(window.views()->shownDate(), clock.today());
+        const QDateTime start = QDateTime(clock.today(), QTime(0, 0, 5));
         QSqlQuery query;
         QVERIFY(
             query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')")));

@@ -20,7 +20,8 @@ struct Stretch
     QString application;
 };
 
-// The first stored stretch with this title; invalid times when there is none yet.
+// The first stored stretch with this title; invalid times when there is none yet. Rows that touch
+// are one stretch: the recorder splits a stretch at midnight, and a run may cross it.
 inline Stretch find(const QString& databasePath, const QString& title)
 {
     Stretch stretch;
@@ -33,9 +34,16 @@ inline Stretch find(const QString& databasePath, const QString& title)
                                      "applications a ON a.id = e.application_id WHERE e.title = :t "
                                      "ORDER BY e.start_time"));
             q.bindValue(QStringLiteral(":t"), title);
-            if (q.exec() && q.next()) {
-                stretch = {util::sql_to_datetime(q.value(0).toString()), util::sql_to_datetime(q.value(1).toString()),
-                           q.value(2).toString()};
+            q.exec();
+            while (q.next()) {
+                const QDateTime start = util::sql_to_datetime(q.value(0).toString());
+                if (stretch.end.isValid() && start != stretch.end) {
+                    break;
+                }
+                if (!stretch.start.isValid()) {
+                    stretch = {start, QDateTime(), q.value(2).toString()};
+                }
+                stretch.end = util::sql_to_datetime(q.value(1).toString());
             }
         }
     }
