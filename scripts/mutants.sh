@@ -1,19 +1,22 @@
 #!/usr/bin/env bash
 # Mutation sample: how many seeded single changes to src/ does the test suite notice?
 #
-#   scripts/mutants.sh N [SEED]
+#   scripts/mutants.sh N [SEED] [FOLDER]
 #
 # Picks N mutants (flip a comparison, drop a statement, shift a bound by one) from src/ in an order
 # fixed by SEED, so a run before and a run after a change to the tests meet the same mutants as long
 # as the mutated lines still exist (a mutant is keyed by file name and line text, not line number).
 # Each mutant is applied in a private copy of HEAD, rebuilt, and the suite runs until the first
 # failure. A mutant that does not compile is skipped and the next one taken. Prints one line per
-# mutant and the share killed; the developer's own tree and build are never touched.
+# mutant and the share killed; the developer's own tree and build are never touched. FOLDER (a
+# folder under src/, e.g. rules, or several as rules|store) limits the sample to one part of the program.
 set -euo pipefail
-count=${1:?usage: scripts/mutants.sh N [SEED]}
+count=${1:?usage: scripts/mutants.sh N [SEED] [FOLDER]}
 seed=${2:-1}
+folder=${3:-}
 repo=$(git -C "$(dirname "$0")/.." rev-parse --show-toplevel)
-work=$(mktemp -d /tmp/verrin-mutants.XXXXXX)
+# Beside the repository, so a ccache base_dir that covers the checkout covers the copy too.
+work=$(mktemp -d "$(dirname "$repo")/.verrin-mutants.XXXXXX")
 tree="$work/tree"
 cleanup() {
     git -C "$repo" worktree remove --force "$tree" >/dev/null 2>&1 || true
@@ -30,7 +33,7 @@ cmake --build "$tree/build" -j "$(nproc)" >"$work/build.log" 2>&1 || { tail -20 
 (cd "$tree/build" && ctest -j "$(nproc)" --timeout 300 >"$work/baseline.log" 2>&1) ||
     { echo "the unmutated suite fails; fix that first"; grep -E "Failed|\*\*\*" "$work/baseline.log"; exit 1; }
 
-python3 "$repo/scripts/mutant_sites.py" "$tree/src" "$seed" >"$work/sites"
+python3 "$repo/scripts/mutant_sites.py" "$tree/src" "$seed" | awk -v f="$folder" 'f == "" || $0 ~ ("^(" f ")/")' >"$work/sites"
 killed=0 survived=0 taken=0
 while IFS=$'\t' read -r file line kind before after && [ "$taken" -lt "$count" ]; do
     target="$tree/src/$file"
