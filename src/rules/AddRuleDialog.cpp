@@ -2,13 +2,13 @@
 
 #include "app/Clock.h"
 #include "app/MessageBoxPrompter.h"
+#include "service/TaskPicker.h"
 
 #include <QColor>
 #include <QComboBox>
 #include <QDateEdit>
 #include <QDebug>
 #include <QDialogButtonBox>
-#include <QDomDocument>
 #include <QFormLayout>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -25,30 +25,6 @@ namespace {
 
 constexpr int kIdRole = Qt::UserRole;
 
-// The catalogue's root, or a null element (logged) when the service did not answer "ok".
-QDomElement catalogueRoot(const QString& xml)
-{
-    QDomDocument doc;
-    doc.setContent(xml);
-    QDomElement root = doc.documentElement();
-    if (root.attribute(QStringLiteral("status")) != QLatin1String("ok")) {
-        qDebug() << "xml not good to load";
-        return QDomElement();
-    }
-    return root;
-}
-
-QList<QDomElement> childElements(const QDomElement& parent, const char* listName, const char* itemName)
-{
-    QList<QDomElement> result;
-    const QDomElement list = parent.firstChildElement(QLatin1String(listName));
-    for (QDomElement e = list.firstChildElement(QLatin1String(itemName)); !e.isNull();
-         e = e.nextSiblingElement(QLatin1String(itemName))) {
-        result << e;
-    }
-    return result;
-}
-
 QDateEdit* makeDateEdit(QWidget* parent, const char* name)
 {
     auto* edit = new QDateEdit(parent);
@@ -61,7 +37,7 @@ QDateEdit* makeDateEdit(QWidget* parent, const char* name)
 
 AddRuleDialog::AddRuleDialog(QWidget* parent, const QString& catalogueXml, Prompter* prompter, const Clock* clock,
                              IconForPath iconForPath)
-    : QDialog(parent), catalogue(catalogueXml), prompter(prompter), clock(clock ? clock : SystemClock::shared()),
+    : QDialog(parent), prompter(prompter), clock(clock ? clock : SystemClock::shared()),
       iconForPath(std::move(iconForPath))
 {
     if (!this->prompter) {
@@ -70,7 +46,7 @@ AddRuleDialog::AddRuleDialog(QWidget* parent, const QString& catalogueXml, Promp
     }
     buildForm();
     populateTitleRules();
-    populateData(catalogue);
+    populateData(catalogueXml);
     populateApplications();
 }
 
@@ -207,41 +183,17 @@ void AddRuleDialog::populateApplications()
 
 void AddRuleDialog::populateData(const QString& catalogueXml)
 {
-    const QDomElement root = catalogueRoot(catalogueXml);
-    if (root.isNull()) {
-        return;
+    catalogue = Catalogue();
+    QString error;
+    if (!ProjectsCatalogue::parse(catalogueXml, catalogue, &error)) {
+        qDebug().noquote() << "projects catalogue not usable:" << error;
     }
-    cbProjects->clear();
-    for (const QDomElement& project : childElements(root, "projects", "project")) {
-        cbProjects->addItem(project.attribute(QStringLiteral("name")), project.attribute(QStringLiteral("id")).toInt());
-    }
+    TaskPicker::fillProjects(cbProjects, catalogue);
 }
 
 void AddRuleDialog::populateTasks(int forProjectId)
 {
-    cbTasks->clear();
-    const QDomElement root = catalogueRoot(catalogue);
-    if (root.isNull()) {
-        return;
-    }
-    const QColor headerColour(221, 221, 221, 255);
-    for (const QDomElement& project : childElements(root, "projects", "project")) {
-        if (project.attribute(QStringLiteral("id")).toInt() != forProjectId) {
-            continue;
-        }
-        for (const QDomElement& list : childElements(project, "task_lists", "task_list")) {
-            cbTasks->addItem(list.attribute(QStringLiteral("name")), 0);
-            cbTasks->setItemData(cbTasks->count() - 1, headerColour, Qt::BackgroundRole);
-            // Completed tasks take no more time.
-            for (const QDomElement& task : childElements(list, "tasks", "task")) {
-                if (task.attribute(QStringLiteral("complete")) == QLatin1String("1")) {
-                    continue;
-                }
-                cbTasks->addItem(QStringLiteral("  ") + task.attribute(QStringLiteral("name")),
-                                 task.attribute(QStringLiteral("id")).toInt());
-            }
-        }
-    }
+    TaskPicker::fillTasks(cbTasks, catalogue, forProjectId);
 }
 
 void AddRuleDialog::onProjectActivated(int index)
@@ -253,10 +205,7 @@ void AddRuleDialog::onProjectActivated(int index)
 
 void AddRuleDialog::onTaskIndexChanged(int index)
 {
-    // A task-list header is not a task: step onto the first task below it.
-    if (index >= 0 && cbTasks->itemData(index).toInt() == 0 && index < cbTasks->count() - 1) {
-        cbTasks->setCurrentIndex(index + 1);
-    }
+    TaskPicker::stepOverCaption(cbTasks, index);
 }
 
 void AddRuleDialog::moveAppItemToSelected(int appId)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "service/ProjectsCatalogue.h"
+
 #include <QDate>
 #include <QDialog>
 #include <QIcon>
@@ -63,7 +65,7 @@ private:
     void onTaskIndexChanged(int index);
     void uncheckDateRadios();
 
-    QString catalogue;
+    Catalogue catalogue;
     Prompter* prompter;
     Prompter* ownPrompter = nullptr;
     const Clock* clock;

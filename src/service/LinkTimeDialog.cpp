@@ -1,34 +1,13 @@
 #include "service/LinkTimeDialog.h"
 
+#include "service/TaskPicker.h"
+
 #include <QComboBox>
 #include <QDebug>
 #include <QDialogButtonBox>
-#include <QDomDocument>
 #include <QFormLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
-
-namespace {
-// The catalogue reply, or a null element when it is not a good one.
-QDomElement catalogueRoot(QDomDocument& doc, const QString& xml)
-{
-    if (!doc.setContent(xml) || doc.documentElement().attribute(QStringLiteral("status")) != QLatin1String("ok")) {
-        qDebug() << "xml not good to load";
-        return QDomElement();
-    }
-    return doc.documentElement();
-}
-
-QList<QDomElement> childElements(const QDomElement& parent, const QString& container, const QString& name)
-{
-    QList<QDomElement> list;
-    for (QDomElement e = parent.firstChildElement(container).firstChildElement(name); !e.isNull();
-         e = e.nextSiblingElement(name)) {
-        list << e;
-    }
-    return list;
-}
-} // namespace
 
 LinkTimeDialog::LinkTimeDialog(QWidget* parent)
     : QDialog(parent), labelTime(new QLabel(QStringLiteral("00:00:00"))), cbProjects(new QComboBox),
@@ -57,51 +36,24 @@ LinkTimeDialog::LinkTimeDialog(QWidget* parent)
 
 void LinkTimeDialog::populateData(const QString& catalogueXml)
 {
-    xml = catalogueXml;
-    cbProjects->clear();
-    QDomDocument doc;
-    const QDomElement root = catalogueRoot(doc, xml);
-    if (root.isNull()) {
-        return;
+    catalogue = Catalogue();
+    QString error;
+    if (!ProjectsCatalogue::parse(catalogueXml, catalogue, &error)) {
+        qDebug().noquote() << "projects catalogue not usable:" << error;
     }
-    for (const QDomElement& project : childElements(root, QStringLiteral("projects"), QStringLiteral("project"))) {
-        cbProjects->addItem(project.attribute(QStringLiteral("name")), project.attribute(QStringLiteral("id")).toInt());
-    }
+    TaskPicker::fillProjects(cbProjects, catalogue);
 }
 
 void LinkTimeDialog::populateTasks(int project)
 {
-    cbTasks->clear();
-    QDomDocument doc;
-    const QDomElement root = catalogueRoot(doc, xml);
-    if (root.isNull()) {
-        return;
-    }
-    for (const QDomElement& p : childElements(root, QStringLiteral("projects"), QStringLiteral("project"))) {
-        if (p.attribute(QStringLiteral("id")).toInt() != project) {
-            continue;
-        }
-        for (const QDomElement& list : childElements(p, QStringLiteral("task_lists"), QStringLiteral("task_list"))) {
-            cbTasks->addItem(list.attribute(QStringLiteral("name")), 0);
-            cbTasks->setItemData(cbTasks->count() - 1, QColor(221, 221, 221), Qt::BackgroundRole);
-            for (const QDomElement& task : childElements(list, QStringLiteral("tasks"), QStringLiteral("task"))) {
-                if (task.attribute(QStringLiteral("complete")) != QLatin1String("1")) {
-                    cbTasks->addItem(QStringLiteral("  ") + task.attribute(QStringLiteral("name")),
-                                     task.attribute(QStringLiteral("id")).toInt());
-                }
-            }
-        }
-    }
+    TaskPicker::fillTasks(cbTasks, catalogue, project);
     cbTasks->setCurrentIndex(-1);
     cbTasks->setCurrentIndex(0);
 }
 
 void LinkTimeDialog::on_cbTasks_currentIndexChanged(int index)
 {
-    // A task-list header is only a caption: move on to its first task.
-    if (index >= 0 && cbTasks->itemData(index).toInt() == 0 && index < cbTasks->count() - 1) {
-        cbTasks->setCurrentIndex(index + 1);
-    }
+    TaskPicker::stepOverCaption(cbTasks, index);
 }
 
 void LinkTimeDialog::on_cbProjects_activated(int index)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "service/ProjectsCatalogue.h"
+
 #include <QDialog>
 
 class QComboBox;
@@ -28,7 +30,7 @@ public slots:
     void on_cbTasks_currentIndexChanged(int index);
 
 private:
-    QString xml;
+    Catalogue catalogue;
     QLabel* labelTime;
     QComboBox* cbProjects;
     QComboBox* cbTasks;
