@@ -191,4 +191,20 @@ qint64 elapsed_seconds(const QDateTime& start, const QDateTime& end)
                            end.date().toJulianDay(), end.time().msecsSinceStartOfDay() / 1000);
 }
 
+QString csv_cell(const QString& text)
+{
+    static const QString kFormulaStarts = QStringLiteral("=+-@\t\r");
+    QString cell = text;
+    if (!cell.isEmpty() && kFormulaStarts.contains(cell.front())) {
+        cell.prepend(QLatin1Char('\''));
+    }
+    const bool blankEdge = !cell.isEmpty() && (cell.front().isSpace() || cell.back().isSpace());
+    if (!blankEdge && !cell.contains(QLatin1Char(',')) && !cell.contains(QLatin1Char('"')) &&
+        !cell.contains(QLatin1Char('\n')) && !cell.contains(QLatin1Char('\r'))) {
+        return cell;
+    }
+    cell.replace(QLatin1Char('"'), QStringLiteral("\"\""));
+    return QLatin1Char('"') + cell + QLatin1Char('"');
+}
+
 } // namespace util

@@ -39,4 +39,9 @@ QString clock_time(qint64 seconds);
 // and rule titles. An unclosed quote is skipped and the words after it are taken one by one.
 QStringList extractWords(const QString& pattern);
 
+// One CSV cell of text (RFC 4180): quoted when it holds a comma, quote or line break, or begins or
+// ends with a blank. A text a spreadsheet would run as a formula (leading =, +, -, @, tab or carriage
+// return: a window title can be anything) gets a leading apostrophe, as spreadsheets expect.
+QString csv_cell(const QString& text);
+
 } // namespace util

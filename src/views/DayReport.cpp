@@ -105,17 +105,6 @@ QString renderJson(const QDate& date, const QList<Tree>& trees)
     return QString::fromUtf8(QJsonDocument(document).toJson(QJsonDocument::Indented));
 }
 
-QString csvField(const QString& text)
-{
-    if (!text.contains(QLatin1Char(',')) && !text.contains(QLatin1Char('"')) && !text.contains(QLatin1Char('\n')) &&
-        !text.contains(QLatin1Char('\r'))) {
-        return text;
-    }
-    QString quoted = text;
-    quoted.replace(QLatin1String("\""), QLatin1String("\"\""));
-    return QLatin1Char('"') + quoted + QLatin1Char('"');
-}
-
 void csvNodes(const QString& treeKey, const TreeItem* parent, int depth, const QStringList& path, QString* out)
 {
     for (int i = 0; i < parent->childCount(); ++i) {
@@ -124,8 +113,8 @@ void csvNodes(const QString& treeKey, const TreeItem* parent, int depth, const Q
         *out += QStringList{treeKey,
                             QString::number(depth),
                             type(item),
-                            csvField(path.join(QStringLiteral(" > "))),
-                            csvField(name),
+                            util::csv_cell(path.join(QStringLiteral(" > "))),
+                            util::csv_cell(name),
                             QString::number(seconds(item)),
                             util::format_time(seconds(item))}
                     .join(QLatin1Char(',')) +
@@ -142,7 +131,7 @@ QString renderCsv(const QList<Tree>& trees)
                            QStringLiteral("0"),
                            QStringLiteral("total"),
                            QString(),
-                           csvField(tree.model->headerData(0, Qt::Horizontal).toString()),
+                           util::csv_cell(tree.model->headerData(0, Qt::Horizontal).toString()),
                            QString::number(tree.model->getTotalTime()),
                            util::format_time(tree.model->getTotalTime())}
                    .join(QLatin1Char(',')) +

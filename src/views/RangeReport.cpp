@@ -62,17 +62,6 @@ QString RangeReport::byName(By by)
     return QString();
 }
 
-QString RangeReport::csvField(const QString& text)
-{
-    if (!text.contains(QLatin1Char(',')) && !text.contains(QLatin1Char('"')) && !text.contains(QLatin1Char('\n')) &&
-        !text.contains(QLatin1Char('\r'))) {
-        return text;
-    }
-    QString quoted = text;
-    quoted.replace(QLatin1Char('"'), QStringLiteral("\"\""));
-    return QLatin1Char('"') + quoted + QLatin1Char('"');
-}
-
 QList<RangeReport::Row> RangeReport::rows(const QDate& from, const QDate& to, By by, QString* error)
 {
     QList<Row> result;
@@ -201,7 +190,7 @@ QString RangeReport::render(const QDate& from, const QDate& to, By by, DayReport
         for (const Row& row : list) {
             QStringList fields;
             for (const QString& key : row.keys) {
-                fields << csvField(key);
+                fields << util::csv_cell(key);
             }
             fields << QString::number(row.total()) << QString::number(row.linked) << QString::number(row.unlinked);
             out += fields.join(QLatin1Char(',')) + QStringLiteral("\r\n");

@@ -37,8 +37,4 @@ public:
     // Works on the default database connection, which must be open.
     static QList<Row> rows(const QDate& from, const QDate& to, By by, QString* error);
     static QString render(const QDate& from, const QDate& to, By by, DayReport::Format format, QString* error);
-
-    // One field of a CSV line: quoted (with inner quotes doubled) when it holds a comma, a quote or a
-    // line break.
-    static QString csvField(const QString& text);
 };

@@ -108,6 +108,47 @@ private slots:
         QCOMPARE(util::extractWords(pattern), words);
     }
 
+    void csvCell_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("cell");
+        QTest::newRow("plain") << "Editor"
+                               << "Editor";
+        QTest::newRow("empty") << ""
+                               << "";
+        QTest::newRow("comma") << "a,b"
+                               << "\"a,b\"";
+        QTest::newRow("quote") << "say \"hi\""
+                               << "\"say \"\"hi\"\"\"";
+        QTest::newRow("line break") << "a\nb"
+                                    << "\"a\nb\"";
+        QTest::newRow("leading blank") << " a"
+                                       << "\" a\"";
+        QTest::newRow("trailing blank") << "a "
+                                        << "\"a \"";
+        QTest::newRow("formula") << "=HYPERLINK(\"http://x\",\"y\")"
+                                 << "\"'=HYPERLINK(\"\"http://x\"\",\"\"y\"\")\"";
+        QTest::newRow("plus") << "+1"
+                              << "'+1";
+        QTest::newRow("minus") << "-2+3"
+                               << "'-2+3";
+        QTest::newRow("at") << "@SUM(A1)"
+                            << "'@SUM(A1)";
+        QTest::newRow("tab") << "\t=1"
+                             << "'\t=1";
+        QTest::newRow("carriage return") << "\r=1"
+                                         << "\"'\r=1\"";
+        QTest::newRow("formula sign inside") << "a=b"
+                                             << "a=b";
+    }
+
+    void csvCell()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, cell);
+        QCOMPARE(util::csv_cell(text), cell);
+    }
+
     void schemaIsCreatedOnceAndExactly()
     {
         QTemporaryDir dir;

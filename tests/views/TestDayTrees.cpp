@@ -494,7 +494,7 @@ void TestDayTrees::reportShowsBothTrees()
     QCOMPARE(csv.first(), QStringLiteral("tree,depth,type,path,name,seconds,time"));
     QVERIFY(csv.contains("unlinked,0,total,,Entries not linked with Verrin,290,4 m 50 s"));
     QVERIFY(csv.contains("unlinked,2,entry,Terminal,it's a quote,100,1 m 40 s"));
-    QVERIFY(csv.contains("linked,5,entry, >  >  > Editor,linked one,600,10 m 0 s"));
+    QVERIFY(csv.contains("linked,5,entry,\" >  >  > Editor\",linked one,600,10 m 0 s"));
 
     DayReport::Format format;
     QVERIFY(DayReport::parseFormat("JSON", &format) && format == DayReport::Format::Json);
