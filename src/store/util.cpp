@@ -191,6 +191,18 @@ qint64 elapsed_seconds(const QDateTime& start, const QDateTime& end)
                            end.date().toJulianDay(), end.time().msecsSinceStartOfDay() / 1000);
 }
 
+QString one_line(const QString& text)
+{
+    if (!text.contains(QLatin1Char('\n')) && !text.contains(QLatin1Char('\r'))) {
+        return text;
+    }
+    QString line = text;
+    line.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    line.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    line.replace(QLatin1Char('\n'), QStringLiteral(" \u23CE "));
+    return line;
+}
+
 QString csv_cell(const QString& text)
 {
     static const QString kFormulaStarts = QStringLiteral("=+-@\t\r");

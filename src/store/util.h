@@ -39,6 +39,10 @@ QString clock_time(qint64 seconds);
 // and rule titles. An unclosed quote is skipped and the words after it are taken one by one.
 QStringList extractWords(const QString& pattern);
 
+// `text` on one line: each line break (a window title can hold them) becomes a visible " ⏎ ", so a
+// view that shows one line does not silently drop what follows.
+QString one_line(const QString& text);
+
 // One CSV cell of text (RFC 4180): quoted when it holds a comma, quote or line break, or begins or
 // ends with a blank. A text a spreadsheet would run as a formula (leading =, +, -, @, tab or carriage
 // return: a window title can be anything) gets a leading apostrophe, as spreadsheets expect.

@@ -4,10 +4,12 @@
 #include "app/Registry.h"
 #include "views/TreeItem.h"
 #include "views/TreeModel.h"
+#include "views/WholeTextTip.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QMenu>
 #include <QMessageBox>
 #include <QScopedValueRollback>
@@ -243,6 +245,18 @@ void DayTreeView::saveExpandedNodes()
 void DayTreeView::restoreExpandedNodes()
 {
     expandNodesInList(expandedNodes, QModelIndex(), QString());
+}
+
+bool DayTreeView::viewportEvent(QEvent* event)
+{
+    if (event->type() == QEvent::ToolTip) {
+        QStyleOptionViewItem option;
+        initViewItemOption(&option);
+        if (showWholeTextTip(this, static_cast<QHelpEvent*>(event), option)) {
+            return true;
+        }
+    }
+    return QTreeView::viewportEvent(event);
 }
 
 void DayTreeView::contextMenuEvent(QContextMenuEvent* event)

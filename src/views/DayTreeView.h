@@ -43,6 +43,7 @@ public slots:
 
 protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
     // Shows the menu; tests read the menu instead of running it.
     virtual void execMenu(QMenu* menu, const QPoint& position);
     // The selection widened to the entries of selected applications: entry rows only, bottom-up,

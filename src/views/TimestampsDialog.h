@@ -1,12 +1,15 @@
 #pragma once
 
+#include "views/DayQueries.h"
+
 #include <QDate>
 #include <QDialog>
 
 #include <functional>
 
 class QLabel;
-class QTreeWidget;
+class QTreeView;
+class TimestampsModel;
 
 // A read-only list of the recorded intervals behind one node of the unlinked tree: when each
 // started and ended and how long it lasted.
@@ -25,7 +28,7 @@ public:
 
     void PopulateData();
 
-    QTreeWidget* list() const { return treeWidget; }
+    QTreeView* list() const { return view; }
     QLabel* dateLabel() const { return labelDate; }
 
 private:
@@ -34,5 +37,6 @@ private:
     QString title;
     std::function<QIcon(const QString&)> iconProvider;
     QLabel* labelDate;
-    QTreeWidget* treeWidget;
+    QTreeView* view;
+    TimestampsModel* model;
 };

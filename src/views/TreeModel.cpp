@@ -1,6 +1,7 @@
 #include "views/TreeModel.h"
 
 #include "store/util.h"
+#include "views/ItemRoles.h"
 
 #include <QBrush>
 #include <QColor>
@@ -147,7 +148,9 @@ QVariant TreeModel::data(const QModelIndex& index, int role) const
     TreeItem* item = getItem(index);
     switch (role) {
     case Qt::DisplayRole:
-        return item->data(index.column());
+        return index.column() == 0 ? QVariant(util::one_line(item->data(0).toString())) : item->data(index.column());
+    case kWholeTextRole:
+        return index.column() == 0 ? item->data(0) : QVariant();
     case Qt::DecorationRole:
         return index.column() == 0 ? item->hiddenData(QStringLiteral("icon")) : QVariant();
     case Qt::TextAlignmentRole:

@@ -8,10 +8,12 @@
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QMenu>
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTest>
+#include <QToolTip>
 
 namespace {
 const QDate kDay(2026, 11, 15);
@@ -64,6 +66,8 @@ private slots:
     void menuActsOnTheRowUnderThePointer();
     void headerClicksSortKeepingOpenNodes();
     void excludeKeepsCollapsedNodes();
+    void cutOrFoldedTitlesShowWholeOnHover_data();
+    void cutOrFoldedTitlesShowWholeOnHover();
 
 private:
     void select(const QModelIndexList& indexes);
@@ -441,6 +445,45 @@ void TestTimeTree::excludeKeepsCollapsedNodes()
     QCOMPARE(resets.size(), 1);
     QVERIFY(view->isExpanded(model->findItemIndex("app", "app_path", "/e")));
     QVERIFY(!view->isExpanded(model->findItemIndex("app", "app_path", "verrin://idle")));
+}
+
+void TestTimeTree::cutOrFoldedTitlesShowWholeOnHover_data()
+{
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("shown");
+    QTest::addColumn<bool>("tip");
+    QTest::newRow("fits: no tip") << "short"
+                                  << "short" << false;
+    QTest::newRow("line breaks: marked, whole on hover")
+        << "first\r\nsecond\nthird" << QStringLiteral("first \u23CE second \u23CE third") << true;
+    const QString longTitle = QStringLiteral("a long title ").repeated(30);
+    QTest::newRow("cut: whole on hover") << longTitle << longTitle << true;
+}
+
+void TestTimeTree::cutOrFoldedTitlesShowWholeOnHover()
+{
+    QFETCH(QString, title);
+    QFETCH(QString, shown);
+    QFETCH(bool, tip);
+    DayFixture::addEntry(shell, title, "2026-11-15 13:00:00", "2026-11-15 13:00:05");
+    model->refreshTree();
+    view->expandAll();
+    view->resize(400, 300);
+    view->show();
+    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+    const QModelIndex entry = model->findItemIndex("entry", "title", title);
+    QVERIFY(entry.isValid());
+    QCOMPARE(entry.data().toString(), shown);
+    view->scrollTo(entry);
+    const QPoint at = view->visualRect(entry).center();
+    QHelpEvent hover(QEvent::ToolTip, at, view->viewport()->mapToGlobal(at));
+    QToolTip::hideText();
+    QApplication::sendEvent(view->viewport(), &hover);
+    QCOMPARE(QToolTip::isVisible(), tip);
+    if (tip) {
+        QVERIFY2(QToolTip::text().contains(title.toHtmlEscaped()), qPrintable(QToolTip::text()));
+    }
+    QToolTip::hideText();
 }
 
 QTEST_MAIN(TestTimeTree)

@@ -3,7 +3,7 @@
 
 #include <QLabel>
 #include <QTest>
-#include <QTreeWidget>
+#include <QTreeView>
 
 // The intervals behind a node, with titles and paths that hold quotes.
 class TestTimestampsDialog : public QObject
@@ -28,7 +28,10 @@ void TestTimestampsDialog::listsTheIntervalsOfANode_data()
         << "/it's/app"
         << ""
         << QStringList{quoted + "|09:00:00|09:01:00|1 m 0 s", "other|10:00:00|10:00:05|5 s",
-                       quoted + "|23:59:00|00:01:05|2 m 5 s"};
+                       QStringLiteral("two \u23CE lines|14:00:00|14:00:01|1 s"), quoted + "|23:59:00|00:01:05|2 m 5 s"};
+    QTest::newRow("a title with a line break shows it as a mark")
+        << "/it's/app"
+        << "two\nlines" << QStringList{QStringLiteral("two \u23CE lines|14:00:00|14:00:01|1 s")};
     QTest::newRow("nothing of that title") << "/it's/app"
                                            << "missing" << QStringList{};
 }
@@ -46,6 +49,7 @@ void TestTimestampsDialog::listsTheIntervalsOfANode()
     DayFixture::addEntry(app, quoted, "2026-11-15 23:59:00", "2026-11-16 00:01:05");
     DayFixture::addEntry(app, quoted, "2026-11-15 09:00:00", "2026-11-15 09:01:00");
     DayFixture::addEntry(app, "other", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
+    DayFixture::addEntry(app, "two\nlines", "2026-11-15 14:00:00", "2026-11-15 14:00:01");
     DayFixture::addEntry(other, quoted, "2026-11-15 11:00:00", "2026-11-15 11:00:05");
     DayFixture::addEntry(app, quoted, "2026-11-16 09:00:00", "2026-11-16 09:01:00");
     const int linked = DayFixture::addEntry(app, quoted, "2026-11-15 12:00:00", "2026-11-15 12:01:00");
@@ -57,9 +61,13 @@ void TestTimestampsDialog::listsTheIntervalsOfANode()
     dialog.setTitle(title);
     dialog.PopulateData();
     QStringList got;
-    for (int i = 0; i < dialog.list()->topLevelItemCount(); ++i) {
-        const QTreeWidgetItem* item = dialog.list()->topLevelItem(i);
-        got << QStringList{item->text(0), item->text(1), item->text(2), item->text(3)}.join("|");
+    const QAbstractItemModel* model = dialog.list()->model();
+    for (int row = 0; row < model->rowCount(); ++row) {
+        QStringList cells;
+        for (int column = 0; column < 4; ++column) {
+            cells << model->index(row, column).data().toString();
+        }
+        got << cells.join("|");
     }
     QCOMPARE(got, rows);
     QVERIFY(!dialog.dateLabel()->text().isEmpty());
