@@ -2,7 +2,7 @@
 // how long each build takes, in milliseconds.
 //   bench_day_trees [database [yyyy-MM-dd]]   (default: a generated history cached next to this program,
 //                                               and its heaviest day)
-#include "HistoryGenerator.h"
+#include "FiveYearHistory.h"
 #include "store/Database.h"
 #include "views/CalendarDays.h"
 #include "views/DayQueries.h"
@@ -20,28 +20,8 @@
 #include <functional>
 #include <tuple>
 
-namespace {
-
-struct Figures
-{
-    double median;
-    double best;
-};
-
-Figures measure(int runs, const std::function<void()>& work)
-{
-    QList<double> ms;
-    for (int i = 0; i < runs; ++i) {
-        QElapsedTimer timer;
-        timer.start();
-        work();
-        ms.append(timer.nsecsElapsed() / 1e6);
-    }
-    std::sort(ms.begin(), ms.end());
-    return {ms.at(ms.size() / 2), ms.first()};
-}
-
-} // namespace
+using FiveYearHistory::Figures;
+using FiveYearHistory::measure;
 
 int main(int argc, char* argv[])
 {
@@ -51,30 +31,8 @@ int main(int argc, char* argv[])
     }
     QGuiApplication app(argc, argv);
     QTextStream out(stdout);
-    QString path = app.arguments().value(1);
-    if (path.isEmpty()) {
-        path = QCoreApplication::applicationDirPath() + QStringLiteral("/history-5y.sqlite");
-        if (!QFileInfo::exists(path)) {
-            out << "generating five years of history into " << path << " (once)...\n";
-            out.flush();
-            HistoryGenerator::Options options;
-            options.to = QDate(2026, 11, 20);
-            options.from = options.to.addYears(-5).addDays(1);
-            HistoryGenerator::Result result;
-            QString error;
-            if (!HistoryGenerator::generate(path + QStringLiteral(".part"), options, &result, &error) ||
-                !QFile::rename(path + QStringLiteral(".part"), path)) {
-                out << "could not generate the history: " << error << "\n";
-                return 1;
-            }
-            QFile::remove(path + QStringLiteral(".part-wal"));
-            QFile::remove(path + QStringLiteral(".part-shm"));
-        }
-    }
     Database database;
-    QString error;
-    if (!database.open(path, &error)) {
-        out << "could not open " << path << ": " << error << "\n";
+    if (!FiveYearHistory::open(database, app.arguments().value(1), out)) {
         return 1;
     }
     QSqlQuery query;
@@ -83,13 +41,11 @@ int main(int argc, char* argv[])
     // The day to build: given as the second argument, else the day with the most entries.
     QDate day = QDate::fromString(app.arguments().value(2), Qt::ISODate);
     if (!day.isValid()) {
-        query.exec(QStringLiteral("SELECT substr(start_time, 1, 10) AS d, COUNT(*) AS c FROM entries GROUP BY d "
-                                  "ORDER BY c DESC LIMIT 1"));
-        if (!query.next()) {
+        day = FiveYearHistory::heaviestDay();
+        if (!day.isValid()) {
             out << "the database holds no entries\n";
             return 1;
         }
-        day = QDate::fromString(query.value(0).toString(), Qt::ISODate);
     }
     query.prepare(QStringLiteral("SELECT COUNT(*) FROM entries WHERE start_time >= ? AND start_time <= ?"));
     query.addBindValue(day.toString(QStringLiteral("yyyy-MM-dd 00:00:00")));
@@ -99,8 +55,7 @@ int main(int argc, char* argv[])
     out << "database: " << total << " entries; heaviest day " << day.toString(Qt::ISODate) << " with " << dayEntries
         << " entries\n";
 
-    const int runs =
-        qEnvironmentVariableIntValue("VERRIN_BENCH_RUNS") > 0 ? qEnvironmentVariableIntValue("VERRIN_BENCH_RUNS") : 15;
+    const int runs = FiveYearHistory::runsWanted(15);
     const auto report = [&](const QString& what, const std::function<void(TreeModel&)>& setup, bool linked,
                             int hideUnder) {
         const QString only = qEnvironmentVariable("VERRIN_BENCH_ONLY");

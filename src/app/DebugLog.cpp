@@ -1,6 +1,7 @@
 #include "app/DebugLog.h"
 
 #include <QFile>
+#include <QMutex>
 #include <QTextStream>
 
 #include <cstdlib>
@@ -8,12 +9,17 @@
 namespace {
 QFile log_file;
 QTextStream log_file_stream;
+QMutex log_mutex;
 
 void SimpleLoggingHandler(QtMsgType type, const QMessageLogContext&, const QString& msg)
 {
-    log_file_stream << DebugLog::formatLine(QDateTime::currentDateTime(), type, msg);
+    const QString line = DebugLog::formatLine(QDateTime::currentDateTime(), type, msg);
+    // Messages come from any thread; and each line goes out at once, so a crash, a kill or a hang
+    // leaves in the file everything said before it.
+    QMutexLocker lock(&log_mutex);
+    log_file_stream << line;
+    log_file_stream.flush();
     if (type == QtFatalMsg) {
-        log_file_stream.flush();
         abort();
     }
 }
@@ -52,6 +58,7 @@ void install(const QString& path)
 
 void close()
 {
+    QMutexLocker lock(&log_mutex);
     if (!log_file.isOpen()) {
         return;
     }

@@ -43,6 +43,10 @@ private slots:
             DebugLog::install(path);
             qDebug().noquote() << "run" << run;
             qWarning("careful");
+            // Written as it goes, not at close: a crash or a kill keeps what was said before it.
+            QFile sofar(path);
+            QVERIFY(sofar.open(QIODevice::ReadOnly));
+            QCOMPARE(sofar.readAll().count("careful"), run + 1);
             DebugLog::close();
             qInstallMessageHandler(nullptr);
         }
