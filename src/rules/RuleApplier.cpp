@@ -6,6 +6,7 @@
 #include "rules/RuleStore.h"
 #include "rules/TaskLinker.h"
 #include "store/util.h"
+#include "views/DayQueries.h"
 
 #include <QDebug>
 #include <QHash>
@@ -113,14 +114,14 @@ qint64 RuleApplier::secondsOf(const QList<int>& entryIds)
     }
     // The ids are integers read from the database, so they may be written into the statement.
     QSqlQuery query;
-    if (!query.exec(QStringLiteral("SELECT SUM(strftime('%s', end_time) - strftime('%s', start_time)) FROM entries "
-                                   "WHERE id IN (") +
-                    ids.join(QLatin1Char(',')) + QStringLiteral(") ")) ||
-        !query.next()) {
+    query.setForwardOnly(true);
+    if (!query.exec(QStringLiteral("SELECT start_time, end_time FROM entries WHERE id IN (") +
+                    ids.join(QLatin1Char(',')) + QStringLiteral(") "))) {
         qDebug() << "apply rules db error: " << query.lastError().databaseText();
         return 0;
     }
-    return query.value(0).toLongLong();
+    // Real seconds, as every view counts them: across a daylight-saving change the texts lie.
+    return DayQueries::sumOfRows(query);
 }
 
 ApplyRulesSummary RuleApplier::applyRules(const QDate& from, const QDate& to)

@@ -174,12 +174,23 @@ qint64 elapsed_seconds(qint64 startJulianDay, int startSecond, qint64 endJulianD
     }
     const QPair<qint64, qint64> start = readingsOfLocal(startWall);
     const QPair<qint64, qint64> end = readingsOfLocal(endWall);
-    // Both ends in the hour that is passed twice: a stretch whose end reads before its start went
-    // over the change (its start in the first pass, its end in the second); otherwise both ends lie
-    // in the same pass. Any other reading that is passed twice counts as the later one.
-    const bool bothTwice = start.first != start.second && end.first != end.second;
-    const qint64 from = bothTwice && endWall < startWall ? start.first : start.second;
-    return std::max<qint64>(0, end.second - from);
+    // The recorder never lets a row span a change of offset, so where both ends can be read with one
+    // offset, they are. Otherwise (a row written before that, or a stretch the clock went back over)
+    // the shortest reading that is not negative.
+    qint64 sameOffset = -1;
+    qint64 shortest = -1;
+    for (const qint64 from : {start.first, start.second}) {
+        for (const qint64 to : {end.first, end.second}) {
+            if (to < from) {
+                continue;
+            }
+            if (sameOffset < 0 && offsetAt(from) == offsetAt(to)) {
+                sameOffset = to - from;
+            }
+            shortest = shortest < 0 ? to - from : std::min(shortest, to - from);
+        }
+    }
+    return sameOffset >= 0 ? sameOffset : std::max<qint64>(0, shortest);
 }
 
 qint64 elapsed_seconds(const QDateTime& start, const QDateTime& end)

@@ -18,8 +18,10 @@ inline constexpr const char* kSqlDateFormat = "yyyy-MM-dd";
 QDateTime sql_to_datetime(const QString& text);
 // Real seconds elapsed between two stored local wall-clock times (day number and second of the
 // day), read in the system time zone: across a daylight-saving change this is not the difference
-// of the two texts. A reading the clock passed twice counts as the later one; a reading in the
-// hour skipped in spring counts with the offset from before the change. Never negative.
+// of the two texts. Where the two ends can be read with one offset (the hour the clock passes twice
+// in autumn), they are, as the recorder never lets a row span a change; otherwise the shortest
+// reading that is not negative. A reading in the hour skipped in spring counts with the offset from
+// before the change. Never negative.
 qint64 elapsed_seconds(qint64 startJulianDay, int startSecond, qint64 endJulianDay, int endSecond);
 qint64 elapsed_seconds(const QDateTime& start, const QDateTime& end);
 QDate sql_to_date(const QString& text);

@@ -84,6 +84,17 @@ bool parseStored(const QString& text, qint64* julianDay, int* secondOfDay, int* 
 }
 } // namespace
 
+qint64 DayQueries::sumOfRows(QSqlQuery& query)
+{
+    qint64 total = 0;
+    DayRow row;
+    while (query.next()) {
+        row.setTimes(query.value(0).toString(), query.value(1).toString());
+        total += row.seconds;
+    }
+    return total;
+}
+
 QHash<int, QPair<QString, QString>> DayQueries::applications()
 {
     QHash<int, QPair<QString, QString>> apps;
@@ -137,27 +148,11 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
         (linked ? QStringLiteral(", entries.ext_task_id, entries.ext_project_id, entries.ext_tasklist_id, "
                                  "entries.ext_task_name, entries.ext_project_name, entries.ext_tasklist_name ")
                 : QStringLiteral(" "));
-    QString statement;
-    if (hideUnder < 1) {
-        statement = QStringLiteral("SELECT ") + columns +
-                    QStringLiteral("FROM applications, entries WHERE applications.id = entries.application_id "
-                                   "AND entries.start_time >= :day_start AND entries.start_time <= :day_end ") +
-                    linkedText + filterText;
-    } else {
-        statement = QStringLiteral("SELECT \t") + columns +
-                    QStringLiteral("FROM entries, applications WHERE applications.id = entries.application_id \tAND "
-                                   "entries.start_time >= :day_start \tAND entries.start_time <= :day_end ") +
-                    linkedText +
-                    QStringLiteral("\tAND entries.application_id || ',' || entries.title IN ( \t\tSELECT app_id_title "
-                                   "\t\tFROM ( \t\t\tSELECT entries.application_id || ',' || entries.title AS "
-                                   "app_id_title, \t\t\t\tSUM( strftime( '%s', entries.end_time ) - strftime( '%s', "
-                                   "entries.start_time ) ) AS duration \t\t\tFROM applications, entries \t\t\tWHERE "
-                                   "applications.id = entries.application_id \t\t\t\tAND entries.start_time >= "
-                                   ":day_start0 \t\t\t\tAND entries.start_time <= :day_end0 ") +
-                    linkedText + filterText +
-                    QStringLiteral("\t\t\tGROUP BY entries.application_id, entries.title \t\t\tHAVING duration >= "
-                                   ":hideUnder \t\t) \t) ");
-    }
+    const QString statement =
+        QStringLiteral("SELECT ") + columns +
+        QStringLiteral("FROM applications, entries WHERE applications.id = entries.application_id "
+                       "AND entries.start_time >= :day_start AND entries.start_time <= :day_end ") +
+        linkedText + filterText;
     QSqlQuery query;
     query.setForwardOnly(true);
     if (!query.prepare(statement)) {
@@ -169,11 +164,6 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
     }
     query.bindValue(QStringLiteral(":day_start"), dayStart(date));
     query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
-    if (hideUnder >= 1) {
-        query.bindValue(QStringLiteral(":day_start0"), dayStart(date));
-        query.bindValue(QStringLiteral(":day_end0"), dayEnd(date));
-        query.bindValue(QStringLiteral(":hideUnder"), hideUnder);
-    }
     bindTitleFilter(query, words);
     if (!query.exec()) {
         if (error) {
@@ -195,6 +185,10 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
     const int cTaskName = record.indexOf(QStringLiteral("ext_task_name"));
     const int cProjectName = record.indexOf(QStringLiteral("ext_project_name"));
     const int cTasklistName = record.indexOf(QStringLiteral("ext_tasklist_name"));
+    // Hiding short titles needs each title's day total first, in real seconds (a daylight-saving day
+    // is not the difference of the texts), so the rows wait until every one is read.
+    QList<DayRow> held;
+    QHash<QPair<int, QString>, qint64> titleTotals;
     DayRow row;
     while (query.next()) {
         row.id = query.value(cId).toInt();
@@ -212,7 +206,17 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
             row.projectName = query.value(cProjectName).toString();
             row.tasklistName = query.value(cTasklistName).toString();
         }
-        each(row);
+        if (hideUnder < 1) {
+            each(row);
+            continue;
+        }
+        titleTotals[{row.appId, row.title}] += row.seconds;
+        held.append(row);
+    }
+    for (const DayRow& kept : std::as_const(held)) {
+        if (titleTotals.value({kept.appId, kept.title}) >= hideUnder) {
+            each(kept);
+        }
     }
     return true;
 }
@@ -222,10 +226,10 @@ int DayQueries::totalTimeForTitle(const QDate& date, const QString& title, int a
 {
     const QStringList words = filter.isEmpty() ? QStringList() : util::extractWords(filter);
     QSqlQuery query;
-    query.prepare(QStringLiteral("SELECT SUM( strftime( '%s', end_time ) - strftime( '%s', start_time ) ) AS duration "
-                                 "FROM entries, applications WHERE applications.id = entries.application_id AND "
-                                 "application_id = :app_id AND start_time >= :day_start AND start_time <= :day_end "
-                                 "AND title = :title ") +
+    query.setForwardOnly(true);
+    query.prepare(QStringLiteral("SELECT start_time, end_time FROM entries, applications WHERE applications.id = "
+                                 "entries.application_id AND application_id = :app_id AND start_time >= :day_start "
+                                 "AND start_time <= :day_end AND title = :title ") +
                   (linked ? QStringLiteral("AND ext_task_id NOT NULL ") : QStringLiteral("AND ext_task_id IS NULL ")) +
                   titleFilterText(words));
     query.bindValue(QStringLiteral(":app_id"), appId);
@@ -237,7 +241,7 @@ int DayQueries::totalTimeForTitle(const QDate& date, const QString& title, int a
         qDebug() << "error" << query.lastError().text();
         return 0;
     }
-    return query.next() ? query.value(0).toInt() : 0;
+    return int(sumOfRows(query));
 }
 
 QList<DayRow> DayQueries::rowsWithTitle(const QDate& date, const QString& title, int appId, bool linked)

@@ -38,6 +38,8 @@ struct DayRow
 };
 
 // One recorded interval as the timestamps dialog lists it.
+class QSqlQuery;
+
 struct Interval
 {
     QString title;
@@ -56,6 +58,8 @@ public:
     // threshold only titles whose day total for their application reaches it are read.
     static bool readDay(const QDate& date, bool linked, int hideUnder, const QString& filter,
                         const std::function<void(const DayRow&)>& each, QString* error);
+    // Real seconds of the rows a query selected, its first two columns being start and end texts.
+    static qint64 sumOfRows(QSqlQuery& query);
     static int totalTimeForTitle(const QDate& date, const QString& title, int appId, bool linked,
                                  const QString& filter);
     // The application's rows with that title on that day (id, times and link columns; no names of

@@ -1,4 +1,6 @@
 #include "RecorderFixture.h"
+#include "rules/RuleApplier.h"
+#include "views/DayQueries.h"
 #include "views/TreeModel.h"
 
 #include <QSqlQuery>
@@ -51,8 +53,9 @@ private slots:
                                                  << "2026-10-25 02:10:00" << qint64(1200);
         QTest::newRow("autumn: within one pass") << "2026-10-25 02:10:00"
                                                  << "2026-10-25 02:40:00" << qint64(1800);
-        QTest::newRow("autumn: into the repeated hour, read late") << "2026-10-25 01:50:00"
-                                                                   << "2026-10-25 02:10:00" << qint64(4800);
+        // No row the recorder writes spans a change, so both ends read with one offset where they can.
+        QTest::newRow("autumn: into the repeated hour, one offset") << "2026-10-25 01:50:00"
+                                                                    << "2026-10-25 02:10:00" << qint64(1200);
         QTest::newRow("autumn: out of the repeated hour") << "2026-10-25 02:30:00"
                                                           << "2026-10-25 03:30:00" << qint64(3600);
         QTest::newRow("autumn: a whole day") << "2026-10-25 00:00:00"
@@ -102,6 +105,46 @@ private slots:
         TreeModel model(false);
         model.initTree(start.date(), 0);
         QCOMPARE(model.getTotalTime(), dayTotal);
+    }
+
+    // Rows of older databases may span a change; every sum counts them as the trees do, in real
+    // seconds: a title's total, the hide-under threshold and the time a rule would link.
+    void everySumCountsRealSeconds_data()
+    {
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<QString>("end");
+        QTest::newRow("spring: 80 minutes on the clock, 20 real") << "2026-03-29 01:50:00"
+                                                                  << "2026-03-29 03:10:00";
+        QTest::newRow("autumn: the clock went back over it") << "2026-10-25 02:50:00"
+                                                             << "2026-10-25 02:10:00";
+    }
+
+    void everySumCountsRealSeconds()
+    {
+        QFETCH(QString, start);
+        QFETCH(QString, end);
+        RecorderFixture f;
+        QVERIFY(f.opened);
+        QSqlQuery insert;
+        QVERIFY(insert.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/e', 'Editor')")));
+        insert.prepare(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
+                                      "('notes', 1, :start, :end)"));
+        insert.bindValue(QStringLiteral(":start"), start);
+        insert.bindValue(QStringLiteral(":end"), end);
+        QVERIFY(insert.exec());
+        const int id = insert.lastInsertId().toInt();
+        const QDate day = QDate::fromString(start.left(10), Qt::ISODate);
+        const int real = 1200;
+
+        TreeModel model(false);
+        model.initTree(day, 0);
+        QCOMPARE(model.getTotalTime(), real);
+        QCOMPARE(DayQueries::totalTimeForTitle(day, QStringLiteral("notes"), 1, false, QString()), real);
+        model.initTree(day, real);
+        QCOMPARE(model.getTotalTime(), real);
+        model.initTree(day, real + 1);
+        QCOMPARE(model.getTotalTime(), 0);
+        QCOMPARE(RuleApplier::secondsOf({id}), qint64(real));
     }
 };
 
