@@ -7,12 +7,15 @@
 #include "app/DayViews.h"
 #include "app/MainWindowForm.h"
 #include "views/CalendarWidget.h"
+#include "views/DayTimeline.h"
 #include "views/TimestampsDialog.h"
 #include "views/TreeModel.h"
 
 #include <QAbstractItemModel>
 #include <QApplication>
+#include <QImage>
 #include <QMainWindow>
+#include <QPainter>
 #include <QSqlQuery>
 #include <QTextStream>
 #include <QTreeView>
@@ -68,6 +71,22 @@ int main(int argc, char* argv[])
                .arg(views->unlinkedModel()->rowCount())
                .arg(switching.median, 0, 'f', 1)
                .arg(switching.best, 0, 'f', 1);
+
+    // The day's timeline: its stretches read from both trees, and one paint at a usual width.
+    switchTo(heavy);
+    DayTimeline* timeline = ui.timeline;
+    const FiveYearHistory::Figures reading = FiveYearHistory::measure(runs, [&] { timeline->rebuild(); });
+    QImage canvas(QSize(1000, timeline->height()), QImage::Format_ARGB32_Premultiplied);
+    const FiveYearHistory::Figures painting = FiveYearHistory::measure(runs, [&] {
+        QPainter painter(&canvas);
+        timeline->render(&painter);
+    });
+    out << QStringLiteral("timeline of that day (%1 stretches): reading median %2 ms, painting median %3 ms, best "
+                          "%4 ms (target 16 ms)\n")
+               .arg(timeline->segments().size())
+               .arg(reading.median, 0, 'f', 1)
+               .arg(painting.median, 0, 'f', 1)
+               .arg(painting.best, 0, 'f', 1);
 
     // The day's whole timestamps list (the menu's Timestamps with no row chosen) is the longest a user
     // can open; the busiest application's is the longest behind one row.

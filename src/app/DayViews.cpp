@@ -8,6 +8,7 @@
 #include "service/LinkTimeDialog.h"
 #include "store/util.h"
 #include "views/CalendarWidget.h"
+#include "views/DayTimeline.h"
 #include "views/EntriesList.h"
 #include "views/LineEdit.h"
 #include "views/ListItemDelegate.h"
@@ -62,6 +63,13 @@ void DayViews::connectViews()
 {
     ui->appList->setModel(unlinked);
     ui->linkedEntries->setModel(linked);
+    ui->timeline->setModels(unlinked, linked);
+    connect(ui->timeline, &DayTimeline::entriesPicked, this,
+            [this](const QSet<int>& unlinkedIds, const QSet<int>& linkedIds) {
+                ui->appList->selectEntries(unlinkedIds);
+                ui->linkedEntries->selectEntries(linkedIds);
+                (unlinkedIds.isEmpty() ? static_cast<QWidget*>(ui->linkedEntries) : ui->appList)->setFocus();
+            });
     ui->appList->setItemDelegateForColumn(2, new ListItemDelegate(ui->appList));
     ui->linkedEntries->setItemDelegateForColumn(2, new ListItemDelegate(ui->linkedEntries));
     ui->appList->setPrompter(prompter);

@@ -3,6 +3,7 @@
 #include "app/Named.h"
 #include "service/ProjectsTree.h"
 #include "views/CalendarWidget.h"
+#include "views/DayTimeline.h"
 #include "views/EntriesList.h"
 #include "views/LineEdit.h"
 #include "views/TimeTree.h"
@@ -152,6 +153,9 @@ void MainWindowForm::buildCentral(QMainWindow* window)
     header->addWidget(labelHideUnder);
     header->addWidget(cbHideUnder);
     layout->addWidget(headerBar);
+
+    timeline = named(new DayTimeline, "timeline");
+    layout->addWidget(timeline);
 
     appList = treeView<TimeTree>("appList");
     appList->setDragEnabled(true);

@@ -4,6 +4,7 @@
 
 class QAction;
 class CalendarWidget;
+class DayTimeline;
 class EntriesList;
 class LineEdit;
 class ProjectsTree;
@@ -66,6 +67,7 @@ public:
     QCheckBox* checkGroupByHour = nullptr;
     QLabel* labelHideUnder = nullptr;
     QComboBox* cbHideUnder = nullptr;
+    DayTimeline* timeline = nullptr;
     TimeTree* appList = nullptr;
     QPushButton* btnRecord = nullptr;
     QPushButton* btnApplyRules = nullptr;

@@ -119,13 +119,14 @@ void DayRow::setTimes(const QDateTime& start, const QDateTime& end)
 {
     day = start.date();
     hour = start.time().hour();
+    startSecond = start.time().msecsSinceStartOfDay() / 1000;
     seconds = DayQueries::seconds(start, end);
 }
 
 void DayRow::setTimes(const QString& start, const QString& end)
 {
     qint64 startDay = 0, endDay = 0;
-    int startSecond = 0, endSecond = 0, endHour = 0;
+    int endSecond = 0, endHour = 0;
     if (parseStored(start, &startDay, &startSecond, &hour) && parseStored(end, &endDay, &endSecond, &endHour)) {
         day = QDate::fromJulianDay(startDay);
         seconds = static_cast<int>(util::elapsed_seconds(startDay, startSecond, endDay, endSecond));

@@ -23,6 +23,7 @@ struct DayRow
     // them counts as it happened).
     QDate day;
     int hour = 0;
+    int startSecond = 0; // of the start day
     int seconds = 0;
     QString taskId;
     QString projectId;

@@ -75,6 +75,39 @@ void DayTreeView::extendSelection(const QModelIndexList& list)
     }
 }
 
+void DayTreeView::selectEntries(const QSet<int>& ids)
+{
+    TreeModel* tree = treeModel();
+    if (!tree || !selectionModel()) {
+        return;
+    }
+    QItemSelection chosen;
+    const std::function<void(const QModelIndex&)> visit = [&](const QModelIndex& parent) {
+        for (int row = 0; row < tree->rowCount(parent); ++row) {
+            const QModelIndex index = tree->index(row, 0, parent);
+            if (tree->hiddenData(index, QStringLiteral("type")).toString() != QLatin1String("entry")) {
+                visit(index);
+                continue;
+            }
+            const QVariantList held = tree->hiddenData(index, QStringLiteral("entries")).toList();
+            if (std::any_of(held.cbegin(), held.cend(),
+                            [&ids](const QVariant& id) { return ids.contains(id.toInt()); })) {
+                chosen.select(index, index);
+                for (QModelIndex up = parent; up.isValid(); up = up.parent()) {
+                    expand(up);
+                }
+            }
+        }
+    };
+    visit(QModelIndex());
+    selectionModel()->select(chosen, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    if (!chosen.isEmpty()) {
+        const QModelIndex firstChosen = chosen.first().topLeft();
+        selectionModel()->setCurrentIndex(firstChosen, QItemSelectionModel::NoUpdate);
+        scrollTo(firstChosen);
+    }
+}
+
 DayTreeView::EntrySelection DayTreeView::selectedEntries()
 {
     EntrySelection selection;

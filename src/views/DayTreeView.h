@@ -2,6 +2,7 @@
 
 #include "views/ExpandedNodes.h"
 
+#include <QSet>
 #include <QTreeView>
 
 class Prompter;
@@ -29,6 +30,9 @@ public:
 
     // Adds the entries of every selected application to the selection.
     void extendSelection(const QModelIndexList& list);
+    // Selects the entry rows that hold any of these entry ids (opening their parents), as the day's
+    // timeline picks them; the first one is made current and scrolled to.
+    void selectEntries(const QSet<int>& ids);
     // Removes the rows (bottom-up order) and their time from every ancestor; emptied ancestors go too.
     void removeSelection(const QModelIndexList& list);
     void adjustColumnWidth();

@@ -273,6 +273,7 @@ void TreeModel::forgetCountedEntries(TreeItem* item)
     const QVariantList ids = item->hiddenData(QStringLiteral("entries")).toList();
     for (const QVariant& id : ids) {
         countedSeconds.remove(id.toInt());
+        shown.remove(id.toInt());
     }
     for (int i = 0; i < item->childCount(); ++i) {
         forgetCountedEntries(item->child(i));

@@ -64,6 +64,10 @@ public:
     QDate getDisplayedDate() const { return displayedDate; }
     void setDisplayedDate(const QDate& date) { displayedDate = date; }
     int getTotalTime() const { return totalTime; }
+
+    // The rows behind the tree as it stands (filters, ignored applications and the hide-under
+    // threshold applied), each with its start in the day; in no particular order.
+    const QHash<int, DayRow>& shownRows() const { return shown; }
     int getHideUnder() const { return hideUnder; }
     void setHideUnder(int seconds) { hideUnder = seconds; }
     bool getGroupByHour() const { return groupByHour; }
@@ -165,6 +169,8 @@ private:
     mutable QHash<QString, QIcon> iconCache;
     // Seconds already shown per entry id, so a stretch announced again is never counted twice.
     QHash<int, int> countedSeconds;
+    // The rows the tree shows, by entry id, with their times of day: the day's timeline draws them.
+    QHash<int, DayRow> shown;
     // Rows whose link or unlink waits for a lost answer; shown apart so nobody takes them as settled.
     QSet<int> pendingIds;
 };

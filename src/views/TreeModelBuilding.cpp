@@ -80,6 +80,7 @@ public:
             nodes[path[i]].seconds += row.seconds;
         }
         model.countedSeconds.insert(row.id, row.seconds);
+        model.shown.insert(row.id, row);
         model.totalTime += row.seconds;
     }
 
@@ -202,6 +203,7 @@ void TreeModel::initTree(const QDate& date, int threshold)
     hideUnder = threshold;
     totalTime = 0;
     countedSeconds.clear();
+    shown.clear();
     pendingIds = LinkJournal::pendingEntryIds();
     rootItem = std::make_unique<TreeItem>(headerRow());
     setupModelData(date, threshold, rootItem.get());
@@ -329,6 +331,7 @@ void TreeModel::placeLiveRow(const DayRow& row, const LinkedNames* names)
     if (created) {
         getItem(app)->setHiddenData(QStringLiteral("app_id"), row.appId);
     }
+    shown.insert(row.id, row);
     placeEntry(app, row.title, row.id, row.seconds);
 }
 

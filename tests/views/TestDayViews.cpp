@@ -5,13 +5,16 @@
 #include "app/MainWindowForm.h"
 #include "store/util.h"
 #include "views/CalendarWidget.h"
+#include "views/DayTimeline.h"
 #include "views/EntriesList.h"
 #include "views/LineEdit.h"
 #include "views/TimeTree.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QMainWindow>
 #include <QPushButton>
@@ -19,6 +22,7 @@
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
+#include <QToolTip>
 
 // The day shown in the main window, driven through the window's own widgets on a real database.
 class TestDayViews : public QObject
@@ -38,6 +42,8 @@ private slots:
     void timeColumnFitsItsLongestText();
     void excludeBuildsOnceKeepingCollapsedNodes();
     void unlinkKeepsTheLinkedOpenNodes();
+    void timelineDrawsWhatTheTreesShow();
+    void timelinePicksWhatIsClickedOrSpanned();
 
 private:
     QStringList topLevelNames(const TreeModel* model) const;
@@ -272,6 +278,87 @@ void TestDayViews::unlinkKeepsTheLinkedOpenNodes()
     views->refreshAfterUnlink();
     QVERIFY(ui.linkedEntries->isExpanded(model->index(0, 0)));
     QVERIFY(!ui.linkedEntries->isExpanded(model->index(0, 0, model->index(0, 0))));
+}
+
+namespace {
+QStringList drawn(const DayTimeline* line)
+{
+    QStringList list;
+    for (const DayTimeline::Segment& segment : line->segments()) {
+        list << QStringLiteral("%1:%2-%3%4")
+                    .arg(segment.id)
+                    .arg(segment.start)
+                    .arg(segment.end)
+                    .arg(segment.linked ? QStringLiteral(" linked") : QString());
+    }
+    return list;
+}
+
+QStringList selectedTitles(const QTreeView* view)
+{
+    QStringList titles;
+    for (const QModelIndex& index : view->selectionModel()->selectedRows()) {
+        titles << index.data().toString();
+    }
+    titles.sort();
+    return titles;
+}
+} // namespace
+
+void TestDayViews::timelineDrawsWhatTheTreesShow()
+{
+    DayTimeline* line = ui.timeline;
+    line->rebuild();
+    QCOMPARE(drawn(line),
+             (QStringList{"1:32400-32450", "4:36000-36300", "5:39600-40200 linked", "2:50400-50420", "3:51000-51030"}));
+    QCOMPARE(line->firstSecond(), 32400); // whole minutes around what was recorded
+    QCOMPARE(line->lastSecond(), 51060);
+    QCOMPARE(DayTimeline::colourFor({0, 0, 0, QStringLiteral("verrin://idle"), {}, {}, false}), QColor(170, 170, 170));
+    QCOMPARE(DayTimeline::colourFor(line->segments().at(0)), DayTimeline::colourFor(line->segments().at(3)));
+
+    // It follows the title filter and the hide-under threshold as the trees do.
+    ui.editFilter->setText(QStringLiteral("budget"));
+    QTRY_COMPARE(drawn(line).size(), 4);
+    QVERIFY(!drawn(line).contains("3:51000-51030"));
+    ui.cbHideUnder->setCurrentIndex(3); // 1 minute: "notes" is 30 s, "budget report" 70 s in two pieces
+    emit ui.cbHideUnder->activated(3);
+    QTRY_COMPARE(drawn(line), (QStringList{"1:32400-32450", "4:36000-36300", "5:39600-40200 linked", "2:50400-50420"}));
+}
+
+void TestDayViews::timelinePicksWhatIsClickedOrSpanned()
+{
+    window->resize(1000, 700);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    DayTimeline* line = ui.timeline;
+    line->rebuild();
+    const auto rectOf = [line](int id) {
+        for (const DayTimeline::Segment& segment : line->segments()) {
+            if (segment.id == id) {
+                return line->segmentRect(segment);
+            }
+        }
+        return QRect();
+    };
+    const QRect forum = rectOf(4);
+    QVERIFY(forum.width() > 3);
+
+    QHelpEvent hover(QEvent::ToolTip, forum.center(), line->mapToGlobal(forum.center()));
+    QApplication::sendEvent(line, &hover);
+    QVERIFY2(QToolTip::text().contains("Browser") && QToolTip::text().contains("10:00:00 \u2013 10:05:00"),
+             qPrintable(QToolTip::text()));
+    QToolTip::hideText();
+
+    QTest::mouseClick(line, Qt::LeftButton, {}, forum.center());
+    QCOMPARE(selectedTitles(ui.appList), QStringList{"budget forum"});
+    QVERIFY(ui.linkedEntries->selectionModel()->selectedRows().isEmpty());
+
+    // A drag from before the linked stretch to past the second "budget report" picks all in between.
+    const int y = forum.center().y();
+    QTest::mousePress(line, Qt::LeftButton, {}, QPoint(rectOf(5).left() - 1, y));
+    QTest::mouseRelease(line, Qt::LeftButton, {}, QPoint(rectOf(2).right() + 1, y));
+    QCOMPARE(selectedTitles(ui.appList), QStringList{"budget report"});
+    QCOMPARE(selectedTitles(ui.linkedEntries), QStringList{"ticket"});
 }
 
 QTEST_MAIN(TestDayViews)
