@@ -16,6 +16,8 @@ work=$(mktemp -d)
 pids=()
 cleanup() {
     for p in "${pids[@]}"; do kill "$p" 2>/dev/null; done
+    # Also the `sleep` that holds each test window's input open: waiting on it would never end.
+    pkill -P $$ 2>/dev/null
     wait 2>/dev/null
     rm -rf "$work"
 }
@@ -78,8 +80,15 @@ stat_of() { # utime+stime in clock ticks, context switches, resident kB
     echo "$cpu $switches $rss"
 }
 
+threads_of() { # "name switches" per thread
+    for t in /proc/"$program"/task/*; do
+        printf '%s %s\n' "$(tr ' ' '_' <"$t/comm")" "$(awk '/ctxt_switches/ {s += $2} END {print s}' "$t/status")"
+    done
+}
+
 measure() { # label
     local before after turn=0
+    threads_of >"$work/threads.before"
     before=$(stat_of)
     local end=$((SECONDS + seconds))
     while [ $SECONDS -lt $end ]; do
@@ -94,6 +103,10 @@ measure() { # label
     read -r c1 s1 r1 <<<"$after"
     awk -v c="$((c1 - c0))" -v hz="$hz" -v s="$((s1 - s0))" -v t="$seconds" -v r="$r1" -v l="$1" \
         'BEGIN { printf "%s: %.2f s CPU per hour, %.2f wake-ups per second, %.1f MB resident\n", l, c / hz * 3600 / t, s / t, r / 1024 }'
+    # Which threads wake: the names Qt and the libraries give them.
+    threads_of | awk -v t="$seconds" 'NR == FNR { b[$1] += $2; next } { a[$1] += $2 }
+        END { for (n in a) if (a[n] - b[n] > 0) printf "    %s %.2f/s", n, (a[n] - b[n]) / t; print "" }' \
+        "$work/threads.before" -
 }
 
 measure "window shown"

@@ -1,6 +1,7 @@
 #include "app/DayViews.h"
 
 #include "app/Clock.h"
+#include "app/LocalZone.h"
 #include "app/MainWindowForm.h"
 #include "app/Registry.h"
 #include "recording/AppIcons.h"
@@ -179,6 +180,7 @@ QDate DayViews::today() const
 
 void DayViews::checkDayChange()
 {
+    LocalZone::followChanges();
     const QDate now = today();
     if (ui->calendar->getCurrentDate() == now) {
         return;

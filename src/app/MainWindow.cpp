@@ -256,6 +256,7 @@ void MainWindow::initTrayIcon()
 
     trayTimer = new QTimer(this);
     trayTimer->setObjectName(QStringLiteral("trayTimer"));
+    trayTimer->setInterval(500);
     connect(trayTimer, &QTimer::timeout, this, &MainWindow::updateTrayIcon);
     for (int i = 1; i <= kTrayFrames; ++i) {
         frames << QIcon(QStringLiteral(":/icons/res/frame") + QString::number(i) + QStringLiteral(".png"));
@@ -505,7 +506,10 @@ void MainWindow::startStopRecording(bool on)
         recording = true;
         ui.btnRecord->setText(QStringLiteral("Recording"));
         timer->start(1000);
-        trayTimer->start(500);
+        // An animation nobody can see is a wake-up twice a second for nothing.
+        if (QSystemTrayIcon::isSystemTrayAvailable()) {
+            trayTimer->start();
+        }
         tray->setIcon(frames.at(frameIndex));
         startAction->setEnabled(false);
         pauseAction->setEnabled(true);

@@ -2,6 +2,7 @@
 #include "app/DataPaths.h"
 #include "app/DebugLog.h"
 #include "app/HeadlessCommands.h"
+#include "app/LocalZone.h"
 #include "app/MainWindow.h"
 #include "app/MessageBoxPrompter.h"
 #include "app/SingleInstance.h"
@@ -77,6 +78,7 @@ int main(int argc, char** argv)
 {
     // Before anything is written: the data folder holds every window title and the service's secrets.
     DataPaths::keepPrivate();
+    LocalZone::readOnce();
     // Headless requests are answered without a window or a display.
     const CommandLine options = CommandLine::parse(rawArguments(argc, argv), QDate::currentDate());
     if (options.mode != CommandLine::Mode::Gui) {

@@ -51,7 +51,7 @@ std::unique_ptr<Platform> createPlatform()
     } else if (QGuiApplication::platformName() != QLatin1String("xcb") || !X11Platform::qtConnection()) {
         why = QStringLiteral("Recording needs an X11 display");
     } else {
-        auto x11 = std::make_unique<X11Platform>(X11Platform::qtConnection());
+        auto x11 = X11Platform::withOwnConnection();
         if (x11->isSupported()) {
             return x11;
         }

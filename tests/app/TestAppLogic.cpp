@@ -1,10 +1,12 @@
 #include "app/CommandLine.h"
 #include "app/DebugLog.h"
+#include "app/LocalZone.h"
 #include "app/WindowPolicy.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimeZone>
 
 using WindowPolicy::CloseAction;
 using WindowPolicy::TrayClick;
@@ -61,6 +63,25 @@ private slots:
         QVERIFY(lines.at(0).endsWith(QLatin1String(" run 0")));
         QVERIFY(lines.at(1).endsWith(QLatin1String(" Warning: careful")));
         QVERIFY(lines.at(2).endsWith(QLatin1String(" run 1")));
+    }
+
+    // Reading the zone once must not change what local time is.
+    void zoneReadOnceKeepsLocalTime()
+    {
+        const QByteArray saved = qgetenv("TZ");
+        qunsetenv("TZ");
+        const int offsetBefore = QDateTime::currentDateTime().offsetFromUtc();
+        const QByteArray zoneBefore = QTimeZone::systemTimeZoneId();
+        LocalZone::readOnce();
+        QCOMPARE(qgetenv("TZ"), QByteArray(":/etc/localtime"));
+        QCOMPARE(QTimeZone::systemTimeZoneId(), zoneBefore);
+        QCOMPARE(QDateTime::currentDateTime().offsetFromUtc(), offsetBefore);
+        QVERIFY(!LocalZone::followChanges()); // the file did not change
+        if (saved.isNull()) {
+            qunsetenv("TZ");
+        } else {
+            qputenv("TZ", saved);
+        }
     }
 
     void commandLine_data()

@@ -121,6 +121,21 @@ xcb_connection_t* X11Platform::qtConnection()
     return x11 ? x11->connection() : nullptr;
 }
 
+std::unique_ptr<X11Platform> X11Platform::withOwnConnection(const QStringList& applicationFolders)
+{
+    xcb_connection_t* own = xcb_connect(nullptr, nullptr);
+    auto platform = std::make_unique<X11Platform>(own, applicationFolders);
+    platform->owned = own;
+    return platform;
+}
+
+X11Platform::~X11Platform()
+{
+    if (owned) {
+        xcb_disconnect(owned);
+    }
+}
+
 X11Platform::X11Platform(xcb_connection_t* connection, const QStringList& applicationFolders)
     : conn(connection), index(applicationFolders), resolver(&index)
 {

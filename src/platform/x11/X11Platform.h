@@ -7,10 +7,13 @@
 #include <QElapsedTimer>
 #include <QHash>
 
+#include <memory>
+
 #include <xcb/screensaver.h>
 #include <xcb/xcb.h>
 
-// The platform of an X11 session, asked through Qt's own xcb connection. One probe costs two round
+// The platform of an X11 session. The program gives it an xcb connection of its own (replies to its
+// probes then never wake Qt's X event thread); tests may hand in Qt's. One probe costs two round
 // trips to the X server: the active window together with the idle time, then that window's pid,
 // titles and class together. Every reply is checked for errors, since windows vanish at any moment.
 class X11Platform : public Platform
@@ -20,8 +23,15 @@ public:
     explicit X11Platform(xcb_connection_t* connection,
                          const QStringList& applicationFolders = DesktopEntryIndex::defaultFolders());
 
+    ~X11Platform() override;
+    X11Platform(const X11Platform&) = delete;
+    X11Platform& operator=(const X11Platform&) = delete;
+
     // Qt's xcb connection, or null when Qt does not run on xcb.
     static xcb_connection_t* qtConnection();
+    // A platform on a connection of its own to the display Qt uses, closed with it.
+    static std::unique_ptr<X11Platform> withOwnConnection(
+        const QStringList& applicationFolders = DesktopEntryIndex::defaultFolders());
 
     bool isSupported() const override { return supported; }
     QString unsupportedReason() const override { return reason; }
@@ -55,6 +65,7 @@ private:
     QIcon windowIcon(xcb_window_t window);
 
     xcb_connection_t* conn = nullptr;
+    xcb_connection_t* owned = nullptr;
     xcb_window_t root = XCB_NONE;
     bool supported = false;
     QString reason;
