@@ -127,7 +127,8 @@ private slots:
 
         helperExe = QFileInfo(QStringLiteral(X11_TEST_WINDOW)).canonicalFilePath();
         QVERIFY(!helperExe.isEmpty());
-        platform = std::make_unique<X11Platform>(X11Platform::qtConnection(), QStringList{apps.path()});
+        // The program's way: a connection of its own, which keeps its answer until told of a change.
+        platform = X11Platform::withOwnConnection(QStringList{apps.path()});
         QVERIFY2(platform->isSupported(), qPrintable(platform->unsupportedReason()));
         // The window manager may still be starting up; once it has activated a window it is ready.
         QVERIFY(showInFront({"--title", "Warming up"}).valid);

@@ -126,6 +126,12 @@ std::unique_ptr<X11Platform> X11Platform::withOwnConnection(const QStringList& a
     xcb_connection_t* own = xcb_connect(nullptr, nullptr);
     auto platform = std::make_unique<X11Platform>(own, applicationFolders);
     platform->owned = own;
+    if (platform->supported) {
+        // Changes of the active window are announced on the root window.
+        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(own, platform->root, XCB_CW_EVENT_MASK, &mask);
+        xcb_flush(own);
+    }
     return platform;
 }
 
@@ -303,12 +309,58 @@ qint64 X11Platform::pidFromResourceExtension(xcb_window_t window)
     return pid;
 }
 
+bool X11Platform::stillValid()
+{
+    if (!owned) {
+        return false;
+    }
+    // Every event is read, whether or not an answer is kept, so none pile up. Reading what the server sent meanwhile
+    // does not wait: only events already here are looked at.
+    while (xcb_generic_event_t* event = xcb_poll_for_event(conn)) {
+        const uint8_t type = event->response_type & ~0x80;
+        if (type == XCB_PROPERTY_NOTIFY) {
+            const auto* change = reinterpret_cast<xcb_property_notify_event_t*>(event);
+            if (change->window == watched || (change->window == root && change->atom == atoms.netActiveWindow)) {
+                cacheValid = false;
+            }
+        } else if (type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY || type == 0) {
+            cacheValid = false; // the window went, or a request about it failed
+        }
+        free(event);
+    }
+    return cacheValid && !xcb_connection_has_error(conn);
+}
+
+void X11Platform::watch(xcb_window_t window)
+{
+    cacheValid = false;
+    if (!owned) {
+        return;
+    }
+    if (watched != XCB_NONE && watched != window) {
+        const uint32_t none = XCB_EVENT_MASK_NO_EVENT;
+        xcb_change_window_attributes(conn, watched, XCB_CW_EVENT_MASK, &none);
+    }
+    watched = window;
+    if (window != XCB_NONE) {
+        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+        xcb_change_window_attributes(conn, window, XCB_CW_EVENT_MASK, &mask);
+    }
+}
+
 ForegroundWindow X11Platform::foregroundWindow()
 {
-    lastProbedWindow = XCB_NONE;
     if (!supported || xcb_connection_has_error(conn)) {
+        lastProbedWindow = XCB_NONE;
         return {};
     }
+    if (stillValid()) {
+        if (hasScreenSaver) {
+            storeIdle(xcb_screensaver_query_info(conn, root));
+        }
+        return cached;
+    }
+    lastProbedWindow = XCB_NONE;
 
     // Round trip 1: which window is active, and how long the user has been idle.
     auto activeCookie = xcb_get_property(conn, 0, root, atoms.netActiveWindow, XCB_ATOM_WINDOW, 0, 1);
@@ -326,16 +378,22 @@ ForegroundWindow X11Platform::foregroundWindow()
         return {};
     }
     xcb_window_t window = XCB_NONE;
+    bool viaFocus = false; // no active-window property: focus changes are not announced, so ask again
     if (active->type == XCB_ATOM_WINDOW && active->format == 32 && xcb_get_property_value_length(active.get()) >= 4) {
         window = *static_cast<const xcb_window_t*>(xcb_get_property_value(active.get()));
     } else if (active->type == XCB_NONE) {
         window = focusedClientWindow();
+        viaFocus = true;
     }
     if (window == XCB_NONE) {
         return {}; // nothing is active (all windows closed, or the desktop itself has the focus)
     }
 
-    // Round trip 2: the active window's process, titles and class.
+    // Round trip 2: the active window's process, titles and class. Watching starts first, so a change
+    // the answers miss still arrives as an event.
+    if (!viaFocus) {
+        watch(window);
+    }
     auto pidCookie = xcb_get_property(conn, 0, window, atoms.netWmPid, XCB_ATOM_CARDINAL, 0, 1);
     auto netNameCookie = xcb_get_property(conn, 0, window, atoms.netWmName, atoms.utf8String, 0, maxTitleLongs);
     auto nameCookie = xcb_get_property(conn, 0, window, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, maxTitleLongs);
@@ -389,6 +447,10 @@ ForegroundWindow X11Platform::foregroundWindow()
     result.pid = pid;
     result.valid = true;
     lastProbedWindow = window;
+    if (owned && !viaFocus) {
+        cached = result;
+        cacheValid = true;
+    }
     if (!result.path.isEmpty() && !icons.contains(result.path)) {
         if (windowOfPath.size() >= maxCachedWindows) {
             windowOfPath.clear();

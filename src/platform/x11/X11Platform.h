@@ -7,10 +7,10 @@
 #include <QElapsedTimer>
 #include <QHash>
 
-#include <memory>
-
 #include <xcb/screensaver.h>
 #include <xcb/xcb.h>
+
+#include <memory>
 
 // The platform of an X11 session. The program gives it an xcb connection of its own (replies to its
 // probes then never wake Qt's X event thread); tests may hand in Qt's. One probe costs two round
@@ -30,8 +30,8 @@ public:
     // Qt's xcb connection, or null when Qt does not run on xcb.
     static xcb_connection_t* qtConnection();
     // A platform on a connection of its own to the display Qt uses, closed with it.
-    static std::unique_ptr<X11Platform> withOwnConnection(
-        const QStringList& applicationFolders = DesktopEntryIndex::defaultFolders());
+    static std::unique_ptr<X11Platform>
+    withOwnConnection(const QStringList& applicationFolders = DesktopEntryIndex::defaultFolders());
 
     bool isSupported() const override { return supported; }
     QString unsupportedReason() const override { return reason; }
@@ -79,6 +79,14 @@ private:
     quint32 idleMs = 0;
     QElapsedTimer idleAge;
     xcb_window_t lastProbedWindow = XCB_NONE;
+    // On a connection of its own the platform hears of changes instead of asking every tick: the front
+    // window found last stays true until the root's active window, that window's names, class or pid
+    // change, or it is unmapped. A tick then costs one round trip, for the idle time.
+    bool stillValid();
+    void watch(xcb_window_t window);
+    ForegroundWindow cached;
+    xcb_window_t watched = XCB_NONE;
+    bool cacheValid = false;
     xcb_window_t vanishedWindow = XCB_NONE; // the last window found gone, reported once
     QHash<xcb_window_t, qint64> resourcePids;
     QHash<QString, xcb_window_t> windowOfPath;
