@@ -24,6 +24,14 @@ struct Figures
     double best;
 };
 
+// Benchmarks paint and load icons, but never need a screen: they also run where there is none.
+inline void useOffscreenUnlessTold()
+{
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+}
+
 // Milliseconds of `work` over `runs` runs.
 inline Figures measure(int runs, const std::function<void()>& work)
 {

@@ -25,10 +25,7 @@ using FiveYearHistory::measure;
 
 int main(int argc, char* argv[])
 {
-    // Icons need a GUI application, but never a screen: benchmarks also run where there is none.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
+    FiveYearHistory::useOffscreenUnlessTold();
     QGuiApplication app(argc, argv);
     QTextStream out(stdout);
     Database database;

@@ -22,9 +22,7 @@
 
 int main(int argc, char* argv[])
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
+    FiveYearHistory::useOffscreenUnlessTold();
     QApplication app(argc, argv);
     QTextStream out(stdout);
     Database database;

@@ -193,11 +193,12 @@ bool RuleStore::moveDbRule(int ruleId, int direction)
 
     // Sequences have gaps after deletions, so the neighbour is the nearest existing one. With none in
     // that direction the aggregate is NULL, read as 0: that is how the top rule reaches 0.
+    // The numbers are bound as the texts the statements always compared with.
     QSqlQuery neighbour;
-    const QString neighbourSql = direction < 0
-                                     ? QStringLiteral("SELECT MAX(seq) FROM rules WHERE seq <= '%1' ").arg(newSeq)
-                                     : QStringLiteral("SELECT MIN(seq) FROM rules WHERE seq >= '%1' ").arg(newSeq);
-    if (!neighbour.exec(neighbourSql)) {
+    neighbour.prepare(direction < 0 ? QStringLiteral("SELECT MAX(seq) FROM rules WHERE seq <= :seq ")
+                                    : QStringLiteral("SELECT MIN(seq) FROM rules WHERE seq >= :seq "));
+    neighbour.bindValue(QStringLiteral(":seq"), QString::number(newSeq));
+    if (!neighbour.exec()) {
         qDebug() << "err: " << neighbour.lastError().databaseText();
     } else {
         newSeq = neighbour.next() ? neighbour.value(0).toInt() : 0;
@@ -205,7 +206,10 @@ bool RuleStore::moveDbRule(int ruleId, int direction)
     }
 
     QSqlQuery swapOthers;
-    if (!swapOthers.exec(QStringLiteral("UPDATE rules SET seq = '%1' WHERE seq = '%2' ").arg(oldSeq).arg(newSeq))) {
+    swapOthers.prepare(QStringLiteral("UPDATE rules SET seq = :old_seq WHERE seq = :new_seq "));
+    swapOthers.bindValue(QStringLiteral(":old_seq"), QString::number(oldSeq));
+    swapOthers.bindValue(QStringLiteral(":new_seq"), QString::number(newSeq));
+    if (!swapOthers.exec()) {
         qDebug() << "err: " << swapOthers.lastError().databaseText();
         lastErrorText = swapOthers.lastError().text();
         return false;

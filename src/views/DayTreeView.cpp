@@ -9,7 +9,6 @@
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QHeaderView>
-#include <QHelpEvent>
 #include <QMenu>
 #include <QMessageBox>
 #include <QScopedValueRollback>
@@ -282,14 +281,8 @@ void DayTreeView::restoreExpandedNodes()
 
 bool DayTreeView::viewportEvent(QEvent* event)
 {
-    if (event->type() == QEvent::ToolTip) {
-        QStyleOptionViewItem option;
-        initViewItemOption(&option);
-        if (showWholeTextTip(this, static_cast<QHelpEvent*>(event), option)) {
-            return true;
-        }
-    }
-    return QTreeView::viewportEvent(event);
+    return showWholeTextTip(this, event, [this](QStyleOptionViewItem* option) { initViewItemOption(option); }) ||
+           QTreeView::viewportEvent(event);
 }
 
 void DayTreeView::contextMenuEvent(QContextMenuEvent* event)

@@ -10,7 +10,6 @@
 #include <QDialogButtonBox>
 #include <QHash>
 #include <QHeaderView>
-#include <QHelpEvent>
 #include <QLabel>
 #include <QLocale>
 #include <QTreeView>
@@ -104,14 +103,8 @@ public:
 protected:
     bool viewportEvent(QEvent* event) override
     {
-        if (event->type() == QEvent::ToolTip) {
-            QStyleOptionViewItem option;
-            initViewItemOption(&option);
-            if (showWholeTextTip(this, static_cast<QHelpEvent*>(event), option)) {
-                return true;
-            }
-        }
-        return QTreeView::viewportEvent(event);
+        return showWholeTextTip(this, event, [this](QStyleOptionViewItem* option) { initViewItemOption(option); }) ||
+               QTreeView::viewportEvent(event);
     }
 };
 } // namespace

@@ -2,11 +2,14 @@
 
 #include "views/ItemRoles.h"
 
+#include <functional>
+
 class QAbstractItemView;
-class QHelpEvent;
+class QEvent;
 class QStyleOptionViewItem;
 
-// Shows the whole text of the cell under the pointer when the view had to cut it or showed its line
-// breaks as marks. `option` is the view's own item option (a view fills it with initViewItemOption).
-// Returns false when the cell shows everything, so the view handles the event as usual.
-bool showWholeTextTip(QAbstractItemView* view, QHelpEvent* event, QStyleOptionViewItem option);
+// For a view's viewportEvent: on a tool-tip request over a cell the view had to cut, or whose line
+// breaks it showed as marks, shows the whole text and returns true. Otherwise returns false, and the
+// view handles the event as usual. `initOption` is the view's own initViewItemOption (protected).
+bool showWholeTextTip(QAbstractItemView* view, QEvent* event,
+                      const std::function<void(QStyleOptionViewItem*)>& initOption);
