@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build run test bench format demo clean package check-package
+.PHONY: all deps configure build run test bench format demo clean package check-package check-asan fuzz
 
 all: build
 
@@ -30,6 +30,12 @@ package: build
 
 check-package: package
 	@bash scripts/check-package.sh $(BUILD_DIR)
+
+check-asan: deps
+	@bash scripts/check-asan.sh
+
+fuzz: deps
+	@bash scripts/fuzz.sh $(FUZZ_SECONDS)
 
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i

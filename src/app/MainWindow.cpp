@@ -54,18 +54,6 @@
 namespace {
 const char* kHelpUrl = "https://www.verrin.com/help/verrinplus/";
 constexpr int kTrayFrames = 8;
-
-QDockWidget* makeDock(QMainWindow* window, const char* name, Qt::DockWidgetArea area, QWidget* content)
-{
-    auto* dock = new QDockWidget(QLatin1String(name), window);
-    dock->setObjectName(QLatin1String(name));
-    dock->setAllowedAreas(area);
-    dock->setFeatures(QDockWidget::DockWidgetClosable);
-    dock->setTitleBarWidget(new QWidget(dock));
-    dock->setWidget(content);
-    window->addDockWidget(area, dock);
-    return dock;
-}
 } // namespace
 
 MainWindow::MainWindow(Clock* injectedClock, QWidget* parent)
@@ -272,9 +260,9 @@ void MainWindow::initTrayIcon()
 
 void MainWindow::initDockedWidgets()
 {
-    QDockWidget* left = makeDock(this, "Left", Qt::LeftDockWidgetArea, ui.leftPanel);
-    QDockWidget* right = makeDock(this, "Right", Qt::RightDockWidgetArea, ui.projectsPanel);
-    QDockWidget* bottom = makeDock(this, "Bottom", Qt::BottomDockWidgetArea, ui.linkedPanel);
+    QDockWidget* left = ui.leftDock;
+    QDockWidget* right = ui.rightDock;
+    QDockWidget* bottom = ui.bottomDock;
     bottom->toggleViewAction()->setText(QStringLiteral("Linked &Entries"));
     // The View menu's entries show and hide the three panels and follow them when they close.
     const QList<QPair<QAction*, QDockWidget*>> toggles = {

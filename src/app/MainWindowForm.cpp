@@ -12,6 +12,7 @@
 #include <QCalendarWidget>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDockWidget>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -51,7 +52,7 @@ void MainWindowForm::setupUi(QMainWindow* window)
     buildActions(window);
     buildMenus(window);
     buildCentral(window);
-    buildPanels();
+    buildPanels(window);
     statusBar = named(new QStatusBar(window), "statusBar");
     window->setStatusBar(statusBar);
     retranslateUi(window);
@@ -178,7 +179,23 @@ void MainWindowForm::buildCentral(QMainWindow* window)
     window->setCentralWidget(centralwidget);
 }
 
-void MainWindowForm::buildPanels()
+namespace {
+// The side and bottom panels sit in docks from the start, so the window owns them even where a test
+// builds the form without the rest of the main window.
+QDockWidget* makeDock(QMainWindow* window, const char* name, Qt::DockWidgetArea area, QWidget* content)
+{
+    auto* dock = new QDockWidget(QLatin1String(name), window);
+    dock->setObjectName(QLatin1String(name));
+    dock->setAllowedAreas(area);
+    dock->setFeatures(QDockWidget::DockWidgetClosable);
+    dock->setTitleBarWidget(new QWidget(dock));
+    dock->setWidget(content);
+    window->addDockWidget(area, dock);
+    return dock;
+}
+} // namespace
+
+void MainWindowForm::buildPanels(QMainWindow* window)
 {
     leftPanel = named(new QWidget, "leftPanel");
     auto* left = new QVBoxLayout(leftPanel);
@@ -217,6 +234,10 @@ void MainWindowForm::buildPanels()
     labelTotalLinkedTime = named(new QLabel, "labelTotalLinkedTime");
     totals->addWidget(labelTotalLinkedTime);
     bottom->addLayout(totals);
+
+    leftDock = makeDock(window, "Left", Qt::LeftDockWidgetArea, leftPanel);
+    rightDock = makeDock(window, "Right", Qt::RightDockWidgetArea, projectsPanel);
+    bottomDock = makeDock(window, "Bottom", Qt::BottomDockWidgetArea, linkedPanel);
 }
 
 void MainWindowForm::retranslateUi(QMainWindow* window)

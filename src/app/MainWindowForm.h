@@ -5,6 +5,7 @@
 class QAction;
 class CalendarWidget;
 class DayTimeline;
+class QDockWidget;
 class EntriesList;
 class LineEdit;
 class ProjectsTree;
@@ -84,10 +85,13 @@ public:
     QWidget* linkedPanel = nullptr;
     EntriesList* linkedEntries = nullptr;
     QLabel* labelTotalLinkedTime = nullptr;
+    QDockWidget* leftDock = nullptr;
+    QDockWidget* rightDock = nullptr;
+    QDockWidget* bottomDock = nullptr;
 
 private:
     void buildActions(QMainWindow* window);
     void buildMenus(QMainWindow* window);
     void buildCentral(QMainWindow* window);
-    void buildPanels();
+    void buildPanels(QMainWindow* window);
 };

@@ -91,21 +91,33 @@ void SingleInstance::listen()
     });
 }
 
-void SingleInstance::handleLine(QLocalSocket* socket, const QString& line)
+SingleInstance::Request SingleInstance::parseLine(const QString& line)
 {
+    Request request;
     if (line == QLatin1String("show")) {
-        emit activationRequested();
-        return;
+        request.kind = Request::Show;
+        return request;
     }
     // "run COMMAND FROM TO": a command-line run hands its work to this window, the folder's one writer.
     const QStringList words = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
     if (words.size() != 4 || words.at(0) != QLatin1String("run")) {
-        return;
+        return request;
     }
-    const QString command = words.at(1);
-    const QDate from = QDate::fromString(words.at(2), Qt::ISODate);
-    const QDate to = QDate::fromString(words.at(3), Qt::ISODate);
-    runHandedOver(QPointer<QLocalSocket>(socket), command, from, to);
+    request.kind = Request::Run;
+    request.command = words.at(1);
+    request.from = QDate::fromString(words.at(2), Qt::ISODate);
+    request.to = QDate::fromString(words.at(3), Qt::ISODate);
+    return request;
+}
+
+void SingleInstance::handleLine(QLocalSocket* socket, const QString& line)
+{
+    const Request request = parseLine(line);
+    if (request.kind == Request::Show) {
+        emit activationRequested();
+    } else if (request.kind == Request::Run) {
+        runHandedOver(QPointer<QLocalSocket>(socket), request.command, request.from, request.to);
+    }
 }
 
 void SingleInstance::runHandedOver(QPointer<QLocalSocket> target, const QString& command, const QDate& from,

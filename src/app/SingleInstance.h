@@ -21,6 +21,21 @@ class SingleInstance : public QObject
 {
     Q_OBJECT
 public:
+    // One line of the socket's protocol, read: "show", or "run COMMAND FROM TO" with two ISO dates.
+    struct Request
+    {
+        enum Kind
+        {
+            Nothing,
+            Show,
+            Run
+        } kind = Nothing;
+        QString command;
+        QDate from;
+        QDate to;
+    };
+    static Request parseLine(const QString& line);
+
     // `dataFolder` decides which instances count as the same one.
     explicit SingleInstance(const QString& dataFolder, QObject* parent = nullptr);
     ~SingleInstance() override;

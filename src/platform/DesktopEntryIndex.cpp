@@ -92,7 +92,14 @@ bool desktop_file::parse(const QString& path, DesktopEntry* entry)
     if (!file.open(QIODevice::ReadOnly) || file.size() > maxDesktopFileSize) {
         return false;
     }
-    QByteArray data = file.read(maxDesktopFileSize);
+    return parseData(file.read(maxDesktopFileSize), path, entry);
+}
+
+bool desktop_file::parseData(QByteArray data, const QString& path, DesktopEntry* entry)
+{
+    if (data.size() > maxDesktopFileSize) {
+        return false;
+    }
     if (data.startsWith("\xef\xbb\xbf")) {
         data.remove(0, 3); // a byte order mark some editors write
     }

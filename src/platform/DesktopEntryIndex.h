@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QHash>
@@ -31,6 +32,8 @@ struct DesktopEntry
 namespace desktop_file {
 // Parses the [Desktop Entry] group. False when the file is unreadable or holds no application.
 bool parse(const QString& path, DesktopEntry* entry);
+// The same for the bytes of a desktop file read from `path`.
+bool parseData(QByteArray data, const QString& path, DesktopEntry* entry);
 // Splits an Exec value into arguments, following the quoting rules of desktop files.
 QStringList splitExec(const QString& exec);
 // The program an Exec value starts: the first argument after "env" and VAR=value assignments.
