@@ -3,7 +3,7 @@
 // with a window switch every 10 s.
 #include "app/Clock.h"
 #include "app/Registry.h"
-#include "platform/FakePlatform.h"
+#include "FakePlatform.h"
 #include "recording/Recorder.h"
 #include "store/Database.h"
 

@@ -3,7 +3,7 @@
 // stops on its own before the loop bound; the test kills it with SIGKILL.
 #include "ManualClock.h"
 #include "app/Registry.h"
-#include "platform/FakePlatform.h"
+#include "FakePlatform.h"
 #include "recording/Recorder.h"
 #include "store/Database.h"
 

@@ -3,7 +3,7 @@
 #include "ManualClock.h"
 #include "TempDataFolder.h"
 #include "app/Registry.h"
-#include "platform/FakePlatform.h"
+#include "FakePlatform.h"
 #include "recording/Recorder.h"
 #include "store/Database.h"
 #include "store/util.h"
