@@ -1,9 +1,9 @@
 // CPU cost of the recorder's once-a-second tick with the fake desktop (no display round trips), on a
 // real SQLite file: a tick that sees no change, an hour in one window (checkpoints only) and an hour
 // with a window switch every 10 s.
+#include "FakePlatform.h"
 #include "app/Clock.h"
 #include "app/Registry.h"
-#include "FakePlatform.h"
 #include "recording/Recorder.h"
 #include "store/Database.h"
 

@@ -1,9 +1,9 @@
 // Records into the database given on the command line as fast as it can, with a fake desktop and a
 // clock that moves `step` seconds per tick, and prints "simulated <seconds>" before every tick. It never
 // stops on its own before the loop bound; the test kills it with SIGKILL.
+#include "FakePlatform.h"
 #include "ManualClock.h"
 #include "app/Registry.h"
-#include "FakePlatform.h"
 #include "recording/Recorder.h"
 #include "store/Database.h"
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "FakePlatform.h"
 #include "ManualClock.h"
 #include "TempDataFolder.h"
 #include "app/Registry.h"
-#include "FakePlatform.h"
 #include "recording/Recorder.h"
 #include "store/Database.h"
 #include "store/util.h"

@@ -1,5 +1,5 @@
-#include "app/Registry.h"
 #include "FakePlatform.h"
+#include "app/Registry.h"
 #include "recording/AppIcons.h"
 #include "recording/ForegroundProbe.h"
 #include "recording/TitleCleanup.h"
