@@ -25,7 +25,7 @@ using FiveYearHistory::measure;
 
 int main(int argc, char* argv[])
 {
-    FiveYearHistory::useOffscreenUnlessTold();
+    FiveYearHistory::startLikeTheProgram();
     QGuiApplication app(argc, argv);
     QTextStream out(stdout);
     Database database;

@@ -22,7 +22,7 @@
 
 int main(int argc, char* argv[])
 {
-    FiveYearHistory::useOffscreenUnlessTold();
+    FiveYearHistory::startLikeTheProgram();
     QApplication app(argc, argv);
     QTextStream out(stdout);
     Database database;

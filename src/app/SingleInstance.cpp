@@ -10,6 +10,8 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace {
 constexpr int kConnectTimeoutMs = 2000;
 constexpr int kRunInWindowMs = 30 * 60 * 1000;
@@ -46,12 +48,20 @@ bool SingleInstance::claim(int waitForRunMs)
     if (notifyRunningInstance()) {
         return false;
     }
-    // Nobody answers: a command-line run (rules, a check) is linking on this folder. It ends by itself.
+    // Nobody answers yet: a window that took the lock a moment ago and is about to listen, or a
+    // command-line run (rules, a check) linking on this folder, which ends by itself. Ask again
+    // between waits, so a starting window is found as soon as it listens.
     qWarning() << "Waiting for another VerrinPlus run on this data folder to finish";
-    if (lock->tryLock(waitForRunMs)) {
-        listen();
-        return true;
-    }
+    const QDeadlineTimer deadline(waitForRunMs);
+    do {
+        if (lock->tryLock(std::min<qint64>(kRetryWhileBusyMs, deadline.remainingTime()))) {
+            listen();
+            return true;
+        }
+        if (notifyRunningInstance()) {
+            return false;
+        }
+    } while (!deadline.hasExpired());
     qWarning() << "Another VerrinPlus is running on this data folder but did not answer";
     return false;
 }

@@ -1,6 +1,7 @@
 #include "views/DayTimeline.h"
 
 #include "store/util.h"
+#include "views/StableColour.h"
 #include "views/TreeModel.h"
 
 #include <QHelpEvent>
@@ -120,8 +121,7 @@ QColor DayTimeline::colourFor(const Segment& segment)
     if (segment.appPath == kAwayPath) {
         return QColor(170, 170, 170);
     }
-    // A colour of its own per application that stays the same from day to day.
-    return QColor::fromHsv(int(qHash(segment.appPath, 7) % 360), 150, 215);
+    return stableColour(segment.appPath);
 }
 
 void DayTimeline::paintEvent(QPaintEvent*)
@@ -145,7 +145,9 @@ void DayTimeline::paintEvent(QPaintEvent*)
     for (int second = (first + step - 1) / step * step; second <= last; second += step) {
         const int x = xOf(second);
         painter.drawLine(x, bar.top() - 3, x, bar.bottom());
-        painter.drawText(QRect(x - labelWidth / 2, kMargin, labelWidth, kAxisHeight), Qt::AlignCenter,
+        // A label at either end stays whole inside the widget rather than centred on its mark.
+        const int left = std::clamp(x - labelWidth / 2, 0, std::max(0, width() - labelWidth));
+        painter.drawText(QRect(left, kMargin, labelWidth, kAxisHeight), Qt::AlignCenter,
                          QTime(0, 0).addSecs(second % 86400).toString(QStringLiteral("hh:mm")));
     }
 

@@ -143,7 +143,7 @@ QList<RangeReport::Row> RangeReport::rows(const QDate& from, const QDate& to, By
             break;
         case By::Task:
             if (id < 0) {
-                row.keys = {QStringLiteral("(not linked)"), QString(), QString()};
+                row.keys = {notLinkedKey(), QString(), QString()};
                 break;
             }
             names.bindValue(QStringLiteral(":task"), id);

@@ -29,6 +29,9 @@ public:
         qint64 total() const { return linked + unlinked; }
     };
 
+    // The task key of time that is linked to no task.
+    static QString notLinkedKey() { return QStringLiteral("(not linked)"); }
+
     // "day", "application", "title" or "task".
     static bool parseBy(const QString& name, By* by);
     static QString byName(By by);

@@ -2,6 +2,7 @@
 
 #include "app/Named.h"
 #include "store/util.h"
+#include "views/StableColour.h"
 
 #include <QComboBox>
 #include <QFile>
@@ -14,6 +15,8 @@
 #include <QPushButton>
 #include <QTableWidget>
 #include <QVBoxLayout>
+
+#include <numeric>
 
 namespace {
 
@@ -53,9 +56,10 @@ QColor SummaryChart::colourFor(const QString& name)
     if (name == QLatin1String("Away Time")) {
         return QColor(170, 170, 170);
     }
-    // A stable hue from the name; saturation and value keep every colour readable.
-    const uint hash = qHash(name, 7u);
-    return QColor::fromHsv(int(hash % 360), 140, 210);
+    if (name == RangeReport::notLinkedKey()) {
+        return QColor(215, 215, 215); // what is left to link stands apart from every task
+    }
+    return stableColour(name);
 }
 
 void SummaryChart::paintEvent(QPaintEvent*)
@@ -74,7 +78,8 @@ void SummaryChart::paintEvent(QPaintEvent*)
         highest = qMax(highest, sum);
     }
     const int labelHeight = fontMetrics().height() + 4;
-    const QRect area = rect().adjusted(8, 8, -8, -labelHeight);
+    // Room above the bars for each day's total.
+    const QRect area = rect().adjusted(8, 8 + labelHeight, -8, -labelHeight);
     const double slot = double(area.width()) / double(days.size());
     const int barWidth = qMax(2, int(slot * 0.7));
     for (int d = 0; d < days.size(); ++d) {
@@ -88,9 +93,15 @@ void SummaryChart::paintEvent(QPaintEvent*)
             painter.fillRect(QRect(x, bottom - height, barWidth, height), colourFor(series.at(s)));
             bottom -= height;
         }
+        painter.setPen(palette().text().color());
+        const qint64 daySum = std::accumulate(seconds.value(d).cbegin(), seconds.value(d).cend(), qint64(0));
+        const QString total = daySum > 0 ? QStringLiteral("%1 h").arg(double(daySum) / 3600.0, 0, 'f', 1) : QString();
+        if (fontMetrics().horizontalAdvance(total) <= int(slot)) {
+            painter.drawText(QRect(int(area.left() + slot * d), bottom - labelHeight, int(slot), labelHeight),
+                             Qt::AlignHCenter | Qt::AlignBottom, total);
+        }
         const QString label =
             days.size() > 7 ? QString::number(days.at(d).day()) : days.at(d).toString(QStringLiteral("ddd d"));
-        painter.setPen(palette().text().color());
         painter.drawText(QRect(int(area.left() + slot * d), area.bottom() + 2, int(slot), labelHeight),
                          Qt::AlignHCenter | Qt::AlignTop, label);
     }

@@ -212,7 +212,8 @@ void TreeModel::initTree(const QDate& date, int threshold)
 
 void TreeModel::refreshTree()
 {
-    clearAll();
+    // A reset, not a removal of every row first: removing thousands of rows one notification at a
+    // time cost more than building the new day.
     initTree(displayedDate, hideUnder);
 }
 

@@ -8,6 +8,7 @@
 #include "views/DayTimeline.h"
 #include "views/EntriesList.h"
 #include "views/LineEdit.h"
+#include "views/StableColour.h"
 #include "views/TimeTree.h"
 
 #include <QApplication>
@@ -315,6 +316,8 @@ void TestDayViews::timelineDrawsWhatTheTreesShow()
     QCOMPARE(line->lastSecond(), 51060);
     QCOMPARE(DayTimeline::colourFor({0, 0, 0, QStringLiteral("verrin://idle"), {}, {}, false}), QColor(170, 170, 170));
     QCOMPARE(DayTimeline::colourFor(line->segments().at(0)), DayTimeline::colourFor(line->segments().at(3)));
+    // The same in every run of the program, not only within one.
+    QCOMPARE(stableColour(QStringLiteral("/usr/share/applications/firefox.desktop")).hue(), 222);
 
     // It follows the title filter and the hide-under threshold as the trees do.
     ui.editFilter->setText(QStringLiteral("budget"));
