@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -56,11 +57,10 @@ private:
         if (keyring != Keyring::NoBus && keyring != Keyring::Off) {
             env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), busAddress);
         }
-        if (keyring == Keyring::Hung) {
-            env.insert(QStringLiteral("VERRINPLUS_KEYRING_WAIT_MS"), QStringLiteral("300"));
-        }
-        if (keyring == Keyring::Off) {
-            env.insert(QStringLiteral("VERRINPLUS_KEYRING"), QStringLiteral("off"));
+        if (keyring == Keyring::Hung || keyring == Keyring::Off) {
+            env.insert(keyring == Keyring::Hung ? QStringLiteral("VERRINPLUS_KEYRING_WAIT_MS")
+                                                : QStringLiteral("VERRINPLUS_KEYRING"),
+                       keyring == Keyring::Hung ? QStringLiteral("300") : QStringLiteral("off"));
         }
         return env;
     }
@@ -83,13 +83,9 @@ private:
 
     static QString field(const QByteArray& output, const char* name)
     {
-        const QByteArray prefix = QByteArray(name) + '=';
-        for (const QByteArray& line : output.split('\n')) {
-            if (line.startsWith(prefix)) {
-                return QString::fromUtf8(line.mid(prefix.size()));
-            }
-        }
-        return QStringLiteral("<missing>");
+        const QRegularExpression line(QStringLiteral("^%1=(.*)$").arg(QLatin1String(name)),
+                                      QRegularExpression::MultilineOption);
+        return line.match(QString::fromUtf8(output)).captured(1);
     }
 
     // gnome-keyring-daemon in a dbus-run-session of its own, its login keyring made and unlocked
