@@ -1,6 +1,7 @@
 # `make package`: a Debian package of the program with its desktop entry, AppStream metainfo and
 # icons. Libraries it links come from dpkg-shlibdeps; the Qt plugins it loads at run time (the
-# window system and the SQLite driver) are named by hand, as no linker sees them.
+# window system and the SQLite driver) and libsecret, which QtKeychain loads to reach the keyring,
+# are named by hand, as no linker sees them.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME verrinplus)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -17,8 +18,8 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://www.verrin.com/")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, libqt6sql6-sqlite")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-wayland")
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, libqt6sql6-sqlite, libsecret-1-0")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-wayland, gnome-keyring | kwalletmanager")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 include(CPack)

@@ -43,4 +43,5 @@ Data folder: $data/VerrinPlus (removed when the demo ends)
 Apply the rules without the window, from another terminal while the demo runs:
   XDG_DATA_HOME=$data $(cd "$build" && pwd)/src/verrinplus --apply-rules $(date +%F)
 TEXT
-XDG_DATA_HOME="$data" bash scripts/run.sh "$build/src/verrinplus" "$@"
+# The throwaway folder keeps the demo password in its settings file, never in your keyring.
+XDG_DATA_HOME="$data" VERRINPLUS_KEYRING=off bash scripts/run.sh "$build/src/verrinplus" "$@"

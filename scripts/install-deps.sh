@@ -20,6 +20,9 @@ packages=(
     appstream desktop-file-utils openssl
     # renders the icon sources (resources/render-icons.sh)
     librsvg2-bin
+    # the password and token in the desktop keyring (Secret Service; QtKeychain loads libsecret at run
+    # time); the keyring tests run a real daemon
+    qtkeychain-qt6-dev libsecret-1-0 gnome-keyring
 )
 
 missing=()

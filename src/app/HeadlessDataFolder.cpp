@@ -1,7 +1,9 @@
 #include "app/HeadlessDataFolder.h"
 
+#include "app/CredentialStore.h"
 #include "app/DataPaths.h"
 #include "app/Registry.h"
+#include "app/SecretStore.h"
 #include "app/SettingsFile.h"
 
 #include <QFileInfo>
@@ -22,6 +24,21 @@ bool HeadlessDataFolder::readSettings(QString* error)
     (*Registry::instance())[QStringLiteral("UserAgent")] = SettingsFile::userAgent();
     SettingsFile::readIntoRegistry(settings);
     return true;
+}
+
+QString HeadlessDataFolder::readCredentials()
+{
+    QSettings settings(DataPaths::iniFile(), QSettings::IniFormat);
+    SecretStore keyring;
+    CredentialStore credentials(settings, keyring, DataPaths::dataFolder());
+    credentials.read();
+    if (!credentials.keptInKeyringBefore() || credentials.keyringProblem().isEmpty()) {
+        return QString();
+    }
+    return QStringLiteral("VerrinPlus keeps the password and session in the desktop keyring, which this run cannot "
+                          "use: %1. Run it while you are logged in to your desktop, with DBUS_SESSION_BUS_ADDRESS "
+                          "set to that session's bus (from cron: unix:path=/run/user/<uid>/bus)")
+        .arg(credentials.keyringProblem());
 }
 
 bool HeadlessDataFolder::openDatabase(QString* error)

@@ -175,9 +175,13 @@ int HeadlessRuleRun::prepare(Prompter* prompter, bool* noRules, const QString& c
     if (!folder->readSettings(&error)) {
         return fail(NotSignedIn, QStringLiteral("not signed in: ") + error);
     }
+    const QString keyringProblem = folder->readCredentials();
     const bool storedToken = !value("AuthToken").isEmpty();
     const bool storedLogin = !value("Username").isEmpty() && !value("Password").isEmpty();
     if (!storedToken && !storedLogin) {
+        if (!keyringProblem.isEmpty()) {
+            return fail(NotSignedIn, QStringLiteral("not signed in: ") + keyringProblem);
+        }
         return fail(NotSignedIn, QStringLiteral("not signed in: no stored session; sign in with VerrinPlus and "
                                                 "choose \"Remember my password\", then try again"));
     }

@@ -1,11 +1,13 @@
 #include "app/MainWindow.h"
 
 #include "app/Clock.h"
+#include "app/CredentialStore.h"
 #include "app/DataPaths.h"
 #include "app/DayViews.h"
 #include "app/LinkingController.h"
 #include "app/MessageBoxPrompter.h"
 #include "app/Registry.h"
+#include "app/SecretStore.h"
 #include "app/SettingsFile.h"
 #include "app/SingleInstance.h"
 #include "app/WindowPolicy.h"
@@ -199,6 +201,11 @@ void MainWindow::initSettings()
     }
 
     SettingsFile::readIntoRegistry(*settings);
+    // The password and token come from the keyring (a first run's, or an older version's, move there
+    // now); each keyring call is bounded, so a missing or locked keyring delays the start only briefly.
+    keyring = std::make_unique<SecretStore>();
+    credentials = std::make_unique<CredentialStore>(*settings, *keyring, folder);
+    credentials->load();
     applyQuitOnLastWindowClosed();
 }
 
@@ -303,6 +310,8 @@ void MainWindow::onInitialUpdate()
     ui.statusBar->showMessage(QStringLiteral("Loading linked entries..."));
     dayViews->initTrees();
     ui.statusBar->showMessage(QStringLiteral("Initializing network..."));
+    // Said once the window is up, before the service may ask for a password to remember.
+    credentials->tellOnceIfMissing(prompter.get());
     serviceController->start();
     // Recording that cannot work in this session matters more than "Ready".
     if (!platform->isSupported()) {
@@ -334,6 +343,7 @@ void MainWindow::cleanup()
     layout.linkedListGeometry = ui.linkedEntries->header()->saveGeometry();
     layout.linkedListState = ui.linkedEntries->header()->saveState();
     SettingsFile::writeBack(*settings, recording, layout);
+    credentials->save();
     if (recorder) {
         recorder->flush();
     }

@@ -10,6 +10,7 @@
 #include <memory>
 
 class ClickableLabel;
+class CredentialStore;
 class Database;
 class DayViews;
 class LinkingController;
@@ -23,6 +24,7 @@ class QLabel;
 class QTimer;
 class Recorder;
 class Clock;
+class SecretStore;
 class ServiceController;
 class SingleInstance;
 class UpdateChecker;
@@ -106,6 +108,8 @@ private:
     Clock* clock;
     MainWindowForm ui;
     QSettings* settings = nullptr;
+    std::unique_ptr<SecretStore> keyring;
+    std::unique_ptr<CredentialStore> credentials;
     std::unique_ptr<Database> database;
     std::unique_ptr<MessageBoxPrompter> prompter;
     std::unique_ptr<Platform> platform;

@@ -137,8 +137,6 @@ void writeBack(QSettings& settings, bool recordingStarted, const WindowLayout& l
     settings.setValue(QStringLiteral("Application/IdleLimit"), reg()[QStringLiteral("IdleLimit")].toInt());
     settings.setValue(QStringLiteral("Application/IdleEnabled"), reg()[QStringLiteral("IdleEnabled")].toBool());
     settings.setValue(QStringLiteral("API/Username"), reg()[QStringLiteral("Username")].toString());
-    settings.setValue(QStringLiteral("API/Password"), encodePassword(reg()[QStringLiteral("Password")].toString()));
-    settings.setValue(QStringLiteral("API/AuthToken"), reg()[QStringLiteral("AuthToken")].toString());
     settings.setValue(QStringLiteral("Window/Geometry"), layout.geometry);
     settings.setValue(QStringLiteral("Window/State"), layout.state);
     settings.setValue(QStringLiteral("Window/UnlinkedListGeometry"), layout.unlinkedListGeometry);

@@ -53,10 +53,12 @@ EditableSettings readEditable(const QSettings& settings);
 // Writes what the first-run dialog returned, including the service address.
 void writeFirstRun(QSettings& settings, const EditableSettings& values);
 
-// Copies every setting into the registry, with its default when absent.
+// Copies every setting into the registry, with its default when absent (the password and token
+// too, as far as the file holds them; CredentialStore then looks in the keyring).
 void readIntoRegistry(const QSettings& settings);
 
-// Copies the registry (and the window's layout and recording state) back into the file.
+// Copies the registry (and the window's layout and recording state) back into the file. The password
+// and the token are not among them: CredentialStore puts those where they belong.
 void writeBack(QSettings& settings, bool recordingStarted, const WindowLayout& layout);
 
 } // namespace SettingsFile

@@ -1,4 +1,6 @@
+#include "app/CredentialStore.h"
 #include "app/Registry.h"
+#include "app/SecretStore.h"
 #include "app/SettingsFile.h"
 
 #include <QSettings>
@@ -14,8 +16,18 @@ private:
     QTemporaryDir dir;
     QString iniPath() const { return dir.filePath(QStringLiteral("verrinplus.ini")); }
     QVariant reg(const char* key) const { return Registry::instance()->value(QLatin1String(key)); }
+    // The window's close as far as the settings file goes, the password and token included (with the
+    // keyring switched off, they go to the file).
+    void writeBack(QSettings& settings, bool recording, const WindowLayout& layout)
+    {
+        SettingsFile::writeBack(settings, recording, layout);
+        SecretStore keyring;
+        CredentialStore(settings, keyring, dir.path()).save();
+    }
 
 private slots:
+    void initTestCase() { qputenv("VERRINPLUS_KEYRING", "off"); }
+
     void init()
     {
         Registry::drop();
@@ -106,7 +118,7 @@ private slots:
             QSettings settings(iniPath(), QSettings::IniFormat);
             SettingsFile::readIntoRegistry(settings);
             (*Registry::instance())[QStringLiteral("Password")] = password;
-            SettingsFile::writeBack(settings, true, WindowLayout{});
+            writeBack(settings, true, WindowLayout{});
         }
         QSettings raw(iniPath(), QSettings::IniFormat);
         // Never stored as plain text.
@@ -140,7 +152,7 @@ private slots:
             r[QStringLiteral("CloseToTray")] = false;
             r[QStringLiteral("ExtensionsAdobeEnabled")] = false;
             r[QStringLiteral("AuthToken")] = QStringLiteral("tok");
-            SettingsFile::writeBack(settings, false, layout);
+            writeBack(settings, false, layout);
         }
         Registry::drop();
         QSettings settings(iniPath(), QSettings::IniFormat);
