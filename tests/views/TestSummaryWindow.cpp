@@ -3,6 +3,7 @@
 
 #include <QComboBox>
 #include <QFile>
+#include <QImage>
 #include <QLabel>
 #include <QPushButton>
 #include <QTableWidget>
@@ -67,6 +68,33 @@ private slots:
         window.findChild<QPushButton*>(QStringLiteral("btnPrevious"))->click();
         QCOMPARE(window.firstDay(), QDate(2026, 10, 1));
         QCOMPARE(tableRows(window), QStringList{"Total|0 s|0 s|0 s|"});
+    }
+
+    void barsStandForTheirDays()
+    {
+        SummaryWindow window(QDate(2026, 11, 18));
+        window.resize(900, 600);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        auto* chart = window.findChild<SummaryChart*>();
+        QVERIFY(chart);
+        const QImage image = chart->grab().toImage();
+        // Pixels of a series' colour down the middle of each day's slot: the bar's height.
+        const auto barHeight = [&](int day, const QString& series) {
+            const int x = int(8 + (image.width() - 16) / 7.0 * (day + 0.5));
+            int height = 0;
+            for (int y = 0; y < image.height(); ++y) {
+                height += QColor(image.pixel(x, y)).rgb() == SummaryChart::colourFor(series).rgb() ? 1 : 0;
+            }
+            return height;
+        };
+        const int monday = barHeight(0, QStringLiteral("Editor"));
+        QVERIFY2(monday > 50, qPrintable(QString::number(monday)));
+        // Half an hour of mail on Tuesday is half the hour of Monday; the hour that ran past midnight
+        // stands on the Sunday it started; the days between are empty.
+        QVERIFY(qAbs(2 * barHeight(1, QStringLiteral("Mail")) - monday) <= 2);
+        QCOMPARE(barHeight(6, QStringLiteral("Editor")), monday);
+        QCOMPARE(barHeight(2, QStringLiteral("Editor")) + barHeight(2, QStringLiteral("Mail")), 0);
     }
 
     void byTaskAndExport()
