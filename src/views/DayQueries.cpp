@@ -1,11 +1,11 @@
 #include "views/DayQueries.h"
 
+#include "store/SqliteRows.h"
 #include "store/util.h"
 
 #include <QDebug>
 #include <QSqlError>
 #include <QSqlQuery>
-#include <QSqlRecord>
 
 namespace {
 
@@ -37,7 +37,8 @@ QString titleFilterText(const QStringList& words)
     return text;
 }
 
-void bindTitleFilter(QSqlQuery& query, const QStringList& words)
+template <typename Query>
+void bindTitleFilter(Query& query, const QStringList& words)
 {
     for (int i = 0; i < words.size(); ++i) {
         const QString pattern = QLatin1Char('%') + words.at(i) + QLatin1Char('%');
@@ -50,20 +51,32 @@ void bindTitleFilter(QSqlQuery& query, const QStringList& words)
 
 namespace {
 // Day number and second of the day of a stored text; false when it is not in the stored form.
-bool parseStored(const QString& text, qint64* julianDay, int* secondOfDay, int* hour)
+int codeUnit(const QString& text, int i)
 {
-    if (text.size() != 19 || text.at(4) != QLatin1Char('-') || text.at(7) != QLatin1Char('-') ||
-        text.at(10) != QLatin1Char(' ') || text.at(13) != QLatin1Char(':') || text.at(16) != QLatin1Char(':')) {
+    return text.at(i).unicode();
+}
+
+int codeUnit(QByteArrayView text, int i)
+{
+    return static_cast<unsigned char>(text.at(i));
+}
+
+// Works on the text as stored (UTF-8 bytes) as well as on a QString.
+template <typename Text>
+bool parseStored(const Text& text, qint64* julianDay, int* secondOfDay, int* hour)
+{
+    if (text.size() != 19 || codeUnit(text, 4) != '-' || codeUnit(text, 7) != '-' || codeUnit(text, 10) != ' ' ||
+        codeUnit(text, 13) != ':' || codeUnit(text, 16) != ':') {
         return false;
     }
     const auto number = [&text](int from, int length, int* value) {
         int result = 0;
         for (int i = from; i < from + length; ++i) {
-            const QChar c = text.at(i);
-            if (c < QLatin1Char('0') || c > QLatin1Char('9')) {
+            const int c = codeUnit(text, i);
+            if (c < '0' || c > '9') {
                 return false;
             }
-            result = result * 10 + (c.unicode() - '0');
+            result = result * 10 + (c - '0');
         }
         *value = result;
         return true;
@@ -123,17 +136,33 @@ void DayRow::setTimes(const QDateTime& start, const QDateTime& end)
     seconds = DayQueries::seconds(start, end);
 }
 
-void DayRow::setTimes(const QString& start, const QString& end)
+template <typename Text>
+static bool setFromStored(DayRow& row, const Text& start, const Text& end)
 {
     qint64 startDay = 0, endDay = 0;
     int endSecond = 0, endHour = 0;
-    if (parseStored(start, &startDay, &startSecond, &hour) && parseStored(end, &endDay, &endSecond, &endHour)) {
-        day = QDate::fromJulianDay(startDay);
-        seconds = static_cast<int>(util::elapsed_seconds(startDay, startSecond, endDay, endSecond));
-        return;
+    if (!parseStored(start, &startDay, &row.startSecond, &row.hour) ||
+        !parseStored(end, &endDay, &endSecond, &endHour)) {
+        return false;
     }
-    // Anything odd goes the slow, forgiving way.
-    setTimes(util::sql_to_datetime(start), util::sql_to_datetime(end));
+    row.day = QDate::fromJulianDay(startDay);
+    row.seconds = static_cast<int>(util::elapsed_seconds(startDay, row.startSecond, endDay, endSecond));
+    return true;
+}
+
+void DayRow::setTimes(const QString& start, const QString& end)
+{
+    if (!setFromStored(*this, start, end)) {
+        // Anything odd goes the slow, forgiving way.
+        setTimes(util::sql_to_datetime(start), util::sql_to_datetime(end));
+    }
+}
+
+void DayRow::setTimes(QByteArrayView start, QByteArrayView end)
+{
+    if (!setFromStored(*this, start, end)) {
+        setTimes(QString::fromUtf8(start), QString::fromUtf8(end));
+    }
 }
 
 bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QString& filter,
@@ -154,58 +183,32 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
         QStringLiteral("FROM applications, entries WHERE applications.id = entries.application_id "
                        "AND entries.start_time >= :day_start AND entries.start_time <= :day_end ") +
         linkedText + filterText;
-    QSqlQuery query;
-    query.setForwardOnly(true);
-    if (!query.prepare(statement)) {
-        if (error) {
-            *error = query.lastError().text();
-        }
-        qDebug() << "query error: " << query.lastError().text();
-        return false;
-    }
+    SqliteRows query(statement);
     query.bindValue(QStringLiteral(":day_start"), dayStart(date));
     query.bindValue(QStringLiteral(":day_end"), dayEnd(date));
     bindTitleFilter(query, words);
-    if (!query.exec()) {
-        if (error) {
-            *error = query.lastError().text();
-        }
-        qDebug() << "query error: " << query.lastError().text();
-        return false;
-    }
-    const QSqlRecord record = query.record();
-    const int cId = record.indexOf(QStringLiteral("id"));
-    const int cAppId = record.indexOf(QStringLiteral("application_id"));
     const QHash<int, QPair<QString, QString>> apps = applications();
-    const int cTitle = record.indexOf(QStringLiteral("title"));
-    const int cStart = record.indexOf(QStringLiteral("start_time"));
-    const int cEnd = record.indexOf(QStringLiteral("end_time"));
-    const int cTask = record.indexOf(QStringLiteral("ext_task_id"));
-    const int cProject = record.indexOf(QStringLiteral("ext_project_id"));
-    const int cTasklist = record.indexOf(QStringLiteral("ext_tasklist_id"));
-    const int cTaskName = record.indexOf(QStringLiteral("ext_task_name"));
-    const int cProjectName = record.indexOf(QStringLiteral("ext_project_name"));
-    const int cTasklistName = record.indexOf(QStringLiteral("ext_tasklist_name"));
     // Hiding short titles needs each title's day total first, in real seconds (a daylight-saving day
     // is not the difference of the texts), so the rows wait until every one is read.
     QList<DayRow> held;
     QHash<QPair<int, QString>, qint64> titleTotals;
     DayRow row;
+    // Columns in the order of the statement.
     while (query.next()) {
-        row.id = query.value(cId).toInt();
-        row.appId = query.value(cAppId).toInt();
+        row.id = int(query.integer(0));
+        row.title = query.text(1);
+        row.appId = int(query.integer(2));
         const QPair<QString, QString> app = apps.value(row.appId);
         row.appPath = app.first;
         row.appName = app.second;
-        row.title = query.value(cTitle).toString();
-        row.setTimes(query.value(cStart).toString(), query.value(cEnd).toString());
+        row.setTimes(query.bytes(3), query.bytes(4));
         if (linked) {
-            row.taskId = query.value(cTask).toString();
-            row.projectId = query.value(cProject).toString();
-            row.tasklistId = query.value(cTasklist).toString();
-            row.taskName = query.value(cTaskName).toString();
-            row.projectName = query.value(cProjectName).toString();
-            row.tasklistName = query.value(cTasklistName).toString();
+            row.taskId = query.text(5);
+            row.projectId = query.text(6);
+            row.tasklistId = query.text(7);
+            row.taskName = query.text(8);
+            row.projectName = query.text(9);
+            row.tasklistName = query.text(10);
         }
         if (hideUnder < 1) {
             each(row);
@@ -213,6 +216,13 @@ bool DayQueries::readDay(const QDate& date, bool linked, int hideUnder, const QS
         }
         titleTotals[{row.appId, row.title}] += row.seconds;
         held.append(row);
+    }
+    if (!query.error().isEmpty()) {
+        if (error) {
+            *error = query.error();
+        }
+        qDebug() << "query error: " << query.error();
+        return false;
     }
     for (const DayRow& kept : std::as_const(held)) {
         if (titleTotals.value({kept.appId, kept.title}) >= hideUnder) {

@@ -36,6 +36,7 @@ struct DayRow
     // From the stored texts "yyyy-MM-dd hh:mm:ss", without building date-time objects (the day
     // trees read thousands of rows, and local date-times are costly to make).
     void setTimes(const QString& start, const QString& end);
+    void setTimes(QByteArrayView start, QByteArrayView end);
 };
 
 // One recorded interval as the timestamps dialog lists it.

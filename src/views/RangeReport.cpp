@@ -1,5 +1,6 @@
 #include "views/RangeReport.h"
 
+#include "store/SqliteRows.h"
 #include "store/util.h"
 #include "views/DayQueries.h"
 
@@ -81,37 +82,30 @@ QList<RangeReport::Row> RangeReport::rows(const QDate& from, const QDate& to, By
         columns += QStringLiteral(", entries.ext_task_id");
         break;
     }
-    QSqlQuery query;
-    query.setForwardOnly(true);
-    query.prepare(QStringLiteral("SELECT ") + columns +
-                  QStringLiteral(" FROM entries WHERE entries.start_time >= :from AND entries.start_time <= :to"));
+    // Read straight from SQLite: through QSqlQuery every value of a year's rows became a variant first.
+    SqliteRows query(QStringLiteral("SELECT ") + columns +
+                     QStringLiteral(" FROM entries WHERE entries.start_time >= :from AND entries.start_time <= :to"));
     query.bindValue(QStringLiteral(":from"), from.toString(QStringLiteral("yyyy-MM-dd 00:00:00")));
     query.bindValue(QStringLiteral(":to"), to.toString(QStringLiteral("yyyy-MM-dd 23:59:59")));
-    if (!query.exec()) {
-        if (error) {
-            *error = query.lastError().text();
-        }
-        return result;
-    }
     QHash<QPair<qint64, QString>, int> index;
     const QString noTitle;
     while (query.next()) {
         DayRow row;
-        row.setTimes(query.value(0).toString(), query.value(1).toString());
-        const bool linked = query.value(2).toBool();
+        row.setTimes(query.bytes(0), query.bytes(1));
+        const bool linked = query.integer(2) != 0;
         QPair<qint64, QString> key{0, noTitle};
         switch (by) {
         case By::Day:
             key.first = row.day.toJulianDay();
             break;
         case By::Application:
-            key.first = query.value(3).toLongLong();
+            key.first = query.integer(3);
             break;
         case By::Title:
-            key = {query.value(3).toLongLong(), query.value(4).toString()};
+            key = {query.integer(3), query.text(4)};
             break;
         case By::Task:
-            key.first = linked ? query.value(3).toLongLong() : -1;
+            key.first = linked ? query.integer(3) : -1;
             break;
         }
         auto it = index.find(key);
@@ -122,6 +116,12 @@ QList<RangeReport::Row> RangeReport::rows(const QDate& from, const QDate& to, By
             result.append(added);
         }
         (linked ? result[it.value()].linked : result[it.value()].unlinked) += qMax(0, row.seconds);
+    }
+    if (!query.error().isEmpty()) {
+        if (error) {
+            *error = query.error();
+        }
+        return {};
     }
     // Names for the numbers, once per row of the result.
     const QHash<int, QPair<QString, QString>> apps =

@@ -502,6 +502,9 @@ void TestDayTrees::reportShowsBothTrees()
     fixture.database->close();
     QVERIFY(DayReport::render(kDay, DayReport::Format::Text, &error).isEmpty());
     QVERIFY(!error.isEmpty());
+    error.clear();
+    QVERIFY(RangeReport::rows(kDay, kDay, RangeReport::By::Title, &error).isEmpty());
+    QVERIFY(!error.isEmpty());
 }
 
 void TestDayTrees::iconsComeFromTheProviderOncePerPath()
