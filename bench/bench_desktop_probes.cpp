@@ -50,7 +50,7 @@ bool waitFor(Platform& platform, const QString& title)
 
 void print(const char* what, const Timing& timing, const ForegroundWindow& front)
 {
-    std::printf("%-44s: %8.1f us CPU/call  (%.1f us wall), %.3f s CPU per hour at 1 Hz\n", what, timing.cpu,
+    std::printf("%-44s: %8.2f us CPU/call  (%.2f us wall), %.4f s CPU per hour at 1 Hz\n", what, timing.cpu,
                 timing.wall, timing.cpu * 3600 / 1e6);
     std::printf("%-44s  front: %s, pid %lld, path %s\n", "", qPrintable(front.title), static_cast<long long>(front.pid),
                 qPrintable(front.path));
