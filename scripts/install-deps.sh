@@ -16,6 +16,8 @@ packages=(
     trayer wmctrl
     # the same for Wayland: a headless sway, Qt's Wayland client plugin, keyboard input for idle tests
     sway qt6-wayland wtype
+    # KWin for the Plasma backend's tests (kwin_wayland --virtual, about a minute to install)
+    kwin-wayland
     # desktop integration checks and TLS test certificates
     appstream desktop-file-utils openssl
     # renders the icon sources (resources/render-icons.sh)

@@ -16,6 +16,7 @@
 #include "dialogs/UpdateChecker.h"
 #include "dialogs/UpdatePresenter.h"
 #include "platform/Platform.h"
+#include "platform/wayland/GnomeShellExtension.h"
 #include "recording/AppIcons.h"
 #include "recording/DesktopNotifier.h"
 #include "recording/IgnoredAppsDialog.h"
@@ -316,6 +317,11 @@ void MainWindow::onInitialUpdate()
     // Recording that cannot work in this session matters more than "Ready".
     if (!platform->isSupported()) {
         ui.statusBar->showMessage(platform->unsupportedReason());
+    }
+    // GNOME on Wayland shows the front window only to a shell extension; offer the one we ship.
+    if (GnomeShellExtension::isWanted(*platform) && GnomeShellExtension::offer(prompter.get())) {
+        ui.statusBar->showMessage(QStringLiteral("The VerrinPlus GNOME Shell extension is installed: recording "
+                                                 "starts after you log out and back in"));
     }
 }
 

@@ -36,7 +36,9 @@ public:
     virtual void hideApplication() = 0;
 };
 
-// Chooses the backend for the running session: in a Wayland session (WAYLAND_DISPLAY or
-// XDG_SESSION_TYPE) the wlroots backend when the compositor reports its windows, never X11 even with
-// XWayland; X11 when Qt runs on xcb outside Wayland; else an unsupported stand-in that records nothing.
+// Chooses the backend for the running session. In a Wayland session (WAYLAND_DISPLAY or
+// XDG_SESSION_TYPE), never X11 even with XWayland: KWin's script when XDG_CURRENT_DESKTOP names KDE
+// and KWin answers on the session bus, the GNOME Shell extension when it names GNOME, else the
+// wlroots backend when the compositor reports its windows. X11 when Qt runs on xcb outside Wayland;
+// else an unsupported stand-in that records nothing and says why.
 std::unique_ptr<Platform> createPlatform();

@@ -1,9 +1,13 @@
 #include "platform/ApplicationWindows.h"
 #include "platform/Platform.h"
+#include "platform/wayland/GnomeShellPlatform.h"
+#include "platform/wayland/KWinPlatform.h"
 #include "platform/wayland/WlrootsPlatform.h"
 #include "platform/x11/X11Platform.h"
 
 #include <QApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDebug>
 #include <QGuiApplication>
 #include <QWidget>
@@ -34,20 +38,49 @@ bool isWaylandSession()
            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
+bool kwinAnswers()
+{
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    return bus.isConnected() && bus.interface()->isServiceRegistered(QStringLiteral("org.kde.KWin")).value();
+}
+
+// Plasma and GNOME keep the front window to themselves; each has a backend of its own that asks the
+// desktop through a helper loaded into it. Null, with the reason, when that desktop's helper cannot
+// work; null without a reason when the session is neither.
+std::unique_ptr<Platform> desktopPlatform(const QString& desktop, QString* why)
+{
+    std::unique_ptr<Platform> platform;
+    if (desktop.contains(QLatin1String("KDE"), Qt::CaseInsensitive) && kwinAnswers()) {
+        platform = std::make_unique<KWinPlatform>();
+    } else if (desktop.contains(QLatin1String("GNOME"), Qt::CaseInsensitive)) {
+        platform = std::make_unique<GnomeShellPlatform>();
+    }
+    if (platform && !platform->isSupported()) {
+        *why = platform->unsupportedReason();
+        platform.reset();
+    }
+    return platform;
+}
+
 } // namespace
 
 std::unique_ptr<Platform> createPlatform()
 {
     QString why;
     if (isWaylandSession()) {
-        auto wlroots = std::make_unique<WlrootsPlatform>();
-        if (wlroots->isSupported()) {
-            return wlroots;
+        const QString desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
+        if (auto platform = desktopPlatform(desktop, &why)) {
+            return platform;
         }
-        why = wlroots->isConnected()
-                  ? WlrootsPlatform::sessionReason(qEnvironmentVariable("XDG_CURRENT_DESKTOP"),
-                                                   wlroots->offeredInterfaces(), wlroots->unsupportedReason())
-                  : wlroots->unsupportedReason();
+        if (why.isEmpty()) {
+            auto wlroots = std::make_unique<WlrootsPlatform>();
+            if (wlroots->isSupported()) {
+                return wlroots;
+            }
+            why = wlroots->isConnected() ? WlrootsPlatform::sessionReason(desktop, wlroots->offeredInterfaces(),
+                                                                          wlroots->unsupportedReason())
+                                         : wlroots->unsupportedReason();
+        }
     } else if (QGuiApplication::platformName() != QLatin1String("xcb") || !X11Platform::qtConnection()) {
         why = QStringLiteral("Recording needs an X11 display");
     } else {

@@ -1,5 +1,9 @@
 // The backend choice outside an X11 session (offscreen Qt stands in for "no X11 display").
+#include "DesktopStandIns.h"
+#include "PrivateBus.h"
 #include "platform/Platform.h"
+#include "platform/wayland/GnomeShellPlatform.h"
+#include "platform/wayland/KWinPlatform.h"
 #include "platform/wayland/WlrootsPlatform.h"
 
 #include <QApplication>
@@ -12,7 +16,22 @@ class TestPlatformFactory : public QObject
 {
     Q_OBJECT
 
+private:
+    // The session bus the factory asks is the test's own, where the test puts desktop stand-ins.
+    PrivateBus bus;
+    QTemporaryDir noSockets; // no compositor can answer from an empty runtime folder
+
 private slots:
+    void initTestCase()
+    {
+        QString whyNot;
+        QVERIFY2(bus.start(&whyNot), qPrintable(whyNot));
+        qputenv("DBUS_SESSION_BUS_ADDRESS", bus.address().toLocal8Bit());
+        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(noSockets.path()));
+        qputenv("XDG_DATA_HOME", QFile::encodeName(noSockets.path()));
+        qputenv("XDG_CURRENT_DESKTOP", "");
+    }
+
     void unsupportedSessions_data()
     {
         QTest::addColumn<QByteArray>("sessionType");
@@ -34,8 +53,6 @@ private slots:
         QFETCH(QString, reason);
         qputenv("XDG_SESSION_TYPE", sessionType);
         qputenv("WAYLAND_DISPLAY", waylandDisplay);
-        QTemporaryDir noSockets; // no compositor can answer from an empty runtime folder
-        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(noSockets.path()));
         static bool first = true;
         if (first) { // the reason is logged once per run, not at every start of recording
             QTest::ignoreMessage(QtWarningMsg, qPrintable(reason));
@@ -49,6 +66,61 @@ private slots:
         // Nothing wrong is recorded: no window in front, never idle.
         QVERIFY(!platform->foregroundWindow().valid);
         QCOMPARE(platform->idleSeconds(), 0);
+    }
+
+    void desktopBackends_data()
+    {
+        QTest::addColumn<QByteArray>("desktop");
+        QTest::addColumn<int>("services");
+        QTest::addColumn<bool>("kwinRefuses");
+        QTest::addColumn<QString>("chosen");
+        QTest::addColumn<QString>("reason");
+        const int kwin = DesktopStandIns::KWin;
+        const int gnome = DesktopStandIns::GnomeShell | DesktopStandIns::IdleMonitor;
+        const int mutterOnly = DesktopStandIns::IdleMonitor;
+        const QString noCompositor = "Cannot connect to the Wayland compositor";
+        QTest::newRow("plasma") << QByteArray("KDE") << kwin << false << "kwin"
+                                << "";
+        QTest::newRow("plasma, script refused") << QByteArray("KDE") << kwin << true << ""
+                                                << "KWin did not take VerrinPlus's window script";
+        // Another compositor in a session that calls itself KDE: the wlroots path decides.
+        QTest::newRow("plasma without kwin") << QByteArray("KDE") << 0 << false << "" << noCompositor;
+        QTest::newRow("gnome") << QByteArray("ubuntu:GNOME") << gnome << false << "gnome"
+                               << "";
+        QTest::newRow("gnome without extension")
+            << QByteArray("GNOME") << mutterOnly << false << ""
+            << "Recording on GNOME (Wayland) needs the VerrinPlus GNOME Shell extension";
+        // KWin on the bus but not the desktop named: not asked.
+        QTest::newRow("sway beside kwin") << QByteArray("sway") << kwin << false << "" << noCompositor;
+    }
+
+    void desktopBackends()
+    {
+        QFETCH(QByteArray, desktop);
+        QFETCH(int, services);
+        QFETCH(bool, kwinRefuses);
+        QFETCH(QString, chosen);
+        QFETCH(QString, reason);
+        qputenv("XDG_SESSION_TYPE", "wayland");
+        qputenv("WAYLAND_DISPLAY", "verrin-none-9");
+        qputenv("XDG_CURRENT_DESKTOP", desktop);
+        DesktopStandIns standIns(bus.address(), services);
+        QVERIFY(standIns.isReady());
+        standIns.kwin.refuseScripts(kwinRefuses);
+        std::unique_ptr<Platform> platform = createPlatform();
+        QCOMPARE(platform->isSupported(), !chosen.isEmpty());
+        QCOMPARE(dynamic_cast<KWinPlatform*>(platform.get()) != nullptr, chosen == "kwin");
+        QCOMPARE(dynamic_cast<GnomeShellPlatform*>(platform.get()) != nullptr, chosen == "gnome");
+        QVERIFY2(reason.isEmpty() ? platform->unsupportedReason().isEmpty()
+                                  : platform->unsupportedReason().startsWith(reason),
+                 qPrintable(platform->unsupportedReason()));
+        if (chosen == "kwin") {
+            QCOMPARE(standIns.kwin.loadedPlugins(),
+                     QStringList{static_cast<KWinPlatform*>(platform.get())->pluginName()});
+            platform.reset(); // and the script leaves with it
+            QCOMPARE(standIns.kwin.loadedPlugins(), QStringList());
+        }
+        qputenv("XDG_CURRENT_DESKTOP", "");
     }
 
     void waylandDesktopsAreNamed_data()

@@ -1,7 +1,5 @@
 #include "platform/wayland/WlrootsPlatform.h"
 
-#include "ext-idle-notify-client-protocol.h"
-#include "kde-idle-client-protocol.h"
 #include "platform/ApplicationWindows.h"
 #include "wlr-foreign-toplevel-client-protocol.h"
 
@@ -18,13 +16,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <poll.h>
 #include <wayland-client.h>
 
 namespace {
-// Idle is reported once this long has passed without input; the idle time is then the time since the
-// report plus this threshold, so a short one keeps the answer within a second of the truth.
-constexpr uint32_t idleThresholdMs = 1000;
 constexpr uint32_t maxToplevelVersion = 3;
 // The window list is bounded: a compositor flooding us must not grow it without end.
 constexpr size_t maxToplevels = 4096;
@@ -46,10 +40,6 @@ void registryGlobal(void* data, wl_registry* registry, uint32_t name, const char
 }
 void registryGlobalRemove(void*, wl_registry*, uint32_t) {}
 const wl_registry_listener registryListener = {registryGlobal, registryGlobalRemove};
-
-void seatCapabilities(void*, wl_seat*, uint32_t) {}
-void seatName(void*, wl_seat*, const char*) {}
-const wl_seat_listener seatListener = {seatCapabilities, seatName};
 
 void toplevelTitle(void* data, zwlr_foreign_toplevel_handle_v1*, const char* title)
 {
@@ -96,26 +86,6 @@ void managerFinished(void* data, zwlr_foreign_toplevel_manager_v1*)
 }
 const zwlr_foreign_toplevel_manager_v1_listener managerListener = {managerToplevel, managerFinished};
 
-void extIdled(void* data, ext_idle_notification_v1*)
-{
-    static_cast<WlrootsPlatform*>(data)->onIdle(true);
-}
-void extResumed(void* data, ext_idle_notification_v1*)
-{
-    static_cast<WlrootsPlatform*>(data)->onIdle(false);
-}
-const ext_idle_notification_v1_listener extIdleListener = {extIdled, extResumed};
-
-void kdeIdled(void* data, org_kde_kwin_idle_timeout*)
-{
-    static_cast<WlrootsPlatform*>(data)->onIdle(true);
-}
-void kdeResumed(void* data, org_kde_kwin_idle_timeout*)
-{
-    static_cast<WlrootsPlatform*>(data)->onIdle(false);
-}
-const org_kde_kwin_idle_timeout_listener kdeIdleListener = {kdeIdled, kdeResumed};
-
 // sway's IPC: "i3-ipc", payload length and message type in native byte order, then the payload.
 constexpr char swayMagic[] = "i3-ipc";
 constexpr qsizetype swayHeaderSize = 6 + 2 * sizeof(quint32);
@@ -158,7 +128,6 @@ QIcon iconFromName(const QString& name)
 WlrootsPlatform::WlrootsPlatform(const QByteArray& displayName, const QStringList& applicationFolders)
     : index(applicationFolders), resolver(&index)
 {
-    clock.start();
     swaySocket = qEnvironmentVariable("SWAYSOCK");
     const QByteArray shownName = displayName.isEmpty() ? qgetenv("WAYLAND_DISPLAY") : displayName;
     display = wl_display_connect(displayName.isEmpty() ? nullptr : displayName.constData());
@@ -167,6 +136,7 @@ WlrootsPlatform::WlrootsPlatform(const QByteArray& displayName, const QStringLis
                      .arg(QString::fromLocal8Bit(shownName.isEmpty() ? QByteArray("wayland-0") : shownName));
         return;
     }
+    idleWatch = std::make_unique<WaylandIdleWatch>();
     registry = wl_display_get_registry(display);
     wl_registry_add_listener(registry, &registryListener, this);
     // The first round trip announces the globals, the second brings the windows that already exist
@@ -179,7 +149,7 @@ WlrootsPlatform::WlrootsPlatform(const QByteArray& displayName, const QStringLis
         reason = QStringLiteral("This Wayland compositor does not tell which window is in front: recording is off");
         return;
     }
-    if (idleSource.isEmpty()) {
+    if (idleWatch->protocol().isEmpty()) {
         qWarning("The Wayland compositor offers no idle protocol: idle time cannot be detected");
     }
     supported = true;
@@ -198,23 +168,9 @@ WlrootsPlatform::~WlrootsPlatform()
         zwlr_foreign_toplevel_handle_v1_destroy(toplevel->handle);
     }
     toplevels.clear();
-    if (idleNotification) {
-        ext_idle_notification_v1_destroy(idleNotification);
-    }
-    if (idleNotifier) {
-        ext_idle_notifier_v1_destroy(idleNotifier);
-    }
-    if (kdeIdleTimeout) {
-        org_kde_kwin_idle_timeout_release(kdeIdleTimeout);
-    }
-    if (kdeIdle) {
-        org_kde_kwin_idle_destroy(kdeIdle);
-    }
+    idleWatch.reset();
     if (manager) {
         zwlr_foreign_toplevel_manager_v1_destroy(manager);
-    }
-    if (seat) {
-        wl_seat_destroy(seat);
     }
     if (registry) {
         wl_registry_destroy(registry);
@@ -227,10 +183,12 @@ QString WlrootsPlatform::sessionReason(const QString& desktop, const QSet<QByteA
     const QString nothing = QStringLiteral(": the front window cannot be seen, so nothing is recorded");
     if (desktop.contains(QLatin1String("KDE"), Qt::CaseInsensitive) ||
         offered.contains("org_kde_plasma_window_management")) {
-        return QStringLiteral("Recording on KDE Plasma (Wayland) is not supported yet") + nothing;
+        return QStringLiteral("Recording on KDE Plasma (Wayland) needs KWin on the session bus, which does not "
+                              "answer") +
+               nothing;
     }
     if (desktop.contains(QLatin1String("GNOME"), Qt::CaseInsensitive) || offered.contains("gtk_shell1")) {
-        return QStringLiteral("Recording on GNOME (Wayland) is not supported yet") + nothing;
+        return QStringLiteral("Recording on GNOME (Wayland) needs the VerrinPlus GNOME Shell extension") + nothing;
     }
     return fallback;
 }
@@ -295,34 +253,8 @@ void WlrootsPlatform::onGlobal(wl_registry* registry, uint32_t name, const char*
         manager = static_cast<zwlr_foreign_toplevel_manager_v1*>(wl_registry_bind(
             registry, name, &zwlr_foreign_toplevel_manager_v1_interface, std::min(version, maxToplevelVersion)));
         zwlr_foreign_toplevel_manager_v1_add_listener(manager, &managerListener, this);
-    } else if (iface == wl_seat_interface.name && !seat) {
-        seat = static_cast<wl_seat*>(wl_registry_bind(registry, name, &wl_seat_interface, 1));
-        wl_seat_add_listener(seat, &seatListener, this);
-    } else if (iface == ext_idle_notifier_v1_interface.name && !idleNotifier) {
-        idleNotifier =
-            static_cast<ext_idle_notifier_v1*>(wl_registry_bind(registry, name, &ext_idle_notifier_v1_interface, 1));
-    } else if (iface == org_kde_kwin_idle_interface.name && !kdeIdle) {
-        kdeIdle = static_cast<org_kde_kwin_idle*>(wl_registry_bind(registry, name, &org_kde_kwin_idle_interface, 1));
     }
-    startIdleWatch();
-}
-
-void WlrootsPlatform::startIdleWatch()
-{
-    // Globals arrive in any order; the watch starts once a seat and an idle protocol are both known,
-    // preferring the standard protocol when the compositor offers both.
-    if (!seat || idleNotification || kdeIdleTimeout) {
-        return;
-    }
-    if (idleNotifier) {
-        idleNotification = ext_idle_notifier_v1_get_idle_notification(idleNotifier, idleThresholdMs, seat);
-        ext_idle_notification_v1_add_listener(idleNotification, &extIdleListener, this);
-        idleSource = ext_idle_notifier_v1_interface.name;
-    } else if (kdeIdle) {
-        kdeIdleTimeout = org_kde_kwin_idle_get_idle_timeout(kdeIdle, seat, idleThresholdMs);
-        org_kde_kwin_idle_timeout_add_listener(kdeIdleTimeout, &kdeIdleListener, this);
-        idleSource = org_kde_kwin_idle_interface.name;
-    }
+    idleWatch->onGlobal(registry, name, iface);
 }
 
 void WlrootsPlatform::onToplevel(zwlr_foreign_toplevel_handle_v1* handle)
@@ -369,14 +301,6 @@ void WlrootsPlatform::onManagerFinished()
     fail(QStringLiteral("The Wayland compositor stopped reporting windows: recording is off"));
 }
 
-void WlrootsPlatform::onIdle(bool nowIdle)
-{
-    if (nowIdle && !idle) {
-        idleSinceMs = clock.elapsed() - idleThresholdMs;
-    }
-    idle = nowIdle;
-}
-
 void WlrootsPlatform::fail(const QString& why)
 {
     if (supported) { // a failure at start is reported once, by whoever chose this backend
@@ -412,18 +336,7 @@ void WlrootsPlatform::readEvents()
     if (!checkConnection()) {
         return;
     }
-    // The documented non-blocking read: announce the read, take what the socket holds, dispatch.
-    while (wl_display_prepare_read(display) != 0) {
-        wl_display_dispatch_pending(display);
-    }
-    wl_display_flush(display);
-    pollfd fd{wl_display_get_fd(display), POLLIN, 0};
-    if (::poll(&fd, 1, 0) > 0) {
-        wl_display_read_events(display);
-    } else {
-        wl_display_cancel_read(display);
-    }
-    wl_display_dispatch_pending(display);
+    wayland::readPending(display);
     checkConnection();
 }
 
@@ -466,10 +379,7 @@ ForegroundWindow WlrootsPlatform::foregroundWindow()
 int WlrootsPlatform::idleSeconds()
 {
     readEvents();
-    if (!supported || !idle) {
-        return 0;
-    }
-    return static_cast<int>(std::max<qint64>(0, clock.elapsed() - idleSinceMs) / 1000);
+    return supported ? idleWatch->idleSeconds() : 0;
 }
 
 QIcon WlrootsPlatform::iconForPath(const QString& path)

@@ -3,8 +3,8 @@
 #include "platform/ApplicationResolver.h"
 #include "platform/DesktopEntryIndex.h"
 #include "platform/Platform.h"
+#include "platform/wayland/WaylandIdleWatch.h"
 
-#include <QElapsedTimer>
 #include <QHash>
 #include <QSet>
 
@@ -13,13 +13,8 @@
 
 struct wl_display;
 struct wl_registry;
-struct wl_seat;
 struct zwlr_foreign_toplevel_manager_v1;
 struct zwlr_foreign_toplevel_handle_v1;
-struct ext_idle_notifier_v1;
-struct ext_idle_notification_v1;
-struct org_kde_kwin_idle;
-struct org_kde_kwin_idle_timeout;
 class QSocketNotifier;
 
 // The platform of a wlroots compositor (sway, labwc, Hyprland, river...), asked over a Wayland
@@ -47,7 +42,7 @@ public:
     // The interfaces the compositor announced, e.g. to tell KWin or Mutter apart.
     const QSet<QByteArray>& offeredInterfaces() const { return offered; }
     // The protocol idle time comes from ("" when none).
-    QByteArray idleProtocol() const { return idleSource; }
+    QByteArray idleProtocol() const { return idleWatch ? idleWatch->protocol() : QByteArray(); }
     // Reads and handles whatever the compositor has sent, without waiting.
     void readEvents();
     DesktopEntryIndex& desktopEntries() { return index; }
@@ -85,34 +80,23 @@ public:
     void onToplevelDone(Toplevel* toplevel);
     void onToplevelClosed(Toplevel* toplevel);
     void onManagerFinished();
-    void onIdle(bool idle);
 
 private:
     void fail(const QString& why);
-    void startIdleWatch();
     bool checkConnection();
 
     wl_display* display = nullptr;
     wl_registry* registry = nullptr;
-    wl_seat* seat = nullptr;
     zwlr_foreign_toplevel_manager_v1* manager = nullptr;
-    ext_idle_notifier_v1* idleNotifier = nullptr;
-    ext_idle_notification_v1* idleNotification = nullptr;
-    org_kde_kwin_idle* kdeIdle = nullptr;
-    org_kde_kwin_idle_timeout* kdeIdleTimeout = nullptr;
+    std::unique_ptr<WaylandIdleWatch> idleWatch;
     std::unique_ptr<QSocketNotifier> notifier;
 
     bool supported = false;
     QString reason;
     QSet<QByteArray> offered;
-    QByteArray idleSource;
 
     std::vector<std::unique_ptr<Toplevel>> toplevels;
     quint64 activationCounter = 0;
-
-    QElapsedTimer clock;
-    bool idle = false;
-    qint64 idleSinceMs = 0;
 
     DesktopEntryIndex index;
     ApplicationResolver resolver;

@@ -1,0 +1,127 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QHash>
+#include <QMutex>
+#include <QObject>
+#include <QSet>
+#include <QStringList>
+#include <QThread>
+
+#include <memory>
+
+// Stand-ins for the desktop services the KWin and GNOME backends talk to, on a bus of the test's
+// own. They answer from a thread of their own, as a real desktop answers from its own process, so a
+// backend's blocking call on the test's thread gets its answer. Tests change them with the
+// thread-safe calls below.
+
+// org.kde.KWin /Scripting: takes scripts and remembers them; runs nothing.
+class KWinScriptingStandIn : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.kwin.Scripting")
+
+public:
+    void refuseScripts(bool refuse);
+    QStringList loadedPlugins() const;
+    QString lastScriptPath() const;
+
+public slots:
+    Q_SCRIPTABLE int loadScript(const QString& filePath, const QString& pluginName);
+    Q_SCRIPTABLE void start() {}
+    Q_SCRIPTABLE bool unloadScript(const QString& pluginName);
+
+private:
+    mutable QMutex mutex;
+    bool refuse = false;
+    QStringList plugins;
+    QString scriptPath;
+};
+
+// The VerrinPlus GNOME Shell extension's object on org.gnome.Shell.
+class GnomeShellExtensionStandIn : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.verrin.VerrinPlus.ActiveWindow")
+
+public:
+    // Sets the focused window and signals the change, as the extension does.
+    void focus(const QString& title, const QString& wmClass, uint pid);
+
+public slots:
+    Q_SCRIPTABLE QString Get(QString& wmClass, uint& pid);
+
+signals:
+    Q_SCRIPTABLE void Changed(const QString& title, const QString& wmClass, uint pid);
+
+private:
+    Q_INVOKABLE void setFocus(const QString& title, const QString& wmClass, uint pid);
+
+    QMutex mutex;
+    QString title;
+    QString wmClass;
+    uint pid = 0;
+};
+
+// org.gnome.Mutter.IdleMonitor /org/gnome/Mutter/IdleMonitor/Core with its watches.
+class IdleMonitorStandIn : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.gnome.Mutter.IdleMonitor")
+
+public:
+    // The user has not touched anything for `ms`: idle watches of that length or less fire once.
+    void idleFor(qint64 ms);
+    // The user is back: user-active watches fire and are gone.
+    void userActive();
+    int watchCount() const;
+
+public slots:
+    Q_SCRIPTABLE uint AddIdleWatch(quint64 interval);
+    Q_SCRIPTABLE uint AddUserActiveWatch();
+    Q_SCRIPTABLE void RemoveWatch(uint id);
+    Q_SCRIPTABLE quint64 GetIdletime();
+
+signals:
+    Q_SCRIPTABLE void WatchFired(uint id);
+
+private:
+    Q_INVOKABLE void setIdle(qint64 ms);
+
+    mutable QMutex mutex;
+    qint64 idleMs = 0;
+    uint nextId = 1;
+    QHash<uint, quint64> idleWatches; // id → interval; 0 for user-active watches
+    QSet<uint> firedIdle;
+};
+
+class DesktopStandIns
+{
+public:
+    enum Service
+    {
+        KWin = 1,
+        GnomeShell = 2,
+        IdleMonitor = 4
+    };
+
+    // Registers the chosen services on the bus at `address`.
+    DesktopStandIns(const QString& address, int services);
+    ~DesktopStandIns();
+    bool isReady() const { return ready; }
+
+private:
+    // Declared first: the connection and the thread outlive the stand-ins, which are deleted in
+    // their own thread.
+    QString connectionName;
+    QDBusConnection connection;
+    QThread thread;
+
+public:
+    KWinScriptingStandIn& kwin;
+    GnomeShellExtensionStandIn& shell;
+    IdleMonitorStandIn& idle;
+
+private:
+    bool ready = false;
+};

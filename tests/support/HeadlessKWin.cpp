@@ -1,0 +1,170 @@
+#include "HeadlessKWin.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDebug>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QStandardPaths>
+#include <QTest>
+
+namespace {
+constexpr int startTimeoutMs = 30000;
+} // namespace
+
+HeadlessKWin::HeadlessKWin(QString windowProgram) : windowProgram(std::move(windowProgram)) {}
+
+HeadlessKWin::~HeadlessKWin()
+{
+    for (auto& window : windows) {
+        window->process->closeWriteChannel(); // end of input closes it
+        if (!window->process->waitForFinished(5000)) {
+            window->process->kill();
+            window->process->waitForFinished(5000);
+        }
+    }
+    windows.clear();
+    QDBusConnection::disconnectFromBus(QStringLiteral("verrin-kwin-control"));
+    if (kwin.state() != QProcess::NotRunning) {
+        kwin.terminate();
+        if (!kwin.waitForFinished(10000)) {
+            kwin.kill();
+            kwin.waitForFinished(5000);
+        }
+    }
+}
+
+QDBusConnection HeadlessKWin::control() const
+{
+    return bus.connect(QStringLiteral("verrin-kwin-control"));
+}
+
+bool HeadlessKWin::start(QString* whyNot)
+{
+    const QString installed = QStandardPaths::findExecutable(QStringLiteral("kwin_wayland"));
+    if (installed.isEmpty()) {
+        *whyNot = QStringLiteral("kwin_wayland is not installed (scripts/install-deps.sh installs it)");
+        return false;
+    }
+    if (!runtime.isValid() || !clientRuntime.isValid() || !bus.start(whyNot)) {
+        return false;
+    }
+    // Debian gives kwin_wayland a file capability (to raise its scheduling limits) that containers
+    // often may not grant, and then it cannot be started at all; a copy has no capabilities. KWin
+    // takes its own platform plugin only under the name kwin_wayland.
+    const QString binary = runtime.filePath(QStringLiteral("kwin_wayland"));
+    if (!QFile::copy(installed, binary) ||
+        !QFile::setPermissions(binary, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner)) {
+        *whyNot = QStringLiteral("cannot copy kwin_wayland");
+        return false;
+    }
+    QProcessEnvironment env;
+    env.insert("PATH", qEnvironmentVariable("PATH"));
+    env.insert("HOME", runtime.path());
+    env.insert("XDG_CONFIG_HOME", runtime.filePath(QStringLiteral("config")));
+    env.insert("XDG_RUNTIME_DIR", runtime.path());
+    env.insert("DBUS_SESSION_BUS_ADDRESS", bus.address());
+    env.insert("KWIN_COMPOSE", "Q"); // software painting: no GPU here, and less CPU than llvmpipe
+    kwin.setProcessEnvironment(env);
+    kwin.setProcessChannelMode(QProcess::MergedChannels);
+    kwin.start(binary, {"--virtual", "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities", "--socket",
+                        "verrin-kwin", "--width", "1280", "--height", "720"});
+    wayland = runtime.filePath(QStringLiteral("verrin-kwin"));
+    QDBusConnection controlBus = control();
+    const bool ready = QTest::qWaitFor(
+        [&] {
+            // KWin takes its name on the bus before its scripting object exists.
+            QDBusMessage ask = QDBusMessage::createMethodCall(
+                QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"), QStringLiteral("org.kde.kwin.Scripting"),
+                QStringLiteral("isScriptLoaded"));
+            ask << QStringLiteral("verrin-none");
+            return (QFile::exists(wayland) &&
+                    controlBus.interface()->isServiceRegistered(QStringLiteral("org.kde.KWin")) &&
+                    controlBus.call(ask, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage) ||
+                   kwin.state() == QProcess::NotRunning;
+        },
+        startTimeoutMs);
+    if (!ready || kwin.state() == QProcess::NotRunning) {
+        *whyNot = "kwin_wayland cannot start here: " + QString::fromLocal8Bit(kwin.readAll().right(2000));
+        return false;
+    }
+    return true;
+}
+
+HeadlessKWin::Window* HeadlessKWin::openWindow(const QString& appId, const QString& title)
+{
+    auto owned = std::make_unique<Window>();
+    Window* window = owned.get();
+    windows.push_back(std::move(owned));
+    window->appId = appId;
+    window->process = std::make_unique<QProcess>();
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("WAYLAND_DISPLAY", wayland);
+    env.insert("XDG_RUNTIME_DIR", clientRuntime.path());
+    env.insert("QT_QPA_PLATFORM", "wayland");
+    env.remove("DISPLAY");
+    window->process->setProcessEnvironment(env);
+    window->process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    window->process->start(windowProgram, {appId, title});
+    if (!QTest::qWaitFor(
+            [&] { return window->process->canReadLine() || window->process->state() == QProcess::NotRunning; },
+            startTimeoutMs) ||
+        !window->process->readLine().startsWith("mapped")) {
+        qWarning() << "the test window" << appId << "did not map";
+        return nullptr;
+    }
+    return window;
+}
+
+HeadlessKWin::Window* HeadlessKWin::window(const QString& appId) const
+{
+    for (const auto& window : windows) {
+        if (window->appId == appId) {
+            return window.get();
+        }
+    }
+    return nullptr;
+}
+
+void HeadlessKWin::retitle(const QString& appId, const QString& title)
+{
+    if (Window* w = window(appId)) {
+        w->process->write("title " + title.toUtf8() + "\n");
+    }
+}
+
+bool HeadlessKWin::activate(const QString& caption)
+{
+    QByteArray quoted = QJsonDocument(QJsonArray{caption}).toJson(QJsonDocument::Compact);
+    quoted = quoted.mid(1, quoted.size() - 2);
+    return runScript("var all = workspace.windowList ? workspace.windowList() : workspace.clientList();\n"
+                     "for (var i = 0; i < all.length; ++i) {\n"
+                     "    if (all[i].caption === " +
+                     quoted +
+                     ") {\n"
+                     "        if (workspace.windowList) { workspace.activeWindow = all[i]; }\n"
+                     "        else { workspace.activeClient = all[i]; }\n"
+                     "    }\n"
+                     "}\n");
+}
+
+bool HeadlessKWin::runScript(const QByteArray& text)
+{
+    const QString name = QStringLiteral("verrin-test-%1").arg(++scripts);
+    QFile file(runtime.filePath(name + QStringLiteral(".js")));
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size()) {
+        return false;
+    }
+    file.close();
+    auto call = [&](const QString& method, const QVariantList& arguments) {
+        QDBusMessage message =
+            QDBusMessage::createMethodCall(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"),
+                                           QStringLiteral("org.kde.kwin.Scripting"), method);
+        message.setArguments(arguments);
+        return control().call(message, QDBus::Block, 10000);
+    };
+    const QDBusMessage loaded = call(QStringLiteral("loadScript"), {file.fileName(), name});
+    return loaded.type() == QDBusMessage::ReplyMessage && loaded.arguments().value(0).toInt() >= 0 &&
+           call(QStringLiteral("start"), {}).type() == QDBusMessage::ReplyMessage;
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QProcess>
+#include <QString>
+
+// A D-Bus session bus of a test's own (dbus-daemon with the session configuration), so the
+// desktop services a test stands in for or starts never meet the developer's real session. Ended by
+// the destructor.
+class PrivateBus
+{
+public:
+    PrivateBus() = default;
+    ~PrivateBus();
+
+    bool start(QString* whyNot);
+    QString address() const { return busAddress; }
+    // A connection of its own to this bus under `name` (one per name and process).
+    QDBusConnection connect(const QString& name) const;
+
+private:
+    QProcess daemon;
+    QString busAddress;
+    QStringList connectionNames;
+};
