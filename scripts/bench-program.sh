@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # What the running program costs while it records: the built verrinplus under Xvfb and openbox with two
 # real windows that take turns in front every 5 s, measured for SECONDS seconds (default 120) with the
-# window shown and again minimised. Prints CPU seconds per hour of recording, wake-ups per second
-# (context switches of all the process's threads) and resident memory.
+# window shown and again minimised, then once more minimised with one window in front all along (the
+# quiet case: a tick that sees no change should cost one wake-up and no file-system call). Prints CPU
+# seconds per hour of recording, wake-ups per second (context switches of all the process's threads)
+# and resident memory.
 #   scripts/bench-program.sh BUILD_DIR [SECONDS]
 set -u
 build=${1:-build}
@@ -87,13 +89,15 @@ threads_of() { # "name switches" per thread
     done
 }
 
-measure() { # label
-    local before after turn=0
+measure() { # label [switch: 1 = take turns every 5 s (default), 0 = leave the front window alone]
+    local before after turn=0 switching=${2:-1}
     threads_of >"$work/threads.before"
     before=$(stat_of)
     local end=$((SECONDS + seconds))
     while [ $SECONDS -lt $end ]; do
-        xdotool windowactivate "${windows[$((turn % 2))]}" 2>/dev/null
+        if [ "$switching" = 1 ]; then
+            xdotool windowactivate "${windows[$((turn % 2))]}" 2>/dev/null
+        fi
         turn=$((turn + 1))
         sleep 5
     done
@@ -114,3 +118,4 @@ measure "window shown"
 xdotool search --onlyvisible --name '^Verrin Plus$' windowminimize 2>/dev/null
 sleep 2
 measure "window minimised"
+measure "window minimised, front window unchanged" 0
