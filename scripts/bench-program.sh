@@ -3,8 +3,9 @@
 # real windows that take turns in front every 5 s, measured for SECONDS seconds (default 120) with the
 # window shown and again minimised, then once more minimised with one window in front all along (the
 # quiet case: a tick that sees no change should cost one wake-up and no file-system call). Prints CPU
-# seconds per hour of recording, wake-ups per second (context switches of all the process's threads)
-# and resident memory.
+# seconds per hour of recording, wake-ups per second (voluntary context switches of all the process's
+# threads: each is a thread going to sleep and being woken; being preempted by other busy programs on a
+# shared machine is not counted) and resident memory.
 #   scripts/bench-program.sh BUILD_DIR [SECONDS]
 set -u
 build=${1:-build}
@@ -72,12 +73,13 @@ for _ in $(seq 1 200); do
 done
 sleep 5
 
-stat_of() { # utime+stime in clock ticks, context switches, resident kB
-    local fields cpu
-    fields=$(cut -d' ' -f14,15 "/proc/$program/stat")
-    cpu=$((${fields% *} + ${fields#* }))
+stat_of() { # CPU nanoseconds of all threads, context switches, resident kB
+    # The scheduler's nanoseconds rather than utime+stime, which count in ticks of 10 ms: a minute of a
+    # quiet program is a handful of ticks, too coarse to tell 0.5 s per hour from 1 s.
+    local cpu
+    cpu=$(cat /proc/"$program"/task/*/schedstat 2>/dev/null | awk '{s += $1} END {printf "%d", s}')
     local switches
-    switches=$(cat /proc/"$program"/task/*/status 2>/dev/null | awk '/ctxt_switches/ {s += $2} END {print s}')
+    switches=$(cat /proc/"$program"/task/*/status 2>/dev/null | awk '/^voluntary_ctxt_switches/ {s += $2} END {print s}')
     local rss
     rss=$(awk '/VmRSS/ {print $2}' "/proc/$program/status")
     echo "$cpu $switches $rss"
@@ -85,7 +87,7 @@ stat_of() { # utime+stime in clock ticks, context switches, resident kB
 
 threads_of() { # "name switches" per thread
     for t in /proc/"$program"/task/*; do
-        printf '%s %s\n' "$(tr ' ' '_' <"$t/comm")" "$(awk '/ctxt_switches/ {s += $2} END {print s}' "$t/status")"
+        printf '%s %s\n' "$(tr ' ' '_' <"$t/comm")" "$(awk '/^voluntary_ctxt_switches/ {s += $2} END {print s}' "$t/status")"
     done
 }
 
@@ -102,11 +104,9 @@ measure() { # label [switch: 1 = take turns every 5 s (default), 0 = leave the f
         sleep 5
     done
     after=$(stat_of)
-    local hz
-    hz=$(getconf CLK_TCK)
     read -r c0 s0 _ <<<"$before"
     read -r c1 s1 r1 <<<"$after"
-    awk -v c="$((c1 - c0))" -v hz="$hz" -v s="$((s1 - s0))" -v t="$seconds" -v r="$r1" -v l="$1" \
+    awk -v c="$((c1 - c0))" -v hz=1000000000 -v s="$((s1 - s0))" -v t="$seconds" -v r="$r1" -v l="$1" \
         'BEGIN { printf "%s: %.2f s CPU per hour, %.2f wake-ups per second, %.1f MB resident\n", l, c / hz * 3600 / t, s / t, r / 1024 }'
     # Which threads wake: the names Qt and the libraries give them.
     threads_of | awk -v t="$seconds" 'NR == FNR { b[$1] += $2; next } { a[$1] += $2 }

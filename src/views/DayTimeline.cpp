@@ -114,13 +114,22 @@ void DayTimeline::takeRow(const TreeModel* model, const DayRow& row)
     // The recorder's rows come in order, so a new one almost always belongs at the end.
     auto same = std::find_if(shownSegments.rbegin(), shownSegments.rend(),
                              [&segment](const Segment& shown) { return shown.id == segment.id; });
+    QRect before;
     if (same != shownSegments.rend()) {
+        before = segmentRect(*same);
         shownSegments.erase(std::next(same).base());
     }
     shownSegments.insert(std::upper_bound(shownSegments.begin(), shownSegments.end(), segment, bySegmentStart),
                          segment);
+    const int oldFirst = first;
+    const int oldLast = last;
     fitAxis();
-    update();
+    // While the axis stays, only the stretch itself looks different.
+    if (first == oldFirst && last == oldLast) {
+        update(segmentRect(segment).united(before));
+    } else {
+        update();
+    }
 }
 
 void DayTimeline::fitAxis() const

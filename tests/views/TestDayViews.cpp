@@ -11,6 +11,7 @@
 #include "views/LineEdit.h"
 #include "views/StableColour.h"
 #include "views/TimeTree.h"
+#include "views/TotalTimeLabel.h"
 
 #include <QApplication>
 #include <QCheckBox>
