@@ -49,6 +49,7 @@ private slots:
     void timelinePicksWhatIsClickedOrSpanned();
     void timelineFollowsRecordingAndCatchesUpWhenShown_data();
     void timelineFollowsRecordingAndCatchesUpWhenShown();
+    void totalLabelShowsLongerTotalsWhole();
 
 private:
     QStringList topLevelNames(const TreeModel* model) const;
@@ -422,6 +423,22 @@ void TestDayViews::timelineFollowsRecordingAndCatchesUpWhenShown()
     QVERIFY2(live.contains(expected.arg(entryId)), qPrintable(live.join(", ")));
     line->rebuild();
     QCOMPARE(live, drawn(line));
+}
+
+// The total's label keeps its size between texts, so the window is not laid out again at every
+// recorded stretch; a longer total must still get the room it needs.
+void TestDayViews::totalLabelShowsLongerTotalsWhole()
+{
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    TotalTimeLabel* label = ui.labelTotalTime;
+    for (const QString& text : {QStringLiteral("0:00:01"), QStringLiteral("9:59:59"), QStringLiteral("1234:56:58")}) {
+        label->setTotal(text);
+        QTRY_VERIFY2(label->contentsRect().width() >= label->fontMetrics().horizontalAdvance(text), qPrintable(text));
+    }
+    const int widest = label->width();
+    label->setTotal(QStringLiteral("0:00:02"));
+    QCOMPARE(label->width(), widest);
 }
 
 QTEST_MAIN(TestDayViews)
