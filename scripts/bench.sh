@@ -12,7 +12,7 @@ for b in "$build"/bench/bench_*; do
         *) QT_QPA_PLATFORM=offscreen "$b" || status=1 ;;
     esac
 done
-echo "== program while recording (${VERRIN_BENCH_SECONDS:-120} s shown, as long minimised)"
+echo "== program while recording (${VERRIN_BENCH_SECONDS:-120} s shown, as long minimised, as long minimised with the front window unchanged)"
 bash scripts/bench-program.sh "$build" "${VERRIN_BENCH_SECONDS:-120}" || status=1
 echo "== fuzzing every parser of outside input (${VERRIN_FUZZ_SECONDS:-20} s each)"
 bash scripts/fuzz.sh "${VERRIN_FUZZ_SECONDS:-20}" || status=1

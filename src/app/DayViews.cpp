@@ -15,6 +15,7 @@
 #include "views/ListItemDelegate.h"
 #include "views/TimeTree.h"
 #include "views/TimestampsDialog.h"
+#include "views/TotalTimeLabel.h"
 #include "views/TreeModel.h"
 
 #include <QCheckBox>
@@ -79,8 +80,8 @@ void DayViews::connectViews()
         [this](int seconds, QString* taskId, QString* notes) { return chooseTask(seconds, taskId, notes); });
     ui->appList->setAwayEditor([this](const QStringList& ids, QString* title) { return describeAwayTime(ids, title); });
 
-    connect(unlinked, &TreeModel::setTotalTimeText, ui->labelTotalTime, &QLabel::setText);
-    connect(linked, &TreeModel::setTotalTimeText, ui->labelTotalLinkedTime, &QLabel::setText);
+    connect(unlinked, &TreeModel::setTotalTimeText, ui->labelTotalTime, &TotalTimeLabel::setTotal);
+    connect(linked, &TreeModel::setTotalTimeText, ui->labelTotalLinkedTime, &TotalTimeLabel::setTotal);
     connect(unlinked, &TreeModel::datesWithZeroTimeChanged, this, &DayViews::calendarMarksStale);
     connect(ui->appList, &TimeTree::datesWithZeroTimeChanged, this, [this] {
         // The unlinked view has already rebuilt itself without the excluded application, keeping

@@ -7,6 +7,7 @@
 #include "views/EntriesList.h"
 #include "views/LineEdit.h"
 #include "views/TimeTree.h"
+#include "views/TotalTimeLabel.h"
 
 #include <QAction>
 #include <QCalendarWidget>
@@ -169,7 +170,7 @@ void MainWindowForm::buildCentral(QMainWindow* window)
     btnRecord->setMinimumWidth(120);
     btnApplyRules = named(new QPushButton, "btnApplyRules");
     btnApplyRules->setIcon(QIcon(QStringLiteral(":/icons/res/execute.png")));
-    labelTotalTime = named(new QLabel, "labelTotalTime");
+    labelTotalTime = named(new TotalTimeLabel, "labelTotalTime");
     footer->addWidget(btnRecord);
     footer->addWidget(btnApplyRules);
     footer->addStretch();
@@ -231,7 +232,7 @@ void MainWindowForm::buildPanels(QMainWindow* window)
     auto* totals = new QHBoxLayout;
     totals->addStretch();
     totals->addWidget(new QLabel(QStringLiteral("Linked total:")));
-    labelTotalLinkedTime = named(new QLabel, "labelTotalLinkedTime");
+    labelTotalLinkedTime = named(new TotalTimeLabel, "labelTotalLinkedTime");
     totals->addWidget(labelTotalLinkedTime);
     bottom->addLayout(totals);
 
@@ -277,6 +278,6 @@ void MainWindowForm::retranslateUi(QMainWindow* window)
     labelHideUnder->setText(tr("Hide entries under"));
     btnRecord->setText(tr("Paused"));
     btnApplyRules->setText(tr("Apply Rules"));
-    labelTotalTime->setText(tr("0:00:00"));
-    labelTotalLinkedTime->setText(tr("0:00:00"));
+    labelTotalTime->setTotal(tr("0:00:00"));
+    labelTotalLinkedTime->setTotal(tr("0:00:00"));
 }

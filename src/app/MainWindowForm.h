@@ -12,6 +12,7 @@ class ProjectsTree;
 class QCheckBox;
 class QComboBox;
 class QLabel;
+class TotalTimeLabel;
 class QLineEdit;
 class QMainWindow;
 class QMenu;
@@ -72,7 +73,7 @@ public:
     TimeTree* appList = nullptr;
     QPushButton* btnRecord = nullptr;
     QPushButton* btnApplyRules = nullptr;
-    QLabel* labelTotalTime = nullptr;
+    TotalTimeLabel* labelTotalTime = nullptr;
 
     QWidget* leftPanel = nullptr;
     CalendarWidget* calendar = nullptr;
@@ -84,7 +85,7 @@ public:
 
     QWidget* linkedPanel = nullptr;
     EntriesList* linkedEntries = nullptr;
-    QLabel* labelTotalLinkedTime = nullptr;
+    TotalTimeLabel* labelTotalLinkedTime = nullptr;
     QDockWidget* leftDock = nullptr;
     QDockWidget* rightDock = nullptr;
     QDockWidget* bottomDock = nullptr;

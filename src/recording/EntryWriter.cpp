@@ -7,6 +7,10 @@
 #include <QSqlError>
 #include <QSqlQuery>
 
+namespace {
+constexpr qsizetype kRememberedApps = 1024;
+} // namespace
+
 void EntryWriter::remember(const QString& what, const QSqlError& failure) const
 {
     qDebug() << qPrintable(what) << failure.text();
@@ -58,9 +62,19 @@ int EntryWriter::addDbEntry(const QDateTime& start, const QDateTime& end, const 
 
 QPair<int, int> EntryWriter::addDbTime(const QDateTime& start, const QDateTime& end, const AppStruct& app) const
 {
-    int appId = findDbApp(app);
+    const QPair<QString, QString> key(app.path, app.name);
+    int appId = appIds.value(key);
     if (appId == 0) {
-        appId = addDbApp(app);
+        appId = findDbApp(app);
+        if (appId == 0) {
+            appId = addDbApp(app);
+        }
+        if (appId != 0) {
+            if (appIds.size() >= kRememberedApps) {
+                appIds.clear();
+            }
+            appIds.insert(key, appId);
+        }
     }
     const int entryId = addDbEntry(start, end, app, appId);
     return qMakePair(appId, entryId);

@@ -3,6 +3,7 @@
 #include "recording/AppStruct.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QPair>
 #include <QString>
 
@@ -20,7 +21,8 @@ public:
     int addDbApp(const AppStruct& app) const;
     // Inserts one stretch; the new entry's id, or 0 on failure.
     int addDbEntry(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId) const;
-    // Finds or adds the application, then inserts the stretch: (application id, entry id).
+    // Finds or adds the application, then inserts the stretch: (application id, entry id). Application
+    // rows are never removed, so their ids are remembered and a window switch costs one statement.
     QPair<int, int> addDbTime(const QDateTime& start, const QDateTime& end, const AppStruct& app) const;
     enum class RowChange
     {
@@ -44,4 +46,5 @@ private:
     void remember(const QString& what, const QSqlError& failure) const;
 
     mutable QString error;
+    mutable QHash<QPair<QString, QString>, int> appIds; // (path, name) -> id
 };

@@ -23,16 +23,32 @@ AppStruct ForegroundProbe::getForegroundApp(bool* valid)
     if (valid) {
         *valid = window.valid && !window.path.isEmpty();
     }
+    const bool cleanup = titleCleanupEnabled();
+    if (haveLast && cleanup == lastCleanup && window.title == lastTitle && window.path == lastPath &&
+        window.name == lastName) {
+        return lastApp;
+    }
+    lastApp = describe(window.name, window.path, window.title, cleanup);
+    lastName = window.name;
+    lastPath = window.path;
+    lastTitle = window.title;
+    lastCleanup = cleanup;
+    haveLast = true;
+    return lastApp;
+}
+
+AppStruct ForegroundProbe::describe(const QString& name, const QString& path, const QString& title, bool cleanup)
+{
     AppStruct app;
     app.productName = QString();
-    app.name = window.name;
-    app.path = window.path;
-    app.title = util::cutTitle(window.title);
+    app.name = name;
+    app.path = path;
+    app.title = util::cutTitle(title);
     // This editor's floating script panel takes the front without being a document.
     if (app.name.contains(QLatin1String("Photoshop")) && app.title == QLatin1String("ScriptUIFlexServer")) {
         app.title.clear();
     }
-    if (titleCleanupEnabled()) {
+    if (cleanup) {
         app.title = util::cleanupPhotoshopTitle(app.title);
     }
     if (app.name.isEmpty()) {

@@ -24,6 +24,16 @@ public:
     int cachedIcons() const { return int(iconCache.size()); }
 
 private:
+    AppStruct describe(const QString& name, const QString& path, const QString& title, bool cleanup);
+
     Platform* platform;
+    // The last answer and what it was made from: most ticks see the same window as the one before, and
+    // then the title clean-up (regular expressions) need not run again.
+    QString lastName;
+    QString lastPath;
+    QString lastTitle;
+    bool lastCleanup = false;
+    bool haveLast = false;
+    AppStruct lastApp;
     QHash<QString, QIcon> iconCache;
 };

@@ -8,7 +8,6 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QTime>
-#include <QTimer>
 #include <QToolTip>
 
 #include <algorithm>
@@ -20,20 +19,21 @@ constexpr int kMargin = 4;
 constexpr int kDragThreshold = 3;
 const QString kAwayPath = QStringLiteral("verrin://idle");
 
+bool bySegmentStart(const DayTimeline::Segment& a, const DayTimeline::Segment& b)
+{
+    return a.start < b.start || (a.start == b.start && a.id < b.id);
+}
+
 QString clock(int second)
 {
     return QTime(0, 0).addSecs(qBound(0, second, 86399)).toString(QStringLiteral("hh:mm:ss"));
 }
 } // namespace
 
-DayTimeline::DayTimeline(QWidget* parent) : QWidget(parent), rebuildLater(new QTimer(this))
+DayTimeline::DayTimeline(QWidget* parent) : QWidget(parent)
 {
     setMouseTracking(true);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    // Many changes come at once (a rebuild removes and inserts every row): read the models once after.
-    rebuildLater->setSingleShot(true);
-    rebuildLater->setInterval(0);
-    connect(rebuildLater, &QTimer::timeout, this, &DayTimeline::rebuild);
 }
 
 void DayTimeline::setModels(TreeModel* unlinked, TreeModel* linked)
@@ -44,19 +44,45 @@ void DayTimeline::setModels(TreeModel* unlinked, TreeModel* linked)
         if (!model) {
             continue;
         }
-        const auto later = [this] { rebuildLater->start(); };
-        connect(model, &QAbstractItemModel::modelReset, this, later);
-        connect(model, &QAbstractItemModel::rowsInserted, this, later);
-        connect(model, &QAbstractItemModel::rowsRemoved, this, later);
-        connect(model, &QAbstractItemModel::dataChanged, this, later);
-        connect(model, &QAbstractItemModel::layoutChanged, this, later);
+        // Many changes come at once (a rebuild removes and inserts every row): they only mark the
+        // strip stale. The changes of one placed row are covered by rowPlaced.
+        const auto changed = [this, model] {
+            if (!model->isPlacingRow()) {
+                markStale();
+            }
+        };
+        connect(model, &QAbstractItemModel::modelReset, this, &DayTimeline::markStale);
+        connect(model, &QAbstractItemModel::rowsInserted, this, changed);
+        connect(model, &QAbstractItemModel::rowsRemoved, this, &DayTimeline::markStale);
+        connect(model, &QAbstractItemModel::dataChanged, this, changed);
+        connect(model, &QAbstractItemModel::layoutChanged, this, &DayTimeline::markStale);
+        connect(model, &TreeModel::rowPlaced, this, [this, model](const DayRow& row) { takeRow(model, row); });
     }
-    rebuild();
+    markStale();
+}
+
+void DayTimeline::markStale()
+{
+    stale = true;
+    update(); // nothing happens while the strip is not on screen
+}
+
+void DayTimeline::refresh() const
+{
+    if (stale) {
+        build();
+    }
 }
 
 void DayTimeline::rebuild()
 {
-    rebuildLater->stop();
+    build();
+    update();
+}
+
+void DayTimeline::build() const
+{
+    stale = false;
     shownSegments.clear();
     for (TreeModel* model : {unlinkedModel.data(), linkedModel.data()}) {
         if (!model) {
@@ -69,21 +95,56 @@ void DayTimeline::rebuild()
                                   row.appName, row.title, linked});
         }
     }
-    std::sort(shownSegments.begin(), shownSegments.end(), [](const Segment& a, const Segment& b) {
-        return a.start < b.start || (a.start == b.start && a.id < b.id);
-    });
+    std::sort(shownSegments.begin(), shownSegments.end(), bySegmentStart);
+    fitAxis();
+}
+
+void DayTimeline::takeRow(const TreeModel* model, const DayRow& row)
+{
+    if (stale) {
+        return; // the next build reads it with the rest
+    }
+    const Segment segment{row.id,
+                          row.startSecond,
+                          std::min(86400, row.startSecond + row.seconds),
+                          row.appPath,
+                          row.appName,
+                          row.title,
+                          model == linkedModel.data()};
+    // The recorder's rows come in order, so a new one almost always belongs at the end.
+    auto same = std::find_if(shownSegments.rbegin(), shownSegments.rend(),
+                             [&segment](const Segment& shown) { return shown.id == segment.id; });
+    QRect before;
+    if (same != shownSegments.rend()) {
+        before = segmentRect(*same);
+        shownSegments.erase(std::next(same).base());
+    }
+    shownSegments.insert(std::upper_bound(shownSegments.begin(), shownSegments.end(), segment, bySegmentStart),
+                         segment);
+    const int oldFirst = first;
+    const int oldLast = last;
+    fitAxis();
+    // While the axis stays, only the stretch itself looks different.
+    if (first == oldFirst && last == oldLast) {
+        update(segmentRect(segment).united(before));
+    } else {
+        update();
+    }
+}
+
+void DayTimeline::fitAxis() const
+{
     if (shownSegments.isEmpty()) {
         first = 0;
         last = 3600;
-    } else {
-        first = shownSegments.first().start / 60 * 60;
-        int end = 0;
-        for (const Segment& segment : std::as_const(shownSegments)) {
-            end = std::max(end, segment.end);
-        }
-        last = std::max(first + 60, (end + 59) / 60 * 60);
+        return;
     }
-    update();
+    first = shownSegments.first().start / 60 * 60;
+    int end = 0;
+    for (const Segment& segment : std::as_const(shownSegments)) {
+        end = std::max(end, segment.end);
+    }
+    last = std::max(first + 60, (end + 59) / 60 * 60);
 }
 
 QSize DayTimeline::sizeHint() const
@@ -126,6 +187,7 @@ QColor DayTimeline::colourFor(const Segment& segment)
 
 void DayTimeline::paintEvent(QPaintEvent*)
 {
+    refresh();
     QPainter painter(this);
     const QRect bar = barRect();
     painter.fillRect(bar, palette().color(QPalette::Base));
@@ -179,6 +241,7 @@ void DayTimeline::paintEvent(QPaintEvent*)
 
 const DayTimeline::Segment* DayTimeline::segmentAtX(int x) const
 {
+    refresh();
     const Segment* found = nullptr;
     for (const Segment& segment : shownSegments) {
         const QRect rect = segmentRect(segment);
@@ -250,7 +313,7 @@ void DayTimeline::pickSpan(int fromX, int toX)
 {
     QSet<int> unlinked;
     QSet<int> linked;
-    for (const Segment& segment : std::as_const(shownSegments)) {
+    for (const Segment& segment : segments()) {
         const QRect rect = segmentRect(segment);
         if (rect.right() >= fromX && rect.left() <= toX) {
             (segment.linked ? linked : unlinked).insert(segment.id);

@@ -222,10 +222,51 @@ void DayTreeView::growTimeColumn(const QModelIndex& parent, int first, int last)
     }
     int width = columnWidth(1);
     for (int row = first; row <= last; ++row) {
-        width = std::max(width, timeTextWidth(tree->data(tree->index(row, 1, parent), Qt::DisplayRole).toString()));
+        width = std::max(width, grownTextWidth(tree->data(tree->index(row, 1, parent), Qt::DisplayRole).toString()));
     }
     if (width != columnWidth(1)) {
         setColumnWidth(1, width);
+    }
+}
+
+int DayTreeView::grownTextWidth(const QString& text)
+{
+    // A recorded stretch changes a time text every few seconds. Texts differ only in their digits, so
+    // each shape ("0:00:00", "00:00:00") is measured once, with its widest digits, instead of shaping
+    // every new text.
+    QString shape = text;
+    for (QChar& c : shape) {
+        if (c.isDigit()) {
+            c = QLatin1Char('0');
+        }
+    }
+    if (const auto it = shapeWidths.constFind(shape); it != shapeWidths.constEnd()) {
+        return *it;
+    }
+    if (widestDigit.isNull()) {
+        int widest = -1;
+        for (char digit = '0'; digit <= '9'; ++digit) {
+            const int advance = fontMetrics().horizontalAdvance(QLatin1Char(digit));
+            if (advance > widest) {
+                widest = advance;
+                widestDigit = QLatin1Char(digit);
+            }
+        }
+    }
+    const int width = timeTextWidth(QString(shape).replace(QLatin1Char('0'), widestDigit));
+    if (shapeWidths.size() >= 64) {
+        shapeWidths.clear();
+    }
+    shapeWidths.insert(shape, width);
+    return width;
+}
+
+void DayTreeView::changeEvent(QEvent* event)
+{
+    QTreeView::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange) {
+        shapeWidths.clear();
+        widestDigit = QChar();
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "views/ExpandedNodes.h"
 
+#include <QHash>
 #include <QSet>
 #include <QTreeView>
 
@@ -48,6 +49,7 @@ public slots:
 protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
     bool viewportEvent(QEvent* event) override;
+    void changeEvent(QEvent* event) override;
     // Shows the menu; tests read the menu instead of running it.
     virtual void execMenu(QMenu* menu, const QPoint& position);
     // The selection widened to the entries of selected applications: entry rows only, bottom-up,
@@ -73,9 +75,12 @@ private:
     void onSortStarting();
     void onSortDone();
     int timeTextWidth(const QString& text) const;
+    int grownTextWidth(const QString& text);
     void growTimeColumn(const QModelIndex& parent, int first, int last);
 
     QString layoutPrefix;
     ExpandedNodes::List expandedNodes;
     bool quietSort = false;
+    QHash<QString, int> shapeWidths; // time text with digits as '0' -> width with the widest digits
+    QChar widestDigit;
 };

@@ -68,6 +68,8 @@ public:
     // The rows behind the tree as it stands (filters, ignored applications and the hide-under
     // threshold applied), each with its start in the day; in no particular order.
     const QHash<int, DayRow>& shownRows() const { return shown; }
+    // True while a recorded or linked row is being placed; its changes end with rowPlaced().
+    bool isPlacingRow() const { return placingRow; }
     int getHideUnder() const { return hideUnder; }
     void setHideUnder(int seconds) { hideUnder = seconds; }
     bool getGroupByHour() const { return groupByHour; }
@@ -137,6 +139,9 @@ signals:
     void expandToDepth(int depth);
     void expandAll();
     void expandNode(const QModelIndex& index);
+    // One row went into the tree (or its time grew) without a rebuild: views that follow the rows
+    // themselves can take just this one instead of reading them all again.
+    void rowPlaced(const DayRow& row);
 
 private:
     bool isPending(const TreeItem* item) const;
@@ -154,6 +159,7 @@ private:
     // Adds a row, or all still hidden rows of its title once the title reaches the threshold.
     void addLiveRow(const DayRow& row, const LinkedNames* names);
     void placeLiveRow(const DayRow& row, const LinkedNames* names);
+    void placeLiveRowInTree(const DayRow& row, const LinkedNames* names);
     // Shows `seconds` of entry `entryId` below the application node; counts each id once.
     void placeEntry(const QModelIndex& appIndex, const QString& title, int entryId, int seconds);
     void forgetCountedEntries(TreeItem* item);
@@ -171,6 +177,7 @@ private:
     QHash<int, int> countedSeconds;
     // The rows the tree shows, by entry id, with their times of day: the day's timeline draws them.
     QHash<int, DayRow> shown;
+    bool placingRow = false;
     // Rows whose link or unlink waits for a lost answer; shown apart so nobody takes them as settled.
     QSet<int> pendingIds;
 };

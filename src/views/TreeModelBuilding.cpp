@@ -6,6 +6,7 @@
 
 #include <QDebug>
 #include <QHash>
+#include <QScopedValueRollback>
 #include <QSet>
 
 #include <vector>
@@ -317,6 +318,15 @@ QModelIndex TreeModel::childNode(const QModelIndex& parent, const QString& type,
 }
 
 void TreeModel::placeLiveRow(const DayRow& row, const LinkedNames* names)
+{
+    {
+        const QScopedValueRollback<bool> placing(placingRow, true);
+        placeLiveRowInTree(row, names);
+    }
+    emit rowPlaced(row);
+}
+
+void TreeModel::placeLiveRowInTree(const DayRow& row, const LinkedNames* names)
 {
     QModelIndex parent;
     if (names) {

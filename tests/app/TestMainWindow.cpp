@@ -7,6 +7,7 @@
 #include "app/Registry.h"
 #include "recording/Recorder.h"
 #include "views/TimeTree.h"
+#include "views/TotalTimeLabel.h"
 #include "views/TreeModel.h"
 
 #include <QCheckBox>

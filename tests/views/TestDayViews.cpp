@@ -3,6 +3,7 @@
 #include "ManualClock.h"
 #include "app/DayViews.h"
 #include "app/MainWindowForm.h"
+#include "recording/AppStruct.h"
 #include "store/util.h"
 #include "views/CalendarWidget.h"
 #include "views/DayTimeline.h"
@@ -10,6 +11,7 @@
 #include "views/LineEdit.h"
 #include "views/StableColour.h"
 #include "views/TimeTree.h"
+#include "views/TotalTimeLabel.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -45,6 +47,9 @@ private slots:
     void unlinkKeepsTheLinkedOpenNodes();
     void timelineDrawsWhatTheTreesShow();
     void timelinePicksWhatIsClickedOrSpanned();
+    void timelineFollowsRecordingAndCatchesUpWhenShown_data();
+    void timelineFollowsRecordingAndCatchesUpWhenShown();
+    void totalLabelShowsLongerTotalsWhole();
 
 private:
     QStringList topLevelNames(const TreeModel* model) const;
@@ -55,12 +60,13 @@ private:
     FakePrompter prompter;
     DayViews* views = nullptr;
     const QDate day{2026, 11, 16};
+    int editorId = 0;
 };
 
 void TestDayViews::init()
 {
     QVERIFY(fixture.open());
-    const int editor = DayFixture::addApp("/usr/bin/editor", "Editor");
+    const int editor = editorId = DayFixture::addApp("/usr/bin/editor", "Editor");
     const int browser = DayFixture::addApp("/usr/bin/browser", "Browser");
     DayFixture::addEntry(editor, "budget report", "2026-11-16 09:00:00", "2026-11-16 09:00:50");
     DayFixture::addEntry(editor, "budget report", "2026-11-16 14:00:00", "2026-11-16 14:00:20");
@@ -362,6 +368,77 @@ void TestDayViews::timelinePicksWhatIsClickedOrSpanned()
     QTest::mouseRelease(line, Qt::LeftButton, {}, QPoint(rectOf(2).right() + 1, y));
     QCOMPARE(selectedTitles(ui.appList), QStringList{"budget report"});
     QCOMPARE(selectedTitles(ui.linkedEntries), QStringList{"ticket"});
+}
+
+// Recording adds a row every few seconds. The strip takes such a row by itself while it is on screen,
+// and while it is hidden only notes that it is behind: the first paint after showing must catch up.
+void TestDayViews::timelineFollowsRecordingAndCatchesUpWhenShown_data()
+{
+    QTest::addColumn<bool>("shown");
+    QTest::addColumn<bool>("newRow"); // else the recorder lengthens "notes" (entry 3)
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("shown, new row") << true << true << "%1:51600-51660";
+    QTest::newRow("shown, row grows") << true << false << "%1:51000-51090";
+    QTest::newRow("hidden, new row") << false << true << "%1:51600-51660";
+    QTest::newRow("hidden, row grows") << false << false << "%1:51000-51090";
+}
+
+void TestDayViews::timelineFollowsRecordingAndCatchesUpWhenShown()
+{
+    QFETCH(bool, shown);
+    QFETCH(bool, newRow);
+    QFETCH(QString, expected);
+    DayTimeline* line = ui.timeline;
+    if (shown) {
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        QTRY_VERIFY(!line->isStale()); // the first paint read the trees
+    } else {
+        QVERIFY(line->isStale());
+    }
+
+    AppStruct app;
+    app.path = QStringLiteral("/usr/bin/editor");
+    app.name = QStringLiteral("Editor");
+    app.title = newRow ? QStringLiteral("letter") : QStringLiteral("notes");
+    const QDateTime start(day, newRow ? QTime(14, 20) : QTime(14, 10));
+    const QDateTime end = start.addSecs(newRow ? 60 : 90);
+    int entryId = 3;
+    if (newRow) {
+        entryId = DayFixture::addEntry(editorId, app.title, start.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
+                                       end.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
+    } else {
+        DayFixture::setEnd(entryId, end.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
+    }
+    views->unlinkedModel()->addTime(start, end, app, editorId, entryId);
+
+    QCOMPARE(line->isStale(), !shown);
+    if (!shown) {
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        // Nothing but the paint on showing reads the trees again.
+        QTRY_VERIFY(!line->isStale());
+    }
+    const QStringList live = drawn(line);
+    QVERIFY2(live.contains(expected.arg(entryId)), qPrintable(live.join(", ")));
+    line->rebuild();
+    QCOMPARE(live, drawn(line));
+}
+
+// The total's label keeps its size between texts, so the window is not laid out again at every
+// recorded stretch; a longer total must still get the room it needs.
+void TestDayViews::totalLabelShowsLongerTotalsWhole()
+{
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    TotalTimeLabel* label = ui.labelTotalTime;
+    for (const QString& text : {QStringLiteral("0:00:01"), QStringLiteral("9:59:59"), QStringLiteral("1234:56:58")}) {
+        label->setTotal(text);
+        QTRY_VERIFY2(label->contentsRect().width() >= label->fontMetrics().horizontalAdvance(text), qPrintable(text));
+    }
+    const int widest = label->width();
+    label->setTotal(QStringLiteral("0:00:02"));
+    QCOMPARE(label->width(), widest);
 }
 
 QTEST_MAIN(TestDayViews)

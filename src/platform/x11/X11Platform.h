@@ -81,8 +81,14 @@ private:
     xcb_window_t lastProbedWindow = XCB_NONE;
     // On a connection of its own the platform hears of changes instead of asking every tick: the front
     // window found last stays true until the root's active window, that window's names, class or pid
-    // change, or it is unmapped. A tick then costs one round trip, for the idle time.
+    // change, or it is unmapped. A tick then asks nothing and waits for nothing: the idle time comes
+    // from a question sent at the end of the tick before, whose answer is already here, so an unchanged
+    // tick's idle time is up to a tick old (and the thread never sleeps waiting for the X server).
     bool stillValid();
+    void askIdleAhead();
+    void takeIdleAhead();
+    xcb_screensaver_query_info_cookie_t idleAhead{};
+    bool idleAheadPending = false;
     void watch(xcb_window_t window);
     ForegroundWindow cached;
     xcb_window_t watched = XCB_NONE;
