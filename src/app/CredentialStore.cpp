@@ -18,9 +18,10 @@ QVariant& reg(const char* key)
 } // namespace
 
 CredentialStore::CredentialStore(QSettings& settings, SecretStore& keyring, const QString& account)
-    : settings(settings),
-      keyring(keyring), secrets{Secret{"Password", "API/Password", true, QStringLiteral("password ") + account, QString(), false},
-                                Secret{"AuthToken", "API/AuthToken", false, QStringLiteral("token ") + account, QString(), false}}
+    : settings(settings), keyring(keyring), secrets{Secret{"Password", "API/Password", true,
+                                                           QStringLiteral("password ") + account, QString(), false},
+                                                    Secret{"AuthToken", "API/AuthToken", false,
+                                                           QStringLiteral("token ") + account, QString(), false}}
 {
 }
 

@@ -13,18 +13,11 @@ namespace {
 constexpr int startTimeoutMs = 30000;
 } // namespace
 
-HeadlessKWin::HeadlessKWin(QString windowProgram) : windowProgram(std::move(windowProgram)) {}
+HeadlessKWin::HeadlessKWin(QString windowProgram) : windows(std::move(windowProgram)) {}
 
 HeadlessKWin::~HeadlessKWin()
 {
-    for (auto& window : windows) {
-        window->process->closeWriteChannel(); // end of input closes it
-        if (!window->process->waitForFinished(5000)) {
-            window->process->kill();
-            window->process->waitForFinished(5000);
-        }
-    }
-    windows.clear();
+    windows.closeAll();
     QDBusConnection::disconnectFromBus(QStringLiteral("verrin-kwin-control"));
     if (kwin.state() != QProcess::NotRunning) {
         kwin.terminate();
@@ -94,44 +87,20 @@ bool HeadlessKWin::start(QString* whyNot)
 
 HeadlessKWin::Window* HeadlessKWin::openWindow(const QString& appId, const QString& title)
 {
-    auto owned = std::make_unique<Window>();
-    Window* window = owned.get();
-    windows.push_back(std::move(owned));
-    window->appId = appId;
-    window->process = std::make_unique<QProcess>();
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("WAYLAND_DISPLAY", wayland);
     env.insert("XDG_RUNTIME_DIR", clientRuntime.path());
-    env.insert("QT_QPA_PLATFORM", "wayland");
-    env.remove("DISPLAY");
-    window->process->setProcessEnvironment(env);
-    window->process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    window->process->start(windowProgram, {appId, title});
-    if (!QTest::qWaitFor(
-            [&] { return window->process->canReadLine() || window->process->state() == QProcess::NotRunning; },
-            startTimeoutMs) ||
-        !window->process->readLine().startsWith("mapped")) {
-        qWarning() << "the test window" << appId << "did not map";
-        return nullptr;
-    }
-    return window;
+    return windows.open(appId, title, env, startTimeoutMs);
 }
 
 HeadlessKWin::Window* HeadlessKWin::window(const QString& appId) const
 {
-    for (const auto& window : windows) {
-        if (window->appId == appId) {
-            return window.get();
-        }
-    }
-    return nullptr;
+    return windows.find(appId);
 }
 
 void HeadlessKWin::retitle(const QString& appId, const QString& title)
 {
-    if (Window* w = window(appId)) {
-        w->process->write("title " + title.toUtf8() + "\n");
-    }
+    windows.retitle(appId, title);
 }
 
 bool HeadlessKWin::activate(const QString& caption)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PrivateBus.h"
+#include "WaylandTestWindows.h"
 
 #include <QProcess>
 #include <QString>
@@ -15,11 +16,7 @@
 class HeadlessKWin
 {
 public:
-    struct Window
-    {
-        std::unique_ptr<QProcess> process;
-        QString appId;
-    };
+    using Window = WaylandTestWindows::Window;
 
     // `windowProgram` is the wayland_test_window executable.
     explicit HeadlessKWin(QString windowProgram);
@@ -44,12 +41,11 @@ private:
     QDBusConnection control() const;
     bool runScript(const QByteArray& text);
 
-    QString windowProgram;
     PrivateBus bus;
     QTemporaryDir runtime;
     QTemporaryDir clientRuntime;
     QProcess kwin;
     QString wayland;
-    std::vector<std::unique_ptr<Window>> windows;
+    WaylandTestWindows windows;
     int scripts = 0;
 };

@@ -15,15 +15,13 @@ constexpr int startTimeoutMs = 20000;
 } // namespace
 
 HeadlessSway::HeadlessSway(QString windowProgram)
-    : windowProgram(std::move(windowProgram)), swayRuntime(QDir::tempPath() + "/verrin-sway-XXXXXX")
+    : swayRuntime(QDir::tempPath() + "/verrin-sway-XXXXXX"), windows(std::move(windowProgram))
 {
 }
 
 HeadlessSway::~HeadlessSway()
 {
-    while (!windows.empty()) {
-        closeWindow(windows.front().get());
-    }
+    windows.closeAll();
     stop();
 }
 
@@ -161,49 +159,20 @@ bool HeadlessSway::focus(const QString& appId)
 
 HeadlessSway::Window* HeadlessSway::openWindow(const QString& appId, const QString& title)
 {
-    auto owned = std::make_unique<Window>();
-    Window* window = owned.get();
-    windows.push_back(std::move(owned));
-    window->appId = appId;
-    window->process = std::make_unique<QProcess>();
-    QProcessEnvironment env = clientEnvironment();
-    env.insert("QT_QPA_PLATFORM", "wayland");
-    window->process->setProcessEnvironment(env);
-    window->process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    window->process->start(windowProgram, {appId, title});
-    if (!QTest::qWaitFor(
-            [&] { return window->process->canReadLine() || window->process->state() == QProcess::NotRunning; },
-            startTimeoutMs) ||
-        !window->process->readLine().startsWith("mapped")) {
-        qWarning() << "the test window" << appId << "did not map";
-        return nullptr;
-    }
-    return window;
+    return windows.open(appId, title, clientEnvironment(), startTimeoutMs);
 }
 
 HeadlessSway::Window* HeadlessSway::window(const QString& appId) const
 {
-    for (const auto& window : windows) {
-        if (window->appId == appId) {
-            return window.get();
-        }
-    }
-    return nullptr;
+    return windows.find(appId);
 }
 
 void HeadlessSway::retitle(const QString& appId, const QString& title)
 {
-    if (Window* w = window(appId)) {
-        w->process->write("title " + title.toUtf8() + "\n");
-    }
+    windows.retitle(appId, title);
 }
 
 void HeadlessSway::closeWindow(Window* window)
 {
-    window->process->closeWriteChannel(); // end of input closes it
-    if (!window->process->waitForFinished(5000)) {
-        window->process->kill();
-        window->process->waitForFinished(5000);
-    }
-    std::erase_if(windows, [window](const auto& w) { return w.get() == window; });
+    windows.close(window);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "WaylandTestWindows.h"
+
 #include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
@@ -13,11 +15,7 @@
 class HeadlessSway
 {
 public:
-    struct Window
-    {
-        std::unique_ptr<QProcess> process;
-        QString appId;
-    };
+    using Window = WaylandTestWindows::Window;
 
     // `windowProgram` is the wayland_test_window executable.
     explicit HeadlessSway(QString windowProgram);
@@ -46,11 +44,10 @@ private:
     QStringList dropPrivileges(QString* error);
     QString findInRuntime(const QString& pattern) const;
 
-    QString windowProgram;
     QTemporaryDir swayRuntime;
     QTemporaryDir clientRuntime;
     QProcess sway;
     QString wayland;
     QString ipc;
-    std::vector<std::unique_ptr<Window>> windows;
+    WaylandTestWindows windows;
 };

@@ -1,0 +1,67 @@
+#include "WaylandTestWindows.h"
+
+#include <QDebug>
+#include <QTest>
+
+WaylandTestWindows::~WaylandTestWindows()
+{
+    closeAll();
+}
+
+void WaylandTestWindows::closeAll()
+{
+    while (!windows.empty()) {
+        close(windows.front().get());
+    }
+}
+
+WaylandTestWindows::Window* WaylandTestWindows::open(const QString& appId, const QString& title,
+                                                     const QProcessEnvironment& environment, int timeoutMs)
+{
+    auto owned = std::make_unique<Window>();
+    Window* window = owned.get();
+    windows.push_back(std::move(owned));
+    window->appId = appId;
+    window->process = std::make_unique<QProcess>();
+    QProcessEnvironment env = environment;
+    env.insert("QT_QPA_PLATFORM", "wayland");
+    env.remove("DISPLAY");
+    window->process->setProcessEnvironment(env);
+    window->process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    window->process->start(program, {appId, title});
+    if (!QTest::qWaitFor(
+            [&] { return window->process->canReadLine() || window->process->state() == QProcess::NotRunning; },
+            timeoutMs) ||
+        !window->process->readLine().startsWith("mapped")) {
+        qWarning() << "the test window" << appId << "did not map";
+        return nullptr;
+    }
+    return window;
+}
+
+WaylandTestWindows::Window* WaylandTestWindows::find(const QString& appId) const
+{
+    for (const auto& window : windows) {
+        if (window->appId == appId) {
+            return window.get();
+        }
+    }
+    return nullptr;
+}
+
+void WaylandTestWindows::retitle(const QString& appId, const QString& title)
+{
+    if (Window* w = find(appId)) {
+        w->process->write("title " + title.toUtf8() + "\n");
+    }
+}
+
+void WaylandTestWindows::close(Window* window)
+{
+    window->process->closeWriteChannel(); // end of input closes it
+    if (!window->process->waitForFinished(5000)) {
+        window->process->kill();
+        window->process->waitForFinished(5000);
+    }
+    std::erase_if(windows, [window](const auto& w) { return w.get() == window; });
+}

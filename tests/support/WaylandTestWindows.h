@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+// The Qt Wayland test windows (wayland_test_window) a test opens on a compositor of its own: each
+// lives as long as its input stays open and takes new titles as lines. All are closed by the
+// destructor.
+class WaylandTestWindows
+{
+public:
+    struct Window
+    {
+        std::unique_ptr<QProcess> process;
+        QString appId;
+    };
+
+    explicit WaylandTestWindows(QString program) : program(std::move(program)) {}
+    ~WaylandTestWindows();
+
+    // Starts a window in `environment` and waits until it says it is mapped; null on failure.
+    Window* open(const QString& appId, const QString& title, const QProcessEnvironment& environment, int timeoutMs);
+    Window* find(const QString& appId) const;
+    void retitle(const QString& appId, const QString& title);
+    void close(Window* window);
+    void closeAll();
+
+private:
+    QString program;
+    std::vector<std::unique_ptr<Window>> windows;
+};
