@@ -4,10 +4,10 @@
 //                                               and its heaviest day)
 #include "FiveYearHistory.h"
 #include "store/Database.h"
-#include "views/CalendarDays.h"
-#include "views/DayQueries.h"
-#include "views/RangeReport.h"
-#include "views/TreeModel.h"
+#include "reports/CalendarDays.h"
+#include "reports/DayQueries.h"
+#include "reports/RangeReport.h"
+#include "reports/TreeModel.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

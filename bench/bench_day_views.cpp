@@ -4,12 +4,12 @@
 //   bench_day_views [database]   (default: the history bench_day_trees generates and caches)
 #include "FakePrompter.h"
 #include "FiveYearHistory.h"
-#include "app/DayViews.h"
-#include "app/MainWindowForm.h"
+#include "window/DayViews.h"
+#include "window/MainWindowForm.h"
 #include "views/CalendarWidget.h"
 #include "views/DayTimeline.h"
 #include "views/TimestampsDialog.h"
-#include "views/TreeModel.h"
+#include "reports/TreeModel.h"
 
 #include <QAbstractItemModel>
 #include <QApplication>

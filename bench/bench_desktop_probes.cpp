@@ -7,8 +7,8 @@
 #include "HeadlessKWin.h"
 #include "PrivateBus.h"
 #include "ProbeTiming.h"
-#include "platform/wayland/GnomeShellPlatform.h"
-#include "platform/wayland/KWinPlatform.h"
+#include "wayland/GnomeShellPlatform.h"
+#include "wayland/KWinPlatform.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -3,7 +3,7 @@
 // window. Run by scripts/bench.sh beside the X11 figures.
 #include "HeadlessSway.h"
 #include "ProbeTiming.h"
-#include "platform/wayland/WlrootsPlatform.h"
+#include "wayland/WlrootsPlatform.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -1,7 +1,7 @@
 // CPU cost of one probe of the X11 backend (front window + idle time), next to a bare loop of the same
 // xcb requests, with a real window in front. Run under Xvfb with openbox (scripts/bench.sh does).
 #include "ProbeTiming.h"
-#include "platform/x11/X11Platform.h"
+#include "x11/X11Platform.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

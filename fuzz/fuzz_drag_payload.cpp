@@ -1,6 +1,6 @@
 // Dragged entries dropped on the projects tree: the bytes may come from any program.
 #include "FuzzInput.h"
-#include "service/EntriesDragPayload.h"
+#include "verrin/EntriesDragPayload.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -1,7 +1,7 @@
 // Replies of the Verrin service: any bytes as the reader of replies and the catalogue reader see them.
 #include "FuzzInput.h"
-#include "service/ProjectsCatalogue.h"
-#include "service/ServiceXml.h"
+#include "verrin/ProjectsCatalogue.h"
+#include "verrin/ServiceXml.h"
 
 #include <QDomDocument>
 

@@ -1,6 +1,6 @@
 // The update feed, as downloaded from wherever the feed address points.
 #include "FuzzInput.h"
-#include "dialogs/UpdateChecker.h"
+#include "updates/UpdateChecker.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -2,16 +2,16 @@
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
 #include "app/DataPaths.h"
-#include "app/DayViews.h"
-#include "app/MainWindow.h"
+#include "window/DayViews.h"
+#include "window/MainWindow.h"
 #include "app/Registry.h"
 #include "app/SingleInstance.h"
 #include "rules/RuleStore.h"
-#include "service/ApiRequest.h"
-#include "service/ProjectsTree.h"
+#include "verrin/ApiRequest.h"
+#include "verrin/ProjectsTree.h"
 #include "views/EntriesList.h"
 #include "views/TimeTree.h"
-#include "views/TreeModel.h"
+#include "reports/TreeModel.h"
 
 #include <QAction>
 #include <QComboBox>

@@ -2,13 +2,13 @@
 #include "ModalDialogHelper.h"
 #include "TempDataFolder.h"
 #include "app/DataPaths.h"
-#include "app/DayViews.h"
-#include "app/MainWindow.h"
+#include "window/DayViews.h"
+#include "window/MainWindow.h"
 #include "app/Registry.h"
 #include "recording/Recorder.h"
 #include "views/TimeTree.h"
 #include "views/TotalTimeLabel.h"
-#include "views/TreeModel.h"
+#include "reports/TreeModel.h"
 
 #include <QCheckBox>
 #include <QDialog>

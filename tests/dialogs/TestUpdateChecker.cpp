@@ -1,6 +1,6 @@
 #include "ModalDialogHelper.h"
 #include "StaticHttpServer.h"
-#include "dialogs/UpdateChecker.h"
+#include "updates/UpdateChecker.h"
 #include "dialogs/UpdatePresenter.h"
 
 #include <QDialog>

@@ -3,8 +3,8 @@
 #include "DesktopStandIns.h"
 #include "FakePrompter.h"
 #include "PrivateBus.h"
-#include "platform/wayland/GnomeShellExtension.h"
-#include "platform/wayland/GnomeShellPlatform.h"
+#include "wayland/GnomeShellExtension.h"
+#include "wayland/GnomeShellPlatform.h"
 
 #include <QCoreApplication>
 #include <QDir>

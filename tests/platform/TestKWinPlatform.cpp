@@ -2,7 +2,7 @@
 // real Wayland client windows: the script VerrinPlus loads into KWin must report what the test
 // activates, through KWin's real scripting API and callDBus.
 #include "HeadlessKWin.h"
-#include "platform/wayland/KWinPlatform.h"
+#include "wayland/KWinPlatform.h"
 
 #include <QDBusMessage>
 #include <QFile>

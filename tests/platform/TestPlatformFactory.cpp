@@ -2,9 +2,9 @@
 #include "DesktopStandIns.h"
 #include "PrivateBus.h"
 #include "platform/Platform.h"
-#include "platform/wayland/GnomeShellPlatform.h"
-#include "platform/wayland/KWinPlatform.h"
-#include "platform/wayland/WlrootsPlatform.h"
+#include "wayland/GnomeShellPlatform.h"
+#include "wayland/KWinPlatform.h"
+#include "wayland/WlrootsPlatform.h"
 
 #include <QApplication>
 #include <QFile>

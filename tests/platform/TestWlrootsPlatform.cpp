@@ -4,7 +4,7 @@
 // of its own.
 #include "HeadlessSway.h"
 #include "platform/Platform.h"
-#include "platform/wayland/WlrootsPlatform.h"
+#include "wayland/WlrootsPlatform.h"
 
 #include <QDir>
 #include <QFile>

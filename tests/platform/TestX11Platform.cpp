@@ -1,6 +1,6 @@
 // The X11 backend against a real X server with a real window manager (run under run-x11.sh).
 #include "X11TestWindow.h"
-#include "platform/x11/X11Platform.h"
+#include "x11/X11Platform.h"
 
 #include <QApplication>
 #include <QDir>

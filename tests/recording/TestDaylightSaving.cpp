@@ -1,7 +1,7 @@
 #include "RecorderFixture.h"
 #include "rules/RuleApplier.h"
-#include "views/DayQueries.h"
-#include "views/TreeModel.h"
+#include "reports/DayQueries.h"
+#include "reports/TreeModel.h"
 
 #include <QSqlQuery>
 #include <QTest>

@@ -3,7 +3,7 @@
 #include "TempDataFolder.h"
 #include "app/Registry.h"
 #include "store/Database.h"
-#include "views/TreeModel.h"
+#include "reports/TreeModel.h"
 
 #include <QSqlQuery>
 #include <QVariant>

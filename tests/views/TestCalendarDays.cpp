@@ -1,6 +1,6 @@
 #include "DayFixture.h"
 #include "HistoryGenerator.h"
-#include "views/CalendarDays.h"
+#include "reports/CalendarDays.h"
 
 #include <QSqlQuery>
 #include <QTest>

@@ -1,7 +1,7 @@
 #include "DayFixture.h"
 #include "store/util.h"
-#include "views/DayReport.h"
-#include "views/RangeReport.h"
+#include "reports/DayReport.h"
+#include "reports/RangeReport.h"
 
 #include <QAbstractItemModelTester>
 #include <QJsonArray>

@@ -1,4 +1,4 @@
-#include "views/TreeModel.h"
+#include "reports/TreeModel.h"
 
 #include <QAbstractItemModelTester>
 #include <QBrush>

@@ -1,10 +1,10 @@
 #include "ModalDialogHelper.h"
-#include "app/MessageBoxPrompter.h"
+#include "window/MessageBoxPrompter.h"
 #include "views/CalendarWidget.h"
 #include "views/ClickableLabel.h"
 #include "views/LineEdit.h"
 #include "views/ListItemDelegate.h"
-#include "views/TreeModel.h"
+#include "reports/TreeModel.h"
 
 #include <QImage>
 #include <QMessageBox>

@@ -1,6 +1,0 @@
-#include "app/VerrinApp.h"
-
-VerrinApp::VerrinApp(int& argc, char** argv) : QApplication(argc, argv)
-{
-    Q_UNUSED(reserved);
-}

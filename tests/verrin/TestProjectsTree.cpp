@@ -1,0 +1,345 @@
+#include "CatalogueSample.h"
+#include "FakePrompter.h"
+#include "ModalDialogHelper.h"
+#include "app/Registry.h"
+#include "verrin/ProjectsCatalogue.h"
+#include "verrin/ProjectsTree.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTreeWidgetItemIterator>
+
+namespace {
+QList<int> shownIds(const ProjectsTree& tree, const QString& kind)
+{
+    QList<int> ids;
+    for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
+        if (ProjectsTree::kindOf(*it) == kind) {
+            ids << ProjectsTree::idOf(*it);
+        }
+    }
+    return ids;
+}
+
+QTreeWidgetItem* itemOf(const ProjectsTree& tree, const QString& kind, int id)
+{
+    for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
+        if (ProjectsTree::kindOf(*it) == kind && ProjectsTree::idOf(*it) == id) {
+            return *it;
+        }
+    }
+    return nullptr;
+}
+
+void signIn(bool on)
+{
+    (*Registry::instance())[QStringLiteral("isLoggedIn")] = on;
+}
+
+void pressOk(QWidget* dialog)
+{
+    dialog->findChild<QDialogButtonBox*>(QStringLiteral("buttonBox"))->button(QDialogButtonBox::Ok)->click();
+}
+} // namespace
+
+class TestProjectsTree : public QObject
+{
+    Q_OBJECT
+
+    FakePrompter prompter;
+    std::unique_ptr<ProjectsTree> tree;
+
+private slots:
+    void init()
+    {
+        Registry::drop();
+        prompter = FakePrompter();
+        tree = std::make_unique<ProjectsTree>();
+        tree->setPrompter(&prompter);
+        tree->setCompletedRemovalDelay(0);
+        signIn(true);
+        tree->showCatalogueReply(true, sampleCatalogueReply());
+    }
+
+    void cleanup()
+    {
+        cancelModalHandlers();
+        tree.reset();
+    }
+
+    void cleanupTestCase() { Registry::drop(); }
+
+    void buildsClientsProjectsListsAndOpenTasks()
+    {
+        QCOMPARE(tree->topLevelItemCount(), 2);
+        QTreeWidgetItem* acme = tree->topLevelItem(0);
+        QCOMPARE(acme->text(0), QStringLiteral("Acme Corp"));
+        QCOMPARE(ProjectsTree::kindOf(acme), QStringLiteral("client"));
+        QCOMPARE(acme->childCount(), 2);
+        QCOMPARE(tree->topLevelItem(1)->text(0), QStringLiteral("Globex Bäckerei"));
+
+        QTreeWidgetItem* task = tree->locateTask(103, 205, 308);
+        QVERIFY(task);
+        QCOMPARE(task->text(0), QStringLiteral("Speisekarte übersetzen"));
+        QCOMPARE(task->data(0, Qt::UserRole + 1).toString(), QStringLiteral("308"));
+        QCOMPARE(task->data(0, Qt::UserRole + 2).toString(), QStringLiteral("task"));
+        QCOMPARE(task->parent()->data(0, Qt::UserRole + 2).toString(), QStringLiteral("tasklist"));
+        QCOMPARE(task->parent()->parent()->data(0, Qt::UserRole + 2).toString(), QStringLiteral("project"));
+        for (QTreeWidgetItemIterator it(tree.get()); *it; ++it) {
+            QVERIFY2(!(*it)->icon(0).pixmap(16).isNull(), qPrintable((*it)->text(0)));
+        }
+        QVERIFY(tree->topLevelItem(0)->isExpanded());
+
+        // Completed tasks never show; the empty backlog does, so tasks can be added to it.
+        QCOMPARE(shownIds(*tree, "task"), (QList<int>{301, 303, 304, 305, 306, 308, 309}));
+        QVERIFY(tree->locateTaskList(102, 204));
+        QCOMPARE(ProjectsCatalogue::cachedXml(), sampleCatalogueReply());
+        QCOMPARE(ProjectsCatalogue::storedMaps().taskNames.size(), 10);
+    }
+
+    void filtersByWordsAndPhrases_data()
+    {
+        QTest::addColumn<QString>("filter");
+        QTest::addColumn<QList<int>>("tasks");
+        QTest::newRow("no filter") << "" << QList<int>{301, 303, 304, 305, 306, 308, 309};
+        QTest::newRow("two words, either may match") << "mockup LANDING" << QList<int>{301, 304};
+        QTest::newRow("quoted phrase") << "\"contact form\"" << QList<int>{305};
+        QTest::newRow("phrase in the wrong order") << "\"form contact\"" << QList<int>{};
+        QTest::newRow("phrase and word") << "\"quarterly report\" landing" << QList<int>{304, 309};
+        QTest::newRow("client name") << "globex" << QList<int>{308, 309};
+        QTest::newRow("project name") << "mobile" << QList<int>{306};
+        QTest::newRow("task list name") << "build" << QList<int>{304, 305};
+        QTest::newRow("non-ascii") << "ÜBERSETZ" << QList<int>{308};
+        QTest::newRow("only a completed task matches") << "logo" << QList<int>{};
+        QTest::newRow("nothing matches") << "zebra" << QList<int>{};
+    }
+
+    void filtersByWordsAndPhrases()
+    {
+        QFETCH(QString, filter);
+        QFETCH(QList<int>, tasks);
+        tree->applyFilter(filter);
+        QCOMPARE(shownIds(*tree, "task"), tasks);
+        if (tasks.isEmpty()) {
+            QCOMPARE(tree->topLevelItemCount(), 0);
+        }
+        // Filtering hides, it never forgets: the maps still name everything.
+        QCOMPARE(ProjectsCatalogue::storedMaps().taskNames.size(), 10);
+        tree->applyFilter(QString());
+        QCOMPARE(shownIds(*tree, "task").size(), 7);
+    }
+
+    void filterShowsMatchingEmptyListsOnly()
+    {
+        tree->applyFilter(QStringLiteral("backlog"));
+        QCOMPARE(shownIds(*tree, "tasklist"), QList<int>{204});
+        QCOMPARE(shownIds(*tree, "project"), QList<int>{102});
+    }
+
+    void refusedCatalogueWarnsAndStillCaches()
+    {
+        const QString refused = QStringLiteral("<rsp status=\"error\"><error code=\"98\" message=\"x\"/></rsp>");
+        tree->showCatalogueReply(true, refused);
+        QCOMPARE(tree->topLevelItemCount(), 0);
+        QCOMPARE(prompter.calls.size(), 1);
+        QCOMPARE(prompter.calls.first().kind, QStringLiteral("warn"));
+        QCOMPARE(prompter.calls.first().title, QStringLiteral("Error"));
+        QCOMPARE(prompter.calls.first().text, QStringLiteral("Could not load projects tree"));
+        QCOMPARE(ProjectsCatalogue::cachedXml(), refused);
+        // Typing a filter over a bad cache stays quiet.
+        tree->applyFilter(QStringLiteral("x"));
+        QCOMPARE(prompter.calls.size(), 1);
+    }
+
+    void failedRequestKeepsTreeAndCachesEmptyText()
+    {
+        tree->showCatalogueReply(false, QString());
+        QVERIFY(prompter.calls.isEmpty());
+        QVERIFY(tree->topLevelItemCount() > 0);
+        QVERIFY(ProjectsCatalogue::cachedXml().isEmpty());
+    }
+
+    void selectionGivesIds_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<int>("id");
+        QTest::addColumn<int>("projectId");
+        QTest::addColumn<int>("tasklistId");
+        QTest::addColumn<int>("taskId");
+        QTest::newRow("client") << "client" << 11 << 0 << 0 << 0;
+        QTest::newRow("project") << "project" << 102 << 102 << 0 << 0;
+        QTest::newRow("task list") << "tasklist" << 202 << 101 << 202 << 0;
+        QTest::newRow("task") << "task" << 303 << 101 << 201 << 303;
+    }
+
+    void selectionGivesIds()
+    {
+        QFETCH(QString, kind);
+        QFETCH(int, id);
+        QFETCH(int, projectId);
+        QFETCH(int, tasklistId);
+        QFETCH(int, taskId);
+        QTreeWidgetItem* item = itemOf(*tree, kind, id);
+        QVERIFY(item);
+        tree->setCurrentItem(item);
+        QCOMPARE(tree->getSelectedProjectId(), projectId);
+        QCOMPARE(tree->getSelectedTasklistId(), tasklistId);
+        QCOMPARE(tree->getSelectedTaskId(), taskId);
+    }
+
+    void menuEnablesWhatFits_data()
+    {
+        QTest::addColumn<bool>("signedIn");
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<int>("id");
+        QTest::addColumn<QString>("enabled"); // initials of the enabled service commands
+        QTest::newRow("client") << true << "client" << 11 << "R";
+        QTest::newRow("project") << true << "project" << 101 << "TLR";
+        QTest::newRow("task list") << true << "tasklist" << 204 << "TLR";
+        QTest::newRow("task") << true << "task" << 301 << "TLCR";
+        QTest::newRow("empty space") << true << "" << 0 << "R";
+        QTest::newRow("signed out, task") << false << "task" << 301 << "";
+    }
+
+    void menuEnablesWhatFits()
+    {
+        QFETCH(bool, signedIn);
+        QFETCH(QString, kind);
+        QFETCH(int, id);
+        QFETCH(QString, enabled);
+        signIn(signedIn);
+        tree->prepareMenu(kind.isEmpty() ? nullptr : itemOf(*tree, kind, id));
+        const auto isOn = [this](const char* name) { return tree->findChild<QAction*>(name)->isEnabled(); };
+        QString got;
+        got += isOn("actionAddTask") ? "T" : "";
+        got += isOn("actionAddTaskList") ? "L" : "";
+        got += isOn("actionComplete") ? "C" : "";
+        got += isOn("actionRefresh") ? "R" : "";
+        QCOMPARE(got, enabled);
+        QVERIFY(!isOn("actionDelete"));
+        QVERIFY(isOn("actionExpandAll") && isOn("actionCollapseAll"));
+    }
+
+    void projectWithoutListsOffersNoAddTask()
+    {
+        ProjectsCatalogue::storeXml(QStringLiteral("<rsp status=\"ok\"><projects><project id=\"5\" name=\"Bare\">"
+                                                   "<client name=\"C\"/></project></projects></rsp>"));
+        tree->applyFilter(QString());
+        tree->prepareMenu(tree->locateProject(5));
+        QVERIFY(!tree->findChild<QAction*>("actionAddTask")->isEnabled());
+        QVERIFY(tree->findChild<QAction*>("actionAddTaskList")->isEnabled());
+    }
+
+    void completeAsksStrikesOutAndRemoves()
+    {
+        QSignalSpy spy(tree.get(), &ProjectsTree::signalCompleteTask);
+        tree->setCurrentItem(tree->locateTask(101, 201, 303));
+        prompter.answers.enqueue(false);
+        tree->onMenuComplete();
+        QCOMPARE(spy.size(), 0);
+        QCOMPARE(prompter.calls.last().title, QStringLiteral("Confirm complete"));
+        QCOMPARE(prompter.calls.last().text,
+                 QStringLiteral("Are you sure you want to mark task \"Style guide\" as complete?"));
+        QVERIFY(!tree->locateTask(101, 201, 303)->font(0).strikeOut());
+
+        prompter.answers.enqueue(true);
+        tree->onMenuComplete();
+        QCOMPARE(spy.size(), 1);
+        QCOMPARE(spy.first().first().toInt(), 303);
+        QVERIFY(tree->locateTask(101, 201, 303)->font(0).strikeOut());
+
+        tree->taskCompleted(303, true);
+        QTRY_VERIFY(!tree->locateTask(101, 201, 303));
+        CatalogueTask task;
+        QVERIFY(ProjectsCatalogue::cached().findTask(303, &task));
+        QCOMPARE(task.complete, QStringLiteral("1"));
+        tree->applyFilter(QString());
+        QVERIFY(!tree->locateTask(101, 201, 303));
+    }
+
+    void refusedCompleteStaysStruckOut()
+    {
+        tree->setCurrentItem(tree->locateTask(101, 202, 304));
+        prompter.answers.enqueue(true);
+        tree->onMenuComplete();
+        tree->taskCompleted(304, false);
+        QTest::qWait(0); // let a wrongly scheduled removal run
+        QTreeWidgetItem* item = tree->locateTask(101, 202, 304);
+        QVERIFY(item);
+        QVERIFY(item->font(0).strikeOut());
+        CatalogueTask task;
+        QVERIFY(ProjectsCatalogue::cached().findTask(304, &task));
+        QVERIFY(task.isOpen());
+    }
+
+    void addTaskAsksThenShowsTheNewTask()
+    {
+        QSignalSpy spy(tree.get(), &ProjectsTree::signalAddTask);
+        tree->setCurrentItem(tree->locateTask(101, 202, 305));
+        QString projectShown;
+        QString listShown;
+        onNextModal([&](QWidget* dialog) {
+            projectShown = dialog->findChild<QComboBox*>(QStringLiteral("cbProjects"))->currentText();
+            listShown = dialog->findChild<QComboBox*>(QStringLiteral("cbTaskLists"))->currentText();
+            pressOk(dialog); // name untouched: the suggestion is submitted
+        });
+        tree->onMenuAddTask();
+        QCOMPARE(projectShown, QStringLiteral("Website Relaunch"));
+        QCOMPARE(listShown, QStringLiteral("Build"));
+        QCOMPARE(spy.size(), 1);
+        const QList<QVariant> args = spy.first();
+        QCOMPARE(args.at(0).toInt(), 101);
+        QCOMPARE(args.at(1).toInt(), 202);
+        QCOMPARE(args.at(2).toString(), QStringLiteral("Task Name"));
+        QCOMPARE(args.at(4).toBool(), false);
+
+        tree->taskAdded(101, 202, 400, QStringLiteral("Task Name"), QString(), false);
+        QTreeWidgetItem* added = tree->locateTask(101, 202, 400);
+        QVERIFY(added);
+        QVERIFY(!added->icon(0).pixmap(16).isNull());
+        QCOMPARE(ProjectsCatalogue::storedMaps().taskParentTasklists.value("400").toString(), QStringLiteral("202"));
+        // A rebuild from the cache keeps it.
+        tree->applyFilter(QString());
+        QVERIFY(tree->locateTask(101, 202, 400));
+    }
+
+    void addTaskListAsksThenShowsTheNewList()
+    {
+        QSignalSpy spy(tree.get(), &ProjectsTree::signalAddTaskList);
+        tree->setCurrentItem(tree->locateTaskList(103, 205));
+        onNextModal([](QWidget* dialog) {
+            auto* edit = dialog->findChild<QLineEdit*>(QStringLiteral("editTaskListName"));
+            edit->setText(QStringLiteral("Getränke"));
+            pressOk(dialog);
+        });
+        tree->onMenuAddTaskList();
+        QCOMPARE(spy.size(), 1);
+        QCOMPARE(spy.first().at(0).toInt(), 103);
+        QCOMPARE(spy.first().at(1).toString(), QStringLiteral("Getränke"));
+
+        tree->taskListAdded(103, 260, QStringLiteral("Getränke"));
+        QVERIFY(tree->locateTaskList(103, 260));
+        QCOMPARE(ProjectsCatalogue::storedMaps().tasklistNames.value("260").toString(), QStringLiteral("Getränke"));
+        tree->applyFilter(QString());
+        QCOMPARE(tree->locateTaskList(103, 260)->text(0), QStringLiteral("Getränke"));
+    }
+
+    void addedTaskShowsEvenWhenFilteredOut()
+    {
+        tree->applyFilter(QStringLiteral("globex"));
+        QVERIFY(!tree->locateProject(101));
+        tree->taskAdded(101, 201, 401, QStringLiteral("Favicon"), QString(), true);
+        QVERIFY(tree->locateTask(101, 201, 401));
+        QCOMPARE(tree->locateClient(QStringLiteral("Acme Corp"))->childCount(), 1);
+    }
+};
+
+QTEST_MAIN(TestProjectsTree)
+#include "TestProjectsTree.moc"

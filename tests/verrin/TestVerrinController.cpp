@@ -1,0 +1,328 @@
+// The window's service widgets driven by the controller against the real local service: sign-in at
+// start-up fills the projects tree, sign-out clears it, the watch notices the service leaving and
+// coming back, and the tree's requests reach the service.
+#include "FakePrompter.h"
+#include "ModalDialogHelper.h"
+#include "ServiceFixture.h"
+#include "TempDataFolder.h"
+#include "app/DataPaths.h"
+#include "window/MainWindow.h"
+#include "app/Registry.h"
+#include "verrin/ProjectsTree.h"
+#include "verrin/VerrinController.h"
+#include "verrin/Session.h"
+#include "views/ClickableLabel.h"
+#include "views/LineEdit.h"
+
+#include <QAction>
+#include <QDialog>
+#include <QDir>
+#include <QJsonObject>
+#include <QMainWindow>
+#include <QNetworkAccessManager>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStatusBar>
+#include <QTest>
+#include <QTreeWidgetItemIterator>
+
+#include <memory>
+
+namespace {
+
+const QString offlineText = QStringLiteral("Could not connect to Verrin. Working offline.");
+
+Registry& registry()
+{
+    return *Registry::instance();
+}
+
+QStringList shown(const ProjectsTree& tree, const QString& kind)
+{
+    QStringList names;
+    for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
+        if (ProjectsTree::kindOf(*it) == kind)
+            names << (*it)->text(0);
+    }
+    return names;
+}
+
+// The window parts the controller drives, as the main window has them.
+struct Window
+{
+    Window()
+    {
+        widgets.projects = new ProjectsTree(&window);
+        widgets.projectsFilter = new LineEdit(&window);
+        widgets.login = new QAction(QStringLiteral("Log In..."), &window);
+        widgets.logout = new QAction(QStringLiteral("Log Out"), &window);
+        widgets.refreshProjects = new QAction(QStringLiteral("&Refresh Projects"), &window);
+        widgets.indicator = new ClickableLabel(Session::signedOutIndicator());
+        widgets.statusBar = window.statusBar();
+        widgets.statusBar->addPermanentWidget(widgets.indicator);
+        window.setCentralWidget(widgets.projects);
+        widgets.projects->setCompletedRemovalDelay(0);
+    }
+
+    QString status() const { return widgets.statusBar->currentMessage(); }
+    bool signedInWidgets() const { return !widgets.login->isEnabled() && widgets.logout->isEnabled(); }
+
+    QMainWindow window;
+    VerrinWidgets widgets;
+};
+
+} // namespace
+
+class TestVerrinController : public QObject
+{
+    Q_OBJECT
+
+private:
+    ServiceFixture* service = nullptr;
+    QNetworkAccessManager manager;
+    FakePrompter prompter;
+    std::unique_ptr<Window> window;
+    std::unique_ptr<VerrinController> controller;
+
+    ProjectsTree& tree() { return *window->widgets.projects; }
+
+    void storeCredentials()
+    {
+        registry()[QStringLiteral("Username")] = QStringLiteral("tester@verrin.test");
+        registry()[QStringLiteral("Password")] = QStringLiteral("p+ss &=w%rd ü/?#");
+    }
+
+    // Starts with stored credentials and waits until the catalogue is shown.
+    void startSignedIn()
+    {
+        storeCredentials();
+        controller->start();
+        QTRY_VERIFY_WITH_TIMEOUT(!shown(tree(), QStringLiteral("task")).isEmpty(), 10000);
+        QCOMPARE(window->status(), QStringLiteral("Ready"));
+    }
+
+    int callsOf(const QString& method)
+    {
+        int count = 0;
+        for (const QJsonValue& request : service->receivedRequests())
+            count += request.toObject().value(QStringLiteral("method")).toString() == method;
+        return count;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        service = new ServiceFixture();
+        QVERIFY2(service->isRunning(), qPrintable(service->error()));
+    }
+
+    void cleanupTestCase()
+    {
+        delete service;
+        Registry::drop();
+    }
+
+    void init()
+    {
+        QVERIFY2(service->reset(), qPrintable(service->error()));
+        service->pointRegistryHere();
+        prompter.calls.clear();
+        window = std::make_unique<Window>();
+        controller = std::make_unique<VerrinController>(window->widgets, &manager, &prompter, nullptr);
+        controller->session()->setRetryInterval(10);
+    }
+
+    void cleanup()
+    {
+        cancelModalHandlers();
+        controller.reset();
+        window.reset();
+    }
+
+    void startUpSignsIn_data()
+    {
+        QTest::addColumn<QString>("token");
+        QTest::addColumn<bool>("credentials");
+        QTest::addColumn<bool>("signedIn");
+        QTest::addColumn<int>("logins");
+
+        QTest::newRow("stored credentials") << QString() << true << true << 1;
+        QTest::newRow("stored token, no credentials") << "valid-token" << false << true << 0;
+        QTest::newRow("expired token, stored credentials") << "expired-token" << true << true << 1;
+        QTest::newRow("nothing stored, form cancelled") << QString() << false << false << 0;
+    }
+
+    void startUpSignsIn()
+    {
+        QFETCH(QString, token);
+        QFETCH(bool, credentials);
+        QFETCH(bool, signedIn);
+        QFETCH(int, logins);
+
+        registry()[QStringLiteral("AuthToken")] = token;
+        if (credentials)
+            storeCredentials();
+        bool formShown = false;
+        if (!signedIn) {
+            onNextModal([&](QWidget* modal) {
+                formShown = modal->windowTitle() == QLatin1String("Login");
+                static_cast<QDialog*>(modal)->reject();
+            });
+        }
+        QSignalSpy changes(controller.get(), &VerrinController::signedInChanged);
+        controller->start();
+        QTRY_COMPARE_WITH_TIMEOUT(window->status(), QStringLiteral("Ready"), 10000);
+
+        QCOMPARE(controller->isSignedIn(), signedIn);
+        QCOMPARE(window->signedInWidgets(), signedIn);
+        QCOMPARE(formShown, !signedIn);
+        QCOMPARE(changes.count(), signedIn ? 1 : 0);
+        QCOMPARE(callsOf(QStringLiteral("verrin.auth.login")), logins);
+        QCOMPARE(callsOf(QStringLiteral("verrin.projects.findByUser")), signedIn ? 1 : 0);
+        if (!signedIn) {
+            QCOMPARE(tree().topLevelItemCount(), 0);
+            QCOMPARE(window->widgets.indicator->text(), Session::signedOutIndicator());
+            return;
+        }
+        QCOMPARE(window->widgets.indicator->text(),
+                 QStringLiteral("Signed in as Tess Tester <img src=':/icons/res/online.png'>"));
+        QCOMPARE(shown(tree(), QStringLiteral("client")), (QStringList{"Acme Corp", "Zürich Bäckerei"}));
+        // Completed tasks stay out of the tree but are named in the maps, since linked time may use them.
+        QVERIFY(!shown(tree(), QStringLiteral("task")).contains(QStringLiteral("Logo")));
+        QCOMPARE(registry().value(QStringLiteral("mapTaskNames")).toMap().value(QStringLiteral("1001")).toString(),
+                 QStringLiteral("Logo"));
+        QVERIFY(registry().value(QStringLiteral("XmlProjectsList")).toString().contains(QLatin1String("Mockups")));
+        QCOMPARE(prompter.calls.size(), 0);
+    }
+
+    void logoutClearsTheTreeAndTheIndicatorSignsInAgain()
+    {
+        startSignedIn();
+        QSignalSpy changes(controller.get(), &VerrinController::signedInChanged);
+        window->widgets.logout->trigger();
+        QCOMPARE(tree().topLevelItemCount(), 0);
+        QVERIFY(window->widgets.login->isEnabled());
+        QVERIFY(!window->widgets.logout->isEnabled());
+        QCOMPARE(window->widgets.indicator->text(), Session::signedOutIndicator());
+        QCOMPARE(changes.count(), 1);
+        QCOMPARE(changes.at(0).at(0).toBool(), false);
+        QCOMPARE(callsOf(QStringLiteral("verrin.auth.logout")), 1);
+
+        // Signed out, the filter does not bring the cached catalogue back.
+        window->widgets.projectsFilter->setText(QStringLiteral("Mockups"));
+        window->widgets.projectsFilter->returnPressed();
+        QCOMPARE(tree().topLevelItemCount(), 0);
+
+        emit window->widgets.indicator->doubleClicked();
+        QVERIFY(controller->isSignedIn());
+        QCOMPARE(shown(tree(), QStringLiteral("task")), QStringList{QStringLiteral("Mockups")});
+        // Signed in, a double-click signs in no second time.
+        emit window->widgets.indicator->doubleClicked();
+        QCOMPARE(callsOf(QStringLiteral("verrin.auth.login")), 2);
+    }
+
+    void projectsFilterWaitsForAPauseInTyping()
+    {
+        startSignedIn();
+        const int tasks = shown(tree(), QStringLiteral("task")).size();
+        QTest::keyClicks(window->widgets.projectsFilter, QStringLiteral("front"));
+        QCOMPARE(shown(tree(), QStringLiteral("task")).size(), tasks);
+        QTRY_COMPARE(shown(tree(), QStringLiteral("task")), QStringList{QStringLiteral("Front page")});
+        window->widgets.refreshProjects->trigger();
+        QCOMPARE(shown(tree(), QStringLiteral("task")), QStringList{QStringLiteral("Front page")});
+        QCOMPARE(callsOf(QStringLiteral("verrin.projects.findByUser")), 2);
+    }
+
+    void watchFollowsTheService()
+    {
+        service->stop();
+        controller->session()->setWatchInterval(50);
+        storeCredentials();
+        controller->start();
+        QTRY_COMPARE_WITH_TIMEOUT(window->status(), offlineText, 10000);
+        QVERIFY(!controller->isSignedIn());
+        QCOMPARE(tree().topLevelItemCount(), 0);
+
+        // Back on the same address: the sign-in start-up could not make happens now.
+        QVERIFY2(service->start(), qPrintable(service->error()));
+        QTRY_VERIFY_WITH_TIMEOUT(!shown(tree(), QStringLiteral("task")).isEmpty(), 10000);
+        QVERIFY(window->signedInWidgets());
+        QCOMPARE(window->status(), QStringLiteral("Ready"));
+
+        // Gone while signed in, and back: the session goes on without a second sign-in.
+        service->stop();
+        QTRY_COMPARE_WITH_TIMEOUT(window->status(), offlineText, 10000);
+        QVERIFY2(service->start(), qPrintable(service->error()));
+        QTRY_COMPARE_WITH_TIMEOUT(window->status(), QStringLiteral("Ready"), 10000);
+        QVERIFY(controller->isSignedIn());
+        QCOMPARE(callsOf(QStringLiteral("verrin.auth.login")), 0); // the restarted service counts anew
+        QCOMPARE(prompter.calls.size(), 0);
+    }
+
+    void mainWindowSignsInWhenItStarts()
+    {
+        cleanup(); // this test uses the window's own controller
+        Registry::drop();
+        TempDataFolder data;
+        QDir().mkpath(data.dataFolder());
+        {
+            QSettings ini(DataPaths::iniFile(), QSettings::IniFormat);
+            ini.setValue(QStringLiteral("API/Url"), service->baseUrl());
+            ini.setValue(QStringLiteral("API/SslEnabled"), false);
+            ini.setValue(QStringLiteral("API/AuthToken"), QStringLiteral("valid-token"));
+            ini.setValue(QStringLiteral("Application/Started"), false);
+        }
+        MainWindow mainWindow;
+        auto* projects = mainWindow.form()->projects;
+        QTRY_VERIFY_WITH_TIMEOUT(!shown(*projects, QStringLiteral("task")).isEmpty(), 10000);
+        QVERIFY(!mainWindow.form()->actionLogin->isEnabled());
+        QVERIFY(mainWindow.form()->actionLogout->isEnabled());
+        mainWindow.form()->actionLogout->trigger();
+        QCOMPARE(projects->topLevelItemCount(), 0);
+    }
+
+    void treeRequestsReachTheService_data()
+    {
+        QTest::addColumn<QString>("request");
+        QTest::addColumn<int>("projectId");
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("shownAfterRefresh");
+
+        QTest::newRow("add task") << "task" << 10 << "task"
+                                  << "Sitemap" << true;
+        QTest::newRow("add task list") << "tasklist" << 20 << "tasklist"
+                                       << "Druck" << true;
+        QTest::newRow("complete task") << "complete" << 10 << "task"
+                                       << "Mockups" << false;
+        QTest::newRow("add task to someone else's project") << "task" << 30 << "task"
+                                                            << "Sneaky" << false;
+    }
+
+    void treeRequestsReachTheService()
+    {
+        QFETCH(QString, request);
+        QFETCH(int, projectId);
+        QFETCH(QString, kind);
+        QFETCH(QString, name);
+        QFETCH(bool, shownAfterRefresh);
+
+        startSignedIn();
+        const int tasklistId = projectId == 10 ? 100 : 300;
+        if (request == QLatin1String("task"))
+            emit tree().signalAddTask(projectId, tasklistId, name, QStringLiteral("from the tree"), true);
+        else if (request == QLatin1String("tasklist"))
+            emit tree().signalAddTaskList(projectId, name);
+        else
+            emit tree().signalCompleteTask(1000);
+        // The tree shows the change at once, as the refreshed catalogue does.
+        QTRY_COMPARE(shown(tree(), kind).contains(name), shownAfterRefresh);
+        window->widgets.refreshProjects->trigger();
+        QCOMPARE(shown(tree(), kind).contains(name), shownAfterRefresh);
+        // A refused request is the transport's to report; the tree stays as it was.
+        QCOMPARE(prompter.calls.size(), projectId == 30 ? 1 : 0);
+    }
+};
+
+QTEST_MAIN(TestVerrinController)
+#include "TestVerrinController.moc"
