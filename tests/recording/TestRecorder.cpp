@@ -191,6 +191,8 @@ private slots:
         f->recorder.start();
         f->tick(0);
         f->ticks(600);
+        // While the user is active the desktop is asked about once per idle limit, not at every tick.
+        QVERIFY2(f->platform.idleQuestions <= 3, qPrintable(QString::number(f->platform.idleQuestions)));
         QCOMPARE(EntryWriter::idleAppId(), 0); // the away application is stored with the first away time
         QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
         f->ticks(20 * 60, true);

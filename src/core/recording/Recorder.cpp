@@ -148,7 +148,11 @@ bool Recorder::applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNo
 {
     // A limit under a minute (a hand-edited settings file) would book everything as away time.
     const int limit = qMax(1, setting(QStringLiteral("IdleLimit"), 5).toInt()) * 60;
+    if (!idle && !idleSchedule.due(tickNow, limit)) {
+        return false; // the user cannot have been away long enough since the last reading
+    }
     const int idleSeconds = platform->idleSeconds();
+    idleSchedule.noteReading(tickNow, idleSeconds);
     if (idleSeconds >= limit) {
         if (!idle) {
             idle = true;
