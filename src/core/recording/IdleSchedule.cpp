@@ -1,15 +1,16 @@
 #include "recording/IdleSchedule.h"
 
-bool IdleSchedule::due(const QDateTime& now, int limitSeconds) const
+bool IdleSchedule::due(qint64 now, int limitSeconds) const
 {
-    if (!readAt.isValid() || now < readAt) {
+    if (!haveReading || now < readAt) {
         return true; // nothing read yet, or the clock went back: the reading tells nothing
     }
-    return readAt.secsTo(now) >= qint64(limitSeconds) - readIdle - kMarginSeconds;
+    return now - readAt >= qint64(limitSeconds) - readIdle - kMarginSeconds;
 }
 
-void IdleSchedule::noteReading(const QDateTime& now, int idleSeconds)
+void IdleSchedule::noteReading(qint64 now, int idleSeconds)
 {
+    haveReading = true;
     readAt = now;
     readIdle = idleSeconds;
 }

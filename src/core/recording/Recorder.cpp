@@ -148,11 +148,12 @@ bool Recorder::applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNo
 {
     // A limit under a minute (a hand-edited settings file) would book everything as away time.
     const int limit = qMax(1, setting(QStringLiteral("IdleLimit"), 5).toInt()) * 60;
-    if (!idle && !idleSchedule.due(tickNow, limit)) {
+    const qint64 nowSecs = tickNow.toSecsSinceEpoch();
+    if (!idle && !idleSchedule.due(nowSecs, limit)) {
         return false; // the user cannot have been away long enough since the last reading
     }
     const int idleSeconds = platform->idleSeconds();
-    idleSchedule.noteReading(tickNow, idleSeconds);
+    idleSchedule.noteReading(nowSecs, idleSeconds);
     if (idleSeconds >= limit) {
         if (!idle) {
             idle = true;
