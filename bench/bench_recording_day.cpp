@@ -64,9 +64,9 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "cannot open database: %s\n", qPrintable(error));
         return 1;
     }
-    (*Registry::instance())[QStringLiteral("IdleEnabled")] = true;
-    (*Registry::instance())[QStringLiteral("IdleLimit")] = 5;
-    (*Registry::instance())[QStringLiteral("HideUnder")] = 1;
+    Registry::instance()->setIdleEnabled(true);
+    Registry::instance()->setIdleLimit(5);
+    Registry::instance()->setHideUnder(1);
 
     ManualClock clock(QDateTime(QDate(2026, 11, 16), QTime(0, 0, 0)));
     FakePlatform platform;

@@ -136,7 +136,7 @@ private slots:
             } else if (word == QLatin1String("clock")) {
                 f->clock.advance(n);
             } else if (word == QLatin1String("limit")) {
-                (*Registry::instance())[QStringLiteral("IdleLimit")] = n;
+                Registry::instance()->setIdleLimit(n);
             } else if (word == QLatin1String("title")) {
                 f->platform.setWindow(window.valid ? window.name : QStringLiteral("Editor"), kEditor, rest);
             } else if (word == QLatin1String("app")) {
@@ -147,9 +147,9 @@ private slots:
             } else if (word == QLatin1String("none")) {
                 f->platform.setNoWindow();
             } else if (step == QLatin1String("no cleanup")) {
-                (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = false;
+                Registry::instance()->setTitleCleanupEnabled(false);
             } else if (step == QLatin1String("no idle")) {
-                (*Registry::instance())[QStringLiteral("IdleEnabled")] = false;
+                Registry::instance()->setIdleEnabled(false);
             } else {
                 QFAIL(qPrintable(QStringLiteral("unknown step ") + step));
             }

@@ -49,10 +49,7 @@ class TestApiRequest : public QObject
     Q_OBJECT
 
 private:
-    void useService(const ServiceFixture& fixture)
-    {
-        (*Registry::instance())[QStringLiteral("RealApiBaseUrl")] = fixture.baseUrl();
-    }
+    void useService(const ServiceFixture& fixture) { Registry::instance()->setApiBaseUrl(fixture.baseUrl()); }
 
     ServiceFixture* service = nullptr;
     QNetworkAccessManager manager;
@@ -63,7 +60,7 @@ private slots:
     {
         service = new ServiceFixture();
         QVERIFY2(service->isRunning(), qPrintable(service->error()));
-        (*Registry::instance())[QStringLiteral("UserAgent")] = userAgent;
+        Registry::instance()->setUserAgent(userAgent);
     }
 
     void cleanupTestCase()

@@ -2,9 +2,9 @@
 #include "CatalogueSample.h"
 #include "FakePrompter.h"
 #include "ModalDialogHelper.h"
+#include "store/util.h"
 #include "verrin/EntriesDragPayload.h"
 #include "verrin/ProjectsTree.h"
-#include "store/util.h"
 #include "views/TimeTree.h"
 
 #include <QComboBox>
@@ -153,7 +153,7 @@ void TestDragAndDrop::init()
     model->initTree(kDay, 0);
     view->expandAll();
 
-    (*Registry::instance())["isLoggedIn"] = true;
+    Registry::instance()->setLoggedIn(true);
     projects = std::make_unique<ProjectsTree>();
     projects->setPrompter(&prompter);
     projects->showCatalogueReply(true, sampleCatalogueReply());
@@ -323,7 +323,7 @@ void TestDragAndDrop::dropsOffTasksAreRefused()
     QFETCH(bool, signedIn);
     QFETCH(QByteArray, bytes);
     QFETCH(bool, enterAccepted);
-    (*Registry::instance())["isLoggedIn"] = signedIn;
+    Registry::instance()->setLoggedIn(signedIn);
     QMimeData data;
     if (bytes.isEmpty()) {
         data.setText("1");

@@ -1,7 +1,7 @@
 #include "DayFixture.h"
-#include "store/util.h"
 #include "reports/DayReport.h"
 #include "reports/RangeReport.h"
+#include "store/util.h"
 
 #include <QAbstractItemModelTester>
 #include <QJsonArray>
@@ -152,7 +152,7 @@ void TestDayTrees::buildsTheDay()
     QFETCH(QStringList, ignored);
     QFETCH(QString, expected);
     addStandardDay();
-    (*Registry::instance())[QStringLiteral("IgnoredApps")] = ignored;
+    Registry::instance()->setIgnoredApps(ignored);
     TreeModel model(false);
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
     model.setGroupByHour(byHour);
@@ -229,7 +229,7 @@ void TestDayTrees::liveTitleCrossingTheThresholdComesInWhole()
 
 void TestDayTrees::liveAdditionSkipsWhatTheDayDoesNotShow()
 {
-    (*Registry::instance())[QStringLiteral("IgnoredApps")] = QStringList{"/usr/bin/term"};
+    Registry::instance()->setIgnoredApps(QStringList{"/usr/bin/term"});
     TreeModel model(false);
     model.initTree(kDay, 0);
     model.setFilter(QStringLiteral("notes"));
@@ -353,12 +353,11 @@ void TestDayTrees::linkedTreeGroupsAndNames()
     DayFixture::link(b, 30, 10, 20, "Stored task", "Stored project", "Stored list");
     DayFixture::link(c, 31, 10, 20, "Task 31", "Stored project", "Stored list");
     if (catalogue) {
-        Registry& registry = *Registry::instance();
-        registry["mapProjectNames"] = QVariantMap{{"10", "Catalogue project"}};
-        registry["mapTasklistNames"] = QVariantMap{{"20", "Catalogue list"}};
-        registry["mapTaskNames"] = QVariantMap{{"30", "Catalogue task"}};
-        registry["mapTaskParentProjects"] = QVariantMap{{"30", "10"}, {"31", "10"}};
-        registry["mapTaskParentTasklists"] = QVariantMap{{"30", "20"}, {"31", "20"}};
+        Registry::instance()->setCatalogueMaps({{{"10", "Catalogue project"}},
+                                                {{"20", "Catalogue list"}},
+                                                {{"30", "Catalogue task"}},
+                                                {{"30", "10"}, {"31", "10"}},
+                                                {{"30", "20"}, {"31", "20"}}});
     }
     TreeModel model(true);
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
@@ -375,12 +374,11 @@ void TestDayTrees::linkedTreeGroupsAndNames()
 
 void TestDayTrees::linkingLiveGroupsByTask()
 {
-    Registry& registry = *Registry::instance();
-    registry["mapProjectNames"] = QVariantMap{{"10", "Website"}};
-    registry["mapTasklistNames"] = QVariantMap{{"20", "Design"}};
-    registry["mapTaskNames"] = QVariantMap{{"30", "Logo"}, {"31", "Colours"}};
-    registry["mapTaskParentProjects"] = QVariantMap{{"30", "10"}, {"31", "10"}};
-    registry["mapTaskParentTasklists"] = QVariantMap{{"30", "20"}, {"31", "20"}};
+    Registry::instance()->setCatalogueMaps({{{"10", "Website"}},
+                                            {{"20", "Design"}},
+                                            {{"30", "Logo"}, {"31", "Colours"}},
+                                            {{"30", "10"}, {"31", "10"}},
+                                            {{"30", "20"}, {"31", "20"}}});
     TreeModel model(true);
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
     model.initTree(kDay, 0);
@@ -424,8 +422,9 @@ void TestDayTrees::linkingLiveGroupsByTask()
 
 void TestDayTrees::linkingUnderTheThresholdAddsNothing()
 {
-    (*Registry::instance())["mapTaskParentProjects"] = QVariantMap{{"30", "10"}};
-    (*Registry::instance())["mapTaskParentTasklists"] = QVariantMap{{"30", "20"}};
+    CatalogueMaps& maps = Registry::instance()->editCatalogueMaps();
+    maps.taskParentProjects = QVariantMap{{"30", "10"}};
+    maps.taskParentTasklists = QVariantMap{{"30", "20"}};
     const int before = DayFixture::addEntry(editor, "t", "2026-11-15 08:00:00", "2026-11-15 08:02:00");
     DayFixture::link(before, 30, 10, 20);
     TreeModel model(true);
@@ -465,8 +464,8 @@ void TestDayTrees::titleEditAndDeleteBindTheirValues()
 void TestDayTrees::reportShowsBothTrees()
 {
     addStandardDay();
-    (*Registry::instance())["IgnoredApps"] = QStringList{"verrin://idle"};
-    (*Registry::instance())["HideUnder"] = 60;
+    Registry::instance()->setIgnoredApps(QStringList{"verrin://idle"});
+    Registry::instance()->setHideUnder(60);
     QString error;
     const QString text = DayReport::render(kDay, DayReport::Format::Text, &error);
     QVERIFY2(error.isEmpty(), qPrintable(error));

@@ -1,8 +1,6 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
 #include "ManualClock.h"
-#include "window/DayViews.h"
-#include "window/MainWindowForm.h"
 #include "recording/AppStruct.h"
 #include "store/util.h"
 #include "views/CalendarWidget.h"
@@ -12,6 +10,8 @@
 #include "views/StableColour.h"
 #include "views/TimeTree.h"
 #include "views/TotalTimeLabel.h"
+#include "window/DayViews.h"
+#include "window/MainWindowForm.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -156,9 +156,9 @@ void TestDayViews::hideUnderAndGroupByHour()
         ui.checkGroupByHour->click();
     }
     const int seconds = ui.cbHideUnder->itemData(hideUnderIndex).toInt();
-    QCOMPARE(Registry::instance()->value("HideUnder").toInt(), seconds);
+    QCOMPARE(Registry::instance()->hideUnder(), seconds);
     QCOMPARE(views->linkedModel()->getHideUnder(), seconds);
-    QCOMPARE(Registry::instance()->value("GroupByHour").toBool(), byHour);
+    QCOMPARE(Registry::instance()->groupByHour(), byHour);
     QCOMPARE(topLevelNames(views->unlinkedModel()), topLevel);
     QCOMPARE(views->unlinkedModel()->getTotalTime(), total);
 }

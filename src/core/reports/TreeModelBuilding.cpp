@@ -1,8 +1,8 @@
 // Building a day's tree from the database and adding time to it while the program runs.
 #include "app/Registry.h"
-#include "verrin/LinkJournal.h"
-#include "store/util.h"
 #include "reports/TreeModel.h"
+#include "store/util.h"
+#include "verrin/LinkJournal.h"
 
 #include <QDebug>
 #include <QHash>
@@ -180,7 +180,7 @@ private:
 
 bool TreeModel::isIgnored(const QString& appPath) const
 {
-    return Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList().contains(appPath);
+    return Registry::instance()->ignoredApps().contains(appPath);
 }
 
 bool TreeModel::titleMatchesFilter(const QString& title, const QString& appName) const
@@ -220,7 +220,7 @@ void TreeModel::refreshTree()
 
 void TreeModel::setupModelData(const QDate& date, int threshold, TreeItem* parent)
 {
-    const QStringList ignoredList = Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList();
+    const QStringList ignoredList = Registry::instance()->ignoredApps();
     const QSet<QString> ignored(ignoredList.begin(), ignoredList.end());
     const LinkedNames names = displayLinked ? LinkedNames::fromRegistry() : LinkedNames();
     TreeBuilder builder(*this, parent);
