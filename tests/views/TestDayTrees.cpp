@@ -225,6 +225,21 @@ void TestDayTrees::liveTitleCrossingTheThresholdComesInWhole()
     // A rebuild shows the same.
     model.refreshTree();
     QCOMPARE(DayFixture::outline(model.root()), expected);
+
+    // Later pieces of a shown title go in (the second without asking the database again), a hidden
+    // title of the same application stays hidden, and a rebuild agrees.
+    const auto add = [&](const QString& title, const QString& start, const QString& end) {
+        const int piece = DayFixture::addEntry(editor, title, start, end);
+        model.addTime(at(start), at(end), app("/usr/share/applications/editor.desktop", "Editor", title), editor,
+                      piece);
+    };
+    add("notes.txt", "2026-11-15 15:00:00", "2026-11-15 15:00:10");
+    add("other", "2026-11-15 15:00:10", "2026-11-15 15:00:20");
+    add("notes.txt", "2026-11-15 15:00:20", "2026-11-15 15:00:25");
+    QCOMPARE(model.getTotalTime(), 85);
+    const QString live = DayFixture::outline(model.root());
+    model.refreshTree();
+    QCOMPARE(DayFixture::outline(model.root()), live);
 }
 
 void TestDayTrees::liveAdditionSkipsWhatTheDayDoesNotShow()
