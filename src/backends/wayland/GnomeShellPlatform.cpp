@@ -49,6 +49,11 @@ MutterIdleMonitor::MutterIdleMonitor(const QDBusConnection& bus) : bus(bus)
 
 MutterIdleMonitor::~MutterIdleMonitor()
 {
+    // A watch asked for but not answered yet would outlive us on the shell's side: its answer is
+    // awaited (the call's own time limit bounds that) so it can be removed too.
+    if (activityCall && !activityCall->isFinished()) {
+        activityCall->waitForFinished();
+    }
     for (uint id : {idleWatch, activeWatch}) {
         if (id != 0) {
             bus.call(idleCall(QStringLiteral("RemoveWatch"), {id}), QDBus::NoBlock);
@@ -67,12 +72,13 @@ void MutterIdleMonitor::becameIdle(qint64 idleMs)
 
 void MutterIdleMonitor::watchForActivity()
 {
-    if (activeWatch != 0) {
+    if (activeWatch != 0 || activityCall) {
         return;
     }
     // Asynchronous: the answer arrives before any firing of the new watch, in the bus's order.
-    auto* pending = new QDBusPendingCallWatcher(bus.asyncCall(idleCall(QStringLiteral("AddUserActiveWatch"))), this);
-    connect(pending, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* call) {
+    activityCall =
+        new QDBusPendingCallWatcher(bus.asyncCall(idleCall(QStringLiteral("AddUserActiveWatch")), callTimeoutMs), this);
+    connect(activityCall, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* call) {
         const QDBusPendingReply<uint> reply = *call;
         if (reply.isValid()) {
             activeWatch = reply.value();

@@ -7,8 +7,11 @@
 #include <QDBusConnection>
 #include <QElapsedTimer>
 #include <QObject>
+#include <QPointer>
 
 #include <memory>
+
+class QDBusPendingCallWatcher;
 
 // Idle time from Mutter's IdleMonitor without asking it every second: a watch fires when the user has
 // been idle for a second, a one-shot "user active" watch when they are back, and the idle time is
@@ -35,6 +38,7 @@ private:
     QElapsedTimer clock;
     uint idleWatch = 0;
     uint activeWatch = 0;
+    QPointer<QDBusPendingCallWatcher> activityCall; // asked for, not answered yet
     bool idle = false;
     qint64 idleSinceMs = 0;
 };
