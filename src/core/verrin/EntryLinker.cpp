@@ -1,41 +1,14 @@
 #include "verrin/EntryLinker.h"
 
-#include "verrin/LinkJournal.h"
-#include "verrin/TimeEntryApi.h"
 #include "store/util.h"
+#include "verrin/LinkJournal.h"
+#include "verrin/LinkedRows.h"
+#include "verrin/TimeEntryApi.h"
 
 #include <QDebug>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QUrl>
 
 namespace {
-
-QList<EntryRecord> readRecords(const QString& idList)
-{
-    QList<EntryRecord> records;
-    QSqlQuery query;
-    if (!query.exec(QStringLiteral("SELECT entries.id, entries.title, entries.application_id, entries.start_time, "
-                                   "entries.end_time, applications.path AS app_path, applications.name AS app_name, "
-                                   "entries.ext_entry_id FROM entries, applications WHERE entries.application_id = "
-                                   "applications.id AND entries.id IN (") +
-                    idList + QStringLiteral(") ORDER BY entries.start_time, entries.id"))) {
-        qDebug() << "db error:" << query.lastError().text();
-        return records;
-    }
-    const QStringList keys = {
-        QStringLiteral("id"),         QStringLiteral("title"),       QStringLiteral("application_id"),
-        QStringLiteral("start_time"), QStringLiteral("end_time"),    QStringLiteral("app_path"),
-        QStringLiteral("app_name"),   QStringLiteral("ext_entry_id")};
-    while (query.next()) {
-        EntryRecord record;
-        for (int i = 0; i < keys.size(); ++i) {
-            record.insert(keys.at(i), query.value(i).toString());
-        }
-        records << record;
-    }
-    return records;
-}
 
 int secondsOf(const EntryRecord& record)
 {
@@ -111,7 +84,7 @@ EntryLinker::LinkResult EntryLinker::connectEntriesWithTask(const QStringList& e
     // Rows linked or pending already are never sent again: that is how time got booked twice.
     const QSet<int> pending = LinkJournal::pendingEntryIds();
     QMap<QDate, QList<EntryRecord>> byDay;
-    for (const EntryRecord& record : readRecords(ids.join(QLatin1Char(',')))) {
+    for (const EntryRecord& record : LinkedRows::records(ids)) {
         const QString id = record.value(QStringLiteral("id"));
         if (!record.value(QStringLiteral("ext_entry_id")).isEmpty() || pending.contains(id.toInt())) {
             result.skippedIds << id;
@@ -211,24 +184,21 @@ EntryLinker::UnlinkResult EntryLinker::unlinkEntries(const QStringList& entryIds
     };
     QMap<qint64, ServiceEntry> byExtEntry;
     const QSet<int> pending = LinkJournal::pendingEntryIds();
-    QSqlQuery query;
-    if (!query.exec(QStringLiteral("SELECT id, ext_entry_id, start_time, end_time, ext_task_id FROM entries WHERE id "
-                                   "IN (") +
-                    ids.join(QLatin1Char(',')) + QStringLiteral(") AND ext_entry_id IS NOT NULL "))) {
-        qDebug() << "db error:" << query.lastError().text();
-        result.problems << QStringLiteral("The database could not be read: ") + query.lastError().text();
+    QList<LinkedRows::Row> rows;
+    QString error;
+    if (!LinkedRows::linkedAmong(ids, &rows, &error)) {
+        result.problems << QStringLiteral("The database could not be read: ") + error;
         return result;
     }
-    while (query.next()) {
-        if (pending.contains(query.value(0).toInt())) {
+    for (const LinkedRows::Row& row : rows) {
+        if (pending.contains(row.id)) {
             continue;
         }
-        ServiceEntry& entry = byExtEntry[query.value(1).toLongLong()];
-        const qint64 seconds =
-            util::sql_to_datetime(query.value(2).toString()).secsTo(util::sql_to_datetime(query.value(3).toString()));
+        ServiceEntry& entry = byExtEntry[row.extEntryId];
+        const qint64 seconds = util::sql_to_datetime(row.start).secsTo(util::sql_to_datetime(row.end));
         entry.seconds += int(qMax<qint64>(0, seconds));
-        entry.rows << query.value(0).toString();
-        entry.taskId = query.value(4).toString();
+        entry.rows << QString::number(row.id);
+        entry.taskId = row.taskId;
     }
 
     const int total = int(byExtEntry.size());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "verrin/LinkedRows.h"
+
 #include <QList>
 #include <QMap>
 #include <QObject>
@@ -7,10 +9,6 @@
 
 class TimeEntryApi;
 struct CallOutcome;
-
-// One selected row while linking: "id", "title", "application_id", "start_time", "end_time",
-// "app_path", "app_name", all as text.
-using EntryRecord = QMap<QString, QString>;
 
 // Sends recorded entries to the service, one time entry per task and day, and marks the local rows;
 // and takes them back again. Every request is written to the link journal first and settled together

@@ -1,13 +1,12 @@
 #include "verrin/LinkCheck.h"
 
-#include "verrin/LinkRecovery.h"
-#include "verrin/TimeEntryApi.h"
 #include "store/util.h"
+#include "verrin/LinkRecovery.h"
+#include "verrin/LinkedRows.h"
+#include "verrin/TimeEntryApi.h"
 
 #include <QDebug>
 #include <QMap>
-#include <QSqlError>
-#include <QSqlQuery>
 
 QString LinkCheck::verdictName(Verdict verdict)
 {
@@ -65,22 +64,18 @@ QList<LinkCheck::Line> LinkCheck::check(const QDate& from, const QDate& to)
     // What is pending first: those rows are compared once their intent is settled.
     QSet<int> pendingRows;
     for (const LinkJournal::Intent& intent : LinkJournal::openIntents()) {
-        QSqlQuery inRange;
         QStringList ids;
         for (int id : intent.entryIds) {
             ids << QString::number(id);
             pendingRows.insert(id);
         }
-        inRange.prepare(QStringLiteral("SELECT MIN(DATE(start_time)) FROM entries WHERE id IN (") +
-                        ids.join(QLatin1Char(',')) + QStringLiteral(") AND start_time >= :from AND start_time <= :to"));
-        inRange.bindValue(QStringLiteral(":from"), first);
-        inRange.bindValue(QStringLiteral(":to"), last);
-        if (ids.isEmpty() || !inRange.exec() || !inRange.next() || inRange.value(0).isNull()) {
+        const QDate day = LinkedRows::firstDayWithin(ids, first, last);
+        if (!day.isValid()) {
             continue;
         }
         Line line;
         line.verdict = Verdict::Pending;
-        line.day = util::sql_to_date(inRange.value(0).toString());
+        line.day = day;
         line.taskId = intent.task.taskId;
         line.taskName = intent.task.taskName;
         line.extEntryId = intent.extEntryId;
@@ -91,34 +86,27 @@ QList<LinkCheck::Line> LinkCheck::check(const QDate& from, const QDate& to)
     }
 
     // Every row of each service entry counts, also rows of other days.
-    QSqlQuery query;
-    query.prepare(QStringLiteral(
-        "SELECT id, ext_entry_id, ext_task_id, ext_task_name, start_time, end_time FROM entries WHERE ext_entry_id IN "
-        "(SELECT DISTINCT ext_entry_id FROM entries WHERE start_time >= :from AND start_time <= :to AND ext_entry_id "
-        "IS NOT NULL) ORDER BY ext_entry_id, start_time"));
-    query.bindValue(QStringLiteral(":from"), first);
-    query.bindValue(QStringLiteral(":to"), last);
-    if (!query.exec()) {
-        qWarning() << "Database error:" << query.lastError().text();
+    QList<LinkedRows::Row> rows;
+    QString error;
+    if (!LinkedRows::ofEntriesTouching(first, last, &rows, &error)) {
+        qWarning() << "Database error:" << error;
         return lines;
     }
     QMap<qint64, Line> byEntry;
     QSet<qint64> touchedByPending;
-    while (query.next()) {
-        const qint64 extId = query.value(1).toLongLong();
-        Line& line = byEntry[extId];
+    for (const LinkedRows::Row& row : rows) {
+        Line& line = byEntry[row.extEntryId];
         if (line.entryIds.isEmpty()) {
-            line.extEntryId = extId;
-            line.taskId = query.value(2).toString();
-            line.taskName = query.value(3).toString();
-            line.day = util::sql_to_date(query.value(4).toString().left(10));
+            line.extEntryId = row.extEntryId;
+            line.taskId = row.taskId;
+            line.taskName = row.taskName;
+            line.day = util::sql_to_date(row.start.left(10));
         }
-        line.entryIds << query.value(0).toString();
-        line.localSeconds += int(qMax<qint64>(
-            0,
-            util::sql_to_datetime(query.value(4).toString()).secsTo(util::sql_to_datetime(query.value(5).toString()))));
-        if (pendingRows.contains(query.value(0).toInt())) {
-            touchedByPending.insert(extId);
+        line.entryIds << QString::number(row.id);
+        line.localSeconds +=
+            int(qMax<qint64>(0, util::sql_to_datetime(row.start).secsTo(util::sql_to_datetime(row.end))));
+        if (pendingRows.contains(row.id)) {
+            touchedByPending.insert(row.extEntryId);
         }
     }
     for (Line line : std::as_const(byEntry)) {
