@@ -1,5 +1,6 @@
 #include "DayFixture.h"
 #include "HistoryGenerator.h"
+#include "TestMain.h"
 #include "reports/CalendarDays.h"
 
 #include <QSqlQuery>
@@ -122,5 +123,5 @@ void TestCalendarDays::shownRangeCoversSixWeeks()
     }
 }
 
-QTEST_GUILESS_MAIN(TestCalendarDays)
+VERRIN_TEST(TestCalendarDays)
 #include "TestCalendarDays.moc"

@@ -1,7 +1,8 @@
 #include "DayFixture.h"
-#include "store/util.h"
+#include "TestMain.h"
 #include "reports/DayReport.h"
 #include "reports/RangeReport.h"
+#include "store/util.h"
 
 #include <QAbstractItemModelTester>
 #include <QJsonArray>
@@ -583,5 +584,5 @@ void TestDayTrees::rangeReportsAddUp()
     QCOMPARE(sum, qint64(2872));
 }
 
-QTEST_MAIN(TestDayTrees)
+VERRIN_TEST(TestDayTrees)
 #include "TestDayTrees.moc"

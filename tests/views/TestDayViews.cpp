@@ -1,8 +1,7 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
 #include "ManualClock.h"
-#include "window/DayViews.h"
-#include "window/MainWindowForm.h"
+#include "TestMain.h"
 #include "recording/AppStruct.h"
 #include "store/util.h"
 #include "views/CalendarWidget.h"
@@ -12,6 +11,8 @@
 #include "views/StableColour.h"
 #include "views/TimeTree.h"
 #include "views/TotalTimeLabel.h"
+#include "window/DayViews.h"
+#include "window/MainWindowForm.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -441,5 +442,5 @@ void TestDayViews::totalLabelShowsLongerTotalsWhole()
     QCOMPARE(label->width(), widest);
 }
 
-QTEST_MAIN(TestDayViews)
+VERRIN_TEST(TestDayViews)
 #include "TestDayViews.moc"

@@ -1,5 +1,6 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
+#include "TestMain.h"
 #include "views/EntriesList.h"
 
 #include <QAction>
@@ -147,5 +148,5 @@ void TestEntriesList::menuAndOpenNodes()
     QCOMPARE(view->getExpandedNodesList(QModelIndex(), QString()), open);
 }
 
-QTEST_MAIN(TestEntriesList)
+VERRIN_TEST(TestEntriesList)
 #include "TestEntriesList.moc"

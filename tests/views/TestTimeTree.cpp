@@ -1,5 +1,6 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
+#include "TestMain.h"
 #include "store/util.h"
 #include "views/TimeTree.h"
 
@@ -65,7 +66,6 @@ private slots:
     void menuActsOnTheRowUnderThePointer_data();
     void menuActsOnTheRowUnderThePointer();
     void headerClicksSortKeepingOpenNodes();
-    void excludeKeepsCollapsedNodes();
     void cutOrFoldedTitlesShowWholeOnHover_data();
     void cutOrFoldedTitlesShowWholeOnHover();
 
@@ -435,18 +435,6 @@ void TestTimeTree::headerClicksSortKeepingOpenNodes()
     QCOMPARE(childNames(QModelIndex()), (QStringList{"zeta tool", "Shell", "Editor", "Away Time"}));
 }
 
-void TestTimeTree::excludeKeepsCollapsedNodes()
-{
-    view->collapseAll();
-    view->expand(model->findItemIndex("app", "app_path", "/e"));
-    QSignalSpy resets(model.get(), &TreeModel::modelReset);
-    select({model->findItemIndex("app", "app_path", "/s")});
-    view->onMenuExclude();
-    QCOMPARE(resets.size(), 1);
-    QVERIFY(view->isExpanded(model->findItemIndex("app", "app_path", "/e")));
-    QVERIFY(!view->isExpanded(model->findItemIndex("app", "app_path", "verrin://idle")));
-}
-
 void TestTimeTree::cutOrFoldedTitlesShowWholeOnHover_data()
 {
     QTest::addColumn<QString>("title");
@@ -486,5 +474,5 @@ void TestTimeTree::cutOrFoldedTitlesShowWholeOnHover()
     QToolTip::hideText();
 }
 
-QTEST_MAIN(TestTimeTree)
+VERRIN_TEST(TestTimeTree)
 #include "TestTimeTree.moc"

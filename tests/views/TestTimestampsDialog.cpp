@@ -1,4 +1,5 @@
 #include "DayFixture.h"
+#include "TestMain.h"
 #include "views/TimestampsDialog.h"
 
 #include <QLabel>
@@ -75,5 +76,5 @@ void TestTimestampsDialog::listsTheIntervalsOfANode()
     fixture.close();
 }
 
-QTEST_MAIN(TestTimestampsDialog)
+VERRIN_TEST(TestTimestampsDialog)
 #include "TestTimestampsDialog.moc"

@@ -1,3 +1,4 @@
+#include "TestMain.h"
 #include "reports/TreeModel.h"
 
 #include <QAbstractItemModelTester>
@@ -281,5 +282,5 @@ void TestTreeModel::bottomUpOrder()
     QCOMPARE(model.rowCount(), 0);
 }
 
-QTEST_GUILESS_MAIN(TestTreeModel)
+VERRIN_TEST(TestTreeModel)
 #include "TestTreeModel.moc"

@@ -1,10 +1,11 @@
 #include "ModalDialogHelper.h"
-#include "window/MessageBoxPrompter.h"
+#include "TestMain.h"
+#include "reports/TreeModel.h"
 #include "views/CalendarWidget.h"
 #include "views/ClickableLabel.h"
 #include "views/LineEdit.h"
 #include "views/ListItemDelegate.h"
-#include "reports/TreeModel.h"
+#include "window/MessageBoxPrompter.h"
 
 #include <QImage>
 #include <QMessageBox>
@@ -153,5 +154,5 @@ void TestViewWidgets::questionDefaults()
     QCOMPARE(answer, confirming);
 }
 
-QTEST_MAIN(TestViewWidgets)
+VERRIN_TEST(TestViewWidgets)
 #include "TestViewWidgets.moc"
