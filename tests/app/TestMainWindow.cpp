@@ -1,14 +1,15 @@
 #include "ManualClock.h"
 #include "ModalDialogHelper.h"
 #include "TempDataFolder.h"
+#include "TestMain.h"
 #include "app/DataPaths.h"
-#include "window/DayViews.h"
-#include "window/MainWindow.h"
 #include "app/Registry.h"
 #include "recording/Recorder.h"
+#include "reports/TreeModel.h"
 #include "views/TimeTree.h"
 #include "views/TotalTimeLabel.h"
-#include "reports/TreeModel.h"
+#include "window/DayViews.h"
+#include "window/MainWindow.h"
 
 #include <QCheckBox>
 #include <QDialog>
@@ -353,5 +354,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestMainWindow)
+VERRIN_TEST(TestMainWindow)
 #include "TestMainWindow.moc"

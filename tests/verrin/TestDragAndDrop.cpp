@@ -2,9 +2,10 @@
 #include "CatalogueSample.h"
 #include "FakePrompter.h"
 #include "ModalDialogHelper.h"
+#include "TestMain.h"
+#include "store/util.h"
 #include "verrin/EntriesDragPayload.h"
 #include "verrin/ProjectsTree.h"
-#include "store/util.h"
 #include "views/TimeTree.h"
 
 #include <QComboBox>
@@ -441,5 +442,5 @@ void TestDragAndDrop::ctrlDialogWithoutATaskRefusesTheDrop()
     QCOMPARE(link.count(), 0);
 }
 
-QTEST_MAIN(TestDragAndDrop)
+VERRIN_TEST(TestDragAndDrop)
 #include "TestDragAndDrop.moc"

@@ -5,14 +5,15 @@
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
+#include "TestMain.h"
 #include "app/DataPaths.h"
-#include "window/MainWindow.h"
 #include "app/Registry.h"
 #include "verrin/ProjectsTree.h"
-#include "verrin/VerrinController.h"
 #include "verrin/Session.h"
+#include "verrin/VerrinController.h"
 #include "views/ClickableLabel.h"
 #include "views/LineEdit.h"
+#include "window/MainWindow.h"
 
 #include <QAction>
 #include <QDialog>
@@ -324,5 +325,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestVerrinController)
+VERRIN_TEST(TestVerrinController)
 #include "TestVerrinController.moc"
