@@ -213,7 +213,6 @@ void TestTimeTree::menuFollowsTheNodeType()
     QVERIFY(view->action("actionLink")->isEnabled());
     QCOMPARE(view->action("actionDelete")->shortcut(), QKeySequence("Delete"));
     QCOMPARE(view->action("actionLink")->shortcutContext(), Qt::WidgetShortcut);
-    QCOMPARE(view->action("actionLink")->text(), QStringLiteral("&Link Time With Task..."));
 }
 
 void TestTimeTree::linkingHandsTheEntriesOnAndRemovesThem_data()

@@ -119,7 +119,6 @@ void TestViewWidgets::clickableLabel()
 void TestViewWidgets::calendarMarks()
 {
     CalendarWidget calendar;
-    QCOMPARE(calendar.getColor(), QColor(Qt::red));
     calendar.markDays({QDate(2026, 11, 2), QDate(2026, 11, 5)});
     QVERIFY(calendar.isMarked(QDate(2026, 11, 2)));
     QCOMPARE(calendar.dateTextFormat(QDate(2026, 11, 5)).fontWeight(), int(QFont::Black));
