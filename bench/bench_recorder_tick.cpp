@@ -66,9 +66,9 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "cannot open database: %s\n", qPrintable(error));
         return 1;
     }
-    (*Registry::instance())[QStringLiteral("IdleEnabled")] = true;
-    (*Registry::instance())[QStringLiteral("IdleLimit")] = 5;
-    (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = true;
+    Registry::instance()->setIdleEnabled(true);
+    Registry::instance()->setIdleLimit(5);
+    Registry::instance()->setTitleCleanupEnabled(true);
 
     run(1000, 0, 0); // warm-up
     const int still = 200000;

@@ -29,13 +29,13 @@ int main(int argc, char** argv)
     StreamPrompter prompter(out);
     credentials.tellOnceIfMissing(&prompter);
     if (args.value(1) == QLatin1String("save")) {
-        (*Registry::instance())[QStringLiteral("Password")] = args.value(2);
-        (*Registry::instance())[QStringLiteral("AuthToken")] = args.value(3);
+        Registry::instance()->setPassword(args.value(2));
+        Registry::instance()->setAuthToken(args.value(3));
         SettingsFile::writeBack(settings, false, WindowLayout{});
         credentials.save();
     }
     out << "place=" << (inKeyring ? "keyring" : "file") << "\n";
-    out << "password=" << Registry::instance()->value(QStringLiteral("Password")).toString() << "\n";
-    out << "token=" << Registry::instance()->value(QStringLiteral("AuthToken")).toString() << "\n";
+    out << "password=" << Registry::instance()->password() << "\n";
+    out << "token=" << Registry::instance()->authToken() << "\n";
     return 0;
 }

@@ -2,16 +2,16 @@
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
 #include "app/DataPaths.h"
-#include "window/DayViews.h"
-#include "window/MainWindow.h"
 #include "app/Registry.h"
 #include "app/SingleInstance.h"
+#include "reports/TreeModel.h"
 #include "rules/RuleStore.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/ProjectsTree.h"
 #include "views/EntriesList.h"
 #include "views/TimeTree.h"
-#include "reports/TreeModel.h"
+#include "window/DayViews.h"
+#include "window/MainWindow.h"
 
 #include <QAction>
 #include <QComboBox>
@@ -155,7 +155,7 @@ void TestLinkingInWindow::linkUnlinkAndApplyRules()
 {
     MainWindow window;
     MainWindowForm* ui = window.form();
-    QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool(), 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->isLoggedIn(), 10000);
     QTRY_VERIFY(ui->projects->topLevelItemCount() > 0);
 
     const QString today = window.views()->shownDate().toString(QStringLiteral("yyyy-MM-dd"));
@@ -226,7 +226,7 @@ void TestLinkingInWindow::lostAnswersAndTheSession()
     ApiRequest::setDefaultTimeout(3000);
     MainWindow window;
     MainWindowForm* ui = window.form();
-    QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool(), 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->isLoggedIn(), 10000);
     QTRY_VERIFY(ui->projects->topLevelItemCount() > 0);
     QAction* link = ui->appList->action(QStringLiteral("actionLink"));
     QVERIFY(link->isEnabled());
@@ -277,7 +277,7 @@ void TestLinkingInWindow::lostAnswersAndTheSession()
     selectNode(ui->linkedEntries, QStringLiteral("Ed"));
     answerInTurn({sayYes, dismiss, dismiss});
     ui->linkedEntries->action(QStringLiteral("actionUnlink"))->trigger();
-    QTRY_VERIFY(!Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool());
+    QTRY_VERIFY(!Registry::instance()->isLoggedIn());
     QVERIFY(!link->isEnabled());
     QVERIFY(ui->actionLogin->isEnabled());
     QCOMPARE(linkedRows(1000), 1);
@@ -288,7 +288,7 @@ void TestLinkingInWindow::lostAnswersAndTheSession()
 void TestLinkingInWindow::commandLineRunsAreHandedToTheWindow()
 {
     MainWindow window;
-    QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool(), 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->isLoggedIn(), 10000);
     QTRY_VERIFY(window.form()->projects->topLevelItemCount() > 0);
     SingleInstance instance(DataPaths::dataFolder());
     QVERIFY(instance.claim(0));

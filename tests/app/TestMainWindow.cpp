@@ -78,8 +78,7 @@ private slots:
         {
             MainWindow window;
             QVERIFY(dialogSeen);
-            QCOMPARE(Registry::instance()->value(QStringLiteral("Username")).toString(),
-                     QStringLiteral("ann@example.com"));
+            QCOMPARE(Registry::instance()->username(), QStringLiteral("ann@example.com"));
             QSqlQuery tables(QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name IN "
                                             "('entries','applications','settings','rules','rules_apps')"));
             QVERIFY(tables.next());
@@ -198,7 +197,7 @@ private slots:
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         // Close-to-tray is on, but with no tray to come back from the window really closes.
-        QVERIFY(Registry::instance()->value(QStringLiteral("CloseToTray")).toBool());
+        QVERIFY(Registry::instance()->closeToTray());
         QVERIFY(QApplication::quitOnLastWindowClosed());
         QVERIFY(window.close());
         QVERIFY(!window.isVisible());
@@ -238,7 +237,7 @@ private slots:
             static_cast<QDialog*>(modal)->accept();
         });
         window.onTrayMenuOptions();
-        QCOMPARE(Registry::instance()->value(QStringLiteral("Username")).toString(), QStringLiteral("bob@example.com"));
+        QCOMPARE(Registry::instance()->username(), QStringLiteral("bob@example.com"));
         // The file only changes at the next close.
         QVERIFY(!readIni().contains(QStringLiteral("API/Username")));
 
@@ -247,7 +246,7 @@ private slots:
             static_cast<QDialog*>(modal)->reject();
         });
         window.onTrayMenuOptions();
-        QCOMPARE(Registry::instance()->value(QStringLiteral("Username")).toString(), QStringLiteral("bob@example.com"));
+        QCOMPARE(Registry::instance()->username(), QStringLiteral("bob@example.com"));
     }
 
     void unopenableDatabaseIsReported()

@@ -3,6 +3,7 @@
 #include "app/SecretStore.h"
 #include "app/SettingsFile.h"
 
+#include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -15,7 +16,7 @@ class TestSettingsFile : public QObject
 private:
     QTemporaryDir dir;
     QString iniPath() const { return dir.filePath(QStringLiteral("verrinplus.ini")); }
-    QVariant reg(const char* key) const { return Registry::instance()->value(QLatin1String(key)); }
+    static StoredSettings& s() { return Registry::instance()->settings(); }
     // The window's close as far as the settings file goes, the password and token included (with the
     // keyring switched off, they go to the file).
     void writeBack(QSettings& settings, bool recording, const WindowLayout& layout)
@@ -38,17 +39,17 @@ private slots:
     {
         QSettings settings(iniPath(), QSettings::IniFormat);
         SettingsFile::readIntoRegistry(settings);
-        QCOMPARE(reg("IdleLimit").toInt(), 5);
-        QCOMPARE(reg("IdleEnabled").toBool(), true);
-        QCOMPARE(reg("CloseToTray").toBool(), true);
-        QCOMPARE(reg("MinimizeToTray").toBool(), false);
-        QCOMPARE(reg("SingleClickTrayOpen").toBool(), true);
-        QCOMPARE(reg("SslEnabled").toBool(), true);
-        QCOMPARE(reg("ExtensionsAdobeEnabled").toBool(), true);
-        QCOMPARE(reg("HideUnder").toInt(), 0);
-        QCOMPARE(reg("GroupByHour").toBool(), false);
-        QCOMPARE(reg("IgnoredApps").toStringList(), QStringList());
-        QCOMPARE(reg("Password").toString(), QString());
+        QCOMPARE(s().idleLimit, 5);
+        QCOMPARE(s().idleEnabled, true);
+        QCOMPARE(s().closeToTray, true);
+        QCOMPARE(s().minimizeToTray, false);
+        QCOMPARE(s().singleClickTrayOpen, true);
+        QCOMPARE(s().sslEnabled, true);
+        QCOMPARE(s().extensionsAdobeEnabled, true);
+        QCOMPARE(s().hideUnder, 0);
+        QCOMPARE(s().groupByHour, false);
+        QCOMPARE(s().ignoredApps, QStringList());
+        QCOMPARE(s().password, QString());
     }
 
     void firstRunWritesTheServiceAddress()
@@ -62,10 +63,10 @@ private slots:
         }
         QSettings settings(iniPath(), QSettings::IniFormat);
         SettingsFile::readIntoRegistry(settings);
-        QCOMPARE(reg("ApiBaseUrl").toString(), QString::fromLatin1(SettingsFile::kDefaultApiBaseUrl));
-        QCOMPARE(reg("RealApiBaseUrl").toString(), QString::fromLatin1(SettingsFile::kDefaultApiBaseUrl));
-        QCOMPARE(reg("Username").toString(), QStringLiteral("ann@example.com"));
-        QCOMPARE(reg("IdleLimit").toInt(), 12);
+        QCOMPARE(s().apiUrl, QString::fromLatin1(SettingsFile::kDefaultApiBaseUrl));
+        QCOMPARE(Registry::instance()->apiBaseUrl(), QString::fromLatin1(SettingsFile::kDefaultApiBaseUrl));
+        QCOMPARE(s().username, QStringLiteral("ann@example.com"));
+        QCOMPARE(s().idleLimit, 12);
     }
 
     void storedAddressIsTakenRaw_data()
@@ -97,8 +98,8 @@ private slots:
         }
         QSettings settings(iniPath(), QSettings::IniFormat);
         SettingsFile::readIntoRegistry(settings);
-        QCOMPARE(reg("ApiBaseUrl").toString(), base);
-        QCOMPARE(reg("RealApiBaseUrl").toString(), real);
+        QCOMPARE(s().apiUrl, base);
+        QCOMPARE(Registry::instance()->apiBaseUrl(), real);
     }
 
     void passwordSurvivesARestart_data()
@@ -117,7 +118,7 @@ private slots:
         {
             QSettings settings(iniPath(), QSettings::IniFormat);
             SettingsFile::readIntoRegistry(settings);
-            (*Registry::instance())[QStringLiteral("Password")] = password;
+            Registry::instance()->setPassword(password);
             writeBack(settings, true, WindowLayout{});
         }
         QSettings raw(iniPath(), QSettings::IniFormat);
@@ -129,7 +130,7 @@ private slots:
                  QString::fromLatin1(password.toUtf8().toBase64()));
         Registry::drop();
         SettingsFile::readIntoRegistry(raw);
-        QCOMPARE(reg("Password").toString(), password);
+        QCOMPARE(s().password, password);
     }
 
     void writeBackRoundTrip()
@@ -140,41 +141,92 @@ private slots:
         {
             QSettings settings(iniPath(), QSettings::IniFormat);
             SettingsFile::readIntoRegistry(settings);
-            Registry& r = *Registry::instance();
-            r[QStringLiteral("IgnoredApps")] = QStringList{QStringLiteral("/usr/bin/a b"), QStringLiteral("/x,y")};
-            r[QStringLiteral("IdleLimit")] = 9;
-            r[QStringLiteral("IdleEnabled")] = false;
-            r[QStringLiteral("HideUnder")] = 60;
-            r[QStringLiteral("GroupByHour")] = true;
-            r[QStringLiteral("ProxyEnabled")] = true;
-            r[QStringLiteral("ProxyHost")] = QStringLiteral("proxy.test");
-            r[QStringLiteral("ProxyPort")] = QStringLiteral("3128");
-            r[QStringLiteral("CloseToTray")] = false;
-            r[QStringLiteral("ExtensionsAdobeEnabled")] = false;
-            r[QStringLiteral("AuthToken")] = QStringLiteral("tok");
+            s().ignoredApps = QStringList{QStringLiteral("/usr/bin/a b"), QStringLiteral("/x,y")};
+            s().idleLimit = 9;
+            s().idleEnabled = false;
+            s().hideUnder = 60;
+            s().groupByHour = true;
+            s().proxyEnabled = true;
+            s().proxyHost = QStringLiteral("proxy.test");
+            s().proxyPort = QStringLiteral("3128");
+            s().closeToTray = false;
+            s().extensionsAdobeEnabled = false;
+            s().authToken = QStringLiteral("tok");
             writeBack(settings, false, layout);
         }
         Registry::drop();
         QSettings settings(iniPath(), QSettings::IniFormat);
         SettingsFile::readIntoRegistry(settings);
-        QCOMPARE(reg("IgnoredApps").toStringList(),
-                 (QStringList{QStringLiteral("/usr/bin/a b"), QStringLiteral("/x,y")}));
-        QCOMPARE(reg("IdleLimit").toInt(), 9);
-        QCOMPARE(reg("IdleEnabled").toBool(), false);
-        QCOMPARE(reg("HideUnder").toInt(), 60);
-        QCOMPARE(reg("GroupByHour").toBool(), true);
-        QCOMPARE(reg("ProxyEnabled").toBool(), true);
-        QCOMPARE(reg("ProxyHost").toString(), QStringLiteral("proxy.test"));
-        QCOMPARE(reg("ProxyPort").toString(), QStringLiteral("3128"));
-        QCOMPARE(reg("CloseToTray").toBool(), false);
-        QCOMPARE(reg("ExtensionsAdobeEnabled").toBool(), false);
-        QCOMPARE(reg("AuthToken").toString(), QStringLiteral("tok"));
-        QCOMPARE(reg("UnlinkedListState").toByteArray(), layout.unlinkedListState);
+        QCOMPARE(s().ignoredApps, (QStringList{QStringLiteral("/usr/bin/a b"), QStringLiteral("/x,y")}));
+        QCOMPARE(s().idleLimit, 9);
+        QCOMPARE(s().idleEnabled, false);
+        QCOMPARE(s().hideUnder, 60);
+        QCOMPARE(s().groupByHour, true);
+        QCOMPARE(s().proxyEnabled, true);
+        QCOMPARE(s().proxyHost, QStringLiteral("proxy.test"));
+        QCOMPARE(s().proxyPort, QStringLiteral("3128"));
+        QCOMPARE(s().closeToTray, false);
+        QCOMPARE(s().extensionsAdobeEnabled, false);
+        QCOMPARE(s().authToken, QStringLiteral("tok"));
+        QCOMPARE(s().unlinkedListState, layout.unlinkedListState);
         QCOMPARE(settings.value(QStringLiteral("Window/Geometry")).toByteArray(), layout.geometry);
         QCOMPARE(settings.value(QStringLiteral("Application/Started")).toBool(), false);
         // The service address and key are only ever written by the user, never by the write-back.
         QVERIFY(!settings.contains(QStringLiteral("API/Url")));
         QVERIFY(!settings.contains(QStringLiteral("API/ApiKey")));
+    }
+
+    // A file an older version wrote keeps every key, name and value through a load and a save.
+    void olderFileLoadsAndSavesUnchanged()
+    {
+        const QList<QPair<QString, QVariant>> keys{
+            {"API/Url", "http://127.0.0.1:9/service/"},
+            {"API/ApiKey", "key"},
+            {"API/Username", "ann@example.com"},
+            {"API/Password", SettingsFile::encodePassword(QStringLiteral("pä ss"))},
+            {"API/AuthToken", "tok"},
+            {"API/SslEnabled", false},
+            {"Application/Ignored", QStringList{"/usr/bin/a b", "/x,y"}},
+            {"Application/IdleLimit", 9},
+            {"Application/IdleEnabled", false},
+            {"Application/HideUnder", 60},
+            {"Application/GroupByHour", true},
+            {"Application/CloseToTray", false},
+            {"Application/MinimizeToTray", true},
+            {"Application/SingleClickTrayOpen", false},
+            {"Application/Started", true},
+            {"Proxy/Enabled", true},
+            {"Proxy/Host", "proxy.test"},
+            {"Proxy/Port", "3128"},
+            {"Extensions/AdobeEnabled", false},
+            {"Window/Geometry", QByteArray("\x01geo", 4)},
+            {"Window/State", QByteArray("state")},
+            {"Window/UnlinkedListGeometry", QByteArray("ug")},
+            {"Window/UnlinkedListState", QByteArray("us")},
+            {"Window/LinkedListGeometry", QByteArray("lg")},
+            {"Window/LinkedListState", QByteArray("ls")},
+        };
+        {
+            QSettings old(iniPath(), QSettings::IniFormat);
+            for (const auto& [key, value] : keys) {
+                old.setValue(key, value);
+            }
+        }
+        QFile file(iniPath());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray before = file.readAll();
+        file.close();
+        {
+            QSettings settings(iniPath(), QSettings::IniFormat);
+            SettingsFile::readIntoRegistry(settings);
+            QCOMPARE(s().password, QStringLiteral("pä ss"));
+            QCOMPARE(Registry::instance()->apiBaseUrl(), QStringLiteral("http://127.0.0.1:9/service/"));
+            writeBack(settings, true,
+                      WindowLayout{QByteArray("\x01geo", 4), "state", s().unlinkedListGeometry, s().unlinkedListState,
+                                   s().linkedListGeometry, s().linkedListState});
+        }
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), before);
     }
 
     void garbageValuesReadAsEmpty()
@@ -186,8 +238,8 @@ private slots:
         }
         QSettings settings(iniPath(), QSettings::IniFormat);
         SettingsFile::readIntoRegistry(settings);
-        QCOMPARE(reg("IdleLimit").toInt(), 0);
-        QVERIFY(reg("Password").toString().size() < 20);
+        QCOMPARE(s().idleLimit, 0);
+        QVERIFY(s().password.size() < 20);
     }
 
     void editableSettingsThroughTheRegistry()

@@ -26,7 +26,7 @@ int main(int argc, char** argv)
         return 2;
     }
     const int step = qMax(1, args.at(2).toInt());
-    (*Registry::instance())[QStringLiteral("IdleEnabled")] = false;
+    Registry::instance()->setIdleEnabled(false);
 
     FakePlatform platform;
     ManualClock clock;

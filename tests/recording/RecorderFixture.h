@@ -64,9 +64,9 @@ struct RecorderFixture
         QDir().mkpath(folder.dataFolder());
         QString error;
         opened = database.open(folder.dataFolder() + QStringLiteral("/verrinplus.sqlite"), &error);
-        (*Registry::instance())[QStringLiteral("IdleEnabled")] = true;
-        (*Registry::instance())[QStringLiteral("IdleLimit")] = 5;
-        (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = true;
+        Registry::instance()->setIdleEnabled(true);
+        Registry::instance()->setIdleLimit(5);
+        Registry::instance()->setTitleCleanupEnabled(true);
     }
     ~RecorderFixture() { Registry::drop(); }
 

@@ -1,7 +1,7 @@
 #include "RecorderFixture.h"
-#include "rules/RuleApplier.h"
 #include "reports/DayQueries.h"
 #include "reports/TreeModel.h"
+#include "rules/RuleStore.h"
 
 #include <QSqlQuery>
 #include <QTest>
@@ -144,7 +144,7 @@ private slots:
         QCOMPARE(model.getTotalTime(), real);
         model.initTree(day, real + 1);
         QCOMPARE(model.getTotalTime(), 0);
-        QCOMPARE(RuleApplier::secondsOf({id}), qint64(real));
+        QCOMPARE(RuleStore::secondsOf({id}), qint64(real));
     }
 };
 

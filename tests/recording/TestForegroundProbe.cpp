@@ -106,7 +106,7 @@ private slots:
         QFETCH(bool, cleanup);
         QFETCH(QString, expectedName);
         QFETCH(QString, expectedTitle);
-        (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = cleanup;
+        Registry::instance()->setTitleCleanupEnabled(cleanup);
         FakePlatform platform;
         platform.setWindow(name, path, title);
         ForegroundProbe probe(&platform);

@@ -137,7 +137,7 @@ private slots:
             } else if (word == QLatin1String("clock")) {
                 f->clock.advance(n);
             } else if (word == QLatin1String("limit")) {
-                (*Registry::instance())[QStringLiteral("IdleLimit")] = n;
+                Registry::instance()->setIdleLimit(n);
             } else if (word == QLatin1String("title")) {
                 f->platform.setWindow(window.valid ? window.name : QStringLiteral("Editor"), kEditor, rest);
             } else if (word == QLatin1String("app")) {
@@ -148,9 +148,9 @@ private slots:
             } else if (word == QLatin1String("none")) {
                 f->platform.setNoWindow();
             } else if (step == QLatin1String("no cleanup")) {
-                (*Registry::instance())[QStringLiteral("ExtensionsAdobeEnabled")] = false;
+                Registry::instance()->setTitleCleanupEnabled(false);
             } else if (step == QLatin1String("no idle")) {
-                (*Registry::instance())[QStringLiteral("IdleEnabled")] = false;
+                Registry::instance()->setIdleEnabled(false);
             } else {
                 QFAIL(qPrintable(QStringLiteral("unknown step ") + step));
             }
@@ -192,6 +192,8 @@ private slots:
         f->recorder.start();
         f->tick(0);
         f->ticks(600);
+        // While the user is active the desktop is asked about once per idle limit, not at every tick.
+        QVERIFY2(f->platform.idleQuestions <= 3, qPrintable(QString::number(f->platform.idleQuestions)));
         QCOMPARE(EntryWriter::idleAppId(), 0); // the away application is stored with the first away time
         QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
         f->ticks(20 * 60, true);

@@ -95,7 +95,7 @@ private slots:
         RecordedRows::clearAll();
         Registry::drop();
         // Rules send time only for a signed-in session.
-        (*Registry::instance())[QStringLiteral("isLoggedIn")] = true;
+        Registry::instance()->setLoggedIn(true);
     }
 
     void aFailedWriteLeavesNoHalfRule()
@@ -312,9 +312,9 @@ private slots:
     {
         const int editor = RecordedRows::addApp("Editor");
         const int browser = RecordedRows::addApp("Browser <web>");
-        // The catalogue may keep its maps as any associative container of texts.
-        (*Registry::instance())["mapTaskNames"] = QVariant::fromValue(QMap<QString, QString>{{"22", "Write docs"}});
-        (*Registry::instance())["mapProjectNames"] = QVariantHash{{"11", "Manual"}};
+        CatalogueMaps& maps = Registry::instance()->editCatalogueMaps();
+        maps.taskNames = QVariantMap{{"22", "Write docs"}};
+        maps.projectNames = QVariantMap{{"11", "Manual"}};
         const QDate from(2026, 3, 3);
         const QDate to(2026, 3, 10);
         const int id =

@@ -15,7 +15,11 @@ public:
         ++probes;
         return window;
     }
-    int idleSeconds() override { return idle; }
+    int idleSeconds() override
+    {
+        ++idleQuestions;
+        return idle;
+    }
     QIcon iconForPath(const QString& path) override { return icons.value(path); }
     void hideApplication() override { ++hides; }
 
@@ -31,5 +35,6 @@ public:
     int idle = 0;
     QHash<QString, QIcon> icons;
     int probes = 0;
+    int idleQuestions = 0;
     int hides = 0;
 };

@@ -183,8 +183,8 @@ bool ServiceFixture::reset()
 void ServiceFixture::pointRegistryHere() const
 {
     Registry::drop();
-    (*Registry::instance())[QStringLiteral("RealApiBaseUrl")] = base;
-    (*Registry::instance())[QStringLiteral("UserAgent")] = QStringLiteral("VerrinPlus/1.0.10 Linux");
+    Registry::instance()->setApiBaseUrl(base);
+    Registry::instance()->setUserAgent(QStringLiteral("VerrinPlus/1.0.10 Linux"));
 }
 
 bool ServiceFixture::makeSelfSignedCertificate(const QString& folder, QString* certFile, QString* keyFile,

@@ -50,10 +50,7 @@ class TestApiRequest : public QObject
     Q_OBJECT
 
 private:
-    void useService(const ServiceFixture& fixture)
-    {
-        (*Registry::instance())[QStringLiteral("RealApiBaseUrl")] = fixture.baseUrl();
-    }
+    void useService(const ServiceFixture& fixture) { Registry::instance()->setApiBaseUrl(fixture.baseUrl()); }
 
     ServiceFixture* service = nullptr;
     QNetworkAccessManager manager;
@@ -64,7 +61,7 @@ private slots:
     {
         service = new ServiceFixture();
         QVERIFY2(service->isRunning(), qPrintable(service->error()));
-        (*Registry::instance())[QStringLiteral("UserAgent")] = userAgent;
+        Registry::instance()->setUserAgent(userAgent);
     }
 
     void cleanupTestCase()

@@ -154,7 +154,7 @@ void TestDragAndDrop::init()
     model->initTree(kDay, 0);
     view->expandAll();
 
-    (*Registry::instance())["isLoggedIn"] = true;
+    Registry::instance()->setLoggedIn(true);
     projects = std::make_unique<ProjectsTree>();
     projects->setPrompter(&prompter);
     projects->showCatalogueReply(true, sampleCatalogueReply());
@@ -324,7 +324,7 @@ void TestDragAndDrop::dropsOffTasksAreRefused()
     QFETCH(bool, signedIn);
     QFETCH(QByteArray, bytes);
     QFETCH(bool, enterAccepted);
-    (*Registry::instance())["isLoggedIn"] = signedIn;
+    Registry::instance()->setLoggedIn(signedIn);
     QMimeData data;
     if (bytes.isEmpty()) {
         data.setText("1");

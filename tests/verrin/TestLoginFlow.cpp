@@ -85,8 +85,8 @@ private slots:
 
     void refusalBringsTheDialogBack()
     {
-        registry()[QStringLiteral("Username")] = QStringLiteral("demo-less@verrin.test");
-        registry()[QStringLiteral("Password")] = QStringLiteral("stale");
+        registry().setUsername(QStringLiteral("demo-less@verrin.test"));
+        registry().setPassword(QStringLiteral("stale"));
         QList<FormSeen> seen;
         answerLogin(&seen, QStringLiteral("still wrong"), false);
         Session session(&manager, &prompter, nullptr);
@@ -108,14 +108,14 @@ private slots:
         QCOMPARE(seen.at(0).error, QStringLiteral("Invalid email or password"));
         QVERIFY(seen.at(0).errorVisible);
         QCOMPARE(seen.at(1).error, QStringLiteral("Invalid email or password"));
-        QVERIFY(!registry().value("isLoggedIn").toBool());
-        QCOMPARE(registry().value("Password").toString(), QStringLiteral("stale"));
+        QVERIFY(!registry().isLoggedIn());
+        QCOMPARE(registry().password(), QStringLiteral("stale"));
     }
 
     void correctedPasswordSignsIn()
     {
-        registry()[QStringLiteral("Username")] = QStringLiteral("tester@verrin.test");
-        registry()[QStringLiteral("Password")] = QStringLiteral("stale");
+        registry().setUsername(QStringLiteral("tester@verrin.test"));
+        registry().setPassword(QStringLiteral("stale"));
         QList<FormSeen> seen;
         answerLogin(&seen, QStringLiteral("p+ss &=w%rd ü/?#"), true);
         Session session(&manager, &prompter, nullptr);
@@ -123,9 +123,9 @@ private slots:
         QVERIFY(session.login(&prompt));
         QCOMPARE(seen.size(), 1);
         QCOMPARE(seen.at(0).error, QStringLiteral("Invalid email or password"));
-        QVERIFY(registry().value("isLoggedIn").toBool());
-        QCOMPARE(registry().value("Password").toString(), QStringLiteral("p+ss &=w%rd ü/?#"));
-        QCOMPARE(registry().value("AuthUser").toMap().value("realname").toString(), QStringLiteral("Tess Tester"));
+        QVERIFY(registry().isLoggedIn());
+        QCOMPARE(registry().password(), QStringLiteral("p+ss &=w%rd ü/?#"));
+        QCOMPARE(registry().authUser().realname, QStringLiteral("Tess Tester"));
     }
 
     void emptyFormStartsWithoutErrorLine()

@@ -115,12 +115,15 @@ private slots:
         QFETCH(QString, key);
         QFETCH(QString, id);
         QFETCH(QString, value);
-        Catalogue catalogue;
-        QVERIFY(ProjectsCatalogue::parse(sampleCatalogueReply(), catalogue));
-        ProjectsCatalogue::storeMaps(ProjectsCatalogue::buildMaps(catalogue));
-        const QVariantMap map = Registry::instance()->value(key).toMap();
-        QCOMPARE(map.value(id).toString(), value);
-        QCOMPARE(Registry::instance()->value(QStringLiteral("mapTaskNames")).toMap().size(), 10);
+        QVERIFY(ProjectsCatalogue::keep(sampleCatalogueReply()));
+        const CatalogueMaps& maps = Registry::instance()->catalogueMaps();
+        const QHash<QString, QVariantMap> byKey{{"mapProjectNames", maps.projectNames},
+                                                {"mapTasklistNames", maps.tasklistNames},
+                                                {"mapTaskNames", maps.taskNames},
+                                                {"mapTaskParentProjects", maps.taskParentProjects},
+                                                {"mapTaskParentTasklists", maps.taskParentTasklists}};
+        QCOMPARE(byKey.value(key).value(id).toString(), value);
+        QCOMPARE(maps.taskNames.size(), 10);
     }
 
     void refusesBrokenAndHostileText_data()
@@ -166,10 +169,12 @@ private slots:
         QVERIFY(!ProjectsCatalogue::parse(xml, catalogue, &error));
         QVERIFY2(error.contains(reason), qPrintable(error));
         QVERIFY(catalogue.projects.isEmpty());
-        // The cached-text editors leave such text alone.
-        QString editError;
-        QCOMPARE(ProjectsCatalogue::addTaskToXml(xml, 1, 1, {{QStringLiteral("id"), 5}}, &editError), xml);
-        QVERIFY(!editError.isEmpty());
+        // Kept as a reply, such text forgets the catalogue; the maps still name linked time.
+        QVERIFY(ProjectsCatalogue::keep(sampleCatalogueReply()));
+        QVERIFY(!ProjectsCatalogue::keep(xml));
+        QVERIFY(!Registry::instance()->catalogueLoaded());
+        QVERIFY(Registry::instance()->catalogue().projects.isEmpty());
+        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
     }
 
     void skipsElementsWithoutUsableIds_data()
@@ -210,33 +215,6 @@ private slots:
         QCOMPARE(catalogue.problems.size(), problems);
     }
 
-    void addsTaskToCachedText()
-    {
-        const QVariantMap task{{QStringLiteral("id"), QStringLiteral("900")},
-                               {QStringLiteral("name"), QStringLiteral("Größe prüfen")},
-                               {QStringLiteral("tasklist_id"), QStringLiteral("204")},
-                               {QStringLiteral("complete"), QStringLiteral("0")},
-                               {QStringLiteral("billable"), QStringLiteral("1")},
-                               {QStringLiteral("description"), QStringLiteral("\"quoted\" & <angled>")},
-                               {QStringLiteral("price_per_hour"), QString()},
-                               {QStringLiteral("due_date"), QString()}};
-        QString error;
-        const QString xml = ProjectsCatalogue::addTaskToXml(sampleCatalogueReply(), 102, 204, task, &error);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
-        Catalogue catalogue;
-        QVERIFY(ProjectsCatalogue::parse(xml, catalogue));
-        CatalogueTask added;
-        int projectId = 0;
-        int tasklistId = 0;
-        QVERIFY(catalogue.findTask(900, &added, &projectId, &tasklistId));
-        QCOMPARE(projectId, 102);
-        QCOMPARE(tasklistId, 204);
-        QCOMPARE(added.name, QStringLiteral("Größe prüfen"));
-        QCOMPARE(added.description, QStringLiteral("\"quoted\" & <angled>"));
-        QVERIFY(added.isOpen());
-        QCOMPARE(taskIds(catalogue).size(), 11);
-    }
-
     void refusesEditsOfUnknownParents_data()
     {
         QTest::addColumn<QString>("what");
@@ -253,32 +231,34 @@ private slots:
         QFETCH(QString, what);
         QFETCH(int, projectId);
         QFETCH(int, tasklistId);
-        const QString xml = sampleCatalogueReply();
-        const QVariantMap values{{QStringLiteral("id"), QStringLiteral("900")}, {QStringLiteral("name"), "x"}};
+        QVERIFY(ProjectsCatalogue::keep(sampleCatalogueReply()));
+        const Catalogue& catalogue = Registry::instance()->catalogue();
+        const QList<int> before = taskIds(catalogue);
+        const qsizetype lists = catalogue.project(101)->taskLists.size();
         QString error;
-        QString result;
+        bool done = true;
         if (what == QLatin1String("task")) {
-            result = ProjectsCatalogue::addTaskToXml(xml, projectId, tasklistId, values, &error);
+            done = ProjectsCatalogue::recordAddedTask(projectId, tasklistId, 900, "x", QString(), false, &error);
         } else if (what == QLatin1String("tasklist")) {
-            result = ProjectsCatalogue::addTaskListToXml(xml, projectId, values, &error);
+            done = ProjectsCatalogue::recordAddedTaskList(projectId, 900, "x", &error);
         } else {
-            result = ProjectsCatalogue::completeTaskInXml(xml, 999, &error);
+            done = ProjectsCatalogue::recordCompletedTask(999, &error);
         }
-        QCOMPARE(result, xml);
+        QVERIFY(!done);
         QVERIFY(!error.isEmpty());
+        QCOMPARE(taskIds(catalogue), before);
+        QCOMPARE(catalogue.project(101)->taskLists.size(), lists);
     }
 
     void recordsAddedTaskListThenTask()
     {
-        ProjectsCatalogue::storeXml(sampleCatalogueReply());
-        Catalogue before = ProjectsCatalogue::cached();
-        ProjectsCatalogue::storeMaps(ProjectsCatalogue::buildMaps(before));
+        QVERIFY(ProjectsCatalogue::keep(sampleCatalogueReply()));
 
         QVERIFY(ProjectsCatalogue::recordAddedTaskList(104, 250, QStringLiteral("Année 2027")));
         QVERIFY(
             ProjectsCatalogue::recordAddedTask(104, 250, 950, QStringLiteral("Budget"), QStringLiteral("Q1"), true));
 
-        const Catalogue after = ProjectsCatalogue::cached();
+        const Catalogue& after = Registry::instance()->catalogue();
         const CatalogueTaskList* list = after.taskList(104, 250);
         QVERIFY(list);
         QCOMPARE(list->name, QStringLiteral("Année 2027"));
@@ -291,7 +271,7 @@ private slots:
         QVERIFY(task.isOpen());
         QVERIFY(task.pricePerHour.isEmpty() && task.dueDate.isEmpty());
 
-        const CatalogueMaps maps = ProjectsCatalogue::storedMaps();
+        const CatalogueMaps& maps = Registry::instance()->catalogueMaps();
         QCOMPARE(maps.tasklistNames.value("250").toString(), QStringLiteral("Année 2027"));
         QCOMPARE(maps.taskNames.value("950").toString(), QStringLiteral("Budget"));
         QCOMPARE(maps.taskParentProjects.value("950").toString(), QStringLiteral("104"));
@@ -299,7 +279,7 @@ private slots:
         // What was there before is untouched.
         QCOMPARE(maps.taskNames.value("309").toString(), QStringLiteral("Quarterly report"));
         QCOMPARE(maps.projectNames.size(), 4);
-        // Maps rebuilt from the updated text agree with the maps updated in place.
+        // Maps rebuilt from the updated catalogue agree with the maps updated in place.
         const CatalogueMaps rebuilt = ProjectsCatalogue::buildMaps(after);
         QCOMPARE(rebuilt.taskNames, maps.taskNames);
         QCOMPARE(rebuilt.tasklistNames, maps.tasklistNames);
@@ -311,21 +291,21 @@ private slots:
         QString error;
         QVERIFY(!ProjectsCatalogue::recordAddedTask(101, 201, 960, QStringLiteral("Orphan"), QString(), false, &error));
         QVERIFY(!error.isEmpty());
-        QCOMPARE(ProjectsCatalogue::storedMaps().taskNames.value("960").toString(), QStringLiteral("Orphan"));
-        QVERIFY(ProjectsCatalogue::cachedXml().isEmpty());
+        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.value("960").toString(), QStringLiteral("Orphan"));
+        QVERIFY(!Registry::instance()->catalogueLoaded());
     }
 
     void recordsCompletedTask()
     {
-        ProjectsCatalogue::storeXml(sampleCatalogueReply());
-        ProjectsCatalogue::storeMaps(ProjectsCatalogue::buildMaps(ProjectsCatalogue::cached()));
+        QVERIFY(ProjectsCatalogue::keep(sampleCatalogueReply()));
         QVERIFY(ProjectsCatalogue::recordCompletedTask(304));
-        const Catalogue after = ProjectsCatalogue::cached();
+        const Catalogue& after = Registry::instance()->catalogue();
         CatalogueTask task;
         QVERIFY(after.findTask(304, &task));
         QCOMPARE(task.complete, QStringLiteral("1"));
         QVERIFY(!taskIds(after.openTasksOnly()).contains(304));
-        QCOMPARE(ProjectsCatalogue::storedMaps().taskNames.value("304").toString(), QStringLiteral("Landing page"));
+        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.value("304").toString(),
+                 QStringLiteral("Landing page"));
     }
 
     void readsIdsOfAddReplies_data()

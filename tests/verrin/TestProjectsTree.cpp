@@ -41,7 +41,7 @@ QTreeWidgetItem* itemOf(const ProjectsTree& tree, const QString& kind, int id)
 
 void signIn(bool on)
 {
-    (*Registry::instance())[QStringLiteral("isLoggedIn")] = on;
+    Registry::instance()->setLoggedIn(on);
 }
 
 void pressOk(QWidget* dialog)
@@ -101,8 +101,8 @@ private slots:
         // Completed tasks never show; the empty backlog does, so tasks can be added to it.
         QCOMPARE(shownIds(*tree, "task"), (QList<int>{301, 303, 304, 305, 306, 308, 309}));
         QVERIFY(tree->locateTaskList(102, 204));
-        QCOMPARE(ProjectsCatalogue::cachedXml(), sampleCatalogueReply());
-        QCOMPARE(ProjectsCatalogue::storedMaps().taskNames.size(), 10);
+        QVERIFY(Registry::instance()->catalogueLoaded());
+        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
     }
 
     void filtersByWordsAndPhrases_data()
@@ -132,7 +132,7 @@ private slots:
             QCOMPARE(tree->topLevelItemCount(), 0);
         }
         // Filtering hides, it never forgets: the maps still name everything.
-        QCOMPARE(ProjectsCatalogue::storedMaps().taskNames.size(), 10);
+        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
         tree->applyFilter(QString());
         QCOMPARE(shownIds(*tree, "task").size(), 7);
     }
@@ -153,7 +153,7 @@ private slots:
         QCOMPARE(prompter.calls.first().kind, QStringLiteral("warn"));
         QCOMPARE(prompter.calls.first().title, QStringLiteral("Error"));
         QCOMPARE(prompter.calls.first().text, QStringLiteral("Could not load projects tree"));
-        QCOMPARE(ProjectsCatalogue::cachedXml(), refused);
+        QVERIFY(!Registry::instance()->catalogueLoaded());
         // Typing a filter over a bad cache stays quiet.
         tree->applyFilter(QStringLiteral("x"));
         QCOMPARE(prompter.calls.size(), 1);
@@ -164,7 +164,7 @@ private slots:
         tree->showCatalogueReply(false, QString());
         QVERIFY(prompter.calls.isEmpty());
         QVERIFY(tree->topLevelItemCount() > 0);
-        QVERIFY(ProjectsCatalogue::cachedXml().isEmpty());
+        QVERIFY(!Registry::instance()->catalogueLoaded());
     }
 
     void selectionGivesIds_data()
@@ -230,8 +230,8 @@ private slots:
 
     void projectWithoutListsOffersNoAddTask()
     {
-        ProjectsCatalogue::storeXml(QStringLiteral("<rsp status=\"ok\"><projects><project id=\"5\" name=\"Bare\">"
-                                                   "<client name=\"C\"/></project></projects></rsp>"));
+        ProjectsCatalogue::keep(QStringLiteral("<rsp status=\"ok\"><projects><project id=\"5\" name=\"Bare\">"
+                                               "<client name=\"C\"/></project></projects></rsp>"));
         tree->applyFilter(QString());
         tree->prepareMenu(tree->locateProject(5));
         QVERIFY(!tree->findChild<QAction*>("actionAddTask")->isEnabled());
@@ -259,7 +259,7 @@ private slots:
         tree->taskCompleted(303, true);
         QTRY_VERIFY(!tree->locateTask(101, 201, 303));
         CatalogueTask task;
-        QVERIFY(ProjectsCatalogue::cached().findTask(303, &task));
+        QVERIFY(Registry::instance()->catalogue().findTask(303, &task));
         QCOMPARE(task.complete, QStringLiteral("1"));
         tree->applyFilter(QString());
         QVERIFY(!tree->locateTask(101, 201, 303));
@@ -276,7 +276,7 @@ private slots:
         QVERIFY(item);
         QVERIFY(item->font(0).strikeOut());
         CatalogueTask task;
-        QVERIFY(ProjectsCatalogue::cached().findTask(304, &task));
+        QVERIFY(Registry::instance()->catalogue().findTask(304, &task));
         QVERIFY(task.isOpen());
     }
 
@@ -305,7 +305,8 @@ private slots:
         QTreeWidgetItem* added = tree->locateTask(101, 202, 400);
         QVERIFY(added);
         QVERIFY(!added->icon(0).pixmap(16).isNull());
-        QCOMPARE(ProjectsCatalogue::storedMaps().taskParentTasklists.value("400").toString(), QStringLiteral("202"));
+        QCOMPARE(Registry::instance()->catalogueMaps().taskParentTasklists.value("400").toString(),
+                 QStringLiteral("202"));
         // A rebuild from the cache keeps it.
         tree->applyFilter(QString());
         QVERIFY(tree->locateTask(101, 202, 400));
@@ -327,7 +328,8 @@ private slots:
 
         tree->taskListAdded(103, 260, QStringLiteral("Getränke"));
         QVERIFY(tree->locateTaskList(103, 260));
-        QCOMPARE(ProjectsCatalogue::storedMaps().tasklistNames.value("260").toString(), QStringLiteral("Getränke"));
+        QCOMPARE(Registry::instance()->catalogueMaps().tasklistNames.value("260").toString(),
+                 QStringLiteral("Getränke"));
         tree->applyFilter(QString());
         QCOMPARE(tree->locateTaskList(103, 260)->text(0), QStringLiteral("Getränke"));
     }

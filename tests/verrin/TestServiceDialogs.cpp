@@ -16,6 +16,13 @@
 #include <memory>
 
 namespace {
+Catalogue sampleCatalogue()
+{
+    Catalogue catalogue;
+    ProjectsCatalogue::parse(sampleCatalogueReply(), catalogue);
+    return catalogue;
+}
+
 template <typename T>
 T* child(QWidget* parent, const char* name)
 {
@@ -40,7 +47,7 @@ std::unique_ptr<QDialog> makeNameDialog(const QString& which, QLineEdit** nameFi
 {
     if (which == QLatin1String("task")) {
         auto dialog = std::make_unique<AddTaskDialog>();
-        dialog->populateData(sampleCatalogueReply());
+        dialog->populateData(sampleCatalogue());
         dialog->projectId = 101;
         dialog->tasklistId = 202;
         dialog->putData();
@@ -48,7 +55,7 @@ std::unique_ptr<QDialog> makeNameDialog(const QString& which, QLineEdit** nameFi
         return dialog;
     }
     auto dialog = std::make_unique<AddTaskListDialog>();
-    dialog->populateData(sampleCatalogueReply());
+    dialog->populateData(sampleCatalogue());
     dialog->projectId = 103;
     dialog->putData();
     *nameField = child<QLineEdit>(dialog.get(), "editTaskListName");
@@ -65,7 +72,7 @@ private slots:
     {
         AddTaskDialog dialog;
         QCOMPARE(dialog.windowTitle(), QStringLiteral("Add Task"));
-        dialog.populateData(sampleCatalogueReply());
+        dialog.populateData(sampleCatalogue());
         auto* projects = child<QComboBox>(&dialog, "cbProjects");
         auto* lists = child<QComboBox>(&dialog, "cbTaskLists");
         QCOMPARE(comboTexts(projects), (QStringList{"Website Relaunch", "Mobile App", "Café Menü", "Internal"}));
@@ -98,7 +105,7 @@ private slots:
     void unknownIdsFallBackToTheFirstEntries()
     {
         AddTaskDialog dialog;
-        dialog.populateData(sampleCatalogueReply());
+        dialog.populateData(sampleCatalogue());
         dialog.projectId = 999;
         dialog.tasklistId = 999;
         dialog.putData();
@@ -108,7 +115,7 @@ private slots:
 
         AddTaskListDialog listDialog;
         QCOMPARE(listDialog.windowTitle(), QStringLiteral("Add Task List"));
-        listDialog.populateData(sampleCatalogueReply());
+        listDialog.populateData(sampleCatalogue());
         listDialog.projectId = 0;
         listDialog.putData();
         listDialog.getData();

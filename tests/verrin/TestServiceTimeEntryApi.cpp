@@ -4,6 +4,7 @@
 #include "RecordedRows.h"
 #include "ServiceFixture.h"
 #include "app/Registry.h"
+#include "store/Database.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/EntryLinker.h"
 #include "verrin/LinkCheck.h"
@@ -11,7 +12,6 @@
 #include "verrin/LinkRecovery.h"
 #include "verrin/Linking.h"
 #include "verrin/ServiceTimeEntryApi.h"
-#include "store/Database.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -164,8 +164,8 @@ private slots:
         prompter.answers.clear();
         prompter.choices.clear();
         service->pointRegistryHere();
-        registry()[QStringLiteral("ApiKey")] = QStringLiteral("test-api-key");
-        registry()[QStringLiteral("AuthToken")] = QStringLiteral("valid-token");
+        registry().setApiKey(QStringLiteral("test-api-key"));
+        registry().setAuthToken(QStringLiteral("valid-token"));
     }
 
     void addUpdateRemove()

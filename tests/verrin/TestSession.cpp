@@ -223,7 +223,7 @@ private slots:
         if (expected) {
             QCOMPARE(user.value("id").toString(), QStringLiteral("1"));
             QCOMPARE(user.value("username").toString(), QStringLiteral("tester"));
-            QCOMPARE(registry().value("ApiKey").toString(), QStringLiteral("test-api-key"));
+            QCOMPARE(registry().apiKey(), QStringLiteral("test-api-key"));
         }
     }
 
@@ -270,8 +270,8 @@ private slots:
         QFETCH(QString, expectedStoredPassword);
         QFETCH(QString, expectedIndicator);
 
-        registry()[QStringLiteral("Username")] = storedUser;
-        registry()[QStringLiteral("Password")] = storedPassword;
+        registry().setUsername(storedUser);
+        registry().setPassword(storedPassword);
         FakeLoginPrompt form;
         form.answers.append(answers);
         Session session(&manager, &prompter, nullptr);
@@ -282,17 +282,17 @@ private slots:
 
         QCOMPARE(session.login(&form), expected);
         QCOMPARE(form.shown, expectedForms);
-        QCOMPARE(registry().value("Password").toString(), expectedStoredPassword);
+        QCOMPARE(registry().password(), expectedStoredPassword);
         QCOMPARE(session.isLoggedIn(), expected);
-        QCOMPARE(registry().value("isLoggedIn").toBool(), expected);
+        QCOMPARE(registry().isLoggedIn(), expected);
         QCOMPARE(signedIn.count(), expected ? 1 : 0);
         QCOMPARE(loggedInChanged.count(), expected ? 1 : 0);
         QCOMPARE(indicator.isEmpty() ? QString() : indicator.last().at(0).toString(), expectedIndicator);
         QCOMPARE(messages.last(), QStringLiteral("Ready"));
         QCOMPARE(boxes(prompter), QString());
         if (expected) {
-            QVERIFY(!registry().value("AuthToken").toString().isEmpty());
-            QVERIFY(!registry().value("AuthUser").toMap().value("id").toString().isEmpty());
+            QVERIFY(!registry().authToken().isEmpty());
+            QVERIFY(!registry().authUser().id.isEmpty());
             QVERIFY(messages.contains(QStringLiteral("Loading projects...")));
         }
     }
@@ -302,8 +302,8 @@ private slots:
         ServiceFixture::FaultOptions once;
         once.times = 1;
         QVERIFY(service->setFault(QStringLiteral("verrin.auth.login"), QStringLiteral("http500"), once));
-        registry()[QStringLiteral("Username")] = testerEmail;
-        registry()[QStringLiteral("Password")] = testerPassword;
+        registry().setUsername(testerEmail);
+        registry().setPassword(testerPassword);
         FakeLoginPrompt form;
         form.answers << testerEmail + "|" + testerPassword + "|";
         Session session(&manager, &prompter, nullptr);
@@ -331,7 +331,7 @@ private slots:
         QFETCH(int, expectedForms);
         QFETCH(bool, tokenKept);
 
-        registry()[QStringLiteral("AuthToken")] = storedToken;
+        registry().setAuthToken(storedToken);
         FakeLoginPrompt form;
         form.answers << testerEmail + "|" + testerPassword + "|";
         Session session(&manager, &prompter, nullptr);
@@ -341,8 +341,8 @@ private slots:
         QCOMPARE(form.shown.size(), expectedForms);
         QVERIFY(session.isLoggedIn());
         QCOMPARE(signedIn.count(), 1);
-        QCOMPARE(registry().value("AuthToken").toString() == storedToken, tokenKept);
-        QCOMPARE(registry().value("AuthUser").toMap().value("username").toString(), QStringLiteral("tester"));
+        QCOMPARE(registry().authToken() == storedToken, tokenKept);
+        QCOMPARE(registry().authUser().username, QStringLiteral("tester"));
         QCOMPARE(boxes(prompter), QString());
     }
 
@@ -368,11 +368,11 @@ private slots:
         QFETCH(QString, expectedBoxes);
         QFETCH(bool, tokenDeadOnService);
 
-        registry()[QStringLiteral("Username")] = testerEmail;
-        registry()[QStringLiteral("Password")] = testerPassword;
+        registry().setUsername(testerEmail);
+        registry().setPassword(testerPassword);
         Session session(&manager, &prompter, nullptr);
         QVERIFY(session.login(nullptr));
-        const QString token = registry().value("AuthToken").toString();
+        const QString token = registry().authToken();
         if (!fault.isEmpty())
             QVERIFY(service->setFault(QStringLiteral("verrin.auth.logout"), fault));
 
@@ -383,9 +383,9 @@ private slots:
 
         // The session is gone locally whatever the service said.
         QVERIFY(!session.isLoggedIn());
-        QCOMPARE(registry().value("isLoggedIn").toBool(), false);
-        QCOMPARE(registry().value("AuthToken").toString(), QString());
-        QVERIFY(registry().value("AuthUser").toMap().isEmpty());
+        QCOMPARE(registry().isLoggedIn(), false);
+        QCOMPARE(registry().authToken(), QString());
+        QVERIFY(registry().authUser().id.isEmpty());
         QCOMPARE(loggedInChanged.count(), 1);
         QCOMPARE(loggedInChanged.at(0).at(0).toBool(), false);
         QCOMPARE(signedOut.count(), 1);

@@ -89,8 +89,8 @@ private:
 
     void storeCredentials()
     {
-        registry()[QStringLiteral("Username")] = QStringLiteral("tester@verrin.test");
-        registry()[QStringLiteral("Password")] = QStringLiteral("p+ss &=w%rd ü/?#");
+        registry().setUsername(QStringLiteral("tester@verrin.test"));
+        registry().setPassword(QStringLiteral("p+ss &=w%rd ü/?#"));
     }
 
     // Starts with stored credentials and waits until the catalogue is shown.
@@ -160,7 +160,7 @@ private slots:
         QFETCH(bool, signedIn);
         QFETCH(int, logins);
 
-        registry()[QStringLiteral("AuthToken")] = token;
+        registry().setAuthToken(token);
         if (credentials)
             storeCredentials();
         bool formShown = false;
@@ -190,9 +190,10 @@ private slots:
         QCOMPARE(shown(tree(), QStringLiteral("client")), (QStringList{"Acme Corp", "Zürich Bäckerei"}));
         // Completed tasks stay out of the tree but are named in the maps, since linked time may use them.
         QVERIFY(!shown(tree(), QStringLiteral("task")).contains(QStringLiteral("Logo")));
-        QCOMPARE(registry().value(QStringLiteral("mapTaskNames")).toMap().value(QStringLiteral("1001")).toString(),
-                 QStringLiteral("Logo"));
-        QVERIFY(registry().value(QStringLiteral("XmlProjectsList")).toString().contains(QLatin1String("Mockups")));
+        QCOMPARE(registry().catalogueMaps().taskNames.value(QStringLiteral("1001")).toString(), QStringLiteral("Logo"));
+        QVERIFY(ProjectsCatalogue::buildMaps(registry().catalogue())
+                    .taskNames.values()
+                    .contains(QStringLiteral("Mockups")));
         QCOMPARE(prompter.calls.size(), 0);
     }
 

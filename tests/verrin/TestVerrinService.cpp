@@ -68,7 +68,7 @@ private slots:
     {
         service = new ServiceFixture();
         QVERIFY2(service->isRunning(), qPrintable(service->error()));
-        (*Registry::instance())[QStringLiteral("RealApiBaseUrl")] = service->baseUrl();
+        Registry::instance()->setApiBaseUrl(service->baseUrl());
     }
 
     void cleanupTestCase()
@@ -291,7 +291,7 @@ private slots:
         // A restarted service keeps its data and does not seed twice.
         service->stop();
         QVERIFY2(service->start(), qPrintable(service->error()));
-        (*Registry::instance())[QStringLiteral("RealApiBaseUrl")] = service->baseUrl();
+        Registry::instance()->setApiBaseUrl(service->baseUrl());
         root = call("verrin.entries.getInfo", "get", session({{"entry_id", second}}), &status);
         QCOMPARE(status, QStringLiteral("ok"));
         QCOMPARE(root.firstChildElement("entry").firstChildElement("description").text(), QStringLiteral("two"));

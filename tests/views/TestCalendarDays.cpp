@@ -43,7 +43,7 @@ void TestCalendarDays::marksOnlyUnlinkedTimeOfShownApplications()
     DayFixture::link(linked, 1, 2, 3);
     DayFixture::addEntry(editor, "d", "2026-11-05 23:59:59", "2026-11-06 00:30:00");
     DayFixture::addEntry(editor, "e", "2026-12-01 00:00:00", "2026-12-01 00:00:10");
-    (*Registry::instance())["IgnoredApps"] = QStringList{"/it's \"excluded\""};
+    Registry::instance()->setIgnoredApps(QStringList{"/it's \"excluded\""});
     QCOMPARE(CalendarDays::daysWithUnlinkedTime(QDate(2026, 11, 1), QDate(2026, 11, 30)),
              (QList<QDate>{QDate(2026, 11, 2), QDate(2026, 11, 5)}));
     QCOMPARE(CalendarDays::daysWithUnlinkedTime(QDate(2026, 11, 3), QDate(2026, 12, 1), {}),

@@ -153,7 +153,7 @@ void TestDayTrees::buildsTheDay()
     QFETCH(QStringList, ignored);
     QFETCH(QString, expected);
     addStandardDay();
-    (*Registry::instance())[QStringLiteral("IgnoredApps")] = ignored;
+    Registry::instance()->setIgnoredApps(ignored);
     TreeModel model(false);
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
     model.setGroupByHour(byHour);
@@ -226,11 +226,26 @@ void TestDayTrees::liveTitleCrossingTheThresholdComesInWhole()
     // A rebuild shows the same.
     model.refreshTree();
     QCOMPARE(DayFixture::outline(model.root()), expected);
+
+    // Later pieces of a shown title go in (the second without asking the database again), a hidden
+    // title of the same application stays hidden, and a rebuild agrees.
+    const auto add = [&](const QString& title, const QString& start, const QString& end) {
+        const int piece = DayFixture::addEntry(editor, title, start, end);
+        model.addTime(at(start), at(end), app("/usr/share/applications/editor.desktop", "Editor", title), editor,
+                      piece);
+    };
+    add("notes.txt", "2026-11-15 15:00:00", "2026-11-15 15:00:10");
+    add("other", "2026-11-15 15:00:10", "2026-11-15 15:00:20");
+    add("notes.txt", "2026-11-15 15:00:20", "2026-11-15 15:00:25");
+    QCOMPARE(model.getTotalTime(), 85);
+    const QString live = DayFixture::outline(model.root());
+    model.refreshTree();
+    QCOMPARE(DayFixture::outline(model.root()), live);
 }
 
 void TestDayTrees::liveAdditionSkipsWhatTheDayDoesNotShow()
 {
-    (*Registry::instance())[QStringLiteral("IgnoredApps")] = QStringList{"/usr/bin/term"};
+    Registry::instance()->setIgnoredApps(QStringList{"/usr/bin/term"});
     TreeModel model(false);
     model.initTree(kDay, 0);
     model.setFilter(QStringLiteral("notes"));
@@ -354,12 +369,11 @@ void TestDayTrees::linkedTreeGroupsAndNames()
     DayFixture::link(b, 30, 10, 20, "Stored task", "Stored project", "Stored list");
     DayFixture::link(c, 31, 10, 20, "Task 31", "Stored project", "Stored list");
     if (catalogue) {
-        Registry& registry = *Registry::instance();
-        registry["mapProjectNames"] = QVariantMap{{"10", "Catalogue project"}};
-        registry["mapTasklistNames"] = QVariantMap{{"20", "Catalogue list"}};
-        registry["mapTaskNames"] = QVariantMap{{"30", "Catalogue task"}};
-        registry["mapTaskParentProjects"] = QVariantMap{{"30", "10"}, {"31", "10"}};
-        registry["mapTaskParentTasklists"] = QVariantMap{{"30", "20"}, {"31", "20"}};
+        Registry::instance()->setCatalogueMaps({{{"10", "Catalogue project"}},
+                                                {{"20", "Catalogue list"}},
+                                                {{"30", "Catalogue task"}},
+                                                {{"30", "10"}, {"31", "10"}},
+                                                {{"30", "20"}, {"31", "20"}}});
     }
     TreeModel model(true);
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
@@ -376,12 +390,11 @@ void TestDayTrees::linkedTreeGroupsAndNames()
 
 void TestDayTrees::linkingLiveGroupsByTask()
 {
-    Registry& registry = *Registry::instance();
-    registry["mapProjectNames"] = QVariantMap{{"10", "Website"}};
-    registry["mapTasklistNames"] = QVariantMap{{"20", "Design"}};
-    registry["mapTaskNames"] = QVariantMap{{"30", "Logo"}, {"31", "Colours"}};
-    registry["mapTaskParentProjects"] = QVariantMap{{"30", "10"}, {"31", "10"}};
-    registry["mapTaskParentTasklists"] = QVariantMap{{"30", "20"}, {"31", "20"}};
+    Registry::instance()->setCatalogueMaps({{{"10", "Website"}},
+                                            {{"20", "Design"}},
+                                            {{"30", "Logo"}, {"31", "Colours"}},
+                                            {{"30", "10"}, {"31", "10"}},
+                                            {{"30", "20"}, {"31", "20"}}});
     TreeModel model(true);
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
     model.initTree(kDay, 0);
@@ -425,8 +438,9 @@ void TestDayTrees::linkingLiveGroupsByTask()
 
 void TestDayTrees::linkingUnderTheThresholdAddsNothing()
 {
-    (*Registry::instance())["mapTaskParentProjects"] = QVariantMap{{"30", "10"}};
-    (*Registry::instance())["mapTaskParentTasklists"] = QVariantMap{{"30", "20"}};
+    CatalogueMaps& maps = Registry::instance()->editCatalogueMaps();
+    maps.taskParentProjects = QVariantMap{{"30", "10"}};
+    maps.taskParentTasklists = QVariantMap{{"30", "20"}};
     const int before = DayFixture::addEntry(editor, "t", "2026-11-15 08:00:00", "2026-11-15 08:02:00");
     DayFixture::link(before, 30, 10, 20);
     TreeModel model(true);
@@ -466,8 +480,8 @@ void TestDayTrees::titleEditAndDeleteBindTheirValues()
 void TestDayTrees::reportShowsBothTrees()
 {
     addStandardDay();
-    (*Registry::instance())["IgnoredApps"] = QStringList{"verrin://idle"};
-    (*Registry::instance())["HideUnder"] = 60;
+    Registry::instance()->setIgnoredApps(QStringList{"verrin://idle"});
+    Registry::instance()->setHideUnder(60);
     QString error;
     const QString text = DayReport::render(kDay, DayReport::Format::Text, &error);
     QVERIFY2(error.isEmpty(), qPrintable(error));

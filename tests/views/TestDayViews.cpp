@@ -157,9 +157,9 @@ void TestDayViews::hideUnderAndGroupByHour()
         ui.checkGroupByHour->click();
     }
     const int seconds = ui.cbHideUnder->itemData(hideUnderIndex).toInt();
-    QCOMPARE(Registry::instance()->value("HideUnder").toInt(), seconds);
+    QCOMPARE(Registry::instance()->hideUnder(), seconds);
     QCOMPARE(views->linkedModel()->getHideUnder(), seconds);
-    QCOMPARE(Registry::instance()->value("GroupByHour").toBool(), byHour);
+    QCOMPARE(Registry::instance()->groupByHour(), byHour);
     QCOMPARE(topLevelNames(views->unlinkedModel()), topLevel);
     QCOMPARE(views->unlinkedModel()->getTotalTime(), total);
 }

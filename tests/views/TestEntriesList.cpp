@@ -134,7 +134,7 @@ void TestEntriesList::menuAndOpenNodes()
     QCOMPARE(view->menuActions(app).size(), 4);
     QCOMPARE(view->menuActions(project).size(), 2);
     QVERIFY(!view->action("actionUnlink")->isEnabled());
-    (*Registry::instance())["isLoggedIn"] = true;
+    Registry::instance()->setLoggedIn(true);
     view->menuActions(app);
     QVERIFY(view->action("actionUnlink")->isEnabled());
     QCOMPARE(view->action("actionUnlink")->shortcut(), QKeySequence("Ctrl+U"));

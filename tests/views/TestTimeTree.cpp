@@ -208,7 +208,7 @@ void TestTimeTree::menuFollowsTheNodeType()
     QCOMPARE(names(view->menuActions(awayEntry)).mid(0, 3), (QStringList{"EditDescription", "-", "Link"}));
     QCOMPARE(names(view->menuActions(QModelIndex())), (QStringList{"ExpandAll", "CollapseAll"}));
     QVERIFY(!view->action("actionLink")->isEnabled());
-    (*Registry::instance())["isLoggedIn"] = true;
+    Registry::instance()->setLoggedIn(true);
     view->menuActions(entry);
     QVERIFY(view->action("actionLink")->isEnabled());
     QCOMPARE(view->action("actionDelete")->shortcut(), QKeySequence("Delete"));
@@ -261,21 +261,21 @@ void TestTimeTree::linkingHandsTheEntriesOnAndRemovesThem()
 
 void TestTimeTree::excludingHidesTheApplication()
 {
-    (*Registry::instance())["IgnoredApps"] = QStringList{"/OTHER"};
+    Registry::instance()->setIgnoredApps(QStringList{"/OTHER"});
     select({model->findItemIndex("app", "app_path", "/s"), model->findItemIndex("app", "app_path", "/e")});
     QSignalSpy marks(view.get(), &TimeTree::datesWithZeroTimeChanged);
     view->onMenuExclude();
-    QCOMPARE(Registry::instance()->value("IgnoredApps").toStringList(), (QStringList{"/OTHER", "/s", "/e"}));
+    QCOMPARE(Registry::instance()->ignoredApps(), (QStringList{"/OTHER", "/s", "/e"}));
     QCOMPARE(model->rowCount(), 1);
     QCOMPARE(marks.count(), 1);
     QCOMPARE(countEntries(), 5);
     // A path differing only in case counts as already excluded here.
     model->refreshTree();
-    (*Registry::instance())["IgnoredApps"] = QStringList{"VERRIN://IDLE"};
+    Registry::instance()->setIgnoredApps(QStringList{"VERRIN://IDLE"});
     model->refreshTree();
     select({model->findItemIndex("app", "app_path", "verrin://idle")});
     view->onMenuExclude();
-    QCOMPARE(Registry::instance()->value("IgnoredApps").toStringList(), QStringList{"VERRIN://IDLE"});
+    QCOMPARE(Registry::instance()->ignoredApps(), QStringList{"VERRIN://IDLE"});
 }
 
 void TestTimeTree::expandedNodesSurviveSortAndRebuild()

@@ -8,7 +8,6 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPixmap>
-#include <QScopeGuard>
 #include <QWidget>
 
 #include <xcb/res.h>
@@ -355,13 +354,10 @@ ForegroundWindow X11Platform::foregroundWindow()
         lastProbedWindow = XCB_NONE;
         return {};
     }
-    takeIdleAhead();
     if (stillValid()) {
-        askIdleAhead();
         return cached;
     }
     lastProbedWindow = XCB_NONE;
-    const auto askAtEnd = qScopeGuard([this] { askIdleAhead(); });
 
     // Round trip 1: which window is active, and how long the user has been idle.
     auto activeCookie = xcb_get_property(conn, 0, root, atoms.netActiveWindow, XCB_ATOM_WINDOW, 0, 1);
@@ -459,24 +455,6 @@ ForegroundWindow X11Platform::foregroundWindow()
         windowOfPath.insert(result.path, window);
     }
     return result;
-}
-
-void X11Platform::askIdleAhead()
-{
-    if (!owned || !hasScreenSaver || idleAheadPending || xcb_connection_has_error(conn)) {
-        return;
-    }
-    idleAhead = xcb_screensaver_query_info(conn, root);
-    idleAheadPending = true;
-    xcb_flush(conn);
-}
-
-void X11Platform::takeIdleAhead()
-{
-    if (idleAheadPending) {
-        idleAheadPending = false;
-        storeIdle(idleAhead); // every reply is claimed, so none piles up in the connection
-    }
 }
 
 int X11Platform::idleSeconds()

@@ -81,14 +81,9 @@ private:
     xcb_window_t lastProbedWindow = XCB_NONE;
     // On a connection of its own the platform hears of changes instead of asking every tick: the front
     // window found last stays true until the root's active window, that window's names, class or pid
-    // change, or it is unmapped. A tick then asks nothing and waits for nothing: the idle time comes
-    // from a question sent at the end of the tick before, whose answer is already here, so an unchanged
-    // tick's idle time is up to a tick old (and the thread never sleeps waiting for the X server).
+    // change, or it is unmapped. A tick then sends nothing to the X server; the idle time is asked for
+    // only when the recorder needs it, which while the user is active is once in a few minutes.
     bool stillValid();
-    void askIdleAhead();
-    void takeIdleAhead();
-    xcb_screensaver_query_info_cookie_t idleAhead{};
-    bool idleAheadPending = false;
     void watch(xcb_window_t window);
     ForegroundWindow cached;
     xcb_window_t watched = XCB_NONE;

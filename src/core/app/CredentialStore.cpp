@@ -11,16 +11,16 @@ namespace {
 const QString kKeptInKeyring = QStringLiteral("API/SecretsInKeyring");
 const QString kNoticeGiven = QStringLiteral("Application/KeyringNoticeShown");
 
-QVariant& reg(const char* key)
+QString& reg(QString StoredSettings::*field)
 {
-    return (*Registry::instance())[QLatin1String(key)];
+    return Registry::instance()->settings().*field;
 }
 } // namespace
 
 CredentialStore::CredentialStore(QSettings& settings, SecretStore& keyring, const QString& account)
-    : settings(settings), keyring(keyring), secrets{Secret{"Password", "API/Password", true,
+    : settings(settings), keyring(keyring), secrets{Secret{&StoredSettings::password, "API/Password", true,
                                                            QStringLiteral("password ") + account, QString(), false},
-                                                    Secret{"AuthToken", "API/AuthToken", false,
+                                                    Secret{&StoredSettings::authToken, "API/AuthToken", false,
                                                            QStringLiteral("token ") + account, QString(), false}}
 {
 }
@@ -58,11 +58,11 @@ CredentialStore::Place CredentialStore::load()
                 fallBack();
                 break;
             }
-            reg(secret.registryKey) = inFile;
+            reg(secret.field) = inFile;
         } else {
-            reg(secret.registryKey) = found == SecretStore::Outcome::Done ? inKeyring : QString();
+            reg(secret.field) = found == SecretStore::Outcome::Done ? inKeyring : QString();
         }
-        secret.kept = reg(secret.registryKey).toString();
+        secret.kept = reg(secret.field);
         secret.fromKeyring = true;
         settings.remove(QLatin1String(secret.iniKey));
     }
@@ -87,7 +87,7 @@ CredentialStore::Place CredentialStore::read()
             break;
         }
         if (found == SecretStore::Outcome::Done) {
-            reg(secret.registryKey) = inKeyring;
+            reg(secret.field) = inKeyring;
         }
     }
     return where;
@@ -96,7 +96,7 @@ CredentialStore::Place CredentialStore::read()
 void CredentialStore::save()
 {
     for (Secret& secret : secrets) {
-        const QString value = reg(secret.registryKey).toString();
+        const QString value = reg(secret.field);
         if (where == Place::Keyring) {
             if (value == secret.kept) {
                 continue;

@@ -5,12 +5,13 @@
 #include <array>
 
 class Prompter;
+struct StoredSettings;
 class QSettings;
 class SecretStore;
 
 // Where the Verrin password and session token of a data folder are kept: the desktop keyring when
-// one answers, the settings file (as before) when none does. Works on the registry's "Password" and
-// "AuthToken", which SettingsFile::readIntoRegistry has already filled from the settings file.
+// one answers, the settings file (as before) when none does. Works on the registry's password and
+// token, which SettingsFile::readIntoRegistry has already filled from the settings file.
 //
 // A value found in the settings file is the newer one (an older version wrote it there, or it was
 // written while no keyring answered), so it moves into the keyring and leaves the file; it leaves
@@ -49,7 +50,7 @@ public:
 private:
     struct Secret
     {
-        const char* registryKey;
+        QString StoredSettings::*field;
         const char* iniKey;
         bool base64; // the password is kept as Base64 of its UTF-8 in the file
         QString keyringKey;

@@ -21,7 +21,7 @@ bool HeadlessDataFolder::readSettings(QString* error)
         *error = QStringLiteral("the settings file %1 cannot be read").arg(path);
         return false;
     }
-    (*Registry::instance())[QStringLiteral("UserAgent")] = SettingsFile::userAgent();
+    Registry::instance()->setUserAgent(SettingsFile::userAgent());
     SettingsFile::readIntoRegistry(settings);
     return true;
 }

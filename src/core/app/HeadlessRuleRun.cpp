@@ -9,6 +9,7 @@
 #include "rules/RuleApplier.h"
 #include "rules/RuleStore.h"
 #include "rules/TaskLinker.h"
+#include "store/util.h"
 #include "verrin/CatalogueFetch.h"
 #include "verrin/LinkCheck.h"
 #include "verrin/LinkRecovery.h"
@@ -17,20 +18,13 @@
 #include "verrin/ProjectsCatalogue.h"
 #include "verrin/ServiceTimeEntryApi.h"
 #include "verrin/Session.h"
-#include "store/util.h"
 
-#include <QSqlQuery>
 #include <QStringList>
 #include <QTextStream>
 
 namespace {
 
 constexpr int kWaitForOtherRunMs = 60000;
-
-QString value(const char* key)
-{
-    return Registry::instance()->value(QLatin1String(key)).toString();
-}
 
 // Stands in for the login form: nobody can type, so it only keeps the reason the service gave for
 // refusing the stored credentials.
@@ -56,8 +50,8 @@ public:
         HeadlessRuleRun::TaskResult result;
         result.taskId = taskId;
         result.entries = int(entryIds.size());
-        result.groups = groupsOf(entryIds);
-        result.seconds = RuleApplier::secondsOf(entryIds);
+        result.groups = RuleStore::groupCount(entryIds);
+        result.seconds = RuleStore::secondsOf(entryIds);
         result.linked = next->connectEntriesWithTask(entryIds, taskId, notes);
         results << result;
         return result.linked;
@@ -66,24 +60,6 @@ public:
     QList<HeadlessRuleRun::TaskResult> results;
 
 private:
-    static int groupsOf(const QList<int>& entryIds)
-    {
-        QStringList ids;
-        for (int id : entryIds) {
-            ids << QString::number(id);
-        }
-        // The ids are integers the rules read from the database.
-        QSqlQuery query;
-        if (ids.isEmpty() ||
-            !query.exec(QStringLiteral("SELECT COUNT(*) FROM (SELECT 1 FROM entries WHERE id IN (") +
-                        ids.join(QLatin1Char(',')) +
-                        QStringLiteral(") GROUP BY DATE(start_time), application_id, title)")) ||
-            !query.next()) {
-            return 0;
-        }
-        return query.value(0).toInt();
-    }
-
     TaskLinker* next;
 };
 
@@ -107,7 +83,7 @@ HeadlessRuleRun::~HeadlessRuleRun() = default;
 
 QString HeadlessRuleRun::taskLabel(int taskId)
 {
-    const CatalogueMaps maps = ProjectsCatalogue::storedMaps();
+    const CatalogueMaps& maps = Registry::instance()->catalogueMaps();
     const QString id = QString::number(taskId);
     const QString name = maps.taskNames.value(id).toString();
     if (name.isEmpty()) {
@@ -129,9 +105,8 @@ int HeadlessRuleRun::signIn(Prompter* prompter)
     Session::applyProxy();
     Session session(&manager, prompter, nullptr);
     if (!session.networkTest()) {
-        return fail(
-            Offline,
-            QStringLiteral("cannot reach the Verrin service at %1; nothing was linked").arg(value("RealApiBaseUrl")));
+        return fail(Offline, QStringLiteral("cannot reach the Verrin service at %1; nothing was linked")
+                                 .arg(Registry::instance()->apiBaseUrl()));
     }
     NoLoginForm form;
     session.initLogin(&form);
@@ -176,8 +151,9 @@ int HeadlessRuleRun::prepare(Prompter* prompter, bool* noRules, const QString& c
         return fail(NotSignedIn, QStringLiteral("not signed in: ") + error);
     }
     const QString keyringProblem = folder->readCredentials();
-    const bool storedToken = !value("AuthToken").isEmpty();
-    const bool storedLogin = !value("Username").isEmpty() && !value("Password").isEmpty();
+    const Registry& registry = *Registry::instance();
+    const bool storedToken = !registry.authToken().isEmpty();
+    const bool storedLogin = !registry.username().isEmpty() && !registry.password().isEmpty();
     if (!storedToken && !storedLogin) {
         if (!keyringProblem.isEmpty()) {
             return fail(NotSignedIn, QStringLiteral("not signed in: ") + keyringProblem);

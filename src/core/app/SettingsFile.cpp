@@ -1,45 +1,160 @@
 #include "app/SettingsFile.h"
 
-#include "app/Registry.h"
 #include "verrin/Session.h"
 
+#include <functional>
+
 namespace {
-Registry& reg()
+
+// How a key is used: read at start, written back at close, written by the first-run dialog.
+enum Use : unsigned
 {
-    return *Registry::instance();
+    Load = 1,
+    Save = 2,
+    FirstRun = 4,
+    Base64 = 8,    // the password: Base64 of its UTF-8 in the file
+    AsStored = 16, // read as the file has it, blank when absent, never the default
+};
+
+struct Key
+{
+    const char* ini;
+    QVariant fallback;
+    unsigned use;
+    std::function<QVariant(const StoredSettings&)> get;
+    std::function<void(StoredSettings&, const QVariant&)> set;
+};
+
+void convert(const QVariant& v, QString* out)
+{
+    *out = v.toString();
 }
+void convert(const QVariant& v, QStringList* out)
+{
+    *out = v.toStringList();
+}
+void convert(const QVariant& v, int* out)
+{
+    *out = v.toInt();
+}
+void convert(const QVariant& v, bool* out)
+{
+    *out = v.toBool();
+}
+void convert(const QVariant& v, QByteArray* out)
+{
+    *out = v.toByteArray();
+}
+
+template <typename T>
+Key key(const char* ini, const T& fallback, unsigned use, T StoredSettings::*member)
+{
+    return Key{ini, QVariant::fromValue(fallback), use,
+               [member](const StoredSettings& s) { return QVariant::fromValue(s.*member); },
+               [member](StoredSettings& s, const QVariant& v) { convert(v, &(s.*member)); }};
+}
+
+// Every key of the settings file. The password and the token are only read here: CredentialStore
+// writes them where they belong.
+const std::vector<Key>& table()
+{
+    using S = StoredSettings;
+    static const std::vector<Key> keys{
+        key("API/Url", QString::fromLatin1(SettingsFile::kDefaultApiBaseUrl), Load | AsStored | FirstRun, &S::apiUrl),
+        key("API/ApiKey", QString(), Load, &S::apiKey),
+        key("API/Username", QString(), Load | Save | FirstRun, &S::username),
+        key("API/Password", QString(), Load | FirstRun | Base64, &S::password),
+        key("API/AuthToken", QString(), Load, &S::authToken),
+        key("API/SslEnabled", true, Load | Save | FirstRun, &S::sslEnabled),
+        key("Application/Ignored", QStringList(), Load | Save, &S::ignoredApps),
+        key("Application/IdleLimit", 5, Load | Save | FirstRun, &S::idleLimit),
+        key("Application/IdleEnabled", true, Load | Save | FirstRun, &S::idleEnabled),
+        key("Application/HideUnder", 0, Load | Save, &S::hideUnder),
+        key("Application/GroupByHour", false, Load | Save, &S::groupByHour),
+        key("Application/CloseToTray", true, Load | Save | FirstRun, &S::closeToTray),
+        key("Application/MinimizeToTray", false, Load | Save | FirstRun, &S::minimizeToTray),
+        key("Application/SingleClickTrayOpen", true, Load | Save | FirstRun, &S::singleClickTrayOpen),
+        key("Application/Started", false, Save, &S::recordingStarted),
+        key("Proxy/Enabled", false, Load | Save | FirstRun, &S::proxyEnabled),
+        key("Proxy/Host", QString(), Load | Save | FirstRun, &S::proxyHost),
+        key("Proxy/Port", QString(), Load | Save | FirstRun, &S::proxyPort),
+        key("Extensions/AdobeEnabled", true, Load | Save, &S::extensionsAdobeEnabled),
+        key("Window/Geometry", QByteArray(), Save, &S::windowGeometry),
+        key("Window/State", QByteArray(), Save, &S::windowState),
+        key("Window/UnlinkedListGeometry", QByteArray(), Load | Save, &S::unlinkedListGeometry),
+        key("Window/UnlinkedListState", QByteArray(), Load | Save, &S::unlinkedListState),
+        key("Window/LinkedListGeometry", QByteArray(), Load | Save, &S::linkedListGeometry),
+        key("Window/LinkedListState", QByteArray(), Load | Save, &S::linkedListState),
+    };
+    return keys;
+}
+
+// The file's values, each key's default where it has none. `loading` keeps AsStored keys as stored.
+StoredSettings read(const QSettings& settings, bool loading)
+{
+    StoredSettings values;
+    for (const Key& k : table()) {
+        const QString name = QLatin1String(k.ini);
+        QVariant v = settings.value(name, loading && (k.use & AsStored) ? QVariant() : k.fallback);
+        if (k.use & Base64) {
+            v = SettingsFile::decodePassword(v.toString());
+        }
+        k.set(values, v);
+    }
+    return values;
+}
+
+void write(QSettings& settings, const StoredSettings& values, Use which)
+{
+    for (const Key& k : table()) {
+        if (k.use & which) {
+            const QVariant v = k.get(values);
+            settings.setValue(QLatin1String(k.ini),
+                              k.use & Base64 ? QVariant(SettingsFile::encodePassword(v.toString())) : v);
+        }
+    }
+}
+
 } // namespace
+
+StoredSettings::StoredSettings()
+{
+    for (const Key& k : table()) {
+        k.set(*this, k.fallback);
+    }
+}
+
+EditableSettings::EditableSettings(const StoredSettings& from)
+    : idleEnabled(from.idleEnabled), idleLimit(from.idleLimit), username(from.username), password(from.password),
+      proxyEnabled(from.proxyEnabled), proxyHost(from.proxyHost), proxyPort(from.proxyPort),
+      sslEnabled(from.sslEnabled), closeToTray(from.closeToTray), minimizeToTray(from.minimizeToTray),
+      singleClickTrayOpen(from.singleClickTrayOpen)
+{
+}
+
+void EditableSettings::applyTo(StoredSettings& to) const
+{
+    to.idleEnabled = idleEnabled;
+    to.idleLimit = idleLimit;
+    to.username = username;
+    to.password = password;
+    to.proxyEnabled = proxyEnabled;
+    to.proxyHost = proxyHost;
+    to.proxyPort = proxyPort;
+    to.sslEnabled = sslEnabled;
+    to.closeToTray = closeToTray;
+    to.minimizeToTray = minimizeToTray;
+    to.singleClickTrayOpen = singleClickTrayOpen;
+}
 
 EditableSettings EditableSettings::fromRegistry()
 {
-    EditableSettings s;
-    s.idleEnabled = reg()[QStringLiteral("IdleEnabled")].toBool();
-    s.idleLimit = reg()[QStringLiteral("IdleLimit")].toInt();
-    s.username = reg()[QStringLiteral("Username")].toString();
-    s.password = reg()[QStringLiteral("Password")].toString();
-    s.proxyEnabled = reg()[QStringLiteral("ProxyEnabled")].toBool();
-    s.proxyHost = reg()[QStringLiteral("ProxyHost")].toString();
-    s.proxyPort = reg()[QStringLiteral("ProxyPort")].toString();
-    s.sslEnabled = reg()[QStringLiteral("SslEnabled")].toBool();
-    s.closeToTray = reg()[QStringLiteral("CloseToTray")].toBool();
-    s.minimizeToTray = reg()[QStringLiteral("MinimizeToTray")].toBool();
-    s.singleClickTrayOpen = reg()[QStringLiteral("SingleClickTrayOpen")].toBool();
-    return s;
+    return EditableSettings(Registry::instance()->settings());
 }
 
 void EditableSettings::toRegistry() const
 {
-    reg()[QStringLiteral("IdleEnabled")] = idleEnabled;
-    reg()[QStringLiteral("IdleLimit")] = idleLimit;
-    reg()[QStringLiteral("Username")] = username;
-    reg()[QStringLiteral("Password")] = password;
-    reg()[QStringLiteral("ProxyEnabled")] = proxyEnabled;
-    reg()[QStringLiteral("ProxyHost")] = proxyHost;
-    reg()[QStringLiteral("ProxyPort")] = proxyPort;
-    reg()[QStringLiteral("SslEnabled")] = sslEnabled;
-    reg()[QStringLiteral("CloseToTray")] = closeToTray;
-    reg()[QStringLiteral("MinimizeToTray")] = minimizeToTray;
-    reg()[QStringLiteral("SingleClickTrayOpen")] = singleClickTrayOpen;
+    applyTo(Registry::instance()->settings());
 }
 
 namespace SettingsFile {
@@ -61,99 +176,36 @@ QString decodePassword(const QString& stored)
 
 EditableSettings readEditable(const QSettings& settings)
 {
-    EditableSettings s;
-    s.idleEnabled = settings.value(QStringLiteral("Application/IdleEnabled"), true).toBool();
-    s.idleLimit = settings.value(QStringLiteral("Application/IdleLimit"), 5).toInt();
-    s.username = settings.value(QStringLiteral("API/Username")).toString();
-    s.password = decodePassword(settings.value(QStringLiteral("API/Password")).toString());
-    s.proxyEnabled = settings.value(QStringLiteral("Proxy/Enabled"), false).toBool();
-    s.proxyHost = settings.value(QStringLiteral("Proxy/Host")).toString();
-    s.proxyPort = settings.value(QStringLiteral("Proxy/Port")).toString();
-    s.sslEnabled = settings.value(QStringLiteral("API/SslEnabled"), true).toBool();
-    s.closeToTray = settings.value(QStringLiteral("Application/CloseToTray"), true).toBool();
-    s.minimizeToTray = settings.value(QStringLiteral("Application/MinimizeToTray"), false).toBool();
-    s.singleClickTrayOpen = settings.value(QStringLiteral("Application/SingleClickTrayOpen"), true).toBool();
-    return s;
+    return EditableSettings(read(settings, false));
 }
 
 void writeFirstRun(QSettings& settings, const EditableSettings& values)
 {
-    settings.setValue(QStringLiteral("API/Url"),
-                      settings.value(QStringLiteral("API/Url"), QString::fromLatin1(kDefaultApiBaseUrl)));
-    settings.setValue(QStringLiteral("API/Username"), values.username);
-    settings.setValue(QStringLiteral("API/Password"), encodePassword(values.password));
-    settings.setValue(QStringLiteral("Application/IdleLimit"), values.idleLimit);
-    settings.setValue(QStringLiteral("Application/IdleEnabled"), values.idleEnabled);
-    settings.setValue(QStringLiteral("Proxy/Enabled"), values.proxyEnabled);
-    settings.setValue(QStringLiteral("Proxy/Host"), values.proxyHost);
-    settings.setValue(QStringLiteral("Proxy/Port"), values.proxyPort);
-    settings.setValue(QStringLiteral("API/SslEnabled"), values.sslEnabled);
-    settings.setValue(QStringLiteral("Application/CloseToTray"), values.closeToTray);
-    settings.setValue(QStringLiteral("Application/MinimizeToTray"), values.minimizeToTray);
-    settings.setValue(QStringLiteral("Application/SingleClickTrayOpen"), values.singleClickTrayOpen);
+    // The service address stays as the file has it, else the default.
+    StoredSettings all = read(settings, false);
+    values.applyTo(all);
+    write(settings, all, FirstRun);
     settings.sync();
 }
 
 void readIntoRegistry(const QSettings& settings)
 {
-    const QString url = settings.value(QStringLiteral("API/Url")).toString();
-    reg()[QStringLiteral("ApiBaseUrl")] = url.trimmed().isEmpty() ? QString::fromLatin1(kDefaultApiBaseUrl) : url;
-    reg()[QStringLiteral("ApiKey")] = settings.value(QStringLiteral("API/ApiKey")).toString();
-    reg()[QStringLiteral("Username")] = settings.value(QStringLiteral("API/Username")).toString();
-    reg()[QStringLiteral("Password")] = decodePassword(settings.value(QStringLiteral("API/Password")).toString());
-    // Read a second time, raw: the stored text is what counts, blanks included (the first-run dialog
-    // always writes the key).
-    reg()[QStringLiteral("ApiBaseUrl")] = settings.value(QStringLiteral("API/Url")).toString();
-    reg()[QStringLiteral("AuthToken")] = settings.value(QStringLiteral("API/AuthToken")).toString();
-    reg()[QStringLiteral("IgnoredApps")] = settings.value(QStringLiteral("Application/Ignored")).toStringList();
-    reg()[QStringLiteral("IdleLimit")] = settings.value(QStringLiteral("Application/IdleLimit"), 5).toInt();
-    reg()[QStringLiteral("IdleEnabled")] = settings.value(QStringLiteral("Application/IdleEnabled"), true).toBool();
-    reg()[QStringLiteral("HideUnder")] = settings.value(QStringLiteral("Application/HideUnder"), 0).toInt();
-    reg()[QStringLiteral("GroupByHour")] = settings.value(QStringLiteral("Application/GroupByHour"), false).toBool();
-    reg()[QStringLiteral("ProxyEnabled")] = settings.value(QStringLiteral("Proxy/Enabled"), false).toBool();
-    reg()[QStringLiteral("ProxyHost")] = settings.value(QStringLiteral("Proxy/Host")).toString();
-    reg()[QStringLiteral("ProxyPort")] = settings.value(QStringLiteral("Proxy/Port")).toString();
-    reg()[QStringLiteral("SslEnabled")] = settings.value(QStringLiteral("API/SslEnabled"), true).toBool();
-    reg()[QStringLiteral("RealApiBaseUrl")] = Session::getApiBaseUrl(reg()[QStringLiteral("ApiBaseUrl")].toString(),
-                                                                     reg()[QStringLiteral("SslEnabled")].toBool());
-    reg()[QStringLiteral("CloseToTray")] = settings.value(QStringLiteral("Application/CloseToTray"), true).toBool();
-    reg()[QStringLiteral("MinimizeToTray")] =
-        settings.value(QStringLiteral("Application/MinimizeToTray"), false).toBool();
-    reg()[QStringLiteral("SingleClickTrayOpen")] =
-        settings.value(QStringLiteral("Application/SingleClickTrayOpen"), true).toBool();
-    reg()[QStringLiteral("ExtensionsAdobeEnabled")] =
-        settings.value(QStringLiteral("Extensions/AdobeEnabled"), true).toBool();
-    reg()[QStringLiteral("UnlinkedListState")] = settings.value(QStringLiteral("Window/UnlinkedListState"));
-    reg()[QStringLiteral("UnlinkedListGeometry")] = settings.value(QStringLiteral("Window/UnlinkedListGeometry"));
-    reg()[QStringLiteral("LinkedListState")] = settings.value(QStringLiteral("Window/LinkedListState"));
-    reg()[QStringLiteral("LinkedListGeometry")] = settings.value(QStringLiteral("Window/LinkedListGeometry"));
+    Registry& registry = *Registry::instance();
+    const StoredSettings& loaded = registry.settings() = read(settings, true);
+    registry.setApiBaseUrl(Session::getApiBaseUrl(loaded.apiUrl, loaded.sslEnabled));
 }
 
 void writeBack(QSettings& settings, bool recordingStarted, const WindowLayout& layout)
 {
-    settings.setValue(QStringLiteral("Application/Started"), recordingStarted);
-    settings.setValue(QStringLiteral("Application/HideUnder"), reg()[QStringLiteral("HideUnder")].toInt());
-    settings.setValue(QStringLiteral("Application/Ignored"), reg()[QStringLiteral("IgnoredApps")].toStringList());
-    settings.setValue(QStringLiteral("Application/IdleLimit"), reg()[QStringLiteral("IdleLimit")].toInt());
-    settings.setValue(QStringLiteral("Application/IdleEnabled"), reg()[QStringLiteral("IdleEnabled")].toBool());
-    settings.setValue(QStringLiteral("API/Username"), reg()[QStringLiteral("Username")].toString());
-    settings.setValue(QStringLiteral("Window/Geometry"), layout.geometry);
-    settings.setValue(QStringLiteral("Window/State"), layout.state);
-    settings.setValue(QStringLiteral("Window/UnlinkedListGeometry"), layout.unlinkedListGeometry);
-    settings.setValue(QStringLiteral("Window/UnlinkedListState"), layout.unlinkedListState);
-    settings.setValue(QStringLiteral("Window/LinkedListGeometry"), layout.linkedListGeometry);
-    settings.setValue(QStringLiteral("Window/LinkedListState"), layout.linkedListState);
-    settings.setValue(QStringLiteral("Application/GroupByHour"), reg()[QStringLiteral("GroupByHour")].toBool());
-    settings.setValue(QStringLiteral("Proxy/Enabled"), reg()[QStringLiteral("ProxyEnabled")].toBool());
-    settings.setValue(QStringLiteral("Proxy/Host"), reg()[QStringLiteral("ProxyHost")].toString());
-    settings.setValue(QStringLiteral("Proxy/Port"), reg()[QStringLiteral("ProxyPort")].toString());
-    settings.setValue(QStringLiteral("API/SslEnabled"), reg()[QStringLiteral("SslEnabled")].toBool());
-    settings.setValue(QStringLiteral("Application/CloseToTray"), reg()[QStringLiteral("CloseToTray")].toBool());
-    settings.setValue(QStringLiteral("Application/MinimizeToTray"), reg()[QStringLiteral("MinimizeToTray")].toBool());
-    settings.setValue(QStringLiteral("Application/SingleClickTrayOpen"),
-                      reg()[QStringLiteral("SingleClickTrayOpen")].toBool());
-    settings.setValue(QStringLiteral("Extensions/AdobeEnabled"),
-                      reg()[QStringLiteral("ExtensionsAdobeEnabled")].toBool());
+    StoredSettings values = Registry::instance()->settings();
+    values.recordingStarted = recordingStarted;
+    values.windowGeometry = layout.geometry;
+    values.windowState = layout.state;
+    values.unlinkedListGeometry = layout.unlinkedListGeometry;
+    values.unlinkedListState = layout.unlinkedListState;
+    values.linkedListGeometry = layout.linkedListGeometry;
+    values.linkedListState = layout.linkedListState;
+    write(settings, values, Save);
     settings.sync();
 }
 

@@ -1,24 +1,30 @@
 #pragma once
 
+#include "app/Registry.h"
+
 #include <QByteArray>
 #include <QSettings>
 #include <QString>
 
 // The preferences the settings dialog edits, moved as one value between the registry, the dialog
-// and (on the first run) the settings file.
+// and (on the first run) the settings file. A default-constructed value holds the defaults.
 struct EditableSettings
 {
-    bool idleEnabled = true;
-    int idleLimit = 5; // minutes
+    EditableSettings() : EditableSettings(StoredSettings()) {}
+    explicit EditableSettings(const StoredSettings& from);
+    void applyTo(StoredSettings& to) const;
+
+    bool idleEnabled;
+    int idleLimit; // minutes
     QString username;
     QString password;
-    bool proxyEnabled = false;
+    bool proxyEnabled;
     QString proxyHost;
     QString proxyPort; // kept as text, as typed
-    bool sslEnabled = true;
-    bool closeToTray = true;
-    bool minimizeToTray = false;
-    bool singleClickTrayOpen = true;
+    bool sslEnabled;
+    bool closeToTray;
+    bool minimizeToTray;
+    bool singleClickTrayOpen;
 
     static EditableSettings fromRegistry();
     void toRegistry() const;
@@ -36,7 +42,8 @@ struct WindowLayout
 };
 
 // Moves settings between the INI file and the registry: read once at start, written back at every
-// close of the main window.
+// close of the main window. One table in SettingsFile.cpp names every key, its default and the
+// member of StoredSettings it fills; reading, writing and the defaults all walk it.
 namespace SettingsFile {
 
 inline constexpr const char* kDefaultApiBaseUrl = "https://www.verrin.com/service/";

@@ -8,12 +8,12 @@ namespace ExcludedApps {
 
 QStringList list()
 {
-    return Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList();
+    return Registry::instance()->ignoredApps();
 }
 
 void setList(const QStringList& paths)
 {
-    (*Registry::instance())[QStringLiteral("IgnoredApps")] = paths;
+    Registry::instance()->setIgnoredApps(paths);
 }
 
 AddCheck checkDialogAdd(const QString& path, const QStringList& listed)

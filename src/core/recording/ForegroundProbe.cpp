@@ -10,10 +10,7 @@
 namespace {
 bool titleCleanupEnabled()
 {
-    // On unless the settings say otherwise, as with a fresh settings file.
-    const Registry* registry = Registry::instance();
-    const QString key = QStringLiteral("ExtensionsAdobeEnabled");
-    return !registry->contains(key) || registry->value(key).toBool();
+    return Registry::instance()->titleCleanupEnabled();
 }
 } // namespace
 

@@ -9,14 +9,6 @@
 #include <QDebug>
 #include <QTimeZone>
 
-namespace {
-QVariant setting(const QString& key, const QVariant& fallback)
-{
-    const Registry* registry = Registry::instance();
-    return registry->contains(key) ? registry->value(key) : fallback;
-}
-} // namespace
-
 Recorder::Recorder(Platform* platform, Clock* clock, QObject* parent)
     : QObject(parent), platform(platform), clock(clock), foreground(platform)
 {
@@ -110,7 +102,7 @@ void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
 {
     QDateTime now = tickNow;
 
-    if (setting(QStringLiteral("IdleEnabled"), true).toBool()) {
+    if (Registry::instance()->idleEnabled()) {
         valid = applyIdle(app, now, tickNow) || valid;
     }
     if (!valid) {
@@ -147,8 +139,13 @@ void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
 bool Recorder::applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNow)
 {
     // A limit under a minute (a hand-edited settings file) would book everything as away time.
-    const int limit = qMax(1, setting(QStringLiteral("IdleLimit"), 5).toInt()) * 60;
+    const int limit = qMax(1, Registry::instance()->idleLimit()) * 60;
+    const qint64 nowSecs = tickNow.toSecsSinceEpoch();
+    if (!idle && !idleSchedule.due(nowSecs, limit)) {
+        return false; // the user cannot have been away long enough since the last reading
+    }
     const int idleSeconds = platform->idleSeconds();
+    idleSchedule.noteReading(nowSecs, idleSeconds);
     if (idleSeconds >= limit) {
         if (!idle) {
             idle = true;

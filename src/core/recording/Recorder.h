@@ -3,6 +3,7 @@
 #include "recording/AppStruct.h"
 #include "recording/EntryWriter.h"
 #include "recording/ForegroundProbe.h"
+#include "recording/IdleSchedule.h"
 
 #include <QDateTime>
 #include <QList>
@@ -36,7 +37,8 @@ class Platform;
 //
 // Idle: while "IdleEnabled" is on, `IdleLimit` minutes without input end the current stretch at
 // (now - limit) and open an away stretch of util::idle_app() there; the first tick with input again
-// ends it and emits awayTimeDetected(). Both settings are read at every tick.
+// ends it and emits awayTimeDetected(). Both settings are read at every tick; the desktop is asked for the
+// idle time only when the limit could have been reached since its last answer (see IdleSchedule).
 //
 // Nothing in front (the platform answers valid = false, e.g. focus on the bare desktop or the instant
 // between one window closing and the next being activated): the tick is treated as "no change" and
@@ -144,6 +146,7 @@ private:
     Clock* clock;
     ForegroundProbe foreground;
     EntryWriter writer;
+    IdleSchedule idleSchedule;
 
     bool recording = false;
     bool idle = false;

@@ -39,7 +39,7 @@ QStringList applicationIds(const QStringList& paths)
 
 QList<QDate> CalendarDays::daysWithUnlinkedTime(const QDate& from, const QDate& to)
 {
-    return daysWithUnlinkedTime(from, to, Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList());
+    return daysWithUnlinkedTime(from, to, Registry::instance()->ignoredApps());
 }
 
 QList<QDate> CalendarDays::daysWithUnlinkedTime(const QDate& from, const QDate& to, const QStringList& ignoredPaths)

@@ -1,8 +1,8 @@
 #include "reports/DayReport.h"
 
 #include "app/Registry.h"
-#include "store/util.h"
 #include "reports/TreeModel.h"
+#include "store/util.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -146,8 +146,8 @@ QString renderCsv(const QList<Tree>& trees)
 DayReport::Options DayReport::Options::fromRegistry()
 {
     Options options;
-    options.hideUnder = Registry::instance()->value(QStringLiteral("HideUnder")).toInt();
-    options.groupByHour = Registry::instance()->value(QStringLiteral("GroupByHour")).toBool();
+    options.hideUnder = Registry::instance()->hideUnder();
+    options.groupByHour = Registry::instance()->groupByHour();
     return options;
 }
 

@@ -21,7 +21,7 @@ public:
         int hideUnder = 0;
         bool groupByHour = false;
         QString filter;
-        // "HideUnder" and "GroupByHour" from the registry; no title filter.
+        // The hide-under threshold and hour grouping from the registry; no title filter.
         static Options fromRegistry();
     };
 

@@ -2,32 +2,15 @@
 
 #include "app/Registry.h"
 
-#include <QVariantHash>
-
-namespace {
-QVariantMap readMap(const char* key)
-{
-    const QVariant value = Registry::instance()->value(QLatin1String(key));
-    if (value.typeId() == QMetaType::QVariantHash) {
-        const QVariantHash hash = value.toHash();
-        QVariantMap map;
-        for (auto it = hash.constBegin(); it != hash.constEnd(); ++it) {
-            map.insert(it.key(), it.value());
-        }
-        return map;
-    }
-    return value.toMap();
-}
-} // namespace
-
 LinkedNames LinkedNames::fromRegistry()
 {
     LinkedNames names;
-    names.projects = readMap("mapProjectNames");
-    names.tasklists = readMap("mapTasklistNames");
-    names.tasks = readMap("mapTaskNames");
-    names.parentProjects = readMap("mapTaskParentProjects");
-    names.parentTasklists = readMap("mapTaskParentTasklists");
+    const CatalogueMaps& maps = Registry::instance()->catalogueMaps();
+    names.projects = maps.projectNames;
+    names.tasklists = maps.tasklistNames;
+    names.tasks = maps.taskNames;
+    names.parentProjects = maps.taskParentProjects;
+    names.parentTasklists = maps.taskParentTasklists;
     return names;
 }
 

@@ -1,7 +1,7 @@
 #include "reports/TreeModel.h"
 
-#include "store/util.h"
 #include "reports/ItemRoles.h"
+#include "store/util.h"
 
 #include <QBrush>
 #include <QColor>
@@ -270,6 +270,7 @@ void TreeModel::forgetCountedEntries(TreeItem* item)
     if (countedSeconds.isEmpty() || !item) {
         return;
     }
+    revealedTitles.clear(); // what is left of a title may be under the threshold again
     const QVariantList ids = item->hiddenData(QStringLiteral("entries")).toList();
     for (const QVariant& id : ids) {
         countedSeconds.remove(id.toInt());

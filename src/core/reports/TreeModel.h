@@ -177,6 +177,10 @@ private:
     QHash<int, int> countedSeconds;
     // The rows the tree shows, by entry id, with their times of day: the day's timeline draws them.
     QHash<int, DayRow> shown;
+    // Titles of the day whose time reached the "hide under" threshold, so all their pieces are in the
+    // tree: a new piece of one goes in directly, without summing the day's pieces again (which, on a
+    // busy day, read thousands of rows at every window switch).
+    QSet<QPair<int, QString>> revealedTitles;
     bool placingRow = false;
     // Rows whose link or unlink waits for a lost answer; shown apart so nobody takes them as settled.
     QSet<int> pendingIds;

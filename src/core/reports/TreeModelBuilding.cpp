@@ -1,8 +1,8 @@
 // Building a day's tree from the database and adding time to it while the program runs.
 #include "app/Registry.h"
-#include "verrin/LinkJournal.h"
-#include "store/util.h"
 #include "reports/TreeModel.h"
+#include "store/util.h"
+#include "verrin/LinkJournal.h"
 
 #include <QDebug>
 #include <QHash>
@@ -180,7 +180,7 @@ private:
 
 bool TreeModel::isIgnored(const QString& appPath) const
 {
-    return Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList().contains(appPath);
+    return Registry::instance()->ignoredApps().contains(appPath);
 }
 
 bool TreeModel::titleMatchesFilter(const QString& title, const QString& appName) const
@@ -205,6 +205,7 @@ void TreeModel::initTree(const QDate& date, int threshold)
     totalTime = 0;
     countedSeconds.clear();
     shown.clear();
+    revealedTitles.clear();
     pendingIds = LinkJournal::pendingEntryIds();
     rootItem = std::make_unique<TreeItem>(headerRow());
     setupModelData(date, threshold, rootItem.get());
@@ -220,7 +221,7 @@ void TreeModel::refreshTree()
 
 void TreeModel::setupModelData(const QDate& date, int threshold, TreeItem* parent)
 {
-    const QStringList ignoredList = Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList();
+    const QStringList ignoredList = Registry::instance()->ignoredApps();
     const QSet<QString> ignored(ignoredList.begin(), ignoredList.end());
     const LinkedNames names = displayLinked ? LinkedNames::fromRegistry() : LinkedNames();
     TreeBuilder builder(*this, parent);
@@ -262,7 +263,8 @@ void TreeModel::addTime(const QDateTime& start, const QDateTime& end, const AppS
 
 void TreeModel::addLiveRow(const DayRow& row, const LinkedNames* names)
 {
-    if (hideUnder < 1 || countedSeconds.contains(row.id)) {
+    const QPair<int, QString> title(row.appId, row.title);
+    if (hideUnder < 1 || countedSeconds.contains(row.id) || revealedTitles.contains(title)) {
         placeLiveRow(row, names);
         return;
     }
@@ -275,6 +277,7 @@ void TreeModel::addLiveRow(const DayRow& row, const LinkedNames* names)
     }
     // The title has reached the threshold: its earlier pieces were hidden until now, so all of them
     // come in, each where a rebuild of the day would put it. Pieces already shown are not counted again.
+    revealedTitles.insert(title);
     bool placedRow = false;
     const QList<DayRow> rows = DayQueries::rowsWithTitle(displayedDate, row.title, row.appId, displayLinked);
     for (DayRow other : rows) {

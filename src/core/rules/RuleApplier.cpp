@@ -2,16 +2,14 @@
 
 #include "app/Prompter.h"
 #include "app/Registry.h"
+#include "reports/DayQueries.h"
 #include "rules/RuleMatcher.h"
 #include "rules/RuleStore.h"
 #include "rules/TaskLinker.h"
 #include "store/util.h"
-#include "reports/DayQueries.h"
 
 #include <QDebug>
 #include <QHash>
-#include <QSqlError>
-#include <QSqlQuery>
 
 #include <vector>
 
@@ -57,71 +55,33 @@ RuleMatches RuleApplier::collectMatches(const QList<QVariant>& rules, const QDat
 
     // One test per distinct (day, application, title), not per entry. Linked entries are never
     // candidates again.
-    QSqlQuery query;
-    query.setForwardOnly(true);
-    query.prepare(QStringLiteral(
-        "SELECT title, application_id, DATE(start_time) AS start_day, GROUP_CONCAT(id) AS entries_ids FROM entries "
-        "WHERE start_time >= :from     AND start_time <= :to     AND ext_entry_id IS NULL AND id NOT IN (SELECT "
-        "entry_id FROM link_journal_rows JOIN link_journal ON link_journal.id = journal_id WHERE state = 'open') GROUP "
-        "BY start_day, application_id, title "));
-    query.bindValue(QStringLiteral(":from"), from.toString(QStringLiteral("yyyy-MM-dd 00:00:00")));
-    query.bindValue(QStringLiteral(":to"), to.toString(QStringLiteral("yyyy-MM-dd 23:59:59")));
-    if (!query.exec()) {
-        qDebug() << "apply rules db error: " << query.lastError().databaseText();
-        return result;
-    }
     // Groups come day by day, so each day's text is converted once.
     QString dayText;
     QDate day;
-    while (query.next()) {
-        ++result.groups;
-        const QString appId = query.value(1).toString();
-        const auto candidates = rulesByApp.constFind(appId);
-        if (candidates == rulesByApp.cend()) {
-            continue;
-        }
-        const QString title = query.value(0).toString();
-        const QString groupDay = query.value(2).toString();
-        if (groupDay != dayText) {
-            dayText = groupDay;
-            day = util::sql_to_date(dayText);
-        }
-        for (const RuleMatcher* matcher : *candidates) {
-            if (!matcher->matches(title, appId, day)) {
-                continue;
+    RuleStore::forEachUnlinkedGroup(
+        from, to, [&](const QString& title, const QString& appId, const QString& groupDay, const QString& entryIds) {
+            ++result.groups;
+            const auto candidates = rulesByApp.constFind(appId);
+            if (candidates == rulesByApp.cend()) {
+                return;
             }
-            ++result.matchedGroups;
-            QList<int>& ids = result.entriesByTask[matcher->taskId()];
-            const QStringList idTexts = query.value(3).toString().split(QLatin1Char(','), Qt::SkipEmptyParts);
-            for (const QString& id : idTexts) {
-                ids << id.toInt();
+            if (groupDay != dayText) {
+                dayText = groupDay;
+                day = util::sql_to_date(dayText);
             }
-            break;
-        }
-    }
+            for (const RuleMatcher* matcher : *candidates) {
+                if (!matcher->matches(title, appId, day)) {
+                    continue;
+                }
+                ++result.matchedGroups;
+                QList<int>& ids = result.entriesByTask[matcher->taskId()];
+                for (const QString& id : entryIds.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+                    ids << id.toInt();
+                }
+                break;
+            }
+        });
     return result;
-}
-
-qint64 RuleApplier::secondsOf(const QList<int>& entryIds)
-{
-    if (entryIds.isEmpty()) {
-        return 0;
-    }
-    QStringList ids;
-    ids.reserve(entryIds.size());
-    for (int id : entryIds) {
-        ids << QString::number(id);
-    }
-    // The ids are integers read from the database, so they may be written into the statement.
-    QSqlQuery query;
-    query.setForwardOnly(true);
-    if (!query.exec(QStringLiteral("SELECT start_time, end_time FROM entries WHERE id IN (") +
-                    ids.join(QLatin1Char(',')) + QStringLiteral(") "))) {
-        qDebug() << "apply rules db error: " << query.lastError().databaseText();
-        return 0;
-    }
-    // Real seconds, as every view counts them: across a daylight-saving change the texts lie.
-    return DayQueries::sumOfRows(query);
 }
 
 ApplyRulesSummary RuleApplier::applyRules(const QDate& from, const QDate& to)
@@ -140,7 +100,7 @@ ApplyRulesSummary RuleApplier::applyRules(const QDate& from, const QDate& to)
         return summary;
     }
 
-    if (!Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool()) {
+    if (!Registry::instance()->isLoggedIn()) {
         // Nothing could be linked, and a run that tries anyway only collects failures.
         summary.signedOut = true;
         if (prompter) {
@@ -158,7 +118,7 @@ ApplyRulesSummary RuleApplier::applyRules(const QDate& from, const QDate& to)
     emit progressStarted(summary.tasks + 2);
     emit progressChanged(progress);
     for (auto it = matches.entriesByTask.cbegin(); it != matches.entriesByTask.cend(); ++it) {
-        const qint64 seconds = secondsOf(it.value());
+        const qint64 seconds = RuleStore::secondsOf(it.value());
         if (linker && linker->connectEntriesWithTask(it.value(), it.key(), QString())) {
             ++summary.linkedTasks;
             summary.seconds += seconds;

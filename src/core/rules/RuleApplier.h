@@ -50,8 +50,6 @@ public:
 
     // Groups and matches without linking anything. `rules` as readDbRules returns them.
     static RuleMatches collectMatches(const QList<QVariant>& rules, const QDate& from, const QDate& to);
-    // The recorded seconds of these entries.
-    static qint64 secondsOf(const QList<int>& entryIds);
 
 signals:
     // A run with active rules started, before any link: the moment to remember which tree nodes are

@@ -1,10 +1,10 @@
 #include "rules/RuleDescription.h"
 
 #include "app/Registry.h"
+#include "rules/RuleStore.h"
 #include "store/util.h"
 
 #include <QLocale>
-#include <QSqlQuery>
 #include <QStringList>
 #include <QVariantMap>
 
@@ -15,12 +15,10 @@ QString longDate(const QString& stored)
     return QLocale::system().toString(util::sql_to_date(stored), QLocale::LongFormat);
 }
 
-QString nameFromMap(const QString& mapKey, const QString& id)
+QString nameFromMap(const QVariantMap& names, const QString& id)
 {
-    const QVariantMap names = Registry::instance()->value(mapKey).toMap();
-    const QString key = id;
-    if (names.contains(key)) {
-        return names.value(key).toString();
+    if (names.contains(id)) {
+        return names.value(id).toString();
     }
     return QLatin1Char('#') + id;
 }
@@ -36,10 +34,9 @@ namespace RuleDescription {
 
 QString describe(int ruleId)
 {
-    QSqlQuery rule;
-    rule.prepare(QStringLiteral("SELECT * FROM rules WHERE id = :id "));
-    rule.bindValue(QStringLiteral(":id"), ruleId);
-    if (!rule.exec() || !rule.next()) {
+    RuleStore store;
+    const QVariantMap rule = store.readRuleRow(ruleId);
+    if (rule.isEmpty()) {
         return QString();
     }
     const auto column = [&rule](const char* name) { return rule.value(QLatin1String(name)).toString(); };
@@ -49,14 +46,8 @@ QString describe(int ruleId)
                                                           : QStringLiteral("This rule is currently turned off.<br/>");
 
     QStringList appNames;
-    QSqlQuery apps;
-    apps.prepare(QStringLiteral("SELECT applications.name FROM rules_apps, applications WHERE rules_apps.app_id = "
-                                "applications.id AND rules_apps.rule_id = :id ORDER BY applications.name "));
-    apps.bindValue(QStringLiteral(":id"), ruleId);
-    if (apps.exec()) {
-        while (apps.next()) {
-            appNames << apps.value(0).toString().toHtmlEscaped();
-        }
+    for (const QString& name : store.applicationNames(ruleId)) {
+        appNames << name.toHtmlEscaped();
     }
     html += QStringLiteral("Where Application is ") + QStringLiteral("<a href='#'>'") +
             appNames.join(QStringLiteral("' or '")) + QStringLiteral("'</a><br/>");
@@ -106,8 +97,10 @@ QString describe(int ruleId)
         html += link(QStringLiteral("any date"));
     }
 
-    const QString taskName = nameFromMap(QStringLiteral("mapTaskNames"), column("task_id")).toHtmlEscaped();
-    const QString projectName = nameFromMap(QStringLiteral("mapProjectNames"), column("project_id")).toHtmlEscaped();
+    const QString taskName =
+        nameFromMap(Registry::instance()->catalogueMaps().taskNames, column("task_id")).toHtmlEscaped();
+    const QString projectName =
+        nameFromMap(Registry::instance()->catalogueMaps().projectNames, column("project_id")).toHtmlEscaped();
     html += QStringLiteral("Link with task <a href='#'>'") + taskName +
             QStringLiteral("'</a> from project <a href='#'>'") + projectName + QStringLiteral("'</a><br/>");
     return html;

@@ -1,5 +1,6 @@
 #include "rules/RuleStore.h"
 
+#include "reports/DayQueries.h"
 #include "store/WriteTransaction.h"
 #include "store/util.h"
 
@@ -290,6 +291,124 @@ QVariantMap RuleStore::readRuleForEditing(int ruleId)
     }
     record[QStringLiteral("app_ids")] = appIds;
     return record;
+}
+
+QVariantMap RuleStore::readRuleRow(int ruleId)
+{
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT * FROM rules WHERE id = :id "));
+    query.bindValue(QStringLiteral(":id"), ruleId);
+    QVariantMap row;
+    if (!query.exec() || !query.next()) {
+        return row;
+    }
+    const QSqlRecord record = query.record();
+    for (int i = 0; i < record.count(); ++i) {
+        row.insert(record.fieldName(i), query.value(i));
+    }
+    return row;
+}
+
+QStringList RuleStore::applicationNames(int ruleId)
+{
+    QStringList names;
+    QSqlQuery query;
+    query.prepare(QStringLiteral("SELECT applications.name FROM rules_apps, applications WHERE rules_apps.app_id = "
+                                 "applications.id AND rules_apps.rule_id = :id ORDER BY applications.name "));
+    query.bindValue(QStringLiteral(":id"), ruleId);
+    if (query.exec()) {
+        while (query.next()) {
+            names << query.value(0).toString();
+        }
+    }
+    return names;
+}
+
+bool RuleStore::forEachUnlinkedGroup(const QDate& from, const QDate& to, const GroupVisitor& visit)
+{
+    QSqlQuery query;
+    query.setForwardOnly(true);
+    query.prepare(QStringLiteral(
+        "SELECT title, application_id, DATE(start_time) AS start_day, GROUP_CONCAT(id) AS entries_ids FROM entries "
+        "WHERE start_time >= :from     AND start_time <= :to     AND ext_entry_id IS NULL AND id NOT IN (SELECT "
+        "entry_id FROM link_journal_rows JOIN link_journal ON link_journal.id = journal_id WHERE state = 'open') GROUP "
+        "BY start_day, application_id, title "));
+    query.bindValue(QStringLiteral(":from"), from.toString(QStringLiteral("yyyy-MM-dd 00:00:00")));
+    query.bindValue(QStringLiteral(":to"), to.toString(QStringLiteral("yyyy-MM-dd 23:59:59")));
+    if (!query.exec()) {
+        qDebug() << "apply rules db error: " << query.lastError().databaseText();
+        return false;
+    }
+    while (query.next()) {
+        visit(query.value(0).toString(), query.value(1).toString(), query.value(2).toString(),
+              query.value(3).toString());
+    }
+    return true;
+}
+
+namespace {
+// The ids are integers read from the database, so they may be written into the statement.
+QString idList(const QList<int>& entryIds)
+{
+    QStringList ids;
+    ids.reserve(entryIds.size());
+    for (int id : entryIds) {
+        ids << QString::number(id);
+    }
+    return ids.join(QLatin1Char(','));
+}
+} // namespace
+
+qint64 RuleStore::secondsOf(const QList<int>& entryIds)
+{
+    if (entryIds.isEmpty()) {
+        return 0;
+    }
+    QSqlQuery query;
+    query.setForwardOnly(true);
+    if (!query.exec(QStringLiteral("SELECT start_time, end_time FROM entries WHERE id IN (") + idList(entryIds) +
+                    QStringLiteral(") "))) {
+        qDebug() << "apply rules db error: " << query.lastError().databaseText();
+        return 0;
+    }
+    // Real seconds, as every view counts them: across a daylight-saving change the texts lie.
+    return DayQueries::sumOfRows(query);
+}
+
+int RuleStore::groupCount(const QList<int>& entryIds)
+{
+    QSqlQuery query;
+    if (entryIds.isEmpty() ||
+        !query.exec(QStringLiteral("SELECT COUNT(*) FROM (SELECT 1 FROM entries WHERE id IN (") + idList(entryIds) +
+                    QStringLiteral(") GROUP BY DATE(start_time), application_id, title)")) ||
+        !query.next()) {
+        return 0;
+    }
+    return query.value(0).toInt();
+}
+
+QList<RuleStore::ListedRule> RuleStore::listRules()
+{
+    QList<ListedRule> rules;
+    QSqlQuery query;
+    if (query.exec(QStringLiteral("SELECT id, name, active FROM rules ORDER BY seq ASC "))) {
+        while (query.next()) {
+            rules << ListedRule{query.value(0).toInt(), query.value(1).toString(), query.value(2).toInt() == 1};
+        }
+    }
+    return rules;
+}
+
+QList<RuleStore::ListedApplication> RuleStore::listApplications()
+{
+    QList<ListedApplication> apps;
+    QSqlQuery query;
+    if (query.exec(QStringLiteral("SELECT id, path, name FROM applications ORDER BY name ASC "))) {
+        while (query.next()) {
+            apps << ListedApplication{query.value(0).toInt(), query.value(1).toString(), query.value(2).toString()};
+        }
+    }
+    return apps;
 }
 
 int RuleStore::nextRuleNumber()

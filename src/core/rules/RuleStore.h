@@ -6,6 +6,8 @@
 #include <QVariant>
 #include <QVariantMap>
 
+#include <functional>
+
 // The stored rules: one row of `rules` plus its applications in `rules_apps`, kept in the user's
 // order (`seq`, lower first). Works on the default database connection; every change that touches
 // several rows is one transaction. Failures are written to the debug output with a fixed prefix and
@@ -17,6 +19,19 @@
 class RuleStore
 {
 public:
+    struct ListedRule
+    {
+        int id = 0;
+        QString name;
+        bool active = false;
+    };
+    struct ListedApplication
+    {
+        int id = 0;
+        QString path;
+        QString name;
+    };
+
     // The new rule's id, 0 on failure. New rules go to the end of the order and are active.
     int addDbRule(const QString& name, const QList<int>& appIds, const QString& titleRule, const QString& title,
                   const QString& dateRule, const QDate& dateFrom, const QDate& dateTo, int projectId, int taskId);
@@ -37,8 +52,29 @@ public:
     // One rule for the editor, also when it has no applications; empty when there is no such rule.
     QVariantMap readRuleForEditing(int ruleId);
 
+    // One rule's row with its values as stored (dates as text); empty when there is no such rule.
+    QVariantMap readRuleRow(int ruleId);
+    // The names of a rule's applications, sorted.
+    QStringList applicationNames(int ruleId);
+
+    // Every rule, in order, for the rules list.
+    QList<ListedRule> listRules();
+    // Every recorded application, by name, for the rule editor to choose from.
+    QList<ListedApplication> listApplications();
+
     // The number a new rule is named after ("Rule #" + n): the highest id plus 1, or 1.
     int nextRuleNumber();
+
+    // What the rules are tried on: each distinct (day, application, title) of the unlinked entries
+    // from `from` to `to` that no open link intent holds, day by day, with its entry ids. False when
+    // the query fails.
+    using GroupVisitor =
+        std::function<void(const QString& title, const QString& appId, const QString& day, const QString& entryIds)>;
+    static bool forEachUnlinkedGroup(const QDate& from, const QDate& to, const GroupVisitor& visit);
+    // The recorded seconds of these entries.
+    static qint64 secondsOf(const QList<int>& entryIds);
+    // How many (day, application, title) groups these entries fall into.
+    static int groupCount(const QList<int>& entryIds);
 
     // The driver's text of the last failed change.
     QString lastError() const { return lastErrorText; }

@@ -77,7 +77,7 @@ QByteArray ApiRequest::encodeParams(const Params& params)
 QNetworkRequest ApiRequest::methodRequest(const QString& apiMethod, const QString& verb, const Params& params,
                                           QByteArray* body)
 {
-    QUrl url(Registry::instance()->value(QStringLiteral("RealApiBaseUrl")).toString() + apiMethod);
+    QUrl url(Registry::instance()->apiBaseUrl() + apiMethod);
     const QByteArray encoded = encodeParams(params);
     if (verb.compare(QLatin1String("post"), Qt::CaseInsensitive) == 0) {
         QNetworkRequest request(url);
@@ -96,8 +96,7 @@ QNetworkRequest ApiRequest::methodRequest(const QString& apiMethod, const QStrin
 ApiRequest::Params ApiRequest::sessionCredentials()
 {
     const Registry* registry = Registry::instance();
-    return {{QStringLiteral("api_key"), registry->value(QStringLiteral("ApiKey")).toString()},
-            {QStringLiteral("auth_token"), registry->value(QStringLiteral("AuthToken")).toString()}};
+    return {{QStringLiteral("api_key"), registry->apiKey()}, {QStringLiteral("auth_token"), registry->authToken()}};
 }
 
 bool ApiRequest::call(const QString& apiMethod, const QString& verb, const Params& params, QString& reply,
@@ -118,8 +117,7 @@ bool ApiRequest::makeRequest(QNetworkRequest& request, const QString& method, co
     lastApiMessage.clear();
     reply.clear();
     const QString verb = method.toLower();
-    request.setRawHeader(QByteArrayLiteral("User-Agent"),
-                         Registry::instance()->value(QStringLiteral("UserAgent")).toString().toUtf8());
+    request.setRawHeader(QByteArrayLiteral("User-Agent"), Registry::instance()->userAgent().toUtf8());
     if (!manager) {
         qWarning() << "api request without a network manager";
         return success = false;

@@ -48,7 +48,7 @@ public:
     // element (empty when there is none). Text that is not XML is no error here.
     bool isError(const QString& xml, QString& code, QString& message);
 
-    // The wire format: the method name appended to Registry "RealApiBaseUrl"; for "get" the
+    // The wire format: the method name appended to Registry::apiBaseUrl(); for "get" the
     // parameters as the URL query, for "post" as a form-encoded body in `body`.
     static QNetworkRequest methodRequest(const QString& apiMethod, const QString& verb, const Params& params,
                                          QByteArray* body);
@@ -56,7 +56,7 @@ public:
     // "-._~" is percent-encoded, so "+", "&" and "=" in a password survive any form decoder.
     static QByteArray encodeParams(const Params& params);
 
-    // "api_key" and "auth_token" of the signed-in session (Registry "ApiKey", "AuthToken"), the
+    // "api_key" and "auth_token" of the signed-in session (Registry::apiKey(), authToken()), the
     // first two parameters of every call made on the user's behalf.
     static Params sessionCredentials();
 

@@ -10,8 +10,7 @@ namespace CatalogueFetch {
 
 bool fetch(QNetworkAccessManager* manager, Prompter* prompter, QString* reply)
 {
-    const Registry* registry = Registry::instance();
-    if (!registry->value(QStringLiteral("isLoggedIn")).toBool()) {
+    if (!Registry::instance()->isLoggedIn()) {
         qDebug() << "abort init projects. not logged in.";
         return false;
     }
@@ -43,8 +42,7 @@ bool loadIntoRegistry(QNetworkAccessManager* manager, Prompter* prompter, QStrin
     for (const QString& problem : catalogue.problems) {
         qDebug().noquote() << "catalogue:" << problem;
     }
-    ProjectsCatalogue::storeXml(reply);
-    ProjectsCatalogue::storeMaps(ProjectsCatalogue::buildMaps(catalogue));
+    ProjectsCatalogue::keep(catalogue);
     return true;
 }
 

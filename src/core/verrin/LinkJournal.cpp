@@ -11,9 +11,9 @@
 
 namespace {
 
-QString mapValue(const char* map, const QString& key)
+QString mapValue(const QVariantMap& map, const QString& key)
 {
-    return Registry::instance()->value(QLatin1String(map)).toMap().value(key).toString();
+    return map.value(key).toString();
 }
 
 QVariant idOrNull(const QString& id)
@@ -84,13 +84,14 @@ bool closeIntent(qint64 intentId, const QString& outcome, qint64 extEntryId, QSt
 
 TaskNames TaskNames::fromCatalogue(const QString& taskId)
 {
+    const CatalogueMaps& maps = Registry::instance()->catalogueMaps();
     TaskNames names;
     names.taskId = taskId;
-    names.projectId = mapValue("mapTaskParentProjects", taskId);
-    names.tasklistId = mapValue("mapTaskParentTasklists", taskId);
-    names.taskName = mapValue("mapTaskNames", taskId);
-    names.projectName = mapValue("mapProjectNames", names.projectId);
-    names.tasklistName = mapValue("mapTasklistNames", names.tasklistId);
+    names.projectId = mapValue(maps.taskParentProjects, taskId);
+    names.tasklistId = mapValue(maps.taskParentTasklists, taskId);
+    names.taskName = mapValue(maps.taskNames, taskId);
+    names.projectName = mapValue(maps.projectNames, names.projectId);
+    names.tasklistName = mapValue(maps.tasklistNames, names.tasklistId);
     return names;
 }
 

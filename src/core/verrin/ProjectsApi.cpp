@@ -10,9 +10,8 @@ ProjectsApi::ProjectsApi(QNetworkAccessManager* manager, Prompter* prompter) : m
 
 bool ProjectsApi::findByUser(QString* reply)
 {
-    const QVariantMap user = Registry::instance()->value(QStringLiteral("AuthUser")).toMap();
     ApiRequest::Params params = ApiRequest::sessionCredentials();
-    params += {{QStringLiteral("user_id"), user.value(QStringLiteral("id")).toString()},
+    params += {{QStringLiteral("user_id"), Registry::instance()->authUser().id},
                {QStringLiteral("include_task_lists"), QStringLiteral("1")},
                {QStringLiteral("include_tasks"), QStringLiteral("1")}};
     ApiRequest request(manager, false, prompter);

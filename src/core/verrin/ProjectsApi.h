@@ -13,7 +13,7 @@ class ProjectsApi
 public:
     ProjectsApi(QNetworkAccessManager* manager, Prompter* prompter);
 
-    // "verrin.projects.findByUser" for Registry "AuthUser"["id"] with task lists and tasks. `reply`
+    // "verrin.projects.findByUser" for Registry::authUser().id with task lists and tasks. `reply`
     // gets the reply text (empty when nothing came back); returns whether the request succeeded.
     bool findByUser(QString* reply);
 

@@ -7,13 +7,6 @@
 #include <QDomDocument>
 #include <QDomElement>
 
-const char* const ProjectsCatalogue::kXmlKey = "XmlProjectsList";
-const char* const ProjectsCatalogue::kProjectNamesKey = "mapProjectNames";
-const char* const ProjectsCatalogue::kTasklistNamesKey = "mapTasklistNames";
-const char* const ProjectsCatalogue::kTaskNamesKey = "mapTaskNames";
-const char* const ProjectsCatalogue::kTaskParentProjectsKey = "mapTaskParentProjects";
-const char* const ProjectsCatalogue::kTaskParentTasklistsKey = "mapTaskParentTasklists";
-
 namespace {
 const QString kId = QStringLiteral("id");
 const QString kName = QStringLiteral("name");
@@ -89,55 +82,6 @@ bool loadOkDocument(const QString& xml, QDomDocument& doc, QString* error)
     return true;
 }
 
-QDomElement findById(const QDomElement& parent, const QString& name, int id)
-{
-    for (const QDomElement& e : children(parent, name)) {
-        if (readId(e) == id) {
-            return e;
-        }
-    }
-    return QDomElement();
-}
-
-QDomElement findProject(const QDomDocument& doc, int projectId)
-{
-    const QDomElement projects = doc.documentElement().firstChildElement(QStringLiteral("projects"));
-    return findById(projects, QStringLiteral("project"), projectId);
-}
-
-QDomElement childOrNew(QDomDocument& doc, QDomElement parent, const QString& name)
-{
-    QDomElement child = parent.firstChildElement(name);
-    if (child.isNull()) {
-        child = doc.createElement(name);
-        parent.appendChild(child);
-    }
-    return child;
-}
-
-// Writes the map as attributes, "id" first; texts are stored in the reply's 8-bit form so that the
-// cache reads back like a reply.
-void writeAttributes(QDomElement& element, const QVariantMap& values)
-{
-    if (values.contains(kId)) {
-        element.setAttribute(kId, values.value(kId).toString());
-    }
-    for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        if (it.key() != kId) {
-            element.setAttribute(it.key(), servicexml::encode8Bit(it.value().toString()));
-        }
-    }
-}
-
-void putMap(const char* key, const QVariantMap& map)
-{
-    (*Registry::instance())[QLatin1String(key)] = map;
-}
-
-QVariantMap getMap(const char* key)
-{
-    return Registry::instance()->value(QLatin1String(key)).toMap();
-}
 } // namespace
 
 Catalogue Catalogue::openTasksOnly() const
@@ -264,182 +208,91 @@ CatalogueMaps ProjectsCatalogue::buildMaps(const Catalogue& catalogue)
     return maps;
 }
 
-void ProjectsCatalogue::storeMaps(const CatalogueMaps& maps)
-{
-    putMap(kProjectNamesKey, maps.projectNames);
-    putMap(kTasklistNamesKey, maps.tasklistNames);
-    putMap(kTaskNamesKey, maps.taskNames);
-    putMap(kTaskParentProjectsKey, maps.taskParentProjects);
-    putMap(kTaskParentTasklistsKey, maps.taskParentTasklists);
-}
-
-CatalogueMaps ProjectsCatalogue::storedMaps()
-{
-    CatalogueMaps maps;
-    maps.projectNames = getMap(kProjectNamesKey);
-    maps.tasklistNames = getMap(kTasklistNamesKey);
-    maps.taskNames = getMap(kTaskNamesKey);
-    maps.taskParentProjects = getMap(kTaskParentProjectsKey);
-    maps.taskParentTasklists = getMap(kTaskParentTasklistsKey);
-    return maps;
-}
-
-Catalogue ProjectsCatalogue::cached(QString* error)
+bool ProjectsCatalogue::keep(const QString& reply, QString* error)
 {
     Catalogue catalogue;
-    const QString xml = cachedXml();
-    if (xml.isEmpty()) {
-        setError(error, QStringLiteral("no catalogue loaded"));
-        return catalogue;
+    if (!parse(reply, catalogue, error)) {
+        Registry::instance()->setCatalogue(Catalogue(), false);
+        return false;
     }
-    parse(xml, catalogue, error);
-    return catalogue;
+    keep(catalogue);
+    return true;
 }
 
-QString ProjectsCatalogue::cachedXml()
+void ProjectsCatalogue::keep(const Catalogue& catalogue)
 {
-    return Registry::instance()->value(QLatin1String(kXmlKey)).toString();
-}
-
-void ProjectsCatalogue::storeXml(const QString& xml)
-{
-    (*Registry::instance())[QLatin1String(kXmlKey)] = xml;
-}
-
-QString ProjectsCatalogue::addTaskToXml(const QString& xml, int projectId, int tasklistId, const QVariantMap& task,
-                                        QString* error)
-{
-    QDomDocument doc;
-    if (!loadOkDocument(xml, doc, error)) {
-        return xml;
-    }
-    const QDomElement project = findProject(doc, projectId);
-    if (project.isNull()) {
-        setError(error, QStringLiteral("no project with id %1").arg(projectId));
-        return xml;
-    }
-    QDomElement list =
-        findById(project.firstChildElement(QStringLiteral("task_lists")), QStringLiteral("task_list"), tasklistId);
-    if (list.isNull()) {
-        setError(error, QStringLiteral("no task list with id %1 in project %2").arg(tasklistId).arg(projectId));
-        return xml;
-    }
-    QDomElement element = doc.createElement(QStringLiteral("task"));
-    writeAttributes(element, task);
-    childOrNew(doc, list, QStringLiteral("tasks")).appendChild(element);
-    return doc.toString(1);
-}
-
-QString ProjectsCatalogue::addTaskListToXml(const QString& xml, int projectId, const QVariantMap& tasklist,
-                                            QString* error)
-{
-    QDomDocument doc;
-    if (!loadOkDocument(xml, doc, error)) {
-        return xml;
-    }
-    QDomElement project = findProject(doc, projectId);
-    if (project.isNull()) {
-        setError(error, QStringLiteral("no project with id %1").arg(projectId));
-        return xml;
-    }
-    QDomElement element = doc.createElement(QStringLiteral("task_list"));
-    writeAttributes(element, tasklist);
-    element.appendChild(doc.createElement(QStringLiteral("tasks")));
-    childOrNew(doc, project, QStringLiteral("task_lists")).appendChild(element);
-    return doc.toString(1);
-}
-
-QString ProjectsCatalogue::completeTaskInXml(const QString& xml, int taskId, QString* error)
-{
-    QDomDocument doc;
-    if (!loadOkDocument(xml, doc, error)) {
-        return xml;
-    }
-    const QDomElement projects = doc.documentElement().firstChildElement(QStringLiteral("projects"));
-    for (const QDomElement& p : children(projects, QStringLiteral("project"))) {
-        for (const QDomElement& l :
-             children(p.firstChildElement(QStringLiteral("task_lists")), QStringLiteral("task_list"))) {
-            QDomElement task = findById(l.firstChildElement(QStringLiteral("tasks")), QStringLiteral("task"), taskId);
-            if (!task.isNull()) {
-                task.setAttribute(QStringLiteral("complete"), QStringLiteral("1"));
-                return doc.toString(1);
-            }
-        }
-    }
-    setError(error, QStringLiteral("no task with id %1").arg(taskId));
-    return xml;
+    Registry& registry = *Registry::instance();
+    registry.setCatalogueMaps(buildMaps(catalogue));
+    registry.setCatalogue(catalogue, true);
 }
 
 bool ProjectsCatalogue::recordAddedTask(int projectId, int tasklistId, int taskId, const QString& name,
                                         const QString& description, bool billable, QString* error)
 {
-    QVariantMap task;
-    task.insert(kId, QString::number(taskId));
-    task.insert(kName, name);
-    task.insert(QStringLiteral("tasklist_id"), QString::number(tasklistId));
-    task.insert(QStringLiteral("complete"), QStringLiteral("0"));
-    task.insert(QStringLiteral("billable"), billable ? QStringLiteral("1") : QStringLiteral("0"));
-    task.insert(QStringLiteral("description"), description);
-    task.insert(QStringLiteral("price_per_hour"), QString());
-    task.insert(QStringLiteral("due_date"), QString());
-
-    // The maps name linked time, so they take the task even when the cached text cannot.
+    // The maps name linked time, so they take the task even when the catalogue cannot.
     const QString id = QString::number(taskId);
-    QVariantMap names = getMap(kTaskNamesKey);
-    QVariantMap projects = getMap(kTaskParentProjectsKey);
-    QVariantMap lists = getMap(kTaskParentTasklistsKey);
-    names.insert(id, name);
-    projects.insert(id, QString::number(projectId));
-    lists.insert(id, QString::number(tasklistId));
-    putMap(kTaskNamesKey, names);
-    putMap(kTaskParentProjectsKey, projects);
-    putMap(kTaskParentTasklistsKey, lists);
+    CatalogueMaps& maps = Registry::instance()->editCatalogueMaps();
+    maps.taskNames.insert(id, name);
+    maps.taskParentProjects.insert(id, QString::number(projectId));
+    maps.taskParentTasklists.insert(id, QString::number(tasklistId));
 
-    QString xmlError;
-    const QString xml = cachedXml();
-    const QString updated = addTaskToXml(xml, projectId, tasklistId, task, &xmlError);
-    if (!xmlError.isEmpty()) {
-        qWarning() << "could not add task" << taskId << "to the cached catalogue:" << xmlError;
-        setError(error, xmlError);
+    Catalogue& catalogue = Registry::instance()->editCatalogue();
+    CatalogueTaskList* list = catalogue.taskList(projectId, tasklistId);
+    if (!list) {
+        const QString why = catalogue.project(projectId)
+                                ? QStringLiteral("no task list with id %1 in project %2").arg(tasklistId).arg(projectId)
+                                : QStringLiteral("no project with id %1").arg(projectId);
+        qWarning() << "could not add task" << taskId << "to the cached catalogue:" << why;
+        setError(error, why);
         return false;
     }
-    storeXml(updated);
+    CatalogueTask task;
+    task.id = taskId;
+    task.tasklistId = tasklistId;
+    task.name = name;
+    task.complete = QStringLiteral("0");
+    task.billable = billable ? QStringLiteral("1") : QStringLiteral("0");
+    task.description = description;
+    list->tasks << task;
     return true;
 }
 
 bool ProjectsCatalogue::recordAddedTaskList(int projectId, int tasklistId, const QString& name, QString* error)
 {
-    QVariantMap list;
-    list.insert(kId, QString::number(tasklistId));
-    list.insert(kName, name);
+    Registry::instance()->editCatalogueMaps().tasklistNames.insert(QString::number(tasklistId), name);
 
-    QVariantMap names = getMap(kTasklistNamesKey);
-    names.insert(QString::number(tasklistId), name);
-    putMap(kTasklistNamesKey, names);
-
-    QString xmlError;
-    const QString updated = addTaskListToXml(cachedXml(), projectId, list, &xmlError);
-    if (!xmlError.isEmpty()) {
-        qWarning() << "could not add task list" << tasklistId << "to the cached catalogue:" << xmlError;
-        setError(error, xmlError);
+    Catalogue& catalogue = Registry::instance()->editCatalogue();
+    CatalogueProject* project = catalogue.project(projectId);
+    if (!project) {
+        const QString why = QStringLiteral("no project with id %1").arg(projectId);
+        qWarning() << "could not add task list" << tasklistId << "to the cached catalogue:" << why;
+        setError(error, why);
         return false;
     }
-    storeXml(updated);
+    CatalogueTaskList list;
+    list.id = tasklistId;
+    list.name = name;
+    project->taskLists << list;
     return true;
 }
 
 bool ProjectsCatalogue::recordCompletedTask(int taskId, QString* error)
 {
     // The maps keep the task: entries linked to it still need its name.
-    QString xmlError;
-    const QString updated = completeTaskInXml(cachedXml(), taskId, &xmlError);
-    if (!xmlError.isEmpty()) {
-        qWarning() << "could not mark task" << taskId << "complete in the cached catalogue:" << xmlError;
-        setError(error, xmlError);
-        return false;
+    for (CatalogueProject& project : Registry::instance()->editCatalogue().projects) {
+        for (CatalogueTaskList& list : project.taskLists) {
+            for (CatalogueTask& task : list.tasks) {
+                if (task.id == taskId) {
+                    task.complete = QStringLiteral("1");
+                    return true;
+                }
+            }
+        }
     }
-    storeXml(updated);
-    return true;
+    const QString why = QStringLiteral("no task with id %1").arg(taskId);
+    qWarning() << "could not mark task" << taskId << "complete in the cached catalogue:" << why;
+    setError(error, why);
+    return false;
 }
 
 int ProjectsCatalogue::addedId(const QString& reply, const QString& element, QString* error)

@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <utility>
+
 // The signed-in user's clients, projects, task lists and tasks as the service reports them, as plain
 // data for the projects tree and for the dialogs that let the user pick a task.
 
@@ -49,6 +51,14 @@ struct Catalogue
     Catalogue openTasksOnly() const;
     const CatalogueProject* project(int projectId) const;
     const CatalogueTaskList* taskList(int projectId, int tasklistId) const;
+    CatalogueProject* project(int projectId)
+    {
+        return const_cast<CatalogueProject*>(std::as_const(*this).project(projectId));
+    }
+    CatalogueTaskList* taskList(int projectId, int tasklistId)
+    {
+        return const_cast<CatalogueTaskList*>(std::as_const(*this).taskList(projectId, tasklistId));
+    }
     // The task with its project and task list, found anywhere in the catalogue.
     bool findTask(int taskId, CatalogueTask* task, int* projectId = nullptr, int* tasklistId = nullptr) const;
 };
@@ -64,44 +74,26 @@ struct CatalogueMaps
     QVariantMap taskParentTasklists; // task id -> task list id
 };
 
-// Parses catalogue replies, keeps the registry's copy of the catalogue ("XmlProjectsList" and the
-// five maps) in step with what the service was told, and edits the cached text.
+// Parses catalogue replies and keeps the registry's copy of the catalogue (parsed, with the five
+// maps) in step with what the service was told.
 class ProjectsCatalogue
 {
 public:
-    static const char* const kXmlKey;
-    static const char* const kProjectNamesKey;
-    static const char* const kTasklistNamesKey;
-    static const char* const kTaskNamesKey;
-    static const char* const kTaskParentProjectsKey;
-    static const char* const kTaskParentTasklistsKey;
-
     // Reads a "verrin.projects.findByUser" reply. Fails on text that does not load or whose root
     // "status" is not "ok"; elements without a usable id are skipped and listed in `problems`.
     static bool parse(const QString& xml, Catalogue& catalogue, QString* error = nullptr);
 
     // All tasks count, completed ones included: linked time may point at them.
     static CatalogueMaps buildMaps(const Catalogue& catalogue);
-    static void storeMaps(const CatalogueMaps& maps);
-    static CatalogueMaps storedMaps();
 
-    // The catalogue cached in the registry ("XmlProjectsList"); empty when there is none.
-    static Catalogue cached(QString* error = nullptr);
-    static QString cachedXml();
-    static void storeXml(const QString& xml);
+    // A catalogue reply as it arrives: parsed once into the registry, which then holds an empty
+    // catalogue when the reply is not usable. The maps follow only a usable one.
+    static bool keep(const QString& reply, QString* error = nullptr);
+    // A catalogue already parsed, with its maps.
+    static void keep(const Catalogue& catalogue);
 
-    // Insert a new element into catalogue text and return the new text. On failure (text that does
-    // not load, unknown project or task list) the text comes back unchanged and `error` says why.
-    // `task` holds "id", "name", "tasklist_id", "complete", "billable", "description",
-    // "price_per_hour" and "due_date"; `tasklist` holds "id" and "name".
-    static QString addTaskToXml(const QString& xml, int projectId, int tasklistId, const QVariantMap& task,
-                                QString* error = nullptr);
-    static QString addTaskListToXml(const QString& xml, int projectId, const QVariantMap& tasklist,
-                                    QString* error = nullptr);
-    static QString completeTaskInXml(const QString& xml, int taskId, QString* error = nullptr);
-
-    // After the service accepted an "add task", "add task list" or "mark complete": update the cached
-    // text and the maps in the registry. A task added here is open, with empty price and due date.
+    // After the service accepted an "add task", "add task list" or "mark complete": update the
+    // registry's catalogue and maps. A task added here is open, with empty price and due date.
     static bool recordAddedTask(int projectId, int tasklistId, int taskId, const QString& name,
                                 const QString& description, bool billable, QString* error = nullptr);
     static bool recordAddedTaskList(int projectId, int tasklistId, const QString& name, QString* error = nullptr);

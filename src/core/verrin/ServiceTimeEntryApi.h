@@ -8,7 +8,7 @@
 class QDomDocument;
 class QNetworkAccessManager;
 
-// The time-entry calls over HTTP with the signed-in session's credentials (Registry "ApiKey" and
+// The time-entry calls over HTTP with the signed-in session's credentials (Registry::apiKey() and
 // "AuthToken"). Quiet: what went wrong travels back in the outcome, and the linking that made the
 // calls tells the user once for a whole run instead of a box per call.
 class ServiceTimeEntryApi : public TimeEntryApi

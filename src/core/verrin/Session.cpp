@@ -43,7 +43,7 @@ void takeApiKey(const QDomElement& root)
 {
     const QDomElement key = root.firstChildElement(QStringLiteral("api_key"));
     if (!key.isNull())
-        registry()[QStringLiteral("ApiKey")] = key.text();
+        registry().setApiKey(key.text());
 }
 
 } // namespace
@@ -75,10 +75,10 @@ QString Session::getApiBaseUrl(const QString& url, bool sslEnabled)
 void Session::applyProxy()
 {
     QNetworkProxy proxy;
-    if (registry().value(QStringLiteral("ProxyEnabled")).toBool()) {
+    if (registry().proxyEnabled()) {
         proxy.setType(QNetworkProxy::HttpProxy);
-        proxy.setHostName(registry().value(QStringLiteral("ProxyHost")).toString());
-        proxy.setPort(quint16(registry().value(QStringLiteral("ProxyPort")).toString().toInt()));
+        proxy.setHostName(registry().proxyHost());
+        proxy.setPort(quint16(registry().proxyPort().toInt()));
     } else {
         proxy.setType(QNetworkProxy::NoProxy);
     }
@@ -174,9 +174,8 @@ bool Session::networkTest()
 {
     ApiRequest request(manager, true, prompter);
     QString reply;
-    const bool ok =
-        request.call(QStringLiteral("verrin.test.null"), QStringLiteral("get"),
-                     {{QStringLiteral("api_key"), registry().value(QStringLiteral("ApiKey")).toString()}}, reply, true);
+    const bool ok = request.call(QStringLiteral("verrin.test.null"), QStringLiteral("get"),
+                                 {{QStringLiteral("api_key"), registry().apiKey()}}, reply, true);
     QDomDocument document;
     QDomElement root;
     networkAvailable = ok && okRoot(reply, &document, &root);
@@ -185,8 +184,8 @@ bool Session::networkTest()
 
 void Session::initLogin(LoginPrompt* prompt)
 {
-    const QString token = registry().value(QStringLiteral("AuthToken")).toString();
-    registry()[QStringLiteral("isLoggedIn")] = false;
+    const QString token = registry().authToken();
+    registry().setLoggedIn(false);
     loggedIn = false;
     if (!token.isEmpty()) {
         QMap<QString, QVariant> user;
@@ -194,7 +193,7 @@ void Session::initLogin(LoginPrompt* prompt)
             setSignedIn(token, user);
         } else {
             qDebug() << "auth token not valid";
-            registry()[QStringLiteral("AuthToken")] = QString();
+            registry().setAuthToken(QString());
         }
     }
     if (!loggedIn) {
@@ -211,15 +210,15 @@ bool Session::login(LoginPrompt* prompt)
     QString error;
     bool success = false;
     for (int attempt = 0; !success; ++attempt) {
-        QString username = registry().value(QStringLiteral("Username")).toString();
-        QString password = registry().value(QStringLiteral("Password")).toString();
+        QString username = registry().username();
+        QString password = registry().password();
         if (attempt > 0 || username.isEmpty() || password.isEmpty()) {
             bool remember = false;
             if (!prompt || !prompt->run(username, password, remember, error))
                 break;
             if (remember) {
-                registry()[QStringLiteral("Username")] = username;
-                registry()[QStringLiteral("Password")] = password;
+                registry().setUsername(username);
+                registry().setPassword(password);
             }
         }
         QString token;
@@ -240,9 +239,11 @@ bool Session::login(LoginPrompt* prompt)
 void Session::setSignedIn(const QString& token, const QMap<QString, QVariant>& user)
 {
     loggedIn = true;
-    registry()[QStringLiteral("isLoggedIn")] = true;
-    registry()[QStringLiteral("AuthToken")] = token;
-    registry()[QStringLiteral("AuthUser")] = user;
+    registry().setLoggedIn(true);
+    registry().setAuthToken(token);
+    registry().setAuthUser(ServiceUser{user.value(QStringLiteral("id")).toString(),
+                                       user.value(QStringLiteral("username")).toString(),
+                                       user.value(QStringLiteral("realname")).toString()});
     emit loggedInChanged(true);
 }
 
@@ -293,15 +294,15 @@ bool Session::checkToken(const QString& token, QMap<QString, QVariant>& user)
 
 void Session::renew(LoginPrompt* prompt)
 {
-    registry()[QStringLiteral("AuthToken")] = QString();
+    registry().setAuthToken(QString());
     initLogin(prompt);
     if (loggedIn) {
         return;
     }
     // Not signed in again: the session ends as a sign-out would, without asking the service to forget
     // a token it no longer knows.
-    registry()[QStringLiteral("AuthUser")] = QMap<QString, QVariant>();
-    registry()[QStringLiteral("isLoggedIn")] = false;
+    registry().setAuthUser(ServiceUser());
+    registry().setLoggedIn(false);
     emit loggedInChanged(false);
     emit signedOut();
     emit indicatorChanged(signedOutIndicator());
@@ -310,10 +311,10 @@ void Session::renew(LoginPrompt* prompt)
 
 void Session::logout()
 {
-    apiLogout(registry().value(QStringLiteral("AuthToken")).toString());
-    registry()[QStringLiteral("AuthToken")] = QString();
-    registry()[QStringLiteral("AuthUser")] = QMap<QString, QVariant>();
-    registry()[QStringLiteral("isLoggedIn")] = false;
+    apiLogout(registry().authToken());
+    registry().setAuthToken(QString());
+    registry().setAuthUser(ServiceUser());
+    registry().setLoggedIn(false);
     loggedIn = false;
     emit loggedInChanged(false);
     emit signedOut();
@@ -326,9 +327,8 @@ bool Session::apiLogout(const QString& token)
     ApiRequest request(manager, false, prompter);
     QString reply;
     request.call(QStringLiteral("verrin.auth.logout"), QStringLiteral("get"),
-                 {{QStringLiteral("api_key"), registry().value(QStringLiteral("ApiKey")).toString()},
-                  {QStringLiteral("auth_token"), token}},
-                 reply, false);
+                 {{QStringLiteral("api_key"), registry().apiKey()}, {QStringLiteral("auth_token"), token}}, reply,
+                 false);
     emit statusMessage(QStringLiteral("Ready"));
     return servicexml::status(reply) == QLatin1String("ok");
 }

@@ -15,7 +15,7 @@ class QNetworkAccessManager;
 // The connection to the service and the one signed-in session: the start-up connectivity test with
 // its retries and countdown, the quiet watch that notices the service coming back, signing in with
 // stored credentials or the login form, checking a stored token, and signing out. The sign-in state
-// lives in the Registry ("AuthToken", "AuthUser", "isLoggedIn", "ApiKey") where other parts read it;
+// lives in the Registry (authToken(), authUser(), isLoggedIn(), apiKey()) where other parts read it;
 // the window learns about changes through the signals.
 class Session : public QObject
 {
@@ -26,7 +26,7 @@ public:
 
     // The effective base URL: without SSL an "https://" address (any case) is reached over "http://".
     static QString getApiBaseUrl(const QString& url, bool sslEnabled);
-    // Installs the application-wide proxy from Registry "ProxyEnabled", "ProxyHost", "ProxyPort".
+    // Installs the application-wide proxy from the registry's proxy settings.
     static void applyProxy();
 
     // Pauses; the defaults are 30 s between start-up attempts, a 1 s countdown tick and 5 min between

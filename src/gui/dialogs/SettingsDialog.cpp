@@ -217,8 +217,19 @@ void SettingsDialog::setValues(const EditableSettings& v)
 
 EditableSettings SettingsDialog::values() const
 {
-    return EditableSettings{idleEnabled, idleLimit,  username,    password,       proxyEnabled,       proxyHost,
-                            proxyPort,   sslEnabled, closeToTray, minimizeToTray, singleClickTrayOpen};
+    EditableSettings v;
+    v.idleEnabled = idleEnabled;
+    v.idleLimit = idleLimit;
+    v.username = username;
+    v.password = password;
+    v.proxyEnabled = proxyEnabled;
+    v.proxyHost = proxyHost;
+    v.proxyPort = proxyPort;
+    v.sslEnabled = sslEnabled;
+    v.closeToTray = closeToTray;
+    v.minimizeToTray = minimizeToTray;
+    v.singleClickTrayOpen = singleClickTrayOpen;
+    return v;
 }
 
 void SettingsDialog::on_checkAwayEnabled_toggled(bool on)

@@ -1,8 +1,9 @@
 #include "rules/AddRuleDialog.h"
 
 #include "app/Clock.h"
-#include "window/MessageBoxPrompter.h"
+#include "rules/RuleStore.h"
 #include "verrin/TaskPicker.h"
+#include "window/MessageBoxPrompter.h"
 
 #include <QColor>
 #include <QComboBox>
@@ -18,7 +19,6 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QSqlQuery>
 #include <QVBoxLayout>
 
 namespace {
@@ -35,7 +35,7 @@ QDateEdit* makeDateEdit(QWidget* parent, const char* name)
 
 } // namespace
 
-AddRuleDialog::AddRuleDialog(QWidget* parent, const QString& catalogueXml, Prompter* prompter, const Clock* clock,
+AddRuleDialog::AddRuleDialog(QWidget* parent, const Catalogue& projects, Prompter* prompter, const Clock* clock,
                              IconForPath iconForPath)
     : QDialog(parent), prompter(prompter), clock(clock ? clock : SystemClock::shared()),
       iconForPath(std::move(iconForPath))
@@ -46,7 +46,7 @@ AddRuleDialog::AddRuleDialog(QWidget* parent, const QString& catalogueXml, Promp
     }
     buildForm();
     populateTitleRules();
-    populateData(catalogueXml);
+    populateData(projects);
     populateApplications();
 }
 
@@ -166,28 +166,20 @@ void AddRuleDialog::populateTitleRules()
 void AddRuleDialog::populateApplications()
 {
     listAppsAll->clear();
-    QSqlQuery query;
-    if (!query.exec(QStringLiteral("SELECT id, path, name FROM applications ORDER BY name ASC "))) {
-        return;
-    }
-    while (query.next()) {
-        QIcon icon = iconForPath ? iconForPath(query.value(1).toString()) : QIcon();
+    for (const RuleStore::ListedApplication& app : RuleStore().listApplications()) {
+        QIcon icon = iconForPath ? iconForPath(app.path) : QIcon();
         if (icon.isNull()) {
             icon = QIcon(QStringLiteral(":/icons/res/app.png"));
         }
-        auto* item = new QListWidgetItem(icon, query.value(2).toString());
-        item->setData(kIdRole, query.value(0).toInt());
+        auto* item = new QListWidgetItem(icon, app.name);
+        item->setData(kIdRole, app.id);
         listAppsAll->addItem(item);
     }
 }
 
-void AddRuleDialog::populateData(const QString& catalogueXml)
+void AddRuleDialog::populateData(const Catalogue& projects)
 {
-    catalogue = Catalogue();
-    QString error;
-    if (!ProjectsCatalogue::parse(catalogueXml, catalogue, &error)) {
-        qDebug().noquote() << "projects catalogue not usable:" << error;
-    }
+    catalogue = projects;
     TaskPicker::fillProjects(cbProjects, catalogue);
 }
 

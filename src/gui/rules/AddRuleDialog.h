@@ -28,9 +28,9 @@ class AddRuleDialog : public QDialog
 public:
     using IconForPath = std::function<QIcon(const QString& path)>;
 
-    // `catalogueXml` is the projects catalogue as cached in the registry ("XmlProjectsList").
+    // `catalogue` offers the projects and tasks to link with (copied: a refresh may replace it).
     // Messages go through `prompter` (message boxes when null); dates default to `clock`'s today.
-    AddRuleDialog(QWidget* parent, const QString& catalogueXml, Prompter* prompter = nullptr,
+    AddRuleDialog(QWidget* parent, const Catalogue& catalogue, Prompter* prompter = nullptr,
                   const Clock* clock = nullptr, IconForPath iconForPath = {});
     ~AddRuleDialog() override;
 
@@ -50,7 +50,7 @@ public:
     void getData();
     void populateApplications();
     void populateTitleRules();
-    void populateData(const QString& catalogueXml);
+    void populateData(const Catalogue& projects);
     void populateTasks(int projectId);
     void moveAppItemToSelected(int appId);
 

@@ -30,8 +30,7 @@ RuleContext RulesController::context() const
 
 AddRuleDialog* RulesController::makeRuleDialog()
 {
-    return new AddRuleDialog(window, Registry::instance()->value(QStringLiteral("XmlProjectsList")).toString(),
-                             prompter, clock, iconForPath);
+    return new AddRuleDialog(window, Registry::instance()->catalogue(), prompter, clock, iconForPath);
 }
 
 void RulesController::showRulesDialog(int ruleId)

@@ -1,14 +1,14 @@
 #include "rules/RulesDialog.h"
 
-#include "window/MessageBoxPrompter.h"
 #include "rules/RuleDescription.h"
+#include "rules/RuleStore.h"
+#include "window/MessageBoxPrompter.h"
 
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
 #include <QPushButton>
-#include <QSqlQuery>
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
@@ -90,17 +90,13 @@ void RulesDialog::PopulateData()
 {
     populated = false;
     rules->clear();
-    QSqlQuery query;
-    if (query.exec(QStringLiteral("SELECT id, name, active FROM rules ORDER BY seq ASC "))) {
-        while (query.next()) {
-            auto* item = new QListWidgetItem(query.value(1).toString());
-            item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
-            const bool active = query.value(2).toInt() == 1;
-            item->setCheckState(active ? Qt::Checked : Qt::Unchecked);
-            item->setData(kIdRole, query.value(0).toInt());
-            item->setData(kActiveRole, active);
-            rules->addItem(item);
-        }
+    for (const RuleStore::ListedRule& rule : RuleStore().listRules()) {
+        auto* item = new QListWidgetItem(rule.name);
+        item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
+        item->setCheckState(rule.active ? Qt::Checked : Qt::Unchecked);
+        item->setData(kIdRole, rule.id);
+        item->setData(kActiveRole, rule.active);
+        rules->addItem(item);
     }
     if (rules->count() > 0) {
         rules->setCurrentRow(0);

@@ -31,15 +31,11 @@ AddTaskDialog::AddTaskDialog(QWidget* parent) : NameCheckedDialog(parent)
     setMinimumWidth(380);
 }
 
-void AddTaskDialog::populateData(const QString& xml)
+void AddTaskDialog::populateData(const Catalogue& projects)
 {
     cbProjects->clear();
     cbTaskLists->clear();
-    QString error;
-    if (!ProjectsCatalogue::parse(xml, catalogue, &error)) {
-        qDebug().noquote() << "xml not good to load:" << error;
-        return;
-    }
+    catalogue = projects;
     for (const CatalogueProject& project : catalogue.projects) {
         cbProjects->addItem(project.name, project.id);
     }

@@ -16,8 +16,8 @@ class AddTaskDialog : public NameCheckedDialog
 public:
     explicit AddTaskDialog(QWidget* parent = nullptr);
 
-    // Lists the catalogue's projects (an "ok" catalogue text is required) and the first one's lists.
-    void populateData(const QString& xml);
+    // Lists the catalogue's projects and the first one's task lists.
+    void populateData(const Catalogue& projects);
     void populateTaskLists(int projectId);
     void putData();
     void getData();

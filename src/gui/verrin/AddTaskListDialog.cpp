@@ -22,15 +22,9 @@ AddTaskListDialog::AddTaskListDialog(QWidget* parent) : NameCheckedDialog(parent
     setMinimumWidth(340);
 }
 
-void AddTaskListDialog::populateData(const QString& xml)
+void AddTaskListDialog::populateData(const Catalogue& catalogue)
 {
     cbProjects->clear();
-    Catalogue catalogue;
-    QString error;
-    if (!ProjectsCatalogue::parse(xml, catalogue, &error)) {
-        qDebug().noquote() << "xml not good to load:" << error;
-        return;
-    }
     for (const CatalogueProject& project : catalogue.projects) {
         cbProjects->addItem(project.name, project.id);
     }

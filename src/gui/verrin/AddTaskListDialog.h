@@ -14,7 +14,7 @@ class AddTaskListDialog : public NameCheckedDialog
 public:
     explicit AddTaskListDialog(QWidget* parent = nullptr);
 
-    void populateData(const QString& xml);
+    void populateData(const Catalogue& catalogue);
     void putData();
     void getData();
 

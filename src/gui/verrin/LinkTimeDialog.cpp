@@ -34,13 +34,9 @@ LinkTimeDialog::LinkTimeDialog(QWidget* parent)
     setMinimumWidth(420);
 }
 
-void LinkTimeDialog::populateData(const QString& catalogueXml)
+void LinkTimeDialog::populateData(const Catalogue& projects)
 {
-    catalogue = Catalogue();
-    QString error;
-    if (!ProjectsCatalogue::parse(catalogueXml, catalogue, &error)) {
-        qDebug().noquote() << "projects catalogue not usable:" << error;
-    }
+    catalogue = projects;
     TaskPicker::fillProjects(cbProjects, catalogue);
 }
 

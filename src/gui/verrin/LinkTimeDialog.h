@@ -15,7 +15,7 @@ class LinkTimeDialog : public QDialog
 public:
     explicit LinkTimeDialog(QWidget* parent = nullptr);
 
-    void populateData(const QString& catalogueXml);
+    void populateData(const Catalogue& projects);
     void populateTasks(int projectId);
     void putData();
     void getData();

@@ -1,11 +1,11 @@
 #include "verrin/ProjectsTree.h"
 
-#include "window/MessageBoxPrompter.h"
 #include "app/Prompter.h"
 #include "app/Registry.h"
+#include "store/util.h"
 #include "verrin/AddTaskDialog.h"
 #include "verrin/AddTaskListDialog.h"
-#include "store/util.h"
+#include "window/MessageBoxPrompter.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
@@ -99,19 +99,16 @@ void ProjectsTree::setPrompter(Prompter* replacement)
     prompter = replacement ? replacement : ownPrompter.get();
 }
 
-bool ProjectsTree::initTree(const QString& xml)
+bool ProjectsTree::initTree()
 {
     clear();
     catalogue = Catalogue();
-    Catalogue parsed;
-    QString error;
-    if (!ProjectsCatalogue::parse(xml, parsed, &error)) {
+    const Registry& registry = *Registry::instance();
+    if (!registry.catalogueLoaded()) {
         prompter->warn(QStringLiteral("Error"), QStringLiteral("Could not load projects tree"));
-        qDebug().noquote() << "xml not good to load:" << error;
         return false;
     }
-    catalogue = parsed;
-    ProjectsCatalogue::storeMaps(ProjectsCatalogue::buildMaps(catalogue));
+    catalogue = registry.catalogue();
     rebuildItems();
     return true;
 }
@@ -121,11 +118,14 @@ void ProjectsTree::showCatalogueReply(bool requestSucceeded, const QString& repl
     if (!requestSucceeded || reply.isEmpty() || !ProjectsCatalogue::isOkReply(reply)) {
         qDebug() << "error loading projects xml";
     }
+    QString error;
+    if (!ProjectsCatalogue::keep(reply, &error) && !reply.isEmpty()) {
+        qDebug().noquote() << "xml not good to load:" << error;
+    }
     if (!reply.isEmpty()) {
-        initTree(reply);
+        initTree();
         expandAll();
     }
-    ProjectsCatalogue::storeXml(reply);
 }
 
 void ProjectsTree::applyFilter(const QString& text)
@@ -133,9 +133,9 @@ void ProjectsTree::applyFilter(const QString& text)
     filterText = text;
     clear();
     catalogue = Catalogue();
-    Catalogue parsed;
-    if (ProjectsCatalogue::parse(ProjectsCatalogue::cachedXml(), parsed)) {
-        catalogue = parsed;
+    const Registry& registry = *Registry::instance();
+    if (registry.catalogueLoaded()) {
+        catalogue = registry.catalogue();
         rebuildItems();
         expandAll();
     }
@@ -179,9 +179,9 @@ void ProjectsTree::rebuildItems()
 
 void ProjectsTree::reloadFromCache()
 {
-    Catalogue parsed;
-    if (ProjectsCatalogue::parse(ProjectsCatalogue::cachedXml(), parsed)) {
-        catalogue = parsed;
+    const Registry& registry = *Registry::instance();
+    if (registry.catalogueLoaded()) {
+        catalogue = registry.catalogue();
     }
 }
 
@@ -366,7 +366,7 @@ int ProjectsTree::getSelectedTasklistId() const
 
 void ProjectsTree::prepareMenu(QTreeWidgetItem* item)
 {
-    const bool signedIn = Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool();
+    const bool signedIn = Registry::instance()->isLoggedIn();
     const QString kind = kindOf(item);
     const bool inProject = kind == kProject || kind == kTasklist || kind == kTask;
     bool projectHasLists = kind == kTasklist || kind == kTask;
@@ -399,7 +399,7 @@ void ProjectsTree::onMenuAddTask()
     int tasklistId = 0;
     idsOf(currentItem(), &projectId, &tasklistId, nullptr);
     AddTaskDialog dialog(this);
-    dialog.populateData(ProjectsCatalogue::cachedXml());
+    dialog.populateData(Registry::instance()->catalogue());
     dialog.projectId = projectId;
     dialog.tasklistId = tasklistId;
     dialog.putData();
@@ -416,7 +416,7 @@ void ProjectsTree::onMenuAddTask()
 void ProjectsTree::onMenuAddTaskList()
 {
     AddTaskListDialog dialog(this);
-    dialog.populateData(ProjectsCatalogue::cachedXml());
+    dialog.populateData(Registry::instance()->catalogue());
     dialog.projectId = getSelectedProjectId();
     dialog.putData();
     if (dialog.exec() != QDialog::Accepted) {

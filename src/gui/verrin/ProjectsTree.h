@@ -31,12 +31,12 @@ public:
     // Questions and warnings go here; by default real message boxes over this widget.
     void setPrompter(Prompter* prompter);
 
-    // Rebuilds the tree and the registry maps from catalogue reply text. Warns "Could not load
-    // projects tree" and leaves the tree empty when the text is not an "ok" catalogue.
-    bool initTree(const QString& xml);
+    // Rebuilds the tree from the registry's catalogue. Warns "Could not load projects tree" and
+    // leaves the tree empty when the last reply was not an "ok" catalogue.
+    bool initTree();
 
-    // What the main window does with a "verrin.projects.findByUser" reply: show it when there is
-    // text, expand everything, and cache the text (even empty) as "XmlProjectsList".
+    // What the main window does with a "verrin.projects.findByUser" reply: keep it in the registry
+    // (even empty, which forgets the catalogue), then show it when there is text, expanded.
     void showCatalogueReply(bool requestSucceeded, const QString& reply);
 
     // Sets the filter and rebuilds from the cached catalogue, expanded. No box when the cache is

@@ -1,10 +1,10 @@
 // Dropping recorded time on a task of the projects tree.
 #include "app/Registry.h"
+#include "store/util.h"
 #include "verrin/EntriesDragPayload.h"
 #include "verrin/LinkTimeDialog.h"
 #include "verrin/ProjectsCatalogue.h"
 #include "verrin/ProjectsTree.h"
-#include "store/util.h"
 
 #include <QDebug>
 #include <QDragEnterEvent>
@@ -42,7 +42,7 @@ bool ProjectsTree::acceptsDrop(const QTreeWidgetItem* item, const QMimeData* dat
 {
     // Linking needs a session; the tree may still show the catalogue after signing out fails.
     return item && data && data->hasFormat(EntriesDragPayload::mimeType()) && kindOf(item) == kTaskKind &&
-           Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool();
+           Registry::instance()->isLoggedIn();
 }
 
 void ProjectsTree::dragEnterEvent(QDragEnterEvent* event)
@@ -125,7 +125,7 @@ bool ProjectsTree::askLinkDetails(const QTreeWidgetItem* item, const QMimeData* 
     idsOf(item, &projectId, nullptr, &taskId);
 
     LinkTimeDialog dialog(this);
-    dialog.populateData(ProjectsCatalogue::cachedXml());
+    dialog.populateData(Registry::instance()->catalogue());
     dialog.projectId = projectId;
     dialog.taskId = taskId;
     dialog.notes = payload.notes;

@@ -14,7 +14,7 @@
 #include <QStatusBar>
 
 VerrinController::VerrinController(const VerrinWidgets& widgets, QNetworkAccessManager* manager, Prompter* prompter,
-                                     Clock* clock, QObject* parent)
+                                   Clock* clock, QObject* parent)
     : QObject(parent), widgets(widgets), currentSession(new Session(manager, prompter, clock, this)),
       loginPrompt(std::make_unique<LoginDialogPrompt>(widgets.statusBar ? widgets.statusBar->window() : nullptr)),
       api(std::make_unique<ProjectsApi>(manager, prompter))
@@ -43,8 +43,7 @@ VerrinController::VerrinController(const VerrinWidgets& widgets, QNetworkAccessM
 
     connect(widgets.login, &QAction::triggered, this, &VerrinController::on_actionLogin_triggered);
     connect(widgets.logout, &QAction::triggered, this, &VerrinController::on_actionLogout_triggered);
-    connect(widgets.refreshProjects, &QAction::triggered, this,
-            &VerrinController::on_action_RefreshProjects_triggered);
+    connect(widgets.refreshProjects, &QAction::triggered, this, &VerrinController::on_action_RefreshProjects_triggered);
 
     connect(widgets.projects, &ProjectsTree::signalRefresh, this, &VerrinController::initProjectsTree);
     connect(widgets.projects, &ProjectsTree::signalAddTask, this, &VerrinController::addTask);
@@ -114,12 +113,11 @@ void VerrinController::showStatus(const QString& text)
 
 void VerrinController::initProjectsTree()
 {
-    if (!Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool()) {
+    if (!Registry::instance()->isLoggedIn()) {
         qDebug() << "abort init projects. not logged in.";
         return;
     }
-    const QVariantMap user = Registry::instance()->value(QStringLiteral("AuthUser")).toMap();
-    qDebug().noquote() << "auth user: " + user.value(QStringLiteral("username")).toString();
+    qDebug().noquote() << "auth user: " + Registry::instance()->authUser().username;
     QString reply;
     const bool ok = api->findByUser(&reply);
     widgets.projects->showCatalogueReply(ok, reply);
@@ -175,7 +173,7 @@ void VerrinController::filterProjectsApply()
 }
 
 void VerrinController::addTask(int projectId, int tasklistId, const QString& name, const QString& description,
-                                bool billable)
+                               bool billable)
 {
     const int taskId = api->addTask(projectId, tasklistId, name, description, billable);
     if (taskId)

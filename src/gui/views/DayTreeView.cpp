@@ -161,8 +161,9 @@ void DayTreeView::adjustColumnWidth()
 {
     setColumnWidth(1, 80);
     setColumnWidth(2, 120);
-    header()->restoreState(Registry::instance()->value(layoutPrefix + QStringLiteral("ListState")).toByteArray());
-    header()->restoreGeometry(Registry::instance()->value(layoutPrefix + QStringLiteral("ListGeometry")).toByteArray());
+    const bool linked = layoutPrefix == QLatin1String("Linked");
+    header()->restoreState(Registry::instance()->listState(linked));
+    header()->restoreGeometry(Registry::instance()->listGeometry(linked));
     // Titles get whatever width the time and bar columns leave, also with an older saved layout.
     header()->setStretchLastSection(false);
     header()->setSectionResizeMode(0, QHeaderView::Stretch);

@@ -2,8 +2,8 @@
 
 #include "app/Prompter.h"
 #include "app/Registry.h"
-#include "store/util.h"
 #include "reports/TreeModel.h"
+#include "store/util.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
@@ -36,7 +36,7 @@ EntriesList::EntriesList(QWidget* parent) : DayTreeView(QStringLiteral("Linked")
 
 QList<QAction*> EntriesList::menuActions(const QModelIndex& index) const
 {
-    unlinkAct->setEnabled(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool());
+    unlinkAct->setEnabled(Registry::instance()->isLoggedIn());
     QList<QAction*> actions;
     const QString type =
         index.isValid() && treeModel() ? treeModel()->hiddenData(index, QStringLiteral("type")).toString() : QString();

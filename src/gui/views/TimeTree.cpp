@@ -2,9 +2,9 @@
 
 #include "app/Prompter.h"
 #include "app/Registry.h"
-#include "verrin/EntriesDragPayload.h"
-#include "store/util.h"
 #include "reports/TreeModel.h"
+#include "store/util.h"
+#include "verrin/EntriesDragPayload.h"
 
 #include <QAction>
 #include <QApplication>
@@ -78,7 +78,7 @@ void TimeTree::createActions()
 
 QList<QAction*> TimeTree::menuActions(const QModelIndex& index) const
 {
-    linkAct->setEnabled(Registry::instance()->value(QStringLiteral("isLoggedIn")).toBool());
+    linkAct->setEnabled(Registry::instance()->isLoggedIn());
     QList<QAction*> actions;
     const QString type = index.isValid() ? typeOf(index) : QString();
     if (type == QLatin1String("app")) {
@@ -236,7 +236,7 @@ void TimeTree::onMenuExclude()
     if (!tree || !selectionModel()) {
         return;
     }
-    QStringList ignored = Registry::instance()->value(QStringLiteral("IgnoredApps")).toStringList();
+    QStringList ignored = Registry::instance()->ignoredApps();
     for (const QModelIndex& index : selectionModel()->selectedIndexes()) {
         if (index.column() != 0 || typeOf(index) != QLatin1String("app")) {
             continue;
@@ -247,7 +247,7 @@ void TimeTree::onMenuExclude()
             ignored << path;
         }
     }
-    (*Registry::instance())[QStringLiteral("IgnoredApps")] = ignored;
+    Registry::instance()->setIgnoredApps(ignored);
     saveExpandedNodes();
     tree->refreshTree();
     emit datesWithZeroTimeChanged();

@@ -2,12 +2,12 @@
 
 #include "app/Clock.h"
 #include "app/LocalZone.h"
-#include "window/MainWindowForm.h"
 #include "app/Registry.h"
 #include "recording/AppIcons.h"
 #include "recording/AwayEditDialog.h"
-#include "verrin/LinkTimeDialog.h"
+#include "reports/TreeModel.h"
 #include "store/util.h"
+#include "verrin/LinkTimeDialog.h"
 #include "views/CalendarWidget.h"
 #include "views/DayTimeline.h"
 #include "views/EntriesList.h"
@@ -16,7 +16,7 @@
 #include "views/TimeTree.h"
 #include "views/TimestampsDialog.h"
 #include "views/TotalTimeLabel.h"
-#include "reports/TreeModel.h"
+#include "window/MainWindowForm.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -123,7 +123,7 @@ void DayViews::initHideUnder()
     for (const auto& [text, seconds] : choices) {
         ui->cbHideUnder->addItem(text, seconds);
     }
-    const int seconds = registry().value(QStringLiteral("HideUnder")).toInt();
+    const int seconds = registry().hideUnder();
     const int index = ui->cbHideUnder->findData(seconds);
     ui->cbHideUnder->setCurrentIndex(index >= 0 ? index : 0);
     unlinked->setHideUnder(seconds);
@@ -132,7 +132,7 @@ void DayViews::initHideUnder()
 
 void DayViews::initGroupByHour()
 {
-    const bool on = registry().value(QStringLiteral("GroupByHour")).toBool();
+    const bool on = registry().groupByHour();
     ui->checkGroupByHour->setChecked(on);
     unlinked->setGroupByHour(on);
 }
@@ -228,7 +228,7 @@ void DayViews::refreshBoth()
 void DayViews::on_cbHideUnder_activated(int index)
 {
     const int seconds = ui->cbHideUnder->itemData(index).toInt();
-    registry()[QStringLiteral("HideUnder")] = seconds;
+    registry().setHideUnder(seconds);
     unlinked->setHideUnder(seconds);
     linked->setHideUnder(seconds);
     refreshBoth();
@@ -237,7 +237,7 @@ void DayViews::on_cbHideUnder_activated(int index)
 void DayViews::on_checkGroupByHour_clicked(bool checked)
 {
     unlinked->setGroupByHour(checked);
-    registry()[QStringLiteral("GroupByHour")] = checked;
+    registry().setGroupByHour(checked);
     refreshUnlinked();
 }
 
@@ -261,7 +261,7 @@ void DayViews::filterApply()
 {
     const QString text = ui->editFilter->text();
     unlinked->setFilter(text);
-    registry()[QStringLiteral("Filter")] = text;
+    registry().setFilter(text);
     if (keepOpenNodes) {
         keepOpenNodes = false;
         ui->appList->saveExpandedNodes();
@@ -305,7 +305,7 @@ void DayViews::showTimestamps(const QDate& date, const QString& title, const QSt
 bool DayViews::chooseTask(int seconds, QString* taskId, QString* notes)
 {
     LinkTimeDialog dialog(dialogParent);
-    dialog.populateData(registry().value(QStringLiteral("XmlProjectsList")).toString());
+    dialog.populateData(registry().catalogue());
     dialog.timeText = util::format_time(seconds);
     dialog.putData();
     if (dialog.exec() != QDialog::Accepted) {

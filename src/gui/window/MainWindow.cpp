@@ -3,9 +3,6 @@
 #include "app/Clock.h"
 #include "app/CredentialStore.h"
 #include "app/DataPaths.h"
-#include "window/DayViews.h"
-#include "window/LinkingController.h"
-#include "window/MessageBoxPrompter.h"
 #include "app/Registry.h"
 #include "app/SecretStore.h"
 #include "app/SettingsFile.h"
@@ -13,23 +10,26 @@
 #include "app/WindowPolicy.h"
 #include "dialogs/AboutDialog.h"
 #include "dialogs/SettingsDialog.h"
-#include "updates/UpdateChecker.h"
 #include "dialogs/UpdatePresenter.h"
 #include "platform/Platform.h"
-#include "wayland/GnomeShellExtension.h"
 #include "recording/AppIcons.h"
 #include "recording/DesktopNotifier.h"
 #include "recording/IgnoredAppsDialog.h"
 #include "recording/Recorder.h"
-#include "verrin/VerrinController.h"
-#include "store/Database.h"
 #include "reports/CalendarDays.h"
+#include "reports/TreeModel.h"
+#include "store/Database.h"
+#include "updates/UpdateChecker.h"
+#include "verrin/VerrinController.h"
 #include "views/CalendarWidget.h"
 #include "views/ClickableLabel.h"
 #include "views/EntriesList.h"
 #include "views/SummaryWindow.h"
 #include "views/TimeTree.h"
-#include "reports/TreeModel.h"
+#include "wayland/GnomeShellExtension.h"
+#include "window/DayViews.h"
+#include "window/LinkingController.h"
+#include "window/MessageBoxPrompter.h"
 
 #include <QApplication>
 #include <QCalendarWidget>
@@ -101,8 +101,8 @@ MainWindow::MainWindow(Clock* injectedClock, QWidget* parent)
     setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
     initDockedWidgets();
     verrinController = new VerrinController({ui.projects, ui.editFilterProjects, ui.actionLogin, ui.actionLogout,
-                                               ui.action_RefreshProjects, loginIndicator, ui.statusBar},
-                                              networkManager, prompter.get(), clock, this);
+                                             ui.action_RefreshProjects, loginIndicator, ui.statusBar},
+                                            networkManager, prompter.get(), clock, this);
     setStyleSheet(QStringLiteral("QMainWindow::separator { background: transparent; }"));
     ui.appList->setFocus();
 
@@ -195,7 +195,7 @@ void MainWindow::initSettings()
 
     const bool firstRun = !QFileInfo::exists(DataPaths::iniFile());
     settings = new QSettings(DataPaths::iniFile(), QSettings::IniFormat, this);
-    (*Registry::instance())[QStringLiteral("UserAgent")] = SettingsFile::userAgent();
+    Registry::instance()->setUserAgent(SettingsFile::userAgent());
 
     if (firstRun) {
         SettingsDialog::runFirstStart(*settings, folder, [] { return true; });
@@ -363,7 +363,7 @@ bool MainWindow::trayUsable() const
 void MainWindow::applyQuitOnLastWindowClosed()
 {
     QApplication::setQuitOnLastWindowClosed(WindowPolicy::quitOnLastWindowClosed(
-        Registry::instance()->value(QStringLiteral("CloseToTray")).toBool(), QSystemTrayIcon::isSystemTrayAvailable()));
+        Registry::instance()->closeToTray(), QSystemTrayIcon::isSystemTrayAvailable()));
 }
 
 void MainWindow::hideApplication()
@@ -383,8 +383,7 @@ void MainWindow::iconActivated(QSystemTrayIcon::ActivationReason reason)
     const TrayClick click = reason == QSystemTrayIcon::Trigger       ? TrayClick::Single
                             : reason == QSystemTrayIcon::DoubleClick ? TrayClick::Double
                                                                      : TrayClick::Other;
-    if (WindowPolicy::trayClickShowsWindow(
-            click, Registry::instance()->value(QStringLiteral("SingleClickTrayOpen")).toBool())) {
+    if (WindowPolicy::trayClickShowsWindow(click, Registry::instance()->singleClickTrayOpen())) {
         onTrayMenuShow();
     }
 }
@@ -567,9 +566,8 @@ void MainWindow::changeEvent(QEvent* event)
         return;
     }
     if (event->type() == QEvent::WindowStateChange &&
-        WindowPolicy::hideOnMinimize(isMinimized(),
-                                     Registry::instance()->value(QStringLiteral("MinimizeToTray")).toBool(),
-                                     event->spontaneous(), trayUsable())) {
+        WindowPolicy::hideOnMinimize(isMinimized(), Registry::instance()->minimizeToTray(), event->spontaneous(),
+                                     trayUsable())) {
         hideApplication();
         event->ignore();
         return;
@@ -580,8 +578,7 @@ void MainWindow::changeEvent(QEvent* event)
 void MainWindow::closeEvent(QCloseEvent* event)
 {
     cleanup();
-    switch (WindowPolicy::onClose(trayUsable(), Registry::instance()->value(QStringLiteral("CloseToTray")).toBool(),
-                                  event->spontaneous())) {
+    switch (WindowPolicy::onClose(trayUsable(), Registry::instance()->closeToTray(), event->spontaneous())) {
     case WindowPolicy::CloseAction::Close:
         QMainWindow::closeEvent(event);
         break;
