@@ -10,10 +10,23 @@
 # failure. A mutant that does not compile is skipped and the next one taken. Prints one line per
 # mutant and the share killed; the developer's own tree and build are never touched. FOLDER (a
 # folder under src/, e.g. rules, or several as rules|store) limits the sample to one part of the program.
+#
+# To make a sample affordable on a small machine, three optional variables narrow it:
+#   MUTANTS_COMMIT   the commit to mutate and test (default HEAD), so a run before a change to the
+#                    tests and a run after meet the same mutants with their own tests
+#   MUTANTS_TESTS    a ctest -R regex: only these tests run, for the baseline and per mutant
+#   MUTANTS_TARGETS  build targets (space-separated) rebuilt for the baseline and per mutant, so only
+#                    those tests relink; default all
 set -euo pipefail
 count=${1:?usage: scripts/mutants.sh N [SEED] [FOLDER]}
 seed=${2:-1}
 folder=${3:-}
+commit=${MUTANTS_COMMIT:-HEAD}
+tests=()
+[ -n "${MUTANTS_TESTS:-}" ] && tests=(-R "$MUTANTS_TESTS")
+targets=()
+# shellcheck disable=SC2206 # a space-separated list of target names
+[ -n "${MUTANTS_TARGETS:-}" ] && targets=(--target $MUTANTS_TARGETS)
 repo=$(git -C "$(dirname "$0")/.." rev-parse --show-toplevel)
 # Beside the repository, so a ccache base_dir that covers the checkout covers the copy too.
 work=$(mktemp -d "$(dirname "$repo")/.verrin-mutants.XXXXXX")
@@ -24,13 +37,13 @@ cleanup() {
 }
 trap cleanup EXIT
 
-git -C "$repo" worktree add --detach "$tree" HEAD >/dev/null
+git -C "$repo" worktree add --detach "$tree" "$commit" >/dev/null
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 cmake -S "$tree" -B "$tree/build" "${launcher[@]}" >/dev/null
 echo "building the unmutated tree..."
-cmake --build "$tree/build" -j "$(nproc)" >"$work/build.log" 2>&1 || { tail -20 "$work/build.log"; exit 1; }
-(cd "$tree/build" && ctest -j "$(nproc)" --timeout 300 >"$work/baseline.log" 2>&1) ||
+cmake --build "$tree/build" -j "$(nproc)" "${targets[@]}" >"$work/build.log" 2>&1 || { tail -20 "$work/build.log"; exit 1; }
+(cd "$tree/build" && ctest -j "$(nproc)" --timeout 300 "${tests[@]}" >"$work/baseline.log" 2>&1) ||
     { echo "the unmutated suite fails; fix that first"; grep -E "Failed|\*\*\*" "$work/baseline.log"; exit 1; }
 
 python3 "$repo/scripts/mutant_sites.py" "$tree/src" "$seed" | awk -v f="$folder" 'f == "" || $0 ~ ("^(" f ")/")' >"$work/sites"
@@ -45,9 +58,9 @@ lines = open(path, encoding="utf-8").read().split("\n")
 lines[number - 1] = lines[number - 1].replace(before, after, 1)
 open(path, "w", encoding="utf-8").write("\n".join(lines))
 EOF
-    if cmake --build "$tree/build" -j "$(nproc)" >"$work/build.log" 2>&1; then
+    if cmake --build "$tree/build" -j "$(nproc)" "${targets[@]}" >"$work/build.log" 2>&1; then
         taken=$((taken + 1))
-        if (cd "$tree/build" && ctest -j "$(nproc)" --timeout 300 --stop-on-failure >"$work/test.log" 2>&1); then
+        if (cd "$tree/build" && ctest -j "$(nproc)" --timeout 300 --stop-on-failure "${tests[@]}" >"$work/test.log" 2>&1); then
             survived=$((survived + 1)) verdict=SURVIVED
         else
             killed=$((killed + 1))
@@ -58,5 +71,4 @@ EOF
     cp "$work/original" "$target"
     touch "$target"
 done <"$work/sites"
-cmake --build "$tree/build" -j "$(nproc)" >/dev/null 2>&1 || true
 echo "killed $killed of $taken mutants (seed $seed)"

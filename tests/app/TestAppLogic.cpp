@@ -1,3 +1,4 @@
+#include "TestMain.h"
 #include "app/CommandLine.h"
 #include "app/DebugLog.h"
 #include "app/LocalZone.h"
@@ -205,5 +206,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestAppLogic)
+VERRIN_TEST(TestAppLogic)
 #include "TestAppLogic.moc"

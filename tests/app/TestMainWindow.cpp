@@ -1,6 +1,7 @@
 #include "ManualClock.h"
 #include "ModalDialogHelper.h"
 #include "TempDataFolder.h"
+#include "TestMain.h"
 #include "app/DataPaths.h"
 #include "app/Registry.h"
 #include "recording/Recorder.h"
@@ -352,5 +353,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestMainWindow)
+VERRIN_TEST(TestMainWindow)
 #include "TestMainWindow.moc"

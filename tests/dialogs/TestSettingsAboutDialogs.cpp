@@ -1,4 +1,5 @@
 #include "TempDataFolder.h"
+#include "TestMain.h"
 #include "app/DataPaths.h"
 #include "dialogs/AboutDialog.h"
 #include "dialogs/SettingsDialog.h"
@@ -188,5 +189,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestSettingsAboutDialogs)
+VERRIN_TEST(TestSettingsAboutDialogs)
 #include "TestSettingsAboutDialogs.moc"

@@ -1,7 +1,8 @@
 #include "ModalDialogHelper.h"
 #include "StaticHttpServer.h"
-#include "updates/UpdateChecker.h"
+#include "TestMain.h"
 #include "dialogs/UpdatePresenter.h"
+#include "updates/UpdateChecker.h"
 
 #include <QDialog>
 #include <QLabel>
@@ -192,5 +193,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestUpdateChecker)
+VERRIN_TEST(TestUpdateChecker)
 #include "TestUpdateChecker.moc"

@@ -1,4 +1,5 @@
 #include "FakePlatform.h"
+#include "TestMain.h"
 #include "app/Registry.h"
 #include "recording/AppIcons.h"
 #include "recording/ForegroundProbe.h"
@@ -202,5 +203,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestForegroundProbe)
+VERRIN_TEST(TestForegroundProbe)
 #include "TestForegroundProbe.moc"

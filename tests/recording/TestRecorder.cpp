@@ -1,4 +1,5 @@
 #include "RecorderFixture.h"
+#include "TestMain.h"
 
 #include <QSet>
 #include <QSignalSpy>
@@ -399,5 +400,5 @@ private:
     std::unique_ptr<RecorderFixture> f;
 };
 
-QTEST_MAIN(TestRecorder)
+VERRIN_TEST(TestRecorder)
 #include "TestRecorder.moc"

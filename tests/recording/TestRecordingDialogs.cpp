@@ -1,4 +1,5 @@
 #include "FakePrompter.h"
+#include "TestMain.h"
 #include "app/Registry.h"
 #include "recording/AwayEditDialog.h"
 #include "recording/ExcludedApps.h"
@@ -137,5 +138,5 @@ private:
     QTemporaryDir dir;
 };
 
-QTEST_MAIN(TestRecordingDialogs)
+VERRIN_TEST(TestRecordingDialogs)
 #include "TestRecordingDialogs.moc"

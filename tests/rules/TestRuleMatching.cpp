@@ -1,3 +1,4 @@
+#include "TestMain.h"
 #include "rules/DatePresets.h"
 #include "rules/RuleMatcher.h"
 
@@ -170,5 +171,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestRuleMatching)
+VERRIN_TEST(TestRuleMatching)
 #include "TestRuleMatching.moc"

@@ -1,6 +1,7 @@
 #include "FakePrompter.h"
 #include "RecordedRows.h"
 #include "RuleBrief.h"
+#include "TestMain.h"
 #include "app/Registry.h"
 #include "rules/RuleApplier.h"
 #include "rules/RuleDescription.h"
@@ -347,5 +348,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestRuleStore)
+VERRIN_TEST(TestRuleStore)
 #include "TestRuleStore.moc"

@@ -17,12 +17,6 @@ QStringList KWinScriptingStandIn::loadedPlugins() const
     return plugins;
 }
 
-QString KWinScriptingStandIn::lastScriptPath() const
-{
-    QMutexLocker lock(&mutex);
-    return scriptPath;
-}
-
 int KWinScriptingStandIn::loadScript(const QString& filePath, const QString& pluginName)
 {
     QMutexLocker lock(&mutex);

@@ -24,7 +24,6 @@ class KWinScriptingStandIn : public QObject
 public:
     void refuseScripts(bool refuse);
     QStringList loadedPlugins() const;
-    QString lastScriptPath() const;
 
 public slots:
     Q_SCRIPTABLE int loadScript(const QString& filePath, const QString& pluginName);

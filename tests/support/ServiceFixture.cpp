@@ -43,11 +43,6 @@ QString ServiceFixture::testSeed()
     return QStringLiteral(VERRIN_SERVICE_SEEDS "/test-seed.json");
 }
 
-QString ServiceFixture::demoSeed()
-{
-    return QStringLiteral(VERRIN_SERVICE_SEEDS "/demo-seed.json");
-}
-
 bool ServiceFixture::isRunning() const
 {
     return process.state() == QProcess::Running && listenPort != 0;

@@ -57,7 +57,6 @@ public:
 
     static QString binary();
     static QString testSeed();
-    static QString demoSeed();
     // Writes a self-signed certificate for 127.0.0.1 and its key into `folder` with openssl.
     static bool makeSelfSignedCertificate(const QString& folder, QString* certFile, QString* keyFile, QString* error);
 

@@ -2,6 +2,7 @@
 // replies and refusals are read, and every transport failure the service can be made to play.
 #include "FakePrompter.h"
 #include "ServiceFixture.h"
+#include "TestMain.h"
 #include "app/Registry.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/ServiceXml.h"
@@ -435,5 +436,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestApiRequest)
+VERRIN_TEST(TestApiRequest)
 #include "TestApiRequest.moc"

@@ -1,3 +1,4 @@
+#include "TestMain.h"
 #include "verrin/EntriesDragPayload.h"
 
 #include <QMimeData>
@@ -169,5 +170,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestEntriesDragPayload)
+VERRIN_TEST(TestEntriesDragPayload)
 #include "TestEntriesDragPayload.moc"

@@ -1,3 +1,4 @@
+#include "TestMain.h"
 #include "verrin/LinkTimeDialog.h"
 
 #include <QComboBox>
@@ -94,5 +95,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestLinkTimeDialog)
+VERRIN_TEST(TestLinkTimeDialog)
 #include "TestLinkTimeDialog.moc"

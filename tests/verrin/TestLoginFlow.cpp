@@ -3,6 +3,7 @@
 #include "FakePrompter.h"
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
+#include "TestMain.h"
 #include "app/Registry.h"
 #include "verrin/LoginDialogPrompt.h"
 #include "verrin/Session.h"
@@ -140,5 +141,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestLoginFlow)
+VERRIN_TEST(TestLoginFlow)
 #include "TestLoginFlow.moc"

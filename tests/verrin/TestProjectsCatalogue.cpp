@@ -1,4 +1,5 @@
 #include "CatalogueSample.h"
+#include "TestMain.h"
 #include "app/Registry.h"
 #include "verrin/ProjectsCatalogue.h"
 #include "verrin/ServiceXml.h"
@@ -353,5 +354,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestProjectsCatalogue)
+VERRIN_TEST(TestProjectsCatalogue)
 #include "TestProjectsCatalogue.moc"

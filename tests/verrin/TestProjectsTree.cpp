@@ -1,6 +1,7 @@
 #include "CatalogueSample.h"
 #include "FakePrompter.h"
 #include "ModalDialogHelper.h"
+#include "TestMain.h"
 #include "app/Registry.h"
 #include "verrin/ProjectsCatalogue.h"
 #include "verrin/ProjectsTree.h"
@@ -343,5 +344,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestProjectsTree)
+VERRIN_TEST(TestProjectsTree)
 #include "TestProjectsTree.moc"

@@ -1,4 +1,5 @@
 #include "CatalogueSample.h"
+#include "TestMain.h"
 #include "verrin/AddTaskDialog.h"
 #include "verrin/AddTaskListDialog.h"
 #include "verrin/LoginDialog.h"
@@ -242,5 +243,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestServiceDialogs)
+VERRIN_TEST(TestServiceDialogs)
 #include "TestServiceDialogs.moc"

@@ -5,6 +5,7 @@
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
+#include "TestMain.h"
 #include "app/DataPaths.h"
 #include "app/Registry.h"
 #include "verrin/ProjectsTree.h"
@@ -325,5 +326,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestVerrinController)
+VERRIN_TEST(TestVerrinController)
 #include "TestVerrinController.moc"

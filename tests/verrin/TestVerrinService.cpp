@@ -1,6 +1,7 @@
 // The local Verrin service itself: its command line, and that its methods keep the catalogue and
 // the time entries the way the program relies on.
 #include "ServiceFixture.h"
+#include "TestMain.h"
 #include "app/Registry.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/ProjectsCatalogue.h"
@@ -137,17 +138,6 @@ private slots:
         QVERIFY2(stderrText.contains(expectedMessage), qPrintable(stderrText));
         QVERIFY2(stderrText.startsWith(QLatin1String("verrin-service: ")), qPrintable(stderrText));
         QCOMPARE(process.readAllStandardOutput(), QByteArray());
-    }
-
-    void help()
-    {
-        QProcess process;
-        process.start(ServiceFixture::binary(), {"--help"});
-        QVERIFY(process.waitForFinished(15000));
-        QCOMPARE(process.exitCode(), 0);
-        const QByteArray text = process.readAllStandardOutput();
-        for (const char* word : {"--port", "--seed", "--db", "--fault", "--tls-cert", "/control/fault"})
-            QVERIFY2(text.contains(word), word);
     }
 
     void catalogueOfTheSignedInUserOnly()
@@ -328,5 +318,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestVerrinService)
+VERRIN_TEST(TestVerrinService)
 #include "TestVerrinService.moc"

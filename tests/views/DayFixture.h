@@ -2,8 +2,8 @@
 
 #include "TempDataFolder.h"
 #include "app/Registry.h"
-#include "store/Database.h"
 #include "reports/TreeModel.h"
+#include "store/Database.h"
 
 #include <QSqlQuery>
 #include <QVariant>
@@ -33,54 +33,42 @@ struct DayFixture
         Registry::drop();
     }
 
-    static int addApp(const QString& path, const QString& name)
+    // Runs a statement with its values bound in order; the id of an inserted row.
+    static int exec(const QString& sql, const QVariantList& values)
     {
         QSqlQuery query;
-        query.prepare(QStringLiteral("INSERT INTO applications (path, name) VALUES (:path, :name)"));
-        query.bindValue(QStringLiteral(":path"), path);
-        query.bindValue(QStringLiteral(":name"), name);
+        query.prepare(sql);
+        for (const QVariant& value : values) {
+            query.addBindValue(value);
+        }
         query.exec();
         return query.lastInsertId().toInt();
+    }
+
+    static int addApp(const QString& path, const QString& name)
+    {
+        return exec(QStringLiteral("INSERT INTO applications (path, name) VALUES (?, ?)"), {path, name});
     }
 
     static int addEntry(int appId, const QString& title, const QString& start, const QString& end)
     {
-        QSqlQuery query;
-        query.prepare(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
-                                     "(:title, :app_id, :start, :end)"));
-        query.bindValue(QStringLiteral(":title"), title);
-        query.bindValue(QStringLiteral(":app_id"), appId);
-        query.bindValue(QStringLiteral(":start"), start);
-        query.bindValue(QStringLiteral(":end"), end);
-        query.exec();
-        return query.lastInsertId().toInt();
+        return exec(
+            QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES (?, ?, ?, ?)"),
+            {title, appId, start, end});
     }
 
     static void setEnd(int entryId, const QString& end)
     {
-        QSqlQuery query;
-        query.prepare(QStringLiteral("UPDATE entries SET end_time = :end WHERE id = :id"));
-        query.bindValue(QStringLiteral(":end"), end);
-        query.bindValue(QStringLiteral(":id"), entryId);
-        query.exec();
+        exec(QStringLiteral("UPDATE entries SET end_time = ? WHERE id = ?"), {end, entryId});
     }
 
     static void link(int entryId, int taskId, int projectId, int tasklistId, const QString& taskName = QString(),
                      const QString& projectName = QString(), const QString& tasklistName = QString())
     {
-        QSqlQuery query;
-        query.prepare(
-            QStringLiteral("UPDATE entries SET ext_task_id = :task, ext_entry_id = 1, ext_project_id = "
-                           ":project, ext_tasklist_id = :tasklist, ext_task_name = :task_name, "
-                           "ext_project_name = :project_name, ext_tasklist_name = :tasklist_name WHERE id = :id"));
-        query.bindValue(QStringLiteral(":task"), taskId);
-        query.bindValue(QStringLiteral(":project"), projectId);
-        query.bindValue(QStringLiteral(":tasklist"), tasklistId);
-        query.bindValue(QStringLiteral(":task_name"), taskName);
-        query.bindValue(QStringLiteral(":project_name"), projectName);
-        query.bindValue(QStringLiteral(":tasklist_name"), tasklistName);
-        query.bindValue(QStringLiteral(":id"), entryId);
-        query.exec();
+        exec(QStringLiteral(
+                 "UPDATE entries SET ext_task_id = ?, ext_entry_id = 1, ext_project_id = ?, ext_tasklist_id = ?, "
+                 "ext_task_name = ?, ext_project_name = ?, ext_tasklist_name = ? WHERE id = ?"),
+             {taskId, projectId, tasklistId, taskName, projectName, tasklistName, entryId});
     }
 
     // A compact picture of a tree: "name=seconds[children]" with siblings sorted by name (the

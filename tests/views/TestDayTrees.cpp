@@ -1,4 +1,5 @@
 #include "DayFixture.h"
+#include "TestMain.h"
 #include "reports/DayReport.h"
 #include "reports/RangeReport.h"
 #include "store/util.h"
@@ -54,548 +55,530 @@ class TestDayTrees : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void buildsTheDay_data();
-    void buildsTheDay();
-    void rebuildKeepsTheContract();
-    void liveTitleCrossingTheThresholdComesInWhole_data();
-    void liveTitleCrossingTheThresholdComesInWhole();
-    void liveAdditionSkipsWhatTheDayDoesNotShow();
-    void anEntryAnnouncedAgainCountsOnce();
-    void totalsAndZeroCrossingWhileRecording();
-    void linkedTreeGroupsAndNames_data();
-    void linkedTreeGroupsAndNames();
-    void linkingLiveGroupsByTask();
-    void linkingUnderTheThresholdAddsNothing();
-    void titleEditAndDeleteBindTheirValues();
-    void reportShowsBothTrees();
-    void rangeReportsAddUp_data();
-    void rangeReportsAddUp();
-    void iconsComeFromTheProviderOncePerPath();
+    void init()
+    {
+        QVERIFY(fixture.open());
+        editor = DayFixture::addApp(QStringLiteral("/usr/share/applications/editor.desktop"), QStringLiteral("Editor"));
+        terminal = DayFixture::addApp(QStringLiteral("/usr/bin/term"), QStringLiteral("Terminal"));
+        away = DayFixture::addApp(QStringLiteral("verrin://idle"), QStringLiteral("Away Time"));
+    }
+
+    void cleanup() { fixture.close(); }
+
+    void buildsTheDay_data()
+    {
+        QTest::addColumn<int>("hideUnder");
+        QTest::addColumn<bool>("byHour");
+        QTest::addColumn<QString>("filter");
+        QTest::addColumn<QStringList>("ignored");
+        QTest::addColumn<QString>("expected");
+
+        const QString editorAll = "Editor=240[draft=50#3; notes.txt=70#1,2; red big dog=120#7]";
+        const QString terminalAll = "Terminal=132[it's a quote=100#5; make test=32#4]";
+        const QString awayAll = "Away Time=1800[Lunch=1800#6]";
+        QTest::newRow("whole day; a stretch over midnight keeps its start day")
+            << 0 << false << "" << QStringList{} << QStringList{awayAll, editorAll, terminalAll}.join("; ");
+        QTest::newRow("titles under a minute in all are hidden, 50 s + 20 s is not")
+            << 60 << false << "" << QStringList{}
+            << "Away Time=1800[Lunch=1800#6]; Editor=190[notes.txt=70#1,2; red big dog=120#7]; "
+               "Terminal=100[it's a quote=100#5]";
+        QTest::newRow("by hour; an entry crossing the hour counts under its start")
+            << 0 << true << "" << QStringList{}
+            << "10:00 - 11:00=100[Terminal=100[it's a quote=100#5]]; 12:00 - 13:00=1800[Away Time=1800[Lunch=1800#6]]; "
+               "14:00 - 15:00=20[Editor=20[notes.txt=20#2]]; 23:00 - 24:00=120[Editor=120[red big dog=120#7]]; "
+               "9:00 - 10:00=132[Editor=100[draft=50#3; notes.txt=50#1]; Terminal=32[make test=32#4]]";
+        QTest::newRow("two words must both match")
+            << 0 << false << "dog red" << QStringList{} << "Editor=120[red big dog=120#7]";
+        QTest::newRow("two words, one not there") << 0 << false << "dog cat" << QStringList{} << "";
+        QTest::newRow("a quoted phrase") << 0 << false << "\"big dog\"" << QStringList{}
+                                         << "Editor=120[red big dog=120#7]";
+        QTest::newRow("a word with a quote")
+            << 0 << false << "it's" << QStringList{} << "Terminal=100[it's a quote=100#5]";
+        QTest::newRow("a word of the application's name") << 0 << false << "TERM" << QStringList{} << terminalAll;
+        QTest::newRow("filter and threshold")
+            << 60 << false << "term" << QStringList{} << "Terminal=100[it's a quote=100#5]";
+        QTest::newRow("ignored applications never show")
+            << 0 << false << "" << QStringList{"verrin://idle", "/usr/bin/term"} << editorAll;
+    }
+
+    void buildsTheDay()
+    {
+        QFETCH(int, hideUnder);
+        QFETCH(bool, byHour);
+        QFETCH(QString, filter);
+        QFETCH(QStringList, ignored);
+        QFETCH(QString, expected);
+        addStandardDay();
+        Registry::instance()->setIgnoredApps(ignored);
+        TreeModel model(false);
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        model.setGroupByHour(byHour);
+        model.setFilter(filter);
+        QSignalSpy totalText(&model, &TreeModel::setTotalTimeText);
+        model.initTree(kDay, hideUnder);
+        QCOMPARE(DayFixture::outline(model.root()), expected);
+        int sum = 0;
+        QVERIFY(consistent(model.root(), &sum));
+        QCOMPARE(model.getTotalTime(), sum);
+        QCOMPARE(totalText.count(), 1);
+        QCOMPARE(totalText.last().at(0).toString(), util::format_time(sum));
+    }
+
+    void rebuildKeepsTheContract()
+    {
+        addStandardDay();
+        TreeModel model(false);
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        model.setGroupByHour(true);
+        model.initTree(kDay, 0);
+        const int total = model.getTotalTime();
+        model.refreshTree();
+        QCOMPARE(model.getTotalTime(), total);
+        model.setDisplayedDate(kDay.addDays(1));
+        model.refreshTree();
+        QCOMPARE(DayFixture::outline(model.root()), QStringLiteral("0:00 - 1:00=30[Editor=30[tomorrow=30#8]]"));
+        model.sort(1, Qt::DescendingOrder);
+        QCOMPARE(model.getDisplayedDate(), kDay.addDays(1));
+    }
+
+    void liveTitleCrossingTheThresholdComesInWhole_data()
+    {
+        QTest::addColumn<bool>("byHour");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("flat") << false << "Editor=70[notes.txt=70#1,3]";
+        QTest::newRow("by hour: each piece under its own hour")
+            << true << "14:00 - 15:00=20[Editor=20[notes.txt=20#3]]; 9:00 - 10:00=50[Editor=50[notes.txt=50#1]]";
+    }
+
+    void liveTitleCrossingTheThresholdComesInWhole()
+    {
+        QFETCH(bool, byHour);
+        QFETCH(QString, expected);
+        DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");
+        TreeModel model(false);
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        model.setGroupByHour(byHour);
+        model.initTree(kDay, 60);
+        QCOMPARE(model.rowCount(), 0);
+        QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
+        QSignalSpy expand(&model, &TreeModel::expandNode);
+
+        // 10 s more stay below the minute: written, not shown.
+        const int small = DayFixture::addEntry(editor, "other", "2026-11-15 13:00:00", "2026-11-15 13:00:10");
+        model.addTime(at("2026-11-15 13:00:00"), at("2026-11-15 13:00:10"),
+                      app("/usr/share/applications/editor.desktop", "Editor", "other"), editor, small);
+        QCOMPARE(model.rowCount(), 0);
+
+        // 20 s more bring notes.txt to 70 s: the title shows with the whole day, not only the last piece.
+        const int id = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 14:00:00", "2026-11-15 14:00:20");
+        model.addTime(at("2026-11-15 14:00:00"), at("2026-11-15 14:00:20"),
+                      app("/usr/share/applications/editor.desktop", "Editor", "notes.txt"), editor, id);
+        QCOMPARE(DayFixture::outline(model.root()), expected);
+        QVERIFY(consistent(model.root()));
+        QCOMPARE(model.getTotalTime(), 70);
+        QCOMPARE(zero.count(), 1);
+        QVERIFY(expand.count() >= 1);
+
+        // A rebuild shows the same.
+        model.refreshTree();
+        QCOMPARE(DayFixture::outline(model.root()), expected);
+
+        // Later pieces of a shown title go in (the second without asking the database again), a hidden
+        // title of the same application stays hidden, and a rebuild agrees.
+        const auto add = [&](const QString& title, const QString& start, const QString& end) {
+            const int piece = DayFixture::addEntry(editor, title, start, end);
+            model.addTime(at(start), at(end), app("/usr/share/applications/editor.desktop", "Editor", title), editor,
+                          piece);
+        };
+        add("notes.txt", "2026-11-15 15:00:00", "2026-11-15 15:00:10");
+        add("other", "2026-11-15 15:00:10", "2026-11-15 15:00:20");
+        add("notes.txt", "2026-11-15 15:00:20", "2026-11-15 15:00:25");
+        QCOMPARE(model.getTotalTime(), 85);
+        const QString live = DayFixture::outline(model.root());
+        model.refreshTree();
+        QCOMPARE(DayFixture::outline(model.root()), live);
+    }
+
+    void liveAdditionSkipsWhatTheDayDoesNotShow()
+    {
+        Registry::instance()->setIgnoredApps(QStringList{"/usr/bin/term"});
+        TreeModel model(false);
+        model.initTree(kDay, 0);
+        model.setFilter(QStringLiteral("notes"));
+        const auto add = [&](int appId, const QString& path, const QString& title, const QString& start,
+                             const QString& end) {
+            const int id = DayFixture::addEntry(appId, title, start, end);
+            model.addTime(at(start), at(end), app(path, "X", title), appId, id);
+        };
+        add(terminal, "/usr/bin/term", "notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00"); // ignored
+        add(editor, "/e", "notes", "2026-11-16 08:00:00", "2026-11-16 08:01:00");              // another day
+        add(editor, "/e", "report", "2026-11-15 08:00:00", "2026-11-15 08:01:00");             // filtered out
+        QCOMPARE(model.rowCount(), 0);
+        add(editor, "/e", "my notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00");
+        QCOMPARE(model.getTotalTime(), 60);
+        TreeModel linked(true);
+        linked.initTree(kDay, 0);
+        linked.addTime(at("2026-11-15 08:00:00"), at("2026-11-15 08:01:00"), app("/e", "X", "t"), editor, 99);
+        QCOMPARE(linked.rowCount(), 0);
+    }
+
+    void anEntryAnnouncedAgainCountsOnce()
+    {
+        const int built = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");
+        TreeModel model(false);
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        model.initTree(kDay, 0);
+        const AppStruct notes = app("/usr/share/applications/editor.desktop", "Editor", "notes.txt");
+
+        // A row read from the database counts as counted: announcing it again adds nothing...
+        model.addTime(at("2026-11-15 09:00:00"), at("2026-11-15 09:00:50"), notes, editor, built);
+        QCOMPARE(model.getTotalTime(), 50);
+        // ...and a longer announcement adds only the difference.
+        DayFixture::setEnd(built, "2026-11-15 09:01:10");
+        model.addTime(at("2026-11-15 09:00:00"), at("2026-11-15 09:01:10"), notes, editor, built);
+        QCOMPARE(model.getTotalTime(), 70);
+
+        // The stretch in progress, persisted every minute and finally closed.
+        const int open = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:01:00");
+        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:01:00"), notes, editor, open);
+        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:01:00"), notes, editor, open);
+        DayFixture::setEnd(open, "2026-11-15 10:02:30");
+        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:02:30"), notes, editor, open);
+        QCOMPARE(DayFixture::outline(model.root()),
+                 QStringLiteral("Editor=220[notes.txt=220#%1,%2]").arg(built).arg(open));
+        QVERIFY(consistent(model.root()));
+        QCOMPARE(model.getTotalTime(), 220);
+        model.refreshTree();
+        QCOMPARE(model.getTotalTime(), 220);
+
+        // With a threshold: the piece that made the title cross is counted once too.
+        TreeModel hiding(false);
+        hiding.initTree(kDay, 300);
+        const int late = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 11:00:00", "2026-11-15 11:01:30");
+        hiding.addTime(at("2026-11-15 11:00:00"), at("2026-11-15 11:01:30"), notes, editor, late);
+        QCOMPARE(hiding.getTotalTime(), 310);
+        hiding.addTime(at("2026-11-15 11:00:00"), at("2026-11-15 11:01:30"), notes, editor, late);
+        DayFixture::setEnd(late, "2026-11-15 11:01:40");
+        hiding.addTime(at("2026-11-15 11:00:00"), at("2026-11-15 11:01:40"), notes, editor, late);
+        QCOMPARE(hiding.getTotalTime(), 320);
+        QVERIFY(consistent(hiding.root()));
+    }
+
+    void totalsAndZeroCrossingWhileRecording()
+    {
+        TreeModel model(false);
+        model.setGroupByHour(true);
+        model.initTree(kDay, 0);
+        QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
+        const AppStruct notes = app("/e", "Editor", "notes.txt");
+        const int a = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:59:50", "2026-11-15 10:00:00");
+        model.addTime(at("2026-11-15 09:59:50"), at("2026-11-15 10:00:00"), notes, editor, a);
+        const int b = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
+        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:00:05"), notes, editor, b);
+        QCOMPARE(zero.count(), 1);
+        QCOMPARE(
+            DayFixture::outline(model.root()),
+            QStringLiteral("10:00 - 11:00=5[Editor=5[notes.txt=5#%2]]; 9:00 - 10:00=10[Editor=10[notes.txt=10#%1]]")
+                .arg(a)
+                .arg(b));
+        // Removing everything the way the view deletes: bottom-up, emptied ancestors go too.
+        QModelIndexList entries;
+        for (int row = 0; row < model.rowCount(); ++row) {
+            const QModelIndex appIndex = model.index(0, 0, model.index(row, 0));
+            entries << model.index(0, 0, appIndex);
+        }
+        const int time = model.getTimeForSelection(entries);
+        std::stable_sort(entries.begin(), entries.end(), &TreeModel::modelIndexGreaterThan);
+        for (const QModelIndex& index : entries) {
+            model.updateTimeInParentNodes(index, -model.hiddenData(index, "time").toInt());
+            model.propagateRemoveRow(index);
+        }
+        model.updateTotalTime(-time);
+        QCOMPARE(model.rowCount(), 0);
+        QCOMPARE(zero.count(), 2);
+        // Rows that left the tree count afresh when they come back.
+        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:00:05"), notes, editor, b);
+        QCOMPARE(model.getTotalTime(), 5);
+    }
+
+    void linkedTreeGroupsAndNames_data()
+    {
+        QTest::addColumn<bool>("catalogue");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("no catalogue: names stored with the entries")
+            << false
+            << "Stored project=420[Stored list=420[Stored task=360[Editor=360[linked one=360#1,2]]; "
+               "Task 31=60[Terminal=60[x=60#3]]]]";
+        QTest::newRow("catalogue names; an id it lacks gets no name")
+            << true
+            << "Catalogue project=420[Catalogue list=420[=60[Terminal=60[x=60#3]]; "
+               "Catalogue task=360[Editor=360[linked one=360#1,2]]]]";
+    }
+
+    void linkedTreeGroupsAndNames()
+    {
+        QFETCH(bool, catalogue);
+        QFETCH(QString, expected);
+        const int a = DayFixture::addEntry(editor, "linked one", "2026-11-15 09:00:00", "2026-11-15 09:05:00");
+        const int b = DayFixture::addEntry(editor, "linked one", "2026-11-15 15:00:00", "2026-11-15 15:01:00");
+        const int c = DayFixture::addEntry(terminal, "x", "2026-11-15 16:00:00", "2026-11-15 16:01:00");
+        DayFixture::addEntry(terminal, "not linked", "2026-11-15 16:00:00", "2026-11-15 16:01:00");
+        DayFixture::link(a, 30, 10, 20, "Stored task", "Stored project", "Stored list");
+        DayFixture::link(b, 30, 10, 20, "Stored task", "Stored project", "Stored list");
+        DayFixture::link(c, 31, 10, 20, "Task 31", "Stored project", "Stored list");
+        if (catalogue) {
+            Registry::instance()->setCatalogueMaps({{{"10", "Catalogue project"}},
+                                                    {{"20", "Catalogue list"}},
+                                                    {{"30", "Catalogue task"}},
+                                                    {{"30", "10"}, {"31", "10"}},
+                                                    {{"30", "20"}, {"31", "20"}}});
+        }
+        TreeModel model(true);
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        model.setGroupByHour(true); // never applies to the linked tree
+        model.initTree(kDay, 0);
+        QCOMPARE(DayFixture::outline(model.root()), expected);
+        QVERIFY(consistent(model.root()));
+        QCOMPARE(model.getTotalTime(), 420);
+        const QModelIndex project = model.index(0, 0);
+        QCOMPARE(model.hiddenData(project, "type").toString(), QStringLiteral("project"));
+        QCOMPARE(model.hiddenData(project, "id").toString(), QStringLiteral("10"));
+        QVERIFY(model.findTaskItem("31"));
+    }
+
+    void linkingLiveGroupsByTask()
+    {
+        Registry::instance()->setCatalogueMaps({{{"10", "Website"}},
+                                                {{"20", "Design"}},
+                                                {{"30", "Logo"}, {"31", "Colours"}},
+                                                {{"30", "10"}, {"31", "10"}},
+                                                {{"30", "20"}, {"31", "20"}}});
+        TreeModel model(true);
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+        model.initTree(kDay, 0);
+        QSignalSpy expand(&model, &TreeModel::expandNode);
+
+        const auto entry = [&](int appId, const QString& path, const QString& title, const QString& start,
+                               const QString& end) {
+            const int id = DayFixture::addEntry(appId, title, start, end);
+            return QVariantMap{{"id", id},       {"application_id", appId}, {"app_path", path}, {"app_name", "Editor"},
+                               {"title", title}, {"start_time", start},     {"end_time", end}};
+        };
+        const QVariantMap a = entry(editor, "/e", "logo.svg", "2026-11-15 09:00:00", "2026-11-15 09:01:00");
+        const QVariantMap b = entry(editor, "/e", "logo.svg", "2026-11-15 10:00:00", "2026-11-15 10:00:30");
+        const QVariantMap other = entry(editor, "/e", "logo.svg", "2026-11-14 10:00:00", "2026-11-14 10:00:30");
+        for (const QVariantMap& row : {a, b, other}) {
+            DayFixture::link(row.value("id").toInt(), 30, 10, 20);
+        }
+        model.addLinkedTimeBatch({a, b, other}, "30");
+        model.addLinkedTimeBatch({}, "30");
+        const int c = DayFixture::addEntry(editor, "palette", "2026-11-15 11:00:00", "2026-11-15 11:00:10");
+        DayFixture::link(c, 31, 10, 20);
+        model.addLinkedTime(c, "31");
+        const QString expected = QStringLiteral("Website=100[Design=100[Colours=10[Editor=10[palette=10#%1]]; "
+                                                "Logo=90[Editor=90[logo.svg=90#%2,%3]]]]")
+                                     .arg(c)
+                                     .arg(a.value("id").toInt())
+                                     .arg(b.value("id").toInt());
+        QCOMPARE(DayFixture::outline(model.root()), expected);
+        QVERIFY(consistent(model.root()));
+        QCOMPARE(model.getTotalTime(), 100);
+        QVERIFY(expand.count() >= 5);
+        // The unlinked model refuses linked additions.
+        TreeModel unlinked(false);
+        unlinked.initTree(kDay, 0);
+        unlinked.addLinkedTime(c, "31");
+        QCOMPARE(unlinked.rowCount(), 0);
+        // A rebuild from the database agrees (the database has the link columns).
+        model.refreshTree();
+        QCOMPARE(DayFixture::outline(model.root()), expected);
+    }
+
+    void linkingUnderTheThresholdAddsNothing()
+    {
+        CatalogueMaps& maps = Registry::instance()->editCatalogueMaps();
+        maps.taskParentProjects = QVariantMap{{"30", "10"}};
+        maps.taskParentTasklists = QVariantMap{{"30", "20"}};
+        const int before = DayFixture::addEntry(editor, "t", "2026-11-15 08:00:00", "2026-11-15 08:02:00");
+        DayFixture::link(before, 30, 10, 20);
+        TreeModel model(true);
+        model.initTree(kDay, 300);
+        QCOMPARE(model.rowCount(), 0);
+        const int id = DayFixture::addEntry(editor, "t", "2026-11-15 09:00:00", "2026-11-15 09:01:00");
+        DayFixture::link(id, 30, 10, 20);
+        QTest::ignoreMessage(QtDebugMsg, "existing time:  180  is still under limit:  300");
+        model.addLinkedTime(id, "30");
+        QCOMPARE(model.rowCount(), 0);
+        // Three more minutes: the title crosses and comes in with both earlier pieces.
+        const int third = DayFixture::addEntry(editor, "t", "2026-11-15 10:00:00", "2026-11-15 10:03:00");
+        DayFixture::link(third, 30, 10, 20);
+        model.addLinkedTime(third, "30");
+        QCOMPARE(model.getTotalTime(), 360);
+        QVERIFY(consistent(model.root()));
+    }
+
+    void titleEditAndDeleteBindTheirValues()
+    {
+        const int a = DayFixture::addEntry(editor, "old", "2026-11-15 09:00:00", "2026-11-15 09:01:00");
+        const int b = DayFixture::addEntry(editor, "old", "2026-11-15 10:00:00", "2026-11-15 10:01:00");
+        const QString odd = QStringLiteral("it's \"quoted\"); DROP TABLE entries; --");
+        QVERIFY(TreeModel::updateDbEntriesTitle({QString::number(a), QString::number(b), "1) OR (1=1"}, odd));
+        TreeModel model(false);
+        QCOMPARE(model.getEntriesWithTitle(kDay, odd, editor, false),
+                 (QStringList{QString::number(a), QString::number(b)}));
+        QCOMPARE(model.getTotalTimeForTitle(kDay, odd, editor, false), 120);
+        QCOMPARE(model.getTotalTimeForTitle(kDay, odd, editor, true), 0);
+        model.setFilter(QStringLiteral("\"quoted\")"));
+        QCOMPARE(model.getTotalTimeForTitle(kDay, odd, editor, false), 120);
+        QVERIFY(TreeModel::deleteDbEntries({QString::number(a)}));
+        QVERIFY(!TreeModel::deleteDbEntries({"x"}));
+        QCOMPARE(model.getEntriesWithTitle(kDay, odd, editor, false), QStringList{QString::number(b)});
+    }
+
+    void reportShowsBothTrees()
+    {
+        addStandardDay();
+        Registry::instance()->setIgnoredApps(QStringList{"verrin://idle"});
+        Registry::instance()->setHideUnder(60);
+        QString error;
+        const QString text = DayReport::render(kDay, DayReport::Format::Text, &error);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY(text.startsWith("VerrinPlus day report: 2026-11-15\n\nEntries not linked with Verrin: 4 m 50 s\n"));
+        QVERIFY(text.contains("\n  Editor  3 m 10 s\n"));
+        QVERIFY(text.contains("\n    notes.txt  1 m 10 s\n"));
+        // Linked rows without stored names and no catalogue: nameless project, task list and task.
+        QVERIFY(text.endsWith("\nEntries linked with Verrin: 10 m 0 s\n  (unnamed)  10 m 0 s\n    (unnamed)  10 m 0 s\n"
+                              "      (unnamed)  10 m 0 s\n        Editor  10 m 0 s\n          linked one  10 m 0 s\n"));
+        QVERIFY(!text.contains("Lunch"));
+        QVERIFY(!text.contains("draft"));
+
+        const QJsonObject json =
+            QJsonDocument::fromJson(DayReport::render(kDay, DayReport::Format::Json, &error).toUtf8()).object();
+        QCOMPARE(json.value("date").toString(), QStringLiteral("2026-11-15"));
+        QCOMPARE(json.value("unlinked").toObject().value("total_seconds").toInt(), 290);
+        QCOMPARE(json.value("linked").toObject().value("total_seconds").toInt(), 600);
+        const QJsonArray linkedNodes = json.value("linked").toObject().value("nodes").toArray();
+        QCOMPARE(linkedNodes.size(), 1);
+        QCOMPARE(linkedNodes.at(0).toObject().value("type").toString(), QStringLiteral("project"));
+        QCOMPARE(linkedNodes.at(0).toObject().value("id").toString(), QStringLiteral("10"));
+
+        const QStringList csv =
+            DayReport::render(kDay, DayReport::Format::Csv, &error).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
+        QCOMPARE(csv.first(), QStringLiteral("tree,depth,type,path,name,seconds,time"));
+        QVERIFY(csv.contains("unlinked,0,total,,Entries not linked with Verrin,290,4 m 50 s"));
+        QVERIFY(csv.contains("unlinked,2,entry,Terminal,it's a quote,100,1 m 40 s"));
+        QVERIFY(csv.contains("linked,5,entry,\" >  >  > Editor\",linked one,600,10 m 0 s"));
+
+        DayReport::Format format;
+        QVERIFY(DayReport::parseFormat("JSON", &format) && format == DayReport::Format::Json);
+        QVERIFY(!DayReport::parseFormat("xml", &format));
+        fixture.database->close();
+        QVERIFY(DayReport::render(kDay, DayReport::Format::Text, &error).isEmpty());
+        QVERIFY(!error.isEmpty());
+        error.clear();
+        QVERIFY(RangeReport::rows(kDay, kDay, RangeReport::By::Title, &error).isEmpty());
+        QVERIFY(!error.isEmpty());
+    }
+
+    void rangeReportsAddUp_data()
+    {
+        QTest::addColumn<QString>("by");
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QStringList>("expected"); // lines that must be there
+        QTest::newRow("by day, text") << "day"
+                                      << "text"
+                                      << QStringList{"2026-11-14       0:01:00    0:00:00    0:01:00",
+                                                     "2026-11-15       0:46:12    0:10:00    0:36:12",
+                                                     "2026-11-16       0:00:40    0:00:00    0:00:40",
+                                                     "Total            0:47:52    0:10:00    0:37:52"};
+        // A stretch over midnight counts on its start day; the most time comes first.
+        QTest::newRow("by application, csv")
+            << "application"
+            << "csv"
+            << QStringList{"application,total_seconds,linked_seconds,unlinked_seconds\r", "Away Time,1800,0,1800\r",
+                           "Editor,940,600,340\r", "Terminal,132,0,132\r"};
+        QTest::newRow("by title, csv quotes") << "title"
+                                              << "csv" << QStringList{"Editor,\"say \"\"hi\"\", then go\",10,0,10\r"};
+        QTest::newRow("by task, json") << "task"
+                                       << "json"
+                                       << QStringList{"\"task\": \"(not linked)\"", "\"total_seconds\": 2872"};
+    }
+
+    void rangeReportsAddUp()
+    {
+        QFETCH(QString, by);
+        QFETCH(QString, format);
+        QFETCH(QStringList, expected);
+        addStandardDay();
+        DayFixture::addEntry(editor, "say \"hi\", then go", "2026-11-16 10:00:00", "2026-11-16 10:00:10");
+        RangeReport::By grouping = RangeReport::By::Day;
+        QVERIFY(RangeReport::parseBy(by, &grouping));
+        DayReport::Format output = DayReport::Format::Text;
+        QVERIFY(DayReport::parseFormat(format, &output));
+        QString error;
+        const QString text = RangeReport::render(QDate(2026, 11, 14), QDate(2026, 11, 16), grouping, output, &error);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        const QStringList lines = text.split(QLatin1Char('\n'));
+        for (const QString& line : expected) {
+            QVERIFY2(lines.contains(line) || text.contains(line), qPrintable(line + "\n---\n" + text));
+        }
+        // Whole seconds that add up to the total, whatever the grouping.
+        qint64 sum = 0;
+        for (const RangeReport::Row& row :
+             RangeReport::rows(QDate(2026, 11, 14), QDate(2026, 11, 16), grouping, &error)) {
+            sum += row.total();
+        }
+        QCOMPARE(sum, qint64(2872));
+    }
+
+    void iconsComeFromTheProviderOncePerPath()
+    {
+        addStandardDay();
+        QPixmap red(16, 16);
+        red.fill(Qt::red);
+        const QIcon editorIcon(red);
+        QStringList asked;
+        TreeModel model(false);
+        model.setIconProvider([&](const QString& path) {
+            asked << path;
+            return path.endsWith(QLatin1String("editor.desktop")) ? editorIcon : QIcon();
+        });
+        model.setGroupByHour(true);
+        model.initTree(kDay, 0);
+        model.refreshTree();
+        asked.sort();
+        QCOMPARE(asked, (QStringList{"/usr/bin/term", "/usr/share/applications/editor.desktop", "verrin://idle"}));
+        const QModelIndex hour = model.findItemIndex("hour", "hour", "9");
+        QVERIFY(!model.data(hour, Qt::DecorationRole).value<QIcon>().isNull());
+        const QModelIndex editorNode = model.findItemIndex("app", "app_path", "/usr/share/applications/editor.desktop");
+        QCOMPARE(model.data(editorNode, Qt::DecorationRole).value<QIcon>().cacheKey(), editorIcon.cacheKey());
+        // Without an icon of its own an application gets the generic one.
+        const QModelIndex terminalNode = model.findItemIndex("app", "app_path", "/usr/bin/term");
+        QVERIFY(!model.data(terminalNode, Qt::DecorationRole).value<QIcon>().isNull());
+        QVERIFY(!model.data(terminalNode.siblingAtColumn(1), Qt::DecorationRole).isValid());
+    }
 
 private:
-    void addStandardDay();
+    void addStandardDay()
+    {
+        DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");      // 1
+        DayFixture::addEntry(editor, "notes.txt", "2026-11-15 14:00:00", "2026-11-15 14:00:20");      // 2
+        DayFixture::addEntry(editor, "draft", "2026-11-15 09:10:00", "2026-11-15 09:10:50");          // 3
+        DayFixture::addEntry(terminal, "make test", "2026-11-15 09:59:58", "2026-11-15 10:00:30");    // 4
+        DayFixture::addEntry(terminal, "it's a quote", "2026-11-15 10:05:00", "2026-11-15 10:06:40"); // 5
+        DayFixture::addEntry(away, "Lunch", "2026-11-15 12:00:00", "2026-11-15 12:30:00");            // 6
+        DayFixture::addEntry(editor, "red big dog", "2026-11-15 23:59:00", "2026-11-16 00:01:00");    // 7
+        DayFixture::addEntry(editor, "tomorrow", "2026-11-16 00:00:30", "2026-11-16 00:01:00");       // 8
+        const int linked = DayFixture::addEntry(editor, "linked one", "2026-11-15 11:00:00", "2026-11-15 11:10:00");
+        DayFixture::link(linked, 30, 10, 20);                                                    // 9
+        DayFixture::addEntry(editor, "yesterday", "2026-11-14 23:59:30", "2026-11-15 00:00:30"); // 10
+    }
+
     DayFixture fixture;
     int editor = 0;
     int terminal = 0;
     int away = 0;
 };
 
-void TestDayTrees::init()
-{
-    QVERIFY(fixture.open());
-    editor = DayFixture::addApp(QStringLiteral("/usr/share/applications/editor.desktop"), QStringLiteral("Editor"));
-    terminal = DayFixture::addApp(QStringLiteral("/usr/bin/term"), QStringLiteral("Terminal"));
-    away = DayFixture::addApp(QStringLiteral("verrin://idle"), QStringLiteral("Away Time"));
-}
-
-void TestDayTrees::cleanup()
-{
-    fixture.close();
-}
-
-void TestDayTrees::addStandardDay()
-{
-    DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");      // 1
-    DayFixture::addEntry(editor, "notes.txt", "2026-11-15 14:00:00", "2026-11-15 14:00:20");      // 2
-    DayFixture::addEntry(editor, "draft", "2026-11-15 09:10:00", "2026-11-15 09:10:50");          // 3
-    DayFixture::addEntry(terminal, "make test", "2026-11-15 09:59:58", "2026-11-15 10:00:30");    // 4
-    DayFixture::addEntry(terminal, "it's a quote", "2026-11-15 10:05:00", "2026-11-15 10:06:40"); // 5
-    DayFixture::addEntry(away, "Lunch", "2026-11-15 12:00:00", "2026-11-15 12:30:00");            // 6
-    DayFixture::addEntry(editor, "red big dog", "2026-11-15 23:59:00", "2026-11-16 00:01:00");    // 7
-    DayFixture::addEntry(editor, "tomorrow", "2026-11-16 00:00:30", "2026-11-16 00:01:00");       // 8
-    const int linked = DayFixture::addEntry(editor, "linked one", "2026-11-15 11:00:00", "2026-11-15 11:10:00");
-    DayFixture::link(linked, 30, 10, 20);                                                    // 9
-    DayFixture::addEntry(editor, "yesterday", "2026-11-14 23:59:30", "2026-11-15 00:00:30"); // 10
-}
-
-void TestDayTrees::buildsTheDay_data()
-{
-    QTest::addColumn<int>("hideUnder");
-    QTest::addColumn<bool>("byHour");
-    QTest::addColumn<QString>("filter");
-    QTest::addColumn<QStringList>("ignored");
-    QTest::addColumn<QString>("expected");
-
-    const QString editorAll = "Editor=240[draft=50#3; notes.txt=70#1,2; red big dog=120#7]";
-    const QString terminalAll = "Terminal=132[it's a quote=100#5; make test=32#4]";
-    const QString awayAll = "Away Time=1800[Lunch=1800#6]";
-    QTest::newRow("whole day; a stretch over midnight keeps its start day")
-        << 0 << false << "" << QStringList{} << QStringList{awayAll, editorAll, terminalAll}.join("; ");
-    QTest::newRow("titles under a minute in all are hidden, 50 s + 20 s is not")
-        << 60 << false << "" << QStringList{}
-        << "Away Time=1800[Lunch=1800#6]; Editor=190[notes.txt=70#1,2; red big dog=120#7]; "
-           "Terminal=100[it's a quote=100#5]";
-    QTest::newRow("by hour; an entry crossing the hour counts under its start")
-        << 0 << true << "" << QStringList{}
-        << "10:00 - 11:00=100[Terminal=100[it's a quote=100#5]]; 12:00 - 13:00=1800[Away Time=1800[Lunch=1800#6]]; "
-           "14:00 - 15:00=20[Editor=20[notes.txt=20#2]]; 23:00 - 24:00=120[Editor=120[red big dog=120#7]]; "
-           "9:00 - 10:00=132[Editor=100[draft=50#3; notes.txt=50#1]; Terminal=32[make test=32#4]]";
-    QTest::newRow("two words must both match")
-        << 0 << false << "dog red" << QStringList{} << "Editor=120[red big dog=120#7]";
-    QTest::newRow("two words, one not there") << 0 << false << "dog cat" << QStringList{} << "";
-    QTest::newRow("a quoted phrase") << 0 << false << "\"big dog\"" << QStringList{} << "Editor=120[red big dog=120#7]";
-    QTest::newRow("a word with a quote") << 0 << false << "it's" << QStringList{} << "Terminal=100[it's a quote=100#5]";
-    QTest::newRow("a word of the application's name") << 0 << false << "TERM" << QStringList{} << terminalAll;
-    QTest::newRow("filter and threshold")
-        << 60 << false << "term" << QStringList{} << "Terminal=100[it's a quote=100#5]";
-    QTest::newRow("ignored applications never show")
-        << 0 << false << "" << QStringList{"verrin://idle", "/usr/bin/term"} << editorAll;
-}
-
-void TestDayTrees::buildsTheDay()
-{
-    QFETCH(int, hideUnder);
-    QFETCH(bool, byHour);
-    QFETCH(QString, filter);
-    QFETCH(QStringList, ignored);
-    QFETCH(QString, expected);
-    addStandardDay();
-    Registry::instance()->setIgnoredApps(ignored);
-    TreeModel model(false);
-    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-    model.setGroupByHour(byHour);
-    model.setFilter(filter);
-    QSignalSpy totalText(&model, &TreeModel::setTotalTimeText);
-    model.initTree(kDay, hideUnder);
-    QCOMPARE(DayFixture::outline(model.root()), expected);
-    int sum = 0;
-    QVERIFY(consistent(model.root(), &sum));
-    QCOMPARE(model.getTotalTime(), sum);
-    QCOMPARE(totalText.count(), 1);
-    QCOMPARE(totalText.last().at(0).toString(), util::format_time(sum));
-}
-
-void TestDayTrees::rebuildKeepsTheContract()
-{
-    addStandardDay();
-    TreeModel model(false);
-    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-    model.setGroupByHour(true);
-    model.initTree(kDay, 0);
-    const int total = model.getTotalTime();
-    model.refreshTree();
-    QCOMPARE(model.getTotalTime(), total);
-    model.setDisplayedDate(kDay.addDays(1));
-    model.refreshTree();
-    QCOMPARE(DayFixture::outline(model.root()), QStringLiteral("0:00 - 1:00=30[Editor=30[tomorrow=30#8]]"));
-    model.sort(1, Qt::DescendingOrder);
-    QCOMPARE(model.getDisplayedDate(), kDay.addDays(1));
-}
-
-void TestDayTrees::liveTitleCrossingTheThresholdComesInWhole_data()
-{
-    QTest::addColumn<bool>("byHour");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("flat") << false << "Editor=70[notes.txt=70#1,3]";
-    QTest::newRow("by hour: each piece under its own hour")
-        << true << "14:00 - 15:00=20[Editor=20[notes.txt=20#3]]; 9:00 - 10:00=50[Editor=50[notes.txt=50#1]]";
-}
-
-void TestDayTrees::liveTitleCrossingTheThresholdComesInWhole()
-{
-    QFETCH(bool, byHour);
-    QFETCH(QString, expected);
-    DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");
-    TreeModel model(false);
-    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-    model.setGroupByHour(byHour);
-    model.initTree(kDay, 60);
-    QCOMPARE(model.rowCount(), 0);
-    QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
-    QSignalSpy expand(&model, &TreeModel::expandNode);
-
-    // 10 s more stay below the minute: written, not shown.
-    const int small = DayFixture::addEntry(editor, "other", "2026-11-15 13:00:00", "2026-11-15 13:00:10");
-    model.addTime(at("2026-11-15 13:00:00"), at("2026-11-15 13:00:10"),
-                  app("/usr/share/applications/editor.desktop", "Editor", "other"), editor, small);
-    QCOMPARE(model.rowCount(), 0);
-
-    // 20 s more bring notes.txt to 70 s: the title shows with the whole day, not only the last piece.
-    const int id = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 14:00:00", "2026-11-15 14:00:20");
-    model.addTime(at("2026-11-15 14:00:00"), at("2026-11-15 14:00:20"),
-                  app("/usr/share/applications/editor.desktop", "Editor", "notes.txt"), editor, id);
-    QCOMPARE(DayFixture::outline(model.root()), expected);
-    QVERIFY(consistent(model.root()));
-    QCOMPARE(model.getTotalTime(), 70);
-    QCOMPARE(zero.count(), 1);
-    QVERIFY(expand.count() >= 1);
-
-    // A rebuild shows the same.
-    model.refreshTree();
-    QCOMPARE(DayFixture::outline(model.root()), expected);
-
-    // Later pieces of a shown title go in (the second without asking the database again), a hidden
-    // title of the same application stays hidden, and a rebuild agrees.
-    const auto add = [&](const QString& title, const QString& start, const QString& end) {
-        const int piece = DayFixture::addEntry(editor, title, start, end);
-        model.addTime(at(start), at(end), app("/usr/share/applications/editor.desktop", "Editor", title), editor,
-                      piece);
-    };
-    add("notes.txt", "2026-11-15 15:00:00", "2026-11-15 15:00:10");
-    add("other", "2026-11-15 15:00:10", "2026-11-15 15:00:20");
-    add("notes.txt", "2026-11-15 15:00:20", "2026-11-15 15:00:25");
-    QCOMPARE(model.getTotalTime(), 85);
-    const QString live = DayFixture::outline(model.root());
-    model.refreshTree();
-    QCOMPARE(DayFixture::outline(model.root()), live);
-}
-
-void TestDayTrees::liveAdditionSkipsWhatTheDayDoesNotShow()
-{
-    Registry::instance()->setIgnoredApps(QStringList{"/usr/bin/term"});
-    TreeModel model(false);
-    model.initTree(kDay, 0);
-    model.setFilter(QStringLiteral("notes"));
-    const auto add = [&](int appId, const QString& path, const QString& title, const QString& start,
-                         const QString& end) {
-        const int id = DayFixture::addEntry(appId, title, start, end);
-        model.addTime(at(start), at(end), app(path, "X", title), appId, id);
-    };
-    add(terminal, "/usr/bin/term", "notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00"); // ignored
-    add(editor, "/e", "notes", "2026-11-16 08:00:00", "2026-11-16 08:01:00");              // another day
-    add(editor, "/e", "report", "2026-11-15 08:00:00", "2026-11-15 08:01:00");             // filtered out
-    QCOMPARE(model.rowCount(), 0);
-    add(editor, "/e", "my notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00");
-    QCOMPARE(model.getTotalTime(), 60);
-    TreeModel linked(true);
-    linked.initTree(kDay, 0);
-    linked.addTime(at("2026-11-15 08:00:00"), at("2026-11-15 08:01:00"), app("/e", "X", "t"), editor, 99);
-    QCOMPARE(linked.rowCount(), 0);
-}
-
-void TestDayTrees::anEntryAnnouncedAgainCountsOnce()
-{
-    const int built = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");
-    TreeModel model(false);
-    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-    model.initTree(kDay, 0);
-    const AppStruct notes = app("/usr/share/applications/editor.desktop", "Editor", "notes.txt");
-
-    // A row read from the database counts as counted: announcing it again adds nothing...
-    model.addTime(at("2026-11-15 09:00:00"), at("2026-11-15 09:00:50"), notes, editor, built);
-    QCOMPARE(model.getTotalTime(), 50);
-    // ...and a longer announcement adds only the difference.
-    DayFixture::setEnd(built, "2026-11-15 09:01:10");
-    model.addTime(at("2026-11-15 09:00:00"), at("2026-11-15 09:01:10"), notes, editor, built);
-    QCOMPARE(model.getTotalTime(), 70);
-
-    // The stretch in progress, persisted every minute and finally closed.
-    const int open = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:01:00");
-    model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:01:00"), notes, editor, open);
-    model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:01:00"), notes, editor, open);
-    DayFixture::setEnd(open, "2026-11-15 10:02:30");
-    model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:02:30"), notes, editor, open);
-    QCOMPARE(DayFixture::outline(model.root()), QStringLiteral("Editor=220[notes.txt=220#%1,%2]").arg(built).arg(open));
-    QVERIFY(consistent(model.root()));
-    QCOMPARE(model.getTotalTime(), 220);
-    model.refreshTree();
-    QCOMPARE(model.getTotalTime(), 220);
-
-    // With a threshold: the piece that made the title cross is counted once too.
-    TreeModel hiding(false);
-    hiding.initTree(kDay, 300);
-    const int late = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 11:00:00", "2026-11-15 11:01:30");
-    hiding.addTime(at("2026-11-15 11:00:00"), at("2026-11-15 11:01:30"), notes, editor, late);
-    QCOMPARE(hiding.getTotalTime(), 310);
-    hiding.addTime(at("2026-11-15 11:00:00"), at("2026-11-15 11:01:30"), notes, editor, late);
-    DayFixture::setEnd(late, "2026-11-15 11:01:40");
-    hiding.addTime(at("2026-11-15 11:00:00"), at("2026-11-15 11:01:40"), notes, editor, late);
-    QCOMPARE(hiding.getTotalTime(), 320);
-    QVERIFY(consistent(hiding.root()));
-}
-
-void TestDayTrees::totalsAndZeroCrossingWhileRecording()
-{
-    TreeModel model(false);
-    model.setGroupByHour(true);
-    model.initTree(kDay, 0);
-    QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
-    const AppStruct notes = app("/e", "Editor", "notes.txt");
-    const int a = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:59:50", "2026-11-15 10:00:00");
-    model.addTime(at("2026-11-15 09:59:50"), at("2026-11-15 10:00:00"), notes, editor, a);
-    const int b = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
-    model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:00:05"), notes, editor, b);
-    QCOMPARE(zero.count(), 1);
-    QCOMPARE(DayFixture::outline(model.root()),
-             QStringLiteral("10:00 - 11:00=5[Editor=5[notes.txt=5#%2]]; 9:00 - 10:00=10[Editor=10[notes.txt=10#%1]]")
-                 .arg(a)
-                 .arg(b));
-    // Removing everything the way the view deletes: bottom-up, emptied ancestors go too.
-    QModelIndexList entries;
-    for (int row = 0; row < model.rowCount(); ++row) {
-        const QModelIndex appIndex = model.index(0, 0, model.index(row, 0));
-        entries << model.index(0, 0, appIndex);
-    }
-    const int time = model.getTimeForSelection(entries);
-    std::stable_sort(entries.begin(), entries.end(), &TreeModel::modelIndexGreaterThan);
-    for (const QModelIndex& index : entries) {
-        model.updateTimeInParentNodes(index, -model.hiddenData(index, "time").toInt());
-        model.propagateRemoveRow(index);
-    }
-    model.updateTotalTime(-time);
-    QCOMPARE(model.rowCount(), 0);
-    QCOMPARE(zero.count(), 2);
-    // Rows that left the tree count afresh when they come back.
-    model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:00:05"), notes, editor, b);
-    QCOMPARE(model.getTotalTime(), 5);
-}
-
-void TestDayTrees::linkedTreeGroupsAndNames_data()
-{
-    QTest::addColumn<bool>("catalogue");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("no catalogue: names stored with the entries")
-        << false
-        << "Stored project=420[Stored list=420[Stored task=360[Editor=360[linked one=360#1,2]]; "
-           "Task 31=60[Terminal=60[x=60#3]]]]";
-    QTest::newRow("catalogue names; an id it lacks gets no name")
-        << true
-        << "Catalogue project=420[Catalogue list=420[=60[Terminal=60[x=60#3]]; "
-           "Catalogue task=360[Editor=360[linked one=360#1,2]]]]";
-}
-
-void TestDayTrees::linkedTreeGroupsAndNames()
-{
-    QFETCH(bool, catalogue);
-    QFETCH(QString, expected);
-    const int a = DayFixture::addEntry(editor, "linked one", "2026-11-15 09:00:00", "2026-11-15 09:05:00");
-    const int b = DayFixture::addEntry(editor, "linked one", "2026-11-15 15:00:00", "2026-11-15 15:01:00");
-    const int c = DayFixture::addEntry(terminal, "x", "2026-11-15 16:00:00", "2026-11-15 16:01:00");
-    DayFixture::addEntry(terminal, "not linked", "2026-11-15 16:00:00", "2026-11-15 16:01:00");
-    DayFixture::link(a, 30, 10, 20, "Stored task", "Stored project", "Stored list");
-    DayFixture::link(b, 30, 10, 20, "Stored task", "Stored project", "Stored list");
-    DayFixture::link(c, 31, 10, 20, "Task 31", "Stored project", "Stored list");
-    if (catalogue) {
-        Registry::instance()->setCatalogueMaps({{{"10", "Catalogue project"}},
-                                                {{"20", "Catalogue list"}},
-                                                {{"30", "Catalogue task"}},
-                                                {{"30", "10"}, {"31", "10"}},
-                                                {{"30", "20"}, {"31", "20"}}});
-    }
-    TreeModel model(true);
-    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-    model.setGroupByHour(true); // never applies to the linked tree
-    model.initTree(kDay, 0);
-    QCOMPARE(DayFixture::outline(model.root()), expected);
-    QVERIFY(consistent(model.root()));
-    QCOMPARE(model.getTotalTime(), 420);
-    const QModelIndex project = model.index(0, 0);
-    QCOMPARE(model.hiddenData(project, "type").toString(), QStringLiteral("project"));
-    QCOMPARE(model.hiddenData(project, "id").toString(), QStringLiteral("10"));
-    QVERIFY(model.findTaskItem("31"));
-}
-
-void TestDayTrees::linkingLiveGroupsByTask()
-{
-    Registry::instance()->setCatalogueMaps({{{"10", "Website"}},
-                                            {{"20", "Design"}},
-                                            {{"30", "Logo"}, {"31", "Colours"}},
-                                            {{"30", "10"}, {"31", "10"}},
-                                            {{"30", "20"}, {"31", "20"}}});
-    TreeModel model(true);
-    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-    model.initTree(kDay, 0);
-    QSignalSpy expand(&model, &TreeModel::expandNode);
-
-    const auto entry = [&](int appId, const QString& path, const QString& title, const QString& start,
-                           const QString& end) {
-        const int id = DayFixture::addEntry(appId, title, start, end);
-        return QVariantMap{{"id", id},       {"application_id", appId}, {"app_path", path}, {"app_name", "Editor"},
-                           {"title", title}, {"start_time", start},     {"end_time", end}};
-    };
-    const QVariantMap a = entry(editor, "/e", "logo.svg", "2026-11-15 09:00:00", "2026-11-15 09:01:00");
-    const QVariantMap b = entry(editor, "/e", "logo.svg", "2026-11-15 10:00:00", "2026-11-15 10:00:30");
-    const QVariantMap other = entry(editor, "/e", "logo.svg", "2026-11-14 10:00:00", "2026-11-14 10:00:30");
-    for (const QVariantMap& row : {a, b, other}) {
-        DayFixture::link(row.value("id").toInt(), 30, 10, 20);
-    }
-    model.addLinkedTimeBatch({a, b, other}, "30");
-    model.addLinkedTimeBatch({}, "30");
-    const int c = DayFixture::addEntry(editor, "palette", "2026-11-15 11:00:00", "2026-11-15 11:00:10");
-    DayFixture::link(c, 31, 10, 20);
-    model.addLinkedTime(c, "31");
-    const QString expected = QStringLiteral("Website=100[Design=100[Colours=10[Editor=10[palette=10#%1]]; "
-                                            "Logo=90[Editor=90[logo.svg=90#%2,%3]]]]")
-                                 .arg(c)
-                                 .arg(a.value("id").toInt())
-                                 .arg(b.value("id").toInt());
-    QCOMPARE(DayFixture::outline(model.root()), expected);
-    QVERIFY(consistent(model.root()));
-    QCOMPARE(model.getTotalTime(), 100);
-    QVERIFY(expand.count() >= 5);
-    // The unlinked model refuses linked additions.
-    TreeModel unlinked(false);
-    unlinked.initTree(kDay, 0);
-    unlinked.addLinkedTime(c, "31");
-    QCOMPARE(unlinked.rowCount(), 0);
-    // A rebuild from the database agrees (the database has the link columns).
-    model.refreshTree();
-    QCOMPARE(DayFixture::outline(model.root()), expected);
-}
-
-void TestDayTrees::linkingUnderTheThresholdAddsNothing()
-{
-    CatalogueMaps& maps = Registry::instance()->editCatalogueMaps();
-    maps.taskParentProjects = QVariantMap{{"30", "10"}};
-    maps.taskParentTasklists = QVariantMap{{"30", "20"}};
-    const int before = DayFixture::addEntry(editor, "t", "2026-11-15 08:00:00", "2026-11-15 08:02:00");
-    DayFixture::link(before, 30, 10, 20);
-    TreeModel model(true);
-    model.initTree(kDay, 300);
-    QCOMPARE(model.rowCount(), 0);
-    const int id = DayFixture::addEntry(editor, "t", "2026-11-15 09:00:00", "2026-11-15 09:01:00");
-    DayFixture::link(id, 30, 10, 20);
-    QTest::ignoreMessage(QtDebugMsg, "existing time:  180  is still under limit:  300");
-    model.addLinkedTime(id, "30");
-    QCOMPARE(model.rowCount(), 0);
-    // Three more minutes: the title crosses and comes in with both earlier pieces.
-    const int third = DayFixture::addEntry(editor, "t", "2026-11-15 10:00:00", "2026-11-15 10:03:00");
-    DayFixture::link(third, 30, 10, 20);
-    model.addLinkedTime(third, "30");
-    QCOMPARE(model.getTotalTime(), 360);
-    QVERIFY(consistent(model.root()));
-}
-
-void TestDayTrees::titleEditAndDeleteBindTheirValues()
-{
-    const int a = DayFixture::addEntry(editor, "old", "2026-11-15 09:00:00", "2026-11-15 09:01:00");
-    const int b = DayFixture::addEntry(editor, "old", "2026-11-15 10:00:00", "2026-11-15 10:01:00");
-    const QString odd = QStringLiteral("it's \"quoted\"); DROP TABLE entries; --");
-    QVERIFY(TreeModel::updateDbEntriesTitle({QString::number(a), QString::number(b), "1) OR (1=1"}, odd));
-    TreeModel model(false);
-    QCOMPARE(model.getEntriesWithTitle(kDay, odd, editor, false),
-             (QStringList{QString::number(a), QString::number(b)}));
-    QCOMPARE(model.getTotalTimeForTitle(kDay, odd, editor, false), 120);
-    QCOMPARE(model.getTotalTimeForTitle(kDay, odd, editor, true), 0);
-    model.setFilter(QStringLiteral("\"quoted\")"));
-    QCOMPARE(model.getTotalTimeForTitle(kDay, odd, editor, false), 120);
-    QVERIFY(TreeModel::deleteDbEntries({QString::number(a)}));
-    QVERIFY(!TreeModel::deleteDbEntries({"x"}));
-    QCOMPARE(model.getEntriesWithTitle(kDay, odd, editor, false), QStringList{QString::number(b)});
-}
-
-void TestDayTrees::reportShowsBothTrees()
-{
-    addStandardDay();
-    Registry::instance()->setIgnoredApps(QStringList{"verrin://idle"});
-    Registry::instance()->setHideUnder(60);
-    QString error;
-    const QString text = DayReport::render(kDay, DayReport::Format::Text, &error);
-    QVERIFY2(error.isEmpty(), qPrintable(error));
-    QVERIFY(text.startsWith("VerrinPlus day report: 2026-11-15\n\nEntries not linked with Verrin: 4 m 50 s\n"));
-    QVERIFY(text.contains("\n  Editor  3 m 10 s\n"));
-    QVERIFY(text.contains("\n    notes.txt  1 m 10 s\n"));
-    // Linked rows without stored names and no catalogue: nameless project, task list and task.
-    QVERIFY(text.endsWith("\nEntries linked with Verrin: 10 m 0 s\n  (unnamed)  10 m 0 s\n    (unnamed)  10 m 0 s\n"
-                          "      (unnamed)  10 m 0 s\n        Editor  10 m 0 s\n          linked one  10 m 0 s\n"));
-    QVERIFY(!text.contains("Lunch"));
-    QVERIFY(!text.contains("draft"));
-
-    const QJsonObject json =
-        QJsonDocument::fromJson(DayReport::render(kDay, DayReport::Format::Json, &error).toUtf8()).object();
-    QCOMPARE(json.value("date").toString(), QStringLiteral("2026-11-15"));
-    QCOMPARE(json.value("unlinked").toObject().value("total_seconds").toInt(), 290);
-    QCOMPARE(json.value("linked").toObject().value("total_seconds").toInt(), 600);
-    const QJsonArray linkedNodes = json.value("linked").toObject().value("nodes").toArray();
-    QCOMPARE(linkedNodes.size(), 1);
-    QCOMPARE(linkedNodes.at(0).toObject().value("type").toString(), QStringLiteral("project"));
-    QCOMPARE(linkedNodes.at(0).toObject().value("id").toString(), QStringLiteral("10"));
-
-    const QStringList csv =
-        DayReport::render(kDay, DayReport::Format::Csv, &error).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
-    QCOMPARE(csv.first(), QStringLiteral("tree,depth,type,path,name,seconds,time"));
-    QVERIFY(csv.contains("unlinked,0,total,,Entries not linked with Verrin,290,4 m 50 s"));
-    QVERIFY(csv.contains("unlinked,2,entry,Terminal,it's a quote,100,1 m 40 s"));
-    QVERIFY(csv.contains("linked,5,entry,\" >  >  > Editor\",linked one,600,10 m 0 s"));
-
-    DayReport::Format format;
-    QVERIFY(DayReport::parseFormat("JSON", &format) && format == DayReport::Format::Json);
-    QVERIFY(!DayReport::parseFormat("xml", &format));
-    fixture.database->close();
-    QVERIFY(DayReport::render(kDay, DayReport::Format::Text, &error).isEmpty());
-    QVERIFY(!error.isEmpty());
-    error.clear();
-    QVERIFY(RangeReport::rows(kDay, kDay, RangeReport::By::Title, &error).isEmpty());
-    QVERIFY(!error.isEmpty());
-}
-
-void TestDayTrees::iconsComeFromTheProviderOncePerPath()
-{
-    addStandardDay();
-    QPixmap red(16, 16);
-    red.fill(Qt::red);
-    const QIcon editorIcon(red);
-    QStringList asked;
-    TreeModel model(false);
-    model.setIconProvider([&](const QString& path) {
-        asked << path;
-        return path.endsWith(QLatin1String("editor.desktop")) ? editorIcon : QIcon();
-    });
-    model.setGroupByHour(true);
-    model.initTree(kDay, 0);
-    model.refreshTree();
-    asked.sort();
-    QCOMPARE(asked, (QStringList{"/usr/bin/term", "/usr/share/applications/editor.desktop", "verrin://idle"}));
-    const QModelIndex hour = model.findItemIndex("hour", "hour", "9");
-    QVERIFY(!model.data(hour, Qt::DecorationRole).value<QIcon>().isNull());
-    const QModelIndex editorNode = model.findItemIndex("app", "app_path", "/usr/share/applications/editor.desktop");
-    QCOMPARE(model.data(editorNode, Qt::DecorationRole).value<QIcon>().cacheKey(), editorIcon.cacheKey());
-    // Without an icon of its own an application gets the generic one.
-    const QModelIndex terminalNode = model.findItemIndex("app", "app_path", "/usr/bin/term");
-    QVERIFY(!model.data(terminalNode, Qt::DecorationRole).value<QIcon>().isNull());
-    QVERIFY(!model.data(terminalNode.siblingAtColumn(1), Qt::DecorationRole).isValid());
-}
-
-void TestDayTrees::rangeReportsAddUp_data()
-{
-    QTest::addColumn<QString>("by");
-    QTest::addColumn<QString>("format");
-    QTest::addColumn<QStringList>("expected"); // lines that must be there
-    QTest::newRow("by day, text") << "day"
-                                  << "text"
-                                  << QStringList{"2026-11-14       0:01:00    0:00:00    0:01:00",
-                                                 "2026-11-15       0:46:12    0:10:00    0:36:12",
-                                                 "2026-11-16       0:00:40    0:00:00    0:00:40",
-                                                 "Total            0:47:52    0:10:00    0:37:52"};
-    // A stretch over midnight counts on its start day; the most time comes first.
-    QTest::newRow("by application, csv") << "application"
-                                         << "csv"
-                                         << QStringList{"application,total_seconds,linked_seconds,unlinked_seconds\r",
-                                                        "Away Time,1800,0,1800\r", "Editor,940,600,340\r",
-                                                        "Terminal,132,0,132\r"};
-    QTest::newRow("by title, csv quotes") << "title"
-                                          << "csv" << QStringList{"Editor,\"say \"\"hi\"\", then go\",10,0,10\r"};
-    QTest::newRow("by task, json") << "task"
-                                   << "json" << QStringList{"\"task\": \"(not linked)\"", "\"total_seconds\": 2872"};
-}
-
-void TestDayTrees::rangeReportsAddUp()
-{
-    QFETCH(QString, by);
-    QFETCH(QString, format);
-    QFETCH(QStringList, expected);
-    addStandardDay();
-    DayFixture::addEntry(editor, "say \"hi\", then go", "2026-11-16 10:00:00", "2026-11-16 10:00:10");
-    RangeReport::By grouping = RangeReport::By::Day;
-    QVERIFY(RangeReport::parseBy(by, &grouping));
-    DayReport::Format output = DayReport::Format::Text;
-    QVERIFY(DayReport::parseFormat(format, &output));
-    QString error;
-    const QString text = RangeReport::render(QDate(2026, 11, 14), QDate(2026, 11, 16), grouping, output, &error);
-    QVERIFY2(error.isEmpty(), qPrintable(error));
-    const QStringList lines = text.split(QLatin1Char('\n'));
-    for (const QString& line : expected) {
-        QVERIFY2(lines.contains(line) || text.contains(line), qPrintable(line + "\n---\n" + text));
-    }
-    // Whole seconds that add up to the total, whatever the grouping.
-    qint64 sum = 0;
-    for (const RangeReport::Row& row : RangeReport::rows(QDate(2026, 11, 14), QDate(2026, 11, 16), grouping, &error)) {
-        sum += row.total();
-    }
-    QCOMPARE(sum, qint64(2872));
-}
-
-QTEST_MAIN(TestDayTrees)
+VERRIN_TEST(TestDayTrees)
 #include "TestDayTrees.moc"

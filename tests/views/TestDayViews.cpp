@@ -1,6 +1,7 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
 #include "ManualClock.h"
+#include "TestMain.h"
 #include "recording/AppStruct.h"
 #include "store/util.h"
 #include "views/CalendarWidget.h"
@@ -27,266 +28,6 @@
 #include <QToolButton>
 #include <QToolTip>
 
-// The day shown in the main window, driven through the window's own widgets on a real database.
-class TestDayViews : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void init();
-    void cleanup();
-    void buildsBothTreesForTheCalendarDay();
-    void typingPauseRebuildsOnce();
-    void hideUnderAndGroupByHour_data();
-    void hideUnderAndGroupByHour();
-    void filtersKeptInStep();
-    void anotherDayRebuildsAndMovesTheHeader();
-    void todayFollowsMidnight();
-    void timeColumnFitsItsLongestText();
-    void excludeBuildsOnceKeepingCollapsedNodes();
-    void unlinkKeepsTheLinkedOpenNodes();
-    void timelineDrawsWhatTheTreesShow();
-    void timelinePicksWhatIsClickedOrSpanned();
-    void timelineFollowsRecordingAndCatchesUpWhenShown_data();
-    void timelineFollowsRecordingAndCatchesUpWhenShown();
-    void totalLabelShowsLongerTotalsWhole();
-
-private:
-    QStringList topLevelNames(const TreeModel* model) const;
-
-    DayFixture fixture;
-    std::unique_ptr<QMainWindow> window;
-    MainWindowForm ui;
-    FakePrompter prompter;
-    DayViews* views = nullptr;
-    const QDate day{2026, 11, 16};
-    int editorId = 0;
-};
-
-void TestDayViews::init()
-{
-    QVERIFY(fixture.open());
-    const int editor = editorId = DayFixture::addApp("/usr/bin/editor", "Editor");
-    const int browser = DayFixture::addApp("/usr/bin/browser", "Browser");
-    DayFixture::addEntry(editor, "budget report", "2026-11-16 09:00:00", "2026-11-16 09:00:50");
-    DayFixture::addEntry(editor, "budget report", "2026-11-16 14:00:00", "2026-11-16 14:00:20");
-    DayFixture::addEntry(editor, "notes", "2026-11-16 14:10:00", "2026-11-16 14:10:30");
-    DayFixture::addEntry(browser, "budget forum", "2026-11-16 10:00:00", "2026-11-16 10:05:00");
-    const int linked = DayFixture::addEntry(browser, "ticket", "2026-11-16 11:00:00", "2026-11-16 11:10:00");
-    DayFixture::link(linked, 7, 1, 2, "Task", "Project", "List");
-    DayFixture::addEntry(editor, "other day", "2026-11-17 09:00:00", "2026-11-17 09:01:00");
-
-    window = std::make_unique<QMainWindow>();
-    ui = MainWindowForm();
-    ui.setupUi(window.get());
-    ui.calendar->setSelectedDate(day);
-    views = new DayViews(&ui, &prompter, window.get());
-    views->initTrees();
-}
-
-void TestDayViews::cleanup()
-{
-    window.reset();
-    fixture.close();
-}
-
-QStringList TestDayViews::topLevelNames(const TreeModel* model) const
-{
-    QStringList names;
-    for (int i = 0; i < model->root()->childCount(); ++i) {
-        names << model->root()->child(i)->data(0).toString();
-    }
-    names.sort();
-    return names;
-}
-
-void TestDayViews::buildsBothTreesForTheCalendarDay()
-{
-    QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()),
-             QString("Browser=300[budget forum=300#4]; Editor=100[budget report=70#1,2; notes=30#3]"));
-    QCOMPARE(ui.labelTotalTime->text(), util::format_time(400));
-    QCOMPARE(ui.labelTotalLinkedTime->text(), util::format_time(600));
-    QCOMPARE(topLevelNames(views->linkedModel()), QStringList{"Project"});
-    // The time bars are drawn by their own delegate in column 2 of both trees.
-    QVERIFY(ui.appList->itemDelegateForColumn(2) != ui.appList->itemDelegate());
-    QVERIFY(ui.linkedEntries->itemDelegateForColumn(2) != ui.linkedEntries->itemDelegate());
-}
-
-void TestDayViews::typingPauseRebuildsOnce()
-{
-    QSignalSpy rebuilds(views->unlinkedModel(), &TreeModel::setTotalTimeText);
-    QTest::keyClicks(ui.editFilter, "budge");
-    QCOMPARE(rebuilds.count(), 0);
-    QVERIFY(views->filterTimer()->isActive());
-    QTRY_COMPARE(rebuilds.count(), 1);
-    QVERIFY(!views->filterTimer()->isActive());
-    QCOMPARE(rebuilds.count(), 1);
-    QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()),
-             QString("Browser=300[budget forum=300#4]; Editor=70[budget report=70#1,2]"));
-
-    // Two words must both be found, in the title or the application's name.
-    ui.editFilter->setText("budget editor");
-    QTRY_COMPARE(rebuilds.count(), 2);
-    QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()), QString("Editor=70[budget report=70#1,2]"));
-}
-
-void TestDayViews::hideUnderAndGroupByHour_data()
-{
-    QTest::addColumn<int>("hideUnderIndex");
-    QTest::addColumn<bool>("byHour");
-    QTest::addColumn<QStringList>("topLevel");
-    QTest::addColumn<int>("total");
-    QTest::newRow("everything") << 0 << false << QStringList{"Browser", "Editor"} << 400;
-    // 50 s in the morning and 20 s in the afternoon make 70 s: over a minute together.
-    QTest::newRow("1 minute") << 3 << false << QStringList{"Browser", "Editor"} << 370;
-    QTest::newRow("5 minutes") << 4 << false << QStringList{"Browser"} << 300;
-    QTest::newRow("by hour") << 0 << true << QStringList{"10:00 - 11:00", "14:00 - 15:00", "9:00 - 10:00"} << 400;
-}
-
-void TestDayViews::hideUnderAndGroupByHour()
-{
-    QFETCH(int, hideUnderIndex);
-    QFETCH(bool, byHour);
-    QFETCH(QStringList, topLevel);
-    QFETCH(int, total);
-
-    ui.cbHideUnder->setCurrentIndex(hideUnderIndex);
-    emit ui.cbHideUnder->activated(hideUnderIndex);
-    if (byHour) {
-        ui.checkGroupByHour->click();
-    }
-    const int seconds = ui.cbHideUnder->itemData(hideUnderIndex).toInt();
-    QCOMPARE(Registry::instance()->hideUnder(), seconds);
-    QCOMPARE(views->linkedModel()->getHideUnder(), seconds);
-    QCOMPARE(Registry::instance()->groupByHour(), byHour);
-    QCOMPARE(topLevelNames(views->unlinkedModel()), topLevel);
-    QCOMPARE(views->unlinkedModel()->getTotalTime(), total);
-}
-
-void TestDayViews::filtersKeptInStep()
-{
-    ui.editFilterProjects->setText("alpha");
-    QCOMPARE(ui.editFilter->text(), QString());
-    ui.btnSyncFilters->setChecked(true);
-    QCOMPARE(ui.editFilter->text(), QString("alpha"));
-    QCOMPARE(views->unlinkedModel()->getFilter(), QString("alpha"));
-
-    ui.editFilter->setText("budget");
-    QCOMPARE(ui.editFilterProjects->text(), QString("budget"));
-    ui.editFilterProjects->clear();
-    QCOMPARE(ui.editFilter->text(), QString());
-    QTRY_COMPARE(views->unlinkedModel()->getFilter(), QString());
-    QCOMPARE(views->unlinkedModel()->getTotalTime(), 400);
-
-    // Filtering from the projects side leaves the day tree's open and closed nodes as they were.
-    auto appNode = [this](const QString& name) {
-        QAbstractItemModel* model = ui.appList->model();
-        return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
-    };
-    ui.appList->expandAll();
-    ui.appList->collapse(appNode("Editor"));
-    ui.editFilterProjects->setText("budget");
-    QTRY_COMPARE(views->unlinkedModel()->getFilter(), QString("budget"));
-    QVERIFY(!ui.appList->isExpanded(appNode("Editor")));
-    QVERIFY(ui.appList->isExpanded(appNode("Browser")));
-}
-
-void TestDayViews::anotherDayRebuildsAndMovesTheHeader()
-{
-    ui.calendar->setSelectedDate(day.addDays(1));
-    QCOMPARE(ui.labelHeaderDate->text(), QLocale::system().toString(day.addDays(1), QLocale::LongFormat));
-    QVERIFY(!ui.btToday->isHidden());
-    QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()), QString("Editor=60[other day=60#6]"));
-    QCOMPARE(views->linkedModel()->root()->childCount(), 0);
-    QCOMPARE(ui.labelTotalLinkedTime->text(), util::format_time(0));
-}
-
-void TestDayViews::todayFollowsMidnight()
-{
-    ManualClock clock(QDateTime(day, QTime(23, 59, 50)));
-    views->setClock(&clock);
-    ui.calendar->setSelectedDate(day);
-    QCOMPARE(ui.calendar->getCurrentDate(), day);
-    QVERIFY(ui.btToday->isHidden());
-    QVERIFY(views->dayCheckTimer()->isActive());
-
-    views->checkDayChange(); // nothing to do before midnight
-    QCOMPARE(ui.calendar->getCurrentDate(), day);
-    clock.advance(20);
-    views->checkDayChange();
-    QCOMPARE(ui.calendar->getCurrentDate(), day.addDays(1));
-    QCOMPARE(ui.calendar->selectedDate(), day); // the user's day stays on screen
-    QVERIFY(!ui.btToday->isHidden());
-    ui.btToday->click();
-    QCOMPARE(ui.calendar->selectedDate(), day.addDays(1));
-    QVERIFY(ui.btToday->isHidden());
-}
-
-void TestDayViews::timeColumnFitsItsLongestText()
-{
-    const int editor = DayFixture::addApp("/usr/bin/long", "Long");
-    DayFixture::addEntry(editor, "a whole day and more", "2026-11-16 00:00:00", "2026-11-17 01:00:00");
-    window->resize(1100, 700);
-    window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
-    views->refreshUnlinked();
-    QCOMPARE(views->unlinkedModel()->getTotalTime(), 90000 + 400);
-    for (TimeTree* view : {ui.appList}) {
-        const QFontMetrics metrics(view->font());
-        const QAbstractItemModel* model = view->model();
-        // The day's longest text (more than 25 hours) fits whole, with no elision.
-        const QModelIndex longNode =
-            model->match(model->index(0, 0), Qt::DisplayRole, QStringLiteral("Long"), 1, Qt::MatchExactly).value(0);
-        const QString longest = longNode.siblingAtColumn(1).data().toString();
-        QCOMPARE(longest, util::format_time(90000));
-        QVERIFY(view->columnWidth(1) > metrics.horizontalAdvance(longest));
-        QVERIFY(view->columnWidth(1) < 3 * metrics.horizontalAdvance(longest));
-        // The title column takes all the rest.
-        int used = 0;
-        for (int column = 0; column < view->header()->count(); ++column) {
-            used += view->header()->isSectionHidden(column) ? 0 : view->columnWidth(column);
-        }
-        QCOMPARE(used, view->viewport()->width());
-    }
-    // Back to short times, the column shrinks again.
-    ui.calendar->setSelectedDate(day.addDays(1));
-    QVERIFY(ui.appList->columnWidth(1) < QFontMetrics(ui.appList->font()).horizontalAdvance(util::format_time(90000)));
-}
-
-void TestDayViews::excludeBuildsOnceKeepingCollapsedNodes()
-{
-    auto appNode = [this](const QString& name) {
-        QAbstractItemModel* model = ui.appList->model();
-        return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
-    };
-    const int third = DayFixture::addApp("/usr/bin/third", "Third");
-    DayFixture::addEntry(third, "third", "2026-11-16 15:00:00", "2026-11-16 15:00:30");
-    views->refreshUnlinked();
-    ui.appList->collapse(appNode("Editor"));
-    QSignalSpy builds(views->unlinkedModel(), &TreeModel::modelReset);
-    QSignalSpy marks(views, &DayViews::calendarMarksStale);
-    ui.appList->selectionModel()->select(appNode("Browser"), QItemSelectionModel::ClearAndSelect);
-    ui.appList->action("actionExclude")->trigger();
-    QCOMPARE(builds.count(), 1);
-    QCOMPARE(marks.count(), 1);
-    QVERIFY(!appNode("Browser").isValid());
-    QVERIFY(!ui.appList->isExpanded(appNode("Editor")));
-    QVERIFY(ui.appList->isExpanded(appNode("Third")));
-}
-
-void TestDayViews::unlinkKeepsTheLinkedOpenNodes()
-{
-    QAbstractItemModel* model = ui.linkedEntries->model();
-    const QModelIndex project = model->index(0, 0);
-    const QModelIndex list = model->index(0, 0, project);
-    const QModelIndex task = model->index(0, 0, list);
-    QVERIFY(ui.linkedEntries->isExpanded(task));
-    ui.linkedEntries->collapse(list);
-    views->refreshAfterUnlink();
-    QVERIFY(ui.linkedEntries->isExpanded(model->index(0, 0)));
-    QVERIFY(!ui.linkedEntries->isExpanded(model->index(0, 0, model->index(0, 0))));
-}
-
 namespace {
 QStringList drawn(const DayTimeline* line)
 {
@@ -312,134 +53,379 @@ QStringList selectedTitles(const QTreeView* view)
 }
 } // namespace
 
-void TestDayViews::timelineDrawsWhatTheTreesShow()
+// The day shown in the main window, driven through the window's own widgets on a real database.
+class TestDayViews : public QObject
 {
-    DayTimeline* line = ui.timeline;
-    line->rebuild();
-    QCOMPARE(drawn(line),
-             (QStringList{"1:32400-32450", "4:36000-36300", "5:39600-40200 linked", "2:50400-50420", "3:51000-51030"}));
-    QCOMPARE(line->firstSecond(), 32400); // whole minutes around what was recorded
-    QCOMPARE(line->lastSecond(), 51060);
-    QCOMPARE(DayTimeline::colourFor({0, 0, 0, QStringLiteral("verrin://idle"), {}, {}, false}), QColor(170, 170, 170));
-    QCOMPARE(DayTimeline::colourFor(line->segments().at(0)), DayTimeline::colourFor(line->segments().at(3)));
-    // The same in every run of the program, not only within one.
-    QCOMPARE(stableColour(QStringLiteral("/usr/share/applications/firefox.desktop")).hue(), 222);
+    Q_OBJECT
 
-    // It follows the title filter and the hide-under threshold as the trees do.
-    ui.editFilter->setText(QStringLiteral("budget"));
-    QTRY_COMPARE(drawn(line).size(), 4);
-    QVERIFY(!drawn(line).contains("3:51000-51030"));
-    ui.cbHideUnder->setCurrentIndex(3); // 1 minute: "notes" is 30 s, "budget report" 70 s in two pieces
-    emit ui.cbHideUnder->activated(3);
-    QTRY_COMPARE(drawn(line), (QStringList{"1:32400-32450", "4:36000-36300", "5:39600-40200 linked", "2:50400-50420"}));
-}
+private slots:
+    void init()
+    {
+        QVERIFY(fixture.open());
+        const int editor = editorId = DayFixture::addApp("/usr/bin/editor", "Editor");
+        const int browser = DayFixture::addApp("/usr/bin/browser", "Browser");
+        DayFixture::addEntry(editor, "budget report", "2026-11-16 09:00:00", "2026-11-16 09:00:50");
+        DayFixture::addEntry(editor, "budget report", "2026-11-16 14:00:00", "2026-11-16 14:00:20");
+        DayFixture::addEntry(editor, "notes", "2026-11-16 14:10:00", "2026-11-16 14:10:30");
+        DayFixture::addEntry(browser, "budget forum", "2026-11-16 10:00:00", "2026-11-16 10:05:00");
+        const int linked = DayFixture::addEntry(browser, "ticket", "2026-11-16 11:00:00", "2026-11-16 11:10:00");
+        DayFixture::link(linked, 7, 1, 2, "Task", "Project", "List");
+        DayFixture::addEntry(editor, "other day", "2026-11-17 09:00:00", "2026-11-17 09:01:00");
 
-void TestDayViews::timelinePicksWhatIsClickedOrSpanned()
-{
-    window->resize(1000, 700);
-    window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
-    DayTimeline* line = ui.timeline;
-    line->rebuild();
-    const auto rectOf = [line](int id) {
-        for (const DayTimeline::Segment& segment : line->segments()) {
-            if (segment.id == id) {
-                return line->segmentRect(segment);
-            }
+        window = std::make_unique<QMainWindow>();
+        ui = MainWindowForm();
+        ui.setupUi(window.get());
+        ui.calendar->setSelectedDate(day);
+        views = new DayViews(&ui, &prompter, window.get());
+        views->initTrees();
+    }
+
+    void cleanup()
+    {
+        window.reset();
+        fixture.close();
+    }
+
+    void buildsBothTreesForTheCalendarDay()
+    {
+        QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()),
+                 QString("Browser=300[budget forum=300#4]; Editor=100[budget report=70#1,2; notes=30#3]"));
+        QCOMPARE(ui.labelTotalTime->text(), util::format_time(400));
+        QCOMPARE(ui.labelTotalLinkedTime->text(), util::format_time(600));
+        QCOMPARE(topLevelNames(views->linkedModel()), QStringList{"Project"});
+        // The time bars are drawn by their own delegate in column 2 of both trees.
+        QVERIFY(ui.appList->itemDelegateForColumn(2) != ui.appList->itemDelegate());
+        QVERIFY(ui.linkedEntries->itemDelegateForColumn(2) != ui.linkedEntries->itemDelegate());
+    }
+
+    void typingPauseRebuildsOnce()
+    {
+        QSignalSpy rebuilds(views->unlinkedModel(), &TreeModel::setTotalTimeText);
+        QTest::keyClicks(ui.editFilter, "budge");
+        QCOMPARE(rebuilds.count(), 0);
+        QVERIFY(views->filterTimer()->isActive());
+        QTRY_COMPARE(rebuilds.count(), 1);
+        QVERIFY(!views->filterTimer()->isActive());
+        QCOMPARE(rebuilds.count(), 1);
+        QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()),
+                 QString("Browser=300[budget forum=300#4]; Editor=70[budget report=70#1,2]"));
+
+        // Two words must both be found, in the title or the application's name.
+        ui.editFilter->setText("budget editor");
+        QTRY_COMPARE(rebuilds.count(), 2);
+        QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()), QString("Editor=70[budget report=70#1,2]"));
+    }
+
+    void hideUnderAndGroupByHour_data()
+    {
+        QTest::addColumn<int>("hideUnderIndex");
+        QTest::addColumn<bool>("byHour");
+        QTest::addColumn<QStringList>("topLevel");
+        QTest::addColumn<int>("total");
+        QTest::newRow("everything") << 0 << false << QStringList{"Browser", "Editor"} << 400;
+        // 50 s in the morning and 20 s in the afternoon make 70 s: over a minute together.
+        QTest::newRow("1 minute") << 3 << false << QStringList{"Browser", "Editor"} << 370;
+        QTest::newRow("5 minutes") << 4 << false << QStringList{"Browser"} << 300;
+        QTest::newRow("by hour") << 0 << true << QStringList{"10:00 - 11:00", "14:00 - 15:00", "9:00 - 10:00"} << 400;
+    }
+
+    void hideUnderAndGroupByHour()
+    {
+        QFETCH(int, hideUnderIndex);
+        QFETCH(bool, byHour);
+        QFETCH(QStringList, topLevel);
+        QFETCH(int, total);
+
+        ui.cbHideUnder->setCurrentIndex(hideUnderIndex);
+        emit ui.cbHideUnder->activated(hideUnderIndex);
+        if (byHour) {
+            ui.checkGroupByHour->click();
         }
-        return QRect();
-    };
-    const QRect forum = rectOf(4);
-    QVERIFY(forum.width() > 3);
+        const int seconds = ui.cbHideUnder->itemData(hideUnderIndex).toInt();
+        QCOMPARE(Registry::instance()->hideUnder(), seconds);
+        QCOMPARE(views->linkedModel()->getHideUnder(), seconds);
+        QCOMPARE(Registry::instance()->groupByHour(), byHour);
+        QCOMPARE(topLevelNames(views->unlinkedModel()), topLevel);
+        QCOMPARE(views->unlinkedModel()->getTotalTime(), total);
+    }
 
-    QHelpEvent hover(QEvent::ToolTip, forum.center(), line->mapToGlobal(forum.center()));
-    QApplication::sendEvent(line, &hover);
-    QVERIFY2(QToolTip::text().contains("Browser") && QToolTip::text().contains("10:00:00 \u2013 10:05:00"),
-             qPrintable(QToolTip::text()));
-    QToolTip::hideText();
+    void filtersKeptInStep()
+    {
+        ui.editFilterProjects->setText("alpha");
+        QCOMPARE(ui.editFilter->text(), QString());
+        ui.btnSyncFilters->setChecked(true);
+        QCOMPARE(ui.editFilter->text(), QString("alpha"));
+        QCOMPARE(views->unlinkedModel()->getFilter(), QString("alpha"));
 
-    QTest::mouseClick(line, Qt::LeftButton, {}, forum.center());
-    QCOMPARE(selectedTitles(ui.appList), QStringList{"budget forum"});
-    QVERIFY(ui.linkedEntries->selectionModel()->selectedRows().isEmpty());
+        ui.editFilter->setText("budget");
+        QCOMPARE(ui.editFilterProjects->text(), QString("budget"));
+        ui.editFilterProjects->clear();
+        QCOMPARE(ui.editFilter->text(), QString());
+        QTRY_COMPARE(views->unlinkedModel()->getFilter(), QString());
+        QCOMPARE(views->unlinkedModel()->getTotalTime(), 400);
 
-    // A drag from before the linked stretch to past the second "budget report" picks all in between.
-    const int y = forum.center().y();
-    QTest::mousePress(line, Qt::LeftButton, {}, QPoint(rectOf(5).left() - 1, y));
-    QTest::mouseRelease(line, Qt::LeftButton, {}, QPoint(rectOf(2).right() + 1, y));
-    QCOMPARE(selectedTitles(ui.appList), QStringList{"budget report"});
-    QCOMPARE(selectedTitles(ui.linkedEntries), QStringList{"ticket"});
-}
+        // Filtering from the projects side leaves the day tree's open and closed nodes as they were.
+        auto appNode = [this](const QString& name) {
+            QAbstractItemModel* model = ui.appList->model();
+            return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
+        };
+        ui.appList->expandAll();
+        ui.appList->collapse(appNode("Editor"));
+        ui.editFilterProjects->setText("budget");
+        QTRY_COMPARE(views->unlinkedModel()->getFilter(), QString("budget"));
+        QVERIFY(!ui.appList->isExpanded(appNode("Editor")));
+        QVERIFY(ui.appList->isExpanded(appNode("Browser")));
+    }
 
-// Recording adds a row every few seconds. The strip takes such a row by itself while it is on screen,
-// and while it is hidden only notes that it is behind: the first paint after showing must catch up.
-void TestDayViews::timelineFollowsRecordingAndCatchesUpWhenShown_data()
-{
-    QTest::addColumn<bool>("shown");
-    QTest::addColumn<bool>("newRow"); // else the recorder lengthens "notes" (entry 3)
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("shown, new row") << true << true << "%1:51600-51660";
-    QTest::newRow("shown, row grows") << true << false << "%1:51000-51090";
-    QTest::newRow("hidden, new row") << false << true << "%1:51600-51660";
-    QTest::newRow("hidden, row grows") << false << false << "%1:51000-51090";
-}
+    void anotherDayRebuildsAndMovesTheHeader()
+    {
+        ui.calendar->setSelectedDate(day.addDays(1));
+        QCOMPARE(ui.labelHeaderDate->text(), QLocale::system().toString(day.addDays(1), QLocale::LongFormat));
+        QVERIFY(!ui.btToday->isHidden());
+        QCOMPARE(DayFixture::outline(views->unlinkedModel()->root()), QString("Editor=60[other day=60#6]"));
+        QCOMPARE(views->linkedModel()->root()->childCount(), 0);
+        QCOMPARE(ui.labelTotalLinkedTime->text(), util::format_time(0));
+    }
 
-void TestDayViews::timelineFollowsRecordingAndCatchesUpWhenShown()
-{
-    QFETCH(bool, shown);
-    QFETCH(bool, newRow);
-    QFETCH(QString, expected);
-    DayTimeline* line = ui.timeline;
-    if (shown) {
+    void todayFollowsMidnight()
+    {
+        ManualClock clock(QDateTime(day, QTime(23, 59, 50)));
+        views->setClock(&clock);
+        ui.calendar->setSelectedDate(day);
+        QCOMPARE(ui.calendar->getCurrentDate(), day);
+        QVERIFY(ui.btToday->isHidden());
+        QVERIFY(views->dayCheckTimer()->isActive());
+
+        views->checkDayChange(); // nothing to do before midnight
+        QCOMPARE(ui.calendar->getCurrentDate(), day);
+        clock.advance(20);
+        views->checkDayChange();
+        QCOMPARE(ui.calendar->getCurrentDate(), day.addDays(1));
+        QCOMPARE(ui.calendar->selectedDate(), day); // the user's day stays on screen
+        QVERIFY(!ui.btToday->isHidden());
+        ui.btToday->click();
+        QCOMPARE(ui.calendar->selectedDate(), day.addDays(1));
+        QVERIFY(ui.btToday->isHidden());
+    }
+
+    void timeColumnFitsItsLongestText()
+    {
+        const int editor = DayFixture::addApp("/usr/bin/long", "Long");
+        DayFixture::addEntry(editor, "a whole day and more", "2026-11-16 00:00:00", "2026-11-17 01:00:00");
+        window->resize(1100, 700);
         window->show();
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
-        QTRY_VERIFY(!line->isStale()); // the first paint read the trees
-    } else {
-        QVERIFY(line->isStale());
+        views->refreshUnlinked();
+        QCOMPARE(views->unlinkedModel()->getTotalTime(), 90000 + 400);
+        for (TimeTree* view : {ui.appList}) {
+            const QFontMetrics metrics(view->font());
+            const QAbstractItemModel* model = view->model();
+            // The day's longest text (more than 25 hours) fits whole, with no elision.
+            const QModelIndex longNode =
+                model->match(model->index(0, 0), Qt::DisplayRole, QStringLiteral("Long"), 1, Qt::MatchExactly).value(0);
+            const QString longest = longNode.siblingAtColumn(1).data().toString();
+            QCOMPARE(longest, util::format_time(90000));
+            QVERIFY(view->columnWidth(1) > metrics.horizontalAdvance(longest));
+            QVERIFY(view->columnWidth(1) < 3 * metrics.horizontalAdvance(longest));
+            // The title column takes all the rest.
+            int used = 0;
+            for (int column = 0; column < view->header()->count(); ++column) {
+                used += view->header()->isSectionHidden(column) ? 0 : view->columnWidth(column);
+            }
+            QCOMPARE(used, view->viewport()->width());
+        }
+        // Back to short times, the column shrinks again.
+        ui.calendar->setSelectedDate(day.addDays(1));
+        QVERIFY(ui.appList->columnWidth(1) <
+                QFontMetrics(ui.appList->font()).horizontalAdvance(util::format_time(90000)));
     }
 
-    AppStruct app;
-    app.path = QStringLiteral("/usr/bin/editor");
-    app.name = QStringLiteral("Editor");
-    app.title = newRow ? QStringLiteral("letter") : QStringLiteral("notes");
-    const QDateTime start(day, newRow ? QTime(14, 20) : QTime(14, 10));
-    const QDateTime end = start.addSecs(newRow ? 60 : 90);
-    int entryId = 3;
-    if (newRow) {
-        entryId = DayFixture::addEntry(editorId, app.title, start.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
-                                       end.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
-    } else {
-        DayFixture::setEnd(entryId, end.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
+    void excludeBuildsOnceKeepingCollapsedNodes()
+    {
+        auto appNode = [this](const QString& name) {
+            QAbstractItemModel* model = ui.appList->model();
+            return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
+        };
+        const int third = DayFixture::addApp("/usr/bin/third", "Third");
+        DayFixture::addEntry(third, "third", "2026-11-16 15:00:00", "2026-11-16 15:00:30");
+        views->refreshUnlinked();
+        ui.appList->collapse(appNode("Editor"));
+        QSignalSpy builds(views->unlinkedModel(), &TreeModel::modelReset);
+        QSignalSpy marks(views, &DayViews::calendarMarksStale);
+        ui.appList->selectionModel()->select(appNode("Browser"), QItemSelectionModel::ClearAndSelect);
+        ui.appList->action("actionExclude")->trigger();
+        QCOMPARE(builds.count(), 1);
+        QCOMPARE(marks.count(), 1);
+        QVERIFY(!appNode("Browser").isValid());
+        QVERIFY(!ui.appList->isExpanded(appNode("Editor")));
+        QVERIFY(ui.appList->isExpanded(appNode("Third")));
     }
-    views->unlinkedModel()->addTime(start, end, app, editorId, entryId);
 
-    QCOMPARE(line->isStale(), !shown);
-    if (!shown) {
+    void unlinkKeepsTheLinkedOpenNodes()
+    {
+        QAbstractItemModel* model = ui.linkedEntries->model();
+        const QModelIndex project = model->index(0, 0);
+        const QModelIndex list = model->index(0, 0, project);
+        const QModelIndex task = model->index(0, 0, list);
+        QVERIFY(ui.linkedEntries->isExpanded(task));
+        ui.linkedEntries->collapse(list);
+        views->refreshAfterUnlink();
+        QVERIFY(ui.linkedEntries->isExpanded(model->index(0, 0)));
+        QVERIFY(!ui.linkedEntries->isExpanded(model->index(0, 0, model->index(0, 0))));
+    }
+
+    void timelineDrawsWhatTheTreesShow()
+    {
+        DayTimeline* line = ui.timeline;
+        line->rebuild();
+        QCOMPARE(drawn(line), (QStringList{"1:32400-32450", "4:36000-36300", "5:39600-40200 linked", "2:50400-50420",
+                                           "3:51000-51030"}));
+        QCOMPARE(line->firstSecond(), 32400); // whole minutes around what was recorded
+        QCOMPARE(line->lastSecond(), 51060);
+        QCOMPARE(DayTimeline::colourFor({0, 0, 0, QStringLiteral("verrin://idle"), {}, {}, false}),
+                 QColor(170, 170, 170));
+        QCOMPARE(DayTimeline::colourFor(line->segments().at(0)), DayTimeline::colourFor(line->segments().at(3)));
+        // The same in every run of the program, not only within one.
+        QCOMPARE(stableColour(QStringLiteral("/usr/share/applications/firefox.desktop")).hue(), 222);
+
+        // It follows the title filter and the hide-under threshold as the trees do.
+        ui.editFilter->setText(QStringLiteral("budget"));
+        QTRY_COMPARE(drawn(line).size(), 4);
+        QVERIFY(!drawn(line).contains("3:51000-51030"));
+        ui.cbHideUnder->setCurrentIndex(3); // 1 minute: "notes" is 30 s, "budget report" 70 s in two pieces
+        emit ui.cbHideUnder->activated(3);
+        QTRY_COMPARE(drawn(line),
+                     (QStringList{"1:32400-32450", "4:36000-36300", "5:39600-40200 linked", "2:50400-50420"}));
+    }
+
+    void timelinePicksWhatIsClickedOrSpanned()
+    {
+        window->resize(1000, 700);
         window->show();
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
-        // Nothing but the paint on showing reads the trees again.
-        QTRY_VERIFY(!line->isStale());
-    }
-    const QStringList live = drawn(line);
-    QVERIFY2(live.contains(expected.arg(entryId)), qPrintable(live.join(", ")));
-    line->rebuild();
-    QCOMPARE(live, drawn(line));
-}
+        DayTimeline* line = ui.timeline;
+        line->rebuild();
+        const auto rectOf = [line](int id) {
+            for (const DayTimeline::Segment& segment : line->segments()) {
+                if (segment.id == id) {
+                    return line->segmentRect(segment);
+                }
+            }
+            return QRect();
+        };
+        const QRect forum = rectOf(4);
+        QVERIFY(forum.width() > 3);
 
-// The total's label keeps its size between texts, so the window is not laid out again at every
-// recorded stretch; a longer total must still get the room it needs.
-void TestDayViews::totalLabelShowsLongerTotalsWhole()
-{
-    window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
-    TotalTimeLabel* label = ui.labelTotalTime;
-    for (const QString& text : {QStringLiteral("0:00:01"), QStringLiteral("9:59:59"), QStringLiteral("1234:56:58")}) {
-        label->setTotal(text);
-        QTRY_VERIFY2(label->contentsRect().width() >= label->fontMetrics().horizontalAdvance(text), qPrintable(text));
-    }
-    const int widest = label->width();
-    label->setTotal(QStringLiteral("0:00:02"));
-    QCOMPARE(label->width(), widest);
-}
+        QHelpEvent hover(QEvent::ToolTip, forum.center(), line->mapToGlobal(forum.center()));
+        QApplication::sendEvent(line, &hover);
+        QVERIFY2(QToolTip::text().contains("Browser") && QToolTip::text().contains("10:00:00 \u2013 10:05:00"),
+                 qPrintable(QToolTip::text()));
+        QToolTip::hideText();
 
-QTEST_MAIN(TestDayViews)
+        QTest::mouseClick(line, Qt::LeftButton, {}, forum.center());
+        QCOMPARE(selectedTitles(ui.appList), QStringList{"budget forum"});
+        QVERIFY(ui.linkedEntries->selectionModel()->selectedRows().isEmpty());
+
+        // A drag from before the linked stretch to past the second "budget report" picks all in between.
+        const int y = forum.center().y();
+        QTest::mousePress(line, Qt::LeftButton, {}, QPoint(rectOf(5).left() - 1, y));
+        QTest::mouseRelease(line, Qt::LeftButton, {}, QPoint(rectOf(2).right() + 1, y));
+        QCOMPARE(selectedTitles(ui.appList), QStringList{"budget report"});
+        QCOMPARE(selectedTitles(ui.linkedEntries), QStringList{"ticket"});
+    }
+
+    // Recording adds a row every few seconds. The strip takes such a row by itself while it is on screen,
+    // and while it is hidden only notes that it is behind: the first paint after showing must catch up.
+    void timelineFollowsRecordingAndCatchesUpWhenShown_data()
+    {
+        QTest::addColumn<bool>("shown");
+        QTest::addColumn<bool>("newRow"); // else the recorder lengthens "notes" (entry 3)
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("shown, new row") << true << true << "%1:51600-51660";
+        QTest::newRow("shown, row grows") << true << false << "%1:51000-51090";
+        QTest::newRow("hidden, new row") << false << true << "%1:51600-51660";
+        QTest::newRow("hidden, row grows") << false << false << "%1:51000-51090";
+    }
+
+    void timelineFollowsRecordingAndCatchesUpWhenShown()
+    {
+        QFETCH(bool, shown);
+        QFETCH(bool, newRow);
+        QFETCH(QString, expected);
+        DayTimeline* line = ui.timeline;
+        if (shown) {
+            window->show();
+            QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+            QTRY_VERIFY(!line->isStale()); // the first paint read the trees
+        } else {
+            QVERIFY(line->isStale());
+        }
+
+        AppStruct app;
+        app.path = QStringLiteral("/usr/bin/editor");
+        app.name = QStringLiteral("Editor");
+        app.title = newRow ? QStringLiteral("letter") : QStringLiteral("notes");
+        const QDateTime start(day, newRow ? QTime(14, 20) : QTime(14, 10));
+        const QDateTime end = start.addSecs(newRow ? 60 : 90);
+        int entryId = 3;
+        if (newRow) {
+            entryId = DayFixture::addEntry(editorId, app.title, start.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
+                                           end.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
+        } else {
+            DayFixture::setEnd(entryId, end.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
+        }
+        views->unlinkedModel()->addTime(start, end, app, editorId, entryId);
+
+        QCOMPARE(line->isStale(), !shown);
+        if (!shown) {
+            window->show();
+            QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+            // Nothing but the paint on showing reads the trees again.
+            QTRY_VERIFY(!line->isStale());
+        }
+        const QStringList live = drawn(line);
+        QVERIFY2(live.contains(expected.arg(entryId)), qPrintable(live.join(", ")));
+        line->rebuild();
+        QCOMPARE(live, drawn(line));
+    }
+
+    // The total's label keeps its size between texts, so the window is not laid out again at every
+    // recorded stretch; a longer total must still get the room it needs.
+    void totalLabelShowsLongerTotalsWhole()
+    {
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        TotalTimeLabel* label = ui.labelTotalTime;
+        for (const QString& text :
+             {QStringLiteral("0:00:01"), QStringLiteral("9:59:59"), QStringLiteral("1234:56:58")}) {
+            label->setTotal(text);
+            QTRY_VERIFY2(label->contentsRect().width() >= label->fontMetrics().horizontalAdvance(text),
+                         qPrintable(text));
+        }
+        const int widest = label->width();
+        label->setTotal(QStringLiteral("0:00:02"));
+        QCOMPARE(label->width(), widest);
+    }
+
+private:
+    QStringList topLevelNames(const TreeModel* model) const
+    {
+        QStringList names;
+        for (int i = 0; i < model->root()->childCount(); ++i) {
+            names << model->root()->child(i)->data(0).toString();
+        }
+        names.sort();
+        return names;
+    }
+
+    DayFixture fixture;
+    std::unique_ptr<QMainWindow> window;
+    MainWindowForm ui;
+    FakePrompter prompter;
+    DayViews* views = nullptr;
+    const QDate day{2026, 11, 16};
+    int editorId = 0;
+};
+
+VERRIN_TEST(TestDayViews)
 #include "TestDayViews.moc"

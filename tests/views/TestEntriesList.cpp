@@ -1,5 +1,6 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
+#include "TestMain.h"
 #include "views/EntriesList.h"
 
 #include <QAction>
@@ -16,14 +17,119 @@ class TestEntriesList : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void unlinkQuestion_data();
-    void unlinkQuestion();
-    void unlinkingAnApplicationTakesItsEntries_data();
-    void unlinkingAnApplicationTakesItsEntries();
-    void nothingSelectedAsksNothing();
-    void menuAndOpenNodes();
+    void init()
+    {
+        QVERIFY(fixture.open());
+        const int editor = DayFixture::addApp("/e", "Editor");
+        const int shell = DayFixture::addApp("/s", "Shell");
+        ids = {DayFixture::addEntry(editor, "logo", "2026-11-15 09:00:00", "2026-11-15 09:01:00"),
+               DayFixture::addEntry(editor, "logo", "2026-11-15 10:00:00", "2026-11-15 10:00:30"),
+               DayFixture::addEntry(shell, "build", "2026-11-15 11:00:00", "2026-11-15 11:00:15")};
+        DayFixture::link(ids[0], 30, 10, 20, "Logo", "Website", "Design");
+        DayFixture::link(ids[1], 30, 10, 20, "Logo", "Website", "Design");
+        DayFixture::link(ids[2], 31, 11, 21, "CI", "Tools", "Build");
+        model = std::make_unique<TreeModel>(true);
+        view = std::make_unique<EntriesList>();
+        view->setModel(model.get());
+        view->setPrompter(&prompter);
+        model->initTree(kDay, 0);
+        view->expandAll();
+    }
+
+    void cleanup()
+    {
+        view.reset();
+        model.reset();
+        fixture.close();
+        prompter.answers.clear();
+        prompter.calls.clear();
+    }
+
+    void unlinkQuestion_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("seconds");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("one") << 1 << 90 << "Are you sure you want to unlink selected entry?\n\nTime: 1 m 30 s";
+        QTest::newRow("several") << 4 << 3600
+                                 << "Are you sure you want to unlink these 4 entries?\n\nCumulated time: 1 h 0 m 0 s";
+    }
+
+    void unlinkQuestion()
+    {
+        QFETCH(int, count);
+        QFETCH(int, seconds);
+        QFETCH(QString, expected);
+        QCOMPARE(EntriesList::unlinkQuestion(count, seconds), expected);
+    }
+
+    void unlinkingAnApplicationTakesItsEntries_data()
+    {
+        QTest::addColumn<bool>("yes");
+        QTest::newRow("yes") << true;
+        QTest::newRow("no") << false;
+    }
+
+    void unlinkingAnApplicationTakesItsEntries()
+    {
+        QFETCH(bool, yes);
+        const QModelIndex task = model->indexForItem(model->findTaskItem("30"));
+        const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e", task);
+        view->selectionModel()->select(editorNode, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        prompter.answers.enqueue(yes);
+        QSignalSpy unlink(view.get(), &EntriesList::signalUnlinkEntries);
+        view->onMenuUnlink();
+        QCOMPARE(prompter.calls.size(), 1);
+        QCOMPARE(prompter.calls.first().title, QStringLiteral("Confirm unlink"));
+        QVERIFY(prompter.calls.first().defaultYes);
+        QCOMPARE(prompter.calls.first().text, EntriesList::unlinkQuestion(1, 90));
+        if (yes) {
+            QCOMPARE(unlink.count(), 1);
+            QStringList got = unlink.first().at(0).toStringList();
+            got.sort();
+            QCOMPARE(got, (QStringList{QString::number(ids[0]), QString::number(ids[1])}));
+            // The project emptied with its only task; the other project stays.
+            QCOMPARE(DayFixture::outline(model->root()),
+                     QStringLiteral("Tools=15[Build=15[CI=15[Shell=15[build=15#%1]]]]").arg(ids[2]));
+            QVERIFY(!model->findProjectItem("10"));
+            QVERIFY(model->findProjectItem("11"));
+            QCOMPARE(model->getTotalTime(), 15);
+        } else {
+            QCOMPARE(unlink.count(), 0);
+            QCOMPARE(model->getTotalTime(), 105);
+        }
+    }
+
+    void nothingSelectedAsksNothing()
+    {
+        QSignalSpy unlink(view.get(), &EntriesList::signalUnlinkEntries);
+        view->onMenuUnlink();
+        view->selectionModel()->select(model->index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        view->onMenuUnlink(); // a project alone holds no selected entry
+        QCOMPARE(prompter.calls.size(), 0);
+        QCOMPARE(unlink.count(), 0);
+    }
+
+    void menuAndOpenNodes()
+    {
+        const QModelIndex project = model->indexForItem(model->findProjectItem("10"));
+        const QModelIndex app = model->findItemIndex("app", "app_path", "/e", project);
+        QCOMPARE(view->menuActions(app).size(), 4);
+        QCOMPARE(view->menuActions(project).size(), 2);
+        QVERIFY(!view->action("actionUnlink")->isEnabled());
+        Registry::instance()->setLoggedIn(true);
+        view->menuActions(app);
+        QVERIFY(view->action("actionUnlink")->isEnabled());
+        QCOMPARE(view->action("actionUnlink")->shortcut(), QKeySequence("Ctrl+U"));
+
+        view->collapseAll();
+        view->expand(project);
+        view->expand(model->indexForItem(model->findTasklistItem("20")));
+        const ExpandedNodes::List open = view->getExpandedNodesList(QModelIndex(), QString());
+        QCOMPARE(open, (ExpandedNodes::List{{"project", "##10"}, {"tasklist", "##10##20"}}));
+        model->sort(0, Qt::DescendingOrder);
+        QCOMPARE(view->getExpandedNodesList(QModelIndex(), QString()), open);
+    }
 
 private:
     DayFixture fixture;
@@ -33,119 +139,5 @@ private:
     QList<int> ids;
 };
 
-void TestEntriesList::init()
-{
-    QVERIFY(fixture.open());
-    const int editor = DayFixture::addApp("/e", "Editor");
-    const int shell = DayFixture::addApp("/s", "Shell");
-    ids = {DayFixture::addEntry(editor, "logo", "2026-11-15 09:00:00", "2026-11-15 09:01:00"),
-           DayFixture::addEntry(editor, "logo", "2026-11-15 10:00:00", "2026-11-15 10:00:30"),
-           DayFixture::addEntry(shell, "build", "2026-11-15 11:00:00", "2026-11-15 11:00:15")};
-    DayFixture::link(ids[0], 30, 10, 20, "Logo", "Website", "Design");
-    DayFixture::link(ids[1], 30, 10, 20, "Logo", "Website", "Design");
-    DayFixture::link(ids[2], 31, 11, 21, "CI", "Tools", "Build");
-    model = std::make_unique<TreeModel>(true);
-    view = std::make_unique<EntriesList>();
-    view->setModel(model.get());
-    view->setPrompter(&prompter);
-    model->initTree(kDay, 0);
-    view->expandAll();
-}
-
-void TestEntriesList::cleanup()
-{
-    view.reset();
-    model.reset();
-    fixture.close();
-    prompter.answers.clear();
-    prompter.calls.clear();
-}
-
-void TestEntriesList::unlinkQuestion_data()
-{
-    QTest::addColumn<int>("count");
-    QTest::addColumn<int>("seconds");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("one") << 1 << 90 << "Are you sure you want to unlink selected entry?\n\nTime: 1 m 30 s";
-    QTest::newRow("several") << 4 << 3600
-                             << "Are you sure you want to unlink these 4 entries?\n\nCumulated time: 1 h 0 m 0 s";
-}
-
-void TestEntriesList::unlinkQuestion()
-{
-    QFETCH(int, count);
-    QFETCH(int, seconds);
-    QFETCH(QString, expected);
-    QCOMPARE(EntriesList::unlinkQuestion(count, seconds), expected);
-}
-
-void TestEntriesList::unlinkingAnApplicationTakesItsEntries_data()
-{
-    QTest::addColumn<bool>("yes");
-    QTest::newRow("yes") << true;
-    QTest::newRow("no") << false;
-}
-
-void TestEntriesList::unlinkingAnApplicationTakesItsEntries()
-{
-    QFETCH(bool, yes);
-    const QModelIndex task = model->indexForItem(model->findTaskItem("30"));
-    const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e", task);
-    view->selectionModel()->select(editorNode, QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    prompter.answers.enqueue(yes);
-    QSignalSpy unlink(view.get(), &EntriesList::signalUnlinkEntries);
-    view->onMenuUnlink();
-    QCOMPARE(prompter.calls.size(), 1);
-    QCOMPARE(prompter.calls.first().title, QStringLiteral("Confirm unlink"));
-    QVERIFY(prompter.calls.first().defaultYes);
-    QCOMPARE(prompter.calls.first().text, EntriesList::unlinkQuestion(1, 90));
-    if (yes) {
-        QCOMPARE(unlink.count(), 1);
-        QStringList got = unlink.first().at(0).toStringList();
-        got.sort();
-        QCOMPARE(got, (QStringList{QString::number(ids[0]), QString::number(ids[1])}));
-        // The project emptied with its only task; the other project stays.
-        QCOMPARE(DayFixture::outline(model->root()),
-                 QStringLiteral("Tools=15[Build=15[CI=15[Shell=15[build=15#%1]]]]").arg(ids[2]));
-        QVERIFY(!model->findProjectItem("10"));
-        QVERIFY(model->findProjectItem("11"));
-        QCOMPARE(model->getTotalTime(), 15);
-    } else {
-        QCOMPARE(unlink.count(), 0);
-        QCOMPARE(model->getTotalTime(), 105);
-    }
-}
-
-void TestEntriesList::nothingSelectedAsksNothing()
-{
-    QSignalSpy unlink(view.get(), &EntriesList::signalUnlinkEntries);
-    view->onMenuUnlink();
-    view->selectionModel()->select(model->index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    view->onMenuUnlink(); // a project alone holds no selected entry
-    QCOMPARE(prompter.calls.size(), 0);
-    QCOMPARE(unlink.count(), 0);
-}
-
-void TestEntriesList::menuAndOpenNodes()
-{
-    const QModelIndex project = model->indexForItem(model->findProjectItem("10"));
-    const QModelIndex app = model->findItemIndex("app", "app_path", "/e", project);
-    QCOMPARE(view->menuActions(app).size(), 4);
-    QCOMPARE(view->menuActions(project).size(), 2);
-    QVERIFY(!view->action("actionUnlink")->isEnabled());
-    Registry::instance()->setLoggedIn(true);
-    view->menuActions(app);
-    QVERIFY(view->action("actionUnlink")->isEnabled());
-    QCOMPARE(view->action("actionUnlink")->shortcut(), QKeySequence("Ctrl+U"));
-
-    view->collapseAll();
-    view->expand(project);
-    view->expand(model->indexForItem(model->findTasklistItem("20")));
-    const ExpandedNodes::List open = view->getExpandedNodesList(QModelIndex(), QString());
-    QCOMPARE(open, (ExpandedNodes::List{{"project", "##10"}, {"tasklist", "##10##20"}}));
-    model->sort(0, Qt::DescendingOrder);
-    QCOMPARE(view->getExpandedNodesList(QModelIndex(), QString()), open);
-}
-
-QTEST_MAIN(TestEntriesList)
+VERRIN_TEST(TestEntriesList)
 #include "TestEntriesList.moc"

@@ -1,4 +1,5 @@
 #include "DayFixture.h"
+#include "TestMain.h"
 #include "views/SummaryWindow.h"
 
 #include <QComboBox>
@@ -118,5 +119,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestSummaryWindow)
+VERRIN_TEST(TestSummaryWindow)
 #include "TestSummaryWindow.moc"

@@ -1,5 +1,6 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
+#include "TestMain.h"
 #include "store/util.h"
 #include "views/TimeTree.h"
 
@@ -50,28 +51,401 @@ class TestTimeTree : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void deleteQuestionTexts_data();
-    void deleteQuestionTexts();
-    void deletingAnApplicationRemovesItsEntries();
-    void answeringNoOrSelectingAnHourDeletesNothing();
-    void menuFollowsTheNodeType();
-    void linkingHandsTheEntriesOnAndRemovesThem_data();
-    void linkingHandsTheEntriesOnAndRemovesThem();
-    void excludingHidesTheApplication();
-    void expandedNodesSurviveSortAndRebuild();
-    void copyTitleAndRuleSignals();
-    void menuActsOnTheRowUnderThePointer_data();
-    void menuActsOnTheRowUnderThePointer();
-    void headerClicksSortKeepingOpenNodes();
-    void excludeKeepsCollapsedNodes();
-    void cutOrFoldedTitlesShowWholeOnHover_data();
-    void cutOrFoldedTitlesShowWholeOnHover();
+    void init()
+    {
+        QVERIFY(fixture.open());
+        editor = DayFixture::addApp("/e", "Editor");
+        shell = DayFixture::addApp("/s", "Shell");
+        away = DayFixture::addApp("verrin://idle", "Away Time");
+        DayFixture::addEntry(editor, "notes", "2026-11-15 09:00:00", "2026-11-15 09:02:03");
+        DayFixture::addEntry(editor, "notes", "2026-11-15 11:00:00", "2026-11-15 11:00:10");
+        DayFixture::addEntry(editor, "plan", "2026-11-15 09:30:00", "2026-11-15 09:31:00");
+        DayFixture::addEntry(shell, "make", "2026-11-15 10:00:00", "2026-11-15 10:00:30");
+        DayFixture::addEntry(away, "Lunch", "2026-11-15 12:00:00", "2026-11-15 12:30:00");
+        model = std::make_unique<TreeModel>(false);
+        view = std::make_unique<MenuReadingTree>();
+        view->setModel(model.get());
+        view->setPrompter(&prompter);
+        model->initTree(kDay, 0);
+        model->sort(0, Qt::AscendingOrder); // Away Time, Editor, Shell
+        view->expandAll();
+        prompter.answers.clear();
+        prompter.calls.clear();
+    }
+
+    void cleanup()
+    {
+        view.reset();
+        model.reset();
+        fixture.close();
+    }
+
+    void deleteQuestionTexts_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("seconds");
+        QTest::addColumn<int>("apps");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("one entry") << 1 << 123 << 1
+                                   << "Are you sure you want to delete selected entry?\n\nTime: 2 m 3 s\n\n"
+                                      "Entry is from this application:\n    App 1";
+        QTest::newRow("two applications") << 3 << 3600 << 2
+                                          << "Are you sure you want to delete these 3 entries from 2 applications?\n\n"
+                                             "Cumulated time: 1 h 0 m 0 s\n\nEntries are from these applications:\n"
+                                             "    App 1\n    App 2";
+        QString twelve =
+            "Are you sure you want to delete these 12 entries from 12 applications?\n\nCumulated time: 12 s\n\n"
+            "Entries are from these applications:\n    App 1";
+        for (int i = 2; i <= 10; ++i) {
+            twelve += QStringLiteral("\n    App %1").arg(i);
+        }
+        twelve += "\n    (2 more)";
+        QTest::newRow("twelve applications: ten names, then the rest counted") << 12 << 12 << 12 << twelve;
+    }
+
+    void deleteQuestionTexts()
+    {
+        QFETCH(int, count);
+        QFETCH(int, seconds);
+        QFETCH(int, apps);
+        QFETCH(QString, expected);
+        QStringList appNames;
+        for (int i = 1; i <= apps; ++i) {
+            appNames << QStringLiteral("App %1").arg(i);
+        }
+        QCOMPARE(TimeTree::deleteQuestion(count, seconds, appNames), expected);
+    }
+
+    void deletingAnApplicationRemovesItsEntries()
+    {
+        const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e");
+        const int before = model->getTotalTime();
+        select({editorNode});
+        prompter.answers.enqueue(true);
+        QSignalSpy totals(model.get(), &TreeModel::setTotalTimeText);
+        view->onMenuDelete();
+        QCOMPARE(prompter.calls.size(), 1);
+        QCOMPARE(prompter.calls.first().title, QStringLiteral("Confirm delete"));
+        QVERIFY(prompter.calls.first().defaultYes);
+        QVERIFY(
+            prompter.calls.first().text.startsWith("Are you sure you want to delete these 2 entries?\n\n"
+                                                   "Cumulated time: 3 m 13 s\n\nEntries are from this application:\n"
+                                                   "    Editor"));
+        QVERIFY(!model->findItemIndex("app", "app_path", "/e").isValid());
+        QCOMPARE(model->getTotalTime(), before - 193);
+        QCOMPARE(totals.last().at(0).toString(), util::format_time(before - 193));
+        QCOMPARE(countEntries(), 2);
+    }
+
+    void answeringNoOrSelectingAnHourDeletesNothing()
+    {
+        select({model->findItemIndex("app", "app_path", "/s")});
+        prompter.answers.enqueue(false);
+        view->onMenuDelete();
+        QCOMPARE(prompter.calls.size(), 1);
+        QCOMPARE(countEntries(), 5);
+        QVERIFY(model->findItemIndex("app", "app_path", "/s").isValid());
+
+        // An hour node is not widened to its entries: nothing to delete, nothing asked.
+        model->setGroupByHour(true);
+        model->refreshTree();
+        select({model->findItemIndex("hour", "hour", "9")});
+        view->onMenuDelete();
+        QCOMPARE(prompter.calls.size(), 1);
+        QCOMPARE(countEntries(), 5);
+    }
+
+    void menuFollowsTheNodeType()
+    {
+        const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e");
+        const QModelIndex entry = model->index(0, 0, editorNode);
+        const QModelIndex awayEntry = model->index(0, 0, model->findItemIndex("app", "app_path", "verrin://idle"));
+        QCOMPARE(names(view->menuActions(editorNode)),
+                 (QStringList{"Link", "Delete", "-", "RuleFromApp", "Exclude", "-", "Details", "CopyTitle", "-",
+                              "ExpandAll", "CollapseAll"}));
+        QCOMPARE(names(view->menuActions(entry)), (QStringList{"Link", "Delete", "-", "RuleFromEntry", "-", "Details",
+                                                               "CopyTitle", "-", "ExpandAll", "CollapseAll"}));
+        QCOMPARE(names(view->menuActions(awayEntry)).mid(0, 3), (QStringList{"EditDescription", "-", "Link"}));
+        QCOMPARE(names(view->menuActions(QModelIndex())), (QStringList{"ExpandAll", "CollapseAll"}));
+        QVERIFY(!view->action("actionLink")->isEnabled());
+        Registry::instance()->setLoggedIn(true);
+        view->menuActions(entry);
+        QVERIFY(view->action("actionLink")->isEnabled());
+        QCOMPARE(view->action("actionDelete")->shortcut(), QKeySequence("Delete"));
+        QCOMPARE(view->action("actionLink")->shortcutContext(), Qt::WidgetShortcut);
+    }
+
+    void linkingHandsTheEntriesOnAndRemovesThem_data()
+    {
+        QTest::addColumn<bool>("accepted");
+        QTest::addColumn<QString>("taskId");
+        QTest::addColumn<bool>("linked");
+        QTest::newRow("a task chosen") << true << "42" << true;
+        QTest::newRow("cancelled") << false << "42" << false;
+        QTest::newRow("accepted without a task") << true << "0" << false;
+    }
+
+    void linkingHandsTheEntriesOnAndRemovesThem()
+    {
+        QFETCH(bool, accepted);
+        QFETCH(QString, taskId);
+        QFETCH(bool, linked);
+        int askedSeconds = -1;
+        view->setLinkChooser([&](int seconds, QString* task, QString* notes) {
+            askedSeconds = seconds;
+            *task = taskId;
+            *notes = "notes";
+            return accepted;
+        });
+        const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e");
+        const QModelIndex plan = model->index(1, 0, editorNode);
+        select({plan, model->findItemIndex("app", "app_path", "/s")});
+        const int before = model->getTotalTime();
+        QSignalSpy link(view.get(), &TimeTree::signalConnectEntriesWithTask);
+        view->onMenuLink();
+        QCOMPARE(askedSeconds, 90);
+        QCOMPARE(link.count(), linked ? 1 : 0);
+        if (linked) {
+            QStringList ids = link.first().at(0).toStringList();
+            ids.sort();
+            QCOMPARE(ids, (QStringList{"3", "4"}));
+            QCOMPARE(link.first().at(1).toString(), taskId);
+            QCOMPARE(link.first().at(2).toString(), QStringLiteral("notes"));
+            QCOMPARE(model->getTotalTime(), before - 90);
+            QVERIFY(!model->findItemIndex("app", "app_path", "/s").isValid());
+            QCOMPARE(model->hiddenData(model->findItemIndex("app", "app_path", "/e"), "time").toInt(), 133);
+        } else {
+            QCOMPARE(model->getTotalTime(), before);
+        }
+    }
+
+    void excludingHidesTheApplication()
+    {
+        Registry::instance()->setIgnoredApps(QStringList{"/OTHER"});
+        select({model->findItemIndex("app", "app_path", "/s"), model->findItemIndex("app", "app_path", "/e")});
+        QSignalSpy marks(view.get(), &TimeTree::datesWithZeroTimeChanged);
+        view->onMenuExclude();
+        QCOMPARE(Registry::instance()->ignoredApps(), (QStringList{"/OTHER", "/s", "/e"}));
+        QCOMPARE(model->rowCount(), 1);
+        QCOMPARE(marks.count(), 1);
+        QCOMPARE(countEntries(), 5);
+        // A path differing only in case counts as already excluded here.
+        model->refreshTree();
+        Registry::instance()->setIgnoredApps(QStringList{"VERRIN://IDLE"});
+        model->refreshTree();
+        select({model->findItemIndex("app", "app_path", "verrin://idle")});
+        view->onMenuExclude();
+        QCOMPARE(Registry::instance()->ignoredApps(), QStringList{"VERRIN://IDLE"});
+    }
+
+    void expandedNodesSurviveSortAndRebuild()
+    {
+        model->setGroupByHour(true);
+        model->refreshTree();
+        view->collapseAll();
+        const QModelIndex nine = model->findItemIndex("hour", "hour", "9");
+        const QModelIndex twelve = model->findItemIndex("hour", "hour", "12");
+        view->expand(nine);
+        view->expand(model->findItemIndex("app", "app_path", "/e", nine));
+        view->expand(twelve);
+        const ExpandedNodes::List before = view->getExpandedNodesList(QModelIndex(), QString());
+        QCOMPARE(before.size(), 3);
+        QVERIFY(before.contains({"app", QStringLiteral("##9##%1").arg(editor)}));
+
+        model->sort(1, Qt::DescendingOrder);
+        QCOMPARE(view->getExpandedNodesList(QModelIndex(), QString()).size(), 3);
+        QVERIFY(
+            view->isExpanded(model->findItemIndex("app", "app_path", "/e", model->findItemIndex("hour", "hour", "9"))));
+        QVERIFY(!view->isExpanded(model->findItemIndex("hour", "hour", "10")));
+
+        view->saveExpandedNodes();
+        model->refreshTree();
+        view->restoreExpandedNodes();
+        ExpandedNodes::List after = view->getExpandedNodesList(QModelIndex(), QString());
+        using Pairs = QSet<QPair<QString, QString>>;
+        QCOMPARE(Pairs(after.begin(), after.end()), Pairs(before.begin(), before.end()));
+    }
+
+    void copyTitleAndRuleSignals()
+    {
+        const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e");
+        const QModelIndex notes = model->index(0, 0, editorNode);
+        select({notes, model->findItemIndex("app", "app_path", "/s")});
+        view->onCopyTitle();
+        QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("notes\nShell"));
+
+        QSignalSpy fromEntry(view.get(), &TimeTree::signalCreateRuleFromEntry);
+        QSignalSpy fromApp(view.get(), &TimeTree::signalCreateRuleFromApp);
+        QSignalSpy timestamps(view.get(), &TimeTree::signalShowTimestamps);
+        view->setCurrentIndex(notes);
+        view->onCreateRuleFromEntry();
+        view->onCreateRuleFromApp(); // not an application: nothing
+        view->onTimestamps();
+        QCOMPARE(fromEntry.count(), 1);
+        QCOMPARE(fromEntry.first().at(0).toInt(), editor);
+        QCOMPARE(fromEntry.first().at(1).toString(), QStringLiteral("notes"));
+        QCOMPARE(fromApp.count(), 0);
+        QCOMPARE(timestamps.first().at(0).toDate(), kDay);
+        QCOMPARE(timestamps.first().at(2).toString(), QStringLiteral("/e"));
+
+        view->setCurrentIndex(editorNode);
+        view->onCreateRuleFromApp();
+        QCOMPARE(fromApp.count(), 1);
+        QCOMPARE(fromApp.first().at(0).toInt(), editor);
+
+        // Describing away time renames the entries in the database and in the tree.
+        const QModelIndex lunch = model->index(0, 0, model->findItemIndex("app", "app_path", "verrin://idle"));
+        view->setAwayEditor([](const QStringList& ids, QString* title) {
+            *title = ids.join(",") + " it's a meeting";
+            return true;
+        });
+        view->setCurrentIndex(lunch);
+        view->onEditAwayEntry();
+        QCOMPARE(model->data(lunch, Qt::DisplayRole).toString(), QStringLiteral("5 it's a meeting"));
+        QCOMPARE(model->getEntriesWithTitle(kDay, "5 it's a meeting", away, false), QStringList{"5"});
+    }
+
+    void menuActsOnTheRowUnderThePointer_data()
+    {
+        QTest::addColumn<QString>("row"); // title or application under the pointer; empty for blank space
+        QTest::addColumn<QStringList>("menu");
+        QTest::addColumn<QString>("ruleTitle"); // what "Create Rule from Entry" then acts on
+        const QStringList entryMenu{"Link",    "Delete",    "-", "RuleFromEntry", "-",
+                                    "Details", "CopyTitle", "-", "ExpandAll",     "CollapseAll"};
+        QTest::newRow("empty space") << QString() << QStringList{"ExpandAll", "CollapseAll"} << QString();
+        QTest::newRow("another entry") << "plan" << entryMenu << "plan";
+        QTest::newRow("the current entry") << "make" << entryMenu << "make";
+    }
+
+    void menuActsOnTheRowUnderThePointer()
+    {
+        QFETCH(QString, row);
+        QFETCH(QStringList, menu);
+        QFETCH(QString, ruleTitle);
+        view->resize(500, 600);
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        const QModelIndex make = model->index(0, 0, model->findItemIndex("app", "app_path", "/s"));
+        select({make});
+        QPoint where(20, view->viewport()->height() - 5);
+        if (!row.isEmpty()) {
+            const QModelIndex target = model->findItemIndex("entry", "title", row);
+            QVERIFY(target.isValid());
+            where = view->visualRect(target).center();
+        }
+        QContextMenuEvent event(QContextMenuEvent::Mouse, where, view->viewport()->mapToGlobal(where));
+        QApplication::sendEvent(view->viewport(), &event);
+        QCOMPARE(view->shown, menu);
+        if (ruleTitle.isEmpty()) {
+            // Nothing under the pointer: the earlier row stays as it was and the menu offers nothing for it.
+            QCOMPARE(view->currentIndex(), make);
+        } else {
+            QSignalSpy fromEntry(view.get(), &TimeTree::signalCreateRuleFromEntry);
+            view->action("actionRuleFromEntry")->trigger();
+            QCOMPARE(fromEntry.size(), 1);
+            QCOMPARE(fromEntry.first().at(1).toString(), ruleTitle);
+            QCOMPARE(view->selectionModel()->selectedRows(), QModelIndexList{view->currentIndex()});
+        }
+    }
+
+    void headerClicksSortKeepingOpenNodes()
+    {
+        const int tool = DayFixture::addApp("/z", "zeta tool");
+        DayFixture::addEntry(tool, "alpha", "2026-11-15 13:00:00", "2026-11-15 13:00:05");
+        DayFixture::addEntry(tool, "Beta", "2026-11-15 13:01:00", "2026-11-15 13:01:05");
+        DayFixture::addEntry(tool, "gamma", "2026-11-15 13:02:00", "2026-11-15 13:02:05");
+        model->refreshTree();
+        view->resize(500, 600);
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        view->collapseAll();
+        view->expand(model->findItemIndex("app", "app_path", "/z"));
+        const auto clickHeader = [this](int section) {
+            QHeaderView* header = view->header();
+            QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                              QPoint(header->sectionViewportPosition(section) + 5, header->height() / 2));
+        };
+        const auto zeta = [this] { return model->findItemIndex("app", "app_path", "/z"); };
+
+        clickHeader(0); // names, ignoring case
+        QCOMPARE(childNames(QModelIndex()), (QStringList{"Away Time", "Editor", "Shell", "zeta tool"}));
+        QCOMPARE(childNames(zeta()), (QStringList{"alpha", "Beta", "gamma"}));
+        clickHeader(0);
+        QCOMPARE(childNames(zeta()), (QStringList{"gamma", "Beta", "alpha"}));
+        clickHeader(1); // time, most first; equal times keep their order
+        QCOMPARE(childNames(QModelIndex()), (QStringList{"Away Time", "Editor", "Shell", "zeta tool"}));
+        QCOMPARE(childNames(zeta()), (QStringList{"gamma", "Beta", "alpha"}));
+        QCOMPARE(childNames(model->findItemIndex("app", "app_path", "/e")), (QStringList{"notes", "plan"}));
+        clickHeader(1);
+        QCOMPARE(childNames(QModelIndex()), (QStringList{"zeta tool", "Shell", "Editor", "Away Time"}));
+        QVERIFY(view->isExpanded(zeta()));
+        QVERIFY(!view->isExpanded(model->findItemIndex("app", "app_path", "/e")));
+
+        // A rebuilt day keeps the chosen order.
+        model->refreshTree();
+        QCOMPARE(childNames(QModelIndex()), (QStringList{"zeta tool", "Shell", "Editor", "Away Time"}));
+    }
+
+    void cutOrFoldedTitlesShowWholeOnHover_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<bool>("tip");
+        QTest::newRow("fits: no tip") << "short"
+                                      << "short" << false;
+        QTest::newRow("line breaks: marked, whole on hover")
+            << "first\r\nsecond\nthird" << QStringLiteral("first \u23CE second \u23CE third") << true;
+        const QString longTitle = QStringLiteral("a long title ").repeated(30);
+        QTest::newRow("cut: whole on hover") << longTitle << longTitle << true;
+    }
+
+    void cutOrFoldedTitlesShowWholeOnHover()
+    {
+        QFETCH(QString, title);
+        QFETCH(QString, shown);
+        QFETCH(bool, tip);
+        DayFixture::addEntry(shell, title, "2026-11-15 13:00:00", "2026-11-15 13:00:05");
+        model->refreshTree();
+        view->expandAll();
+        view->resize(400, 300);
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        const QModelIndex entry = model->findItemIndex("entry", "title", title);
+        QVERIFY(entry.isValid());
+        QCOMPARE(entry.data().toString(), shown);
+        view->scrollTo(entry);
+        const QPoint at = view->visualRect(entry).center();
+        QHelpEvent hover(QEvent::ToolTip, at, view->viewport()->mapToGlobal(at));
+        QToolTip::hideText();
+        QApplication::sendEvent(view->viewport(), &hover);
+        QCOMPARE(QToolTip::isVisible(), tip);
+        if (tip) {
+            QVERIFY2(QToolTip::text().contains(title.toHtmlEscaped()), qPrintable(QToolTip::text()));
+        }
+        QToolTip::hideText();
+    }
 
 private:
-    void select(const QModelIndexList& indexes);
-    QStringList childNames(const QModelIndex& parent) const;
+    void select(const QModelIndexList& indexes)
+    {
+        view->selectionModel()->clearSelection();
+        for (const QModelIndex& index : indexes) {
+            view->selectionModel()->select(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        }
+        if (!indexes.isEmpty()) {
+            view->selectionModel()->setCurrentIndex(indexes.first(), QItemSelectionModel::NoUpdate);
+        }
+    }
+
+    QStringList childNames(const QModelIndex& parent) const
+    {
+        QStringList list;
+        for (int row = 0; row < model->rowCount(parent); ++row) {
+            list << model->data(model->index(row, 0, parent), Qt::DisplayRole).toString();
+        }
+        return list;
+    }
+
     DayFixture fixture;
     std::unique_ptr<TreeModel> model;
     std::unique_ptr<MenuReadingTree> view;
@@ -81,410 +455,5 @@ private:
     int away = 0;
 };
 
-void TestTimeTree::init()
-{
-    QVERIFY(fixture.open());
-    editor = DayFixture::addApp("/e", "Editor");
-    shell = DayFixture::addApp("/s", "Shell");
-    away = DayFixture::addApp("verrin://idle", "Away Time");
-    DayFixture::addEntry(editor, "notes", "2026-11-15 09:00:00", "2026-11-15 09:02:03");
-    DayFixture::addEntry(editor, "notes", "2026-11-15 11:00:00", "2026-11-15 11:00:10");
-    DayFixture::addEntry(editor, "plan", "2026-11-15 09:30:00", "2026-11-15 09:31:00");
-    DayFixture::addEntry(shell, "make", "2026-11-15 10:00:00", "2026-11-15 10:00:30");
-    DayFixture::addEntry(away, "Lunch", "2026-11-15 12:00:00", "2026-11-15 12:30:00");
-    model = std::make_unique<TreeModel>(false);
-    view = std::make_unique<MenuReadingTree>();
-    view->setModel(model.get());
-    view->setPrompter(&prompter);
-    model->initTree(kDay, 0);
-    model->sort(0, Qt::AscendingOrder); // Away Time, Editor, Shell
-    view->expandAll();
-    prompter.answers.clear();
-    prompter.calls.clear();
-}
-
-void TestTimeTree::cleanup()
-{
-    view.reset();
-    model.reset();
-    fixture.close();
-}
-
-void TestTimeTree::select(const QModelIndexList& indexes)
-{
-    view->selectionModel()->clearSelection();
-    for (const QModelIndex& index : indexes) {
-        view->selectionModel()->select(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    }
-    if (!indexes.isEmpty()) {
-        view->selectionModel()->setCurrentIndex(indexes.first(), QItemSelectionModel::NoUpdate);
-    }
-}
-
-void TestTimeTree::deleteQuestionTexts_data()
-{
-    QTest::addColumn<int>("count");
-    QTest::addColumn<int>("seconds");
-    QTest::addColumn<int>("apps");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("one entry") << 1 << 123 << 1
-                               << "Are you sure you want to delete selected entry?\n\nTime: 2 m 3 s\n\n"
-                                  "Entry is from this application:\n    App 1";
-    QTest::newRow("two applications") << 3 << 3600 << 2
-                                      << "Are you sure you want to delete these 3 entries from 2 applications?\n\n"
-                                         "Cumulated time: 1 h 0 m 0 s\n\nEntries are from these applications:\n"
-                                         "    App 1\n    App 2";
-    QString twelve =
-        "Are you sure you want to delete these 12 entries from 12 applications?\n\nCumulated time: 12 s\n\n"
-        "Entries are from these applications:\n    App 1";
-    for (int i = 2; i <= 10; ++i) {
-        twelve += QStringLiteral("\n    App %1").arg(i);
-    }
-    twelve += "\n    (2 more)";
-    QTest::newRow("twelve applications: ten names, then the rest counted") << 12 << 12 << 12 << twelve;
-}
-
-void TestTimeTree::deleteQuestionTexts()
-{
-    QFETCH(int, count);
-    QFETCH(int, seconds);
-    QFETCH(int, apps);
-    QFETCH(QString, expected);
-    QStringList appNames;
-    for (int i = 1; i <= apps; ++i) {
-        appNames << QStringLiteral("App %1").arg(i);
-    }
-    QCOMPARE(TimeTree::deleteQuestion(count, seconds, appNames), expected);
-}
-
-void TestTimeTree::deletingAnApplicationRemovesItsEntries()
-{
-    const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e");
-    const int before = model->getTotalTime();
-    select({editorNode});
-    prompter.answers.enqueue(true);
-    QSignalSpy totals(model.get(), &TreeModel::setTotalTimeText);
-    view->onMenuDelete();
-    QCOMPARE(prompter.calls.size(), 1);
-    QCOMPARE(prompter.calls.first().title, QStringLiteral("Confirm delete"));
-    QVERIFY(prompter.calls.first().defaultYes);
-    QVERIFY(prompter.calls.first().text.startsWith("Are you sure you want to delete these 2 entries?\n\n"
-                                                   "Cumulated time: 3 m 13 s\n\nEntries are from this application:\n"
-                                                   "    Editor"));
-    QVERIFY(!model->findItemIndex("app", "app_path", "/e").isValid());
-    QCOMPARE(model->getTotalTime(), before - 193);
-    QCOMPARE(totals.last().at(0).toString(), util::format_time(before - 193));
-    QCOMPARE(countEntries(), 2);
-}
-
-void TestTimeTree::answeringNoOrSelectingAnHourDeletesNothing()
-{
-    select({model->findItemIndex("app", "app_path", "/s")});
-    prompter.answers.enqueue(false);
-    view->onMenuDelete();
-    QCOMPARE(prompter.calls.size(), 1);
-    QCOMPARE(countEntries(), 5);
-    QVERIFY(model->findItemIndex("app", "app_path", "/s").isValid());
-
-    // An hour node is not widened to its entries: nothing to delete, nothing asked.
-    model->setGroupByHour(true);
-    model->refreshTree();
-    select({model->findItemIndex("hour", "hour", "9")});
-    view->onMenuDelete();
-    QCOMPARE(prompter.calls.size(), 1);
-    QCOMPARE(countEntries(), 5);
-}
-
-void TestTimeTree::menuFollowsTheNodeType()
-{
-    const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e");
-    const QModelIndex entry = model->index(0, 0, editorNode);
-    const QModelIndex awayEntry = model->index(0, 0, model->findItemIndex("app", "app_path", "verrin://idle"));
-    QCOMPARE(names(view->menuActions(editorNode)),
-             (QStringList{"Link", "Delete", "-", "RuleFromApp", "Exclude", "-", "Details", "CopyTitle", "-",
-                          "ExpandAll", "CollapseAll"}));
-    QCOMPARE(names(view->menuActions(entry)), (QStringList{"Link", "Delete", "-", "RuleFromEntry", "-", "Details",
-                                                           "CopyTitle", "-", "ExpandAll", "CollapseAll"}));
-    QCOMPARE(names(view->menuActions(awayEntry)).mid(0, 3), (QStringList{"EditDescription", "-", "Link"}));
-    QCOMPARE(names(view->menuActions(QModelIndex())), (QStringList{"ExpandAll", "CollapseAll"}));
-    QVERIFY(!view->action("actionLink")->isEnabled());
-    Registry::instance()->setLoggedIn(true);
-    view->menuActions(entry);
-    QVERIFY(view->action("actionLink")->isEnabled());
-    QCOMPARE(view->action("actionDelete")->shortcut(), QKeySequence("Delete"));
-    QCOMPARE(view->action("actionLink")->shortcutContext(), Qt::WidgetShortcut);
-    QCOMPARE(view->action("actionLink")->text(), QStringLiteral("&Link Time With Task..."));
-}
-
-void TestTimeTree::linkingHandsTheEntriesOnAndRemovesThem_data()
-{
-    QTest::addColumn<bool>("accepted");
-    QTest::addColumn<QString>("taskId");
-    QTest::addColumn<bool>("linked");
-    QTest::newRow("a task chosen") << true << "42" << true;
-    QTest::newRow("cancelled") << false << "42" << false;
-    QTest::newRow("accepted without a task") << true << "0" << false;
-}
-
-void TestTimeTree::linkingHandsTheEntriesOnAndRemovesThem()
-{
-    QFETCH(bool, accepted);
-    QFETCH(QString, taskId);
-    QFETCH(bool, linked);
-    int askedSeconds = -1;
-    view->setLinkChooser([&](int seconds, QString* task, QString* notes) {
-        askedSeconds = seconds;
-        *task = taskId;
-        *notes = "notes";
-        return accepted;
-    });
-    const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e");
-    const QModelIndex plan = model->index(1, 0, editorNode);
-    select({plan, model->findItemIndex("app", "app_path", "/s")});
-    const int before = model->getTotalTime();
-    QSignalSpy link(view.get(), &TimeTree::signalConnectEntriesWithTask);
-    view->onMenuLink();
-    QCOMPARE(askedSeconds, 90);
-    QCOMPARE(link.count(), linked ? 1 : 0);
-    if (linked) {
-        QStringList ids = link.first().at(0).toStringList();
-        ids.sort();
-        QCOMPARE(ids, (QStringList{"3", "4"}));
-        QCOMPARE(link.first().at(1).toString(), taskId);
-        QCOMPARE(link.first().at(2).toString(), QStringLiteral("notes"));
-        QCOMPARE(model->getTotalTime(), before - 90);
-        QVERIFY(!model->findItemIndex("app", "app_path", "/s").isValid());
-        QCOMPARE(model->hiddenData(model->findItemIndex("app", "app_path", "/e"), "time").toInt(), 133);
-    } else {
-        QCOMPARE(model->getTotalTime(), before);
-    }
-}
-
-void TestTimeTree::excludingHidesTheApplication()
-{
-    Registry::instance()->setIgnoredApps(QStringList{"/OTHER"});
-    select({model->findItemIndex("app", "app_path", "/s"), model->findItemIndex("app", "app_path", "/e")});
-    QSignalSpy marks(view.get(), &TimeTree::datesWithZeroTimeChanged);
-    view->onMenuExclude();
-    QCOMPARE(Registry::instance()->ignoredApps(), (QStringList{"/OTHER", "/s", "/e"}));
-    QCOMPARE(model->rowCount(), 1);
-    QCOMPARE(marks.count(), 1);
-    QCOMPARE(countEntries(), 5);
-    // A path differing only in case counts as already excluded here.
-    model->refreshTree();
-    Registry::instance()->setIgnoredApps(QStringList{"VERRIN://IDLE"});
-    model->refreshTree();
-    select({model->findItemIndex("app", "app_path", "verrin://idle")});
-    view->onMenuExclude();
-    QCOMPARE(Registry::instance()->ignoredApps(), QStringList{"VERRIN://IDLE"});
-}
-
-void TestTimeTree::expandedNodesSurviveSortAndRebuild()
-{
-    model->setGroupByHour(true);
-    model->refreshTree();
-    view->collapseAll();
-    const QModelIndex nine = model->findItemIndex("hour", "hour", "9");
-    const QModelIndex twelve = model->findItemIndex("hour", "hour", "12");
-    view->expand(nine);
-    view->expand(model->findItemIndex("app", "app_path", "/e", nine));
-    view->expand(twelve);
-    const ExpandedNodes::List before = view->getExpandedNodesList(QModelIndex(), QString());
-    QCOMPARE(before.size(), 3);
-    QVERIFY(before.contains({"app", QStringLiteral("##9##%1").arg(editor)}));
-
-    model->sort(1, Qt::DescendingOrder);
-    QCOMPARE(view->getExpandedNodesList(QModelIndex(), QString()).size(), 3);
-    QVERIFY(view->isExpanded(model->findItemIndex("app", "app_path", "/e", model->findItemIndex("hour", "hour", "9"))));
-    QVERIFY(!view->isExpanded(model->findItemIndex("hour", "hour", "10")));
-
-    view->saveExpandedNodes();
-    model->refreshTree();
-    view->restoreExpandedNodes();
-    ExpandedNodes::List after = view->getExpandedNodesList(QModelIndex(), QString());
-    using Pairs = QSet<QPair<QString, QString>>;
-    QCOMPARE(Pairs(after.begin(), after.end()), Pairs(before.begin(), before.end()));
-}
-
-void TestTimeTree::copyTitleAndRuleSignals()
-{
-    const QModelIndex editorNode = model->findItemIndex("app", "app_path", "/e");
-    const QModelIndex notes = model->index(0, 0, editorNode);
-    select({notes, model->findItemIndex("app", "app_path", "/s")});
-    view->onCopyTitle();
-    QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("notes\nShell"));
-
-    QSignalSpy fromEntry(view.get(), &TimeTree::signalCreateRuleFromEntry);
-    QSignalSpy fromApp(view.get(), &TimeTree::signalCreateRuleFromApp);
-    QSignalSpy timestamps(view.get(), &TimeTree::signalShowTimestamps);
-    view->setCurrentIndex(notes);
-    view->onCreateRuleFromEntry();
-    view->onCreateRuleFromApp(); // not an application: nothing
-    view->onTimestamps();
-    QCOMPARE(fromEntry.count(), 1);
-    QCOMPARE(fromEntry.first().at(0).toInt(), editor);
-    QCOMPARE(fromEntry.first().at(1).toString(), QStringLiteral("notes"));
-    QCOMPARE(fromApp.count(), 0);
-    QCOMPARE(timestamps.first().at(0).toDate(), kDay);
-    QCOMPARE(timestamps.first().at(2).toString(), QStringLiteral("/e"));
-
-    view->setCurrentIndex(editorNode);
-    view->onCreateRuleFromApp();
-    QCOMPARE(fromApp.count(), 1);
-    QCOMPARE(fromApp.first().at(0).toInt(), editor);
-
-    // Describing away time renames the entries in the database and in the tree.
-    const QModelIndex lunch = model->index(0, 0, model->findItemIndex("app", "app_path", "verrin://idle"));
-    view->setAwayEditor([](const QStringList& ids, QString* title) {
-        *title = ids.join(",") + " it's a meeting";
-        return true;
-    });
-    view->setCurrentIndex(lunch);
-    view->onEditAwayEntry();
-    QCOMPARE(model->data(lunch, Qt::DisplayRole).toString(), QStringLiteral("5 it's a meeting"));
-    QCOMPARE(model->getEntriesWithTitle(kDay, "5 it's a meeting", away, false), QStringList{"5"});
-}
-
-QStringList TestTimeTree::childNames(const QModelIndex& parent) const
-{
-    QStringList list;
-    for (int row = 0; row < model->rowCount(parent); ++row) {
-        list << model->data(model->index(row, 0, parent), Qt::DisplayRole).toString();
-    }
-    return list;
-}
-
-void TestTimeTree::menuActsOnTheRowUnderThePointer_data()
-{
-    QTest::addColumn<QString>("row"); // title or application under the pointer; empty for blank space
-    QTest::addColumn<QStringList>("menu");
-    QTest::addColumn<QString>("ruleTitle"); // what "Create Rule from Entry" then acts on
-    const QStringList entryMenu{"Link",    "Delete",    "-", "RuleFromEntry", "-",
-                                "Details", "CopyTitle", "-", "ExpandAll",     "CollapseAll"};
-    QTest::newRow("empty space") << QString() << QStringList{"ExpandAll", "CollapseAll"} << QString();
-    QTest::newRow("another entry") << "plan" << entryMenu << "plan";
-    QTest::newRow("the current entry") << "make" << entryMenu << "make";
-}
-
-void TestTimeTree::menuActsOnTheRowUnderThePointer()
-{
-    QFETCH(QString, row);
-    QFETCH(QStringList, menu);
-    QFETCH(QString, ruleTitle);
-    view->resize(500, 600);
-    view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-    const QModelIndex make = model->index(0, 0, model->findItemIndex("app", "app_path", "/s"));
-    select({make});
-    QPoint where(20, view->viewport()->height() - 5);
-    if (!row.isEmpty()) {
-        const QModelIndex target = model->findItemIndex("entry", "title", row);
-        QVERIFY(target.isValid());
-        where = view->visualRect(target).center();
-    }
-    QContextMenuEvent event(QContextMenuEvent::Mouse, where, view->viewport()->mapToGlobal(where));
-    QApplication::sendEvent(view->viewport(), &event);
-    QCOMPARE(view->shown, menu);
-    if (ruleTitle.isEmpty()) {
-        // Nothing under the pointer: the earlier row stays as it was and the menu offers nothing for it.
-        QCOMPARE(view->currentIndex(), make);
-    } else {
-        QSignalSpy fromEntry(view.get(), &TimeTree::signalCreateRuleFromEntry);
-        view->action("actionRuleFromEntry")->trigger();
-        QCOMPARE(fromEntry.size(), 1);
-        QCOMPARE(fromEntry.first().at(1).toString(), ruleTitle);
-        QCOMPARE(view->selectionModel()->selectedRows(), QModelIndexList{view->currentIndex()});
-    }
-}
-
-void TestTimeTree::headerClicksSortKeepingOpenNodes()
-{
-    const int tool = DayFixture::addApp("/z", "zeta tool");
-    DayFixture::addEntry(tool, "alpha", "2026-11-15 13:00:00", "2026-11-15 13:00:05");
-    DayFixture::addEntry(tool, "Beta", "2026-11-15 13:01:00", "2026-11-15 13:01:05");
-    DayFixture::addEntry(tool, "gamma", "2026-11-15 13:02:00", "2026-11-15 13:02:05");
-    model->refreshTree();
-    view->resize(500, 600);
-    view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-    view->collapseAll();
-    view->expand(model->findItemIndex("app", "app_path", "/z"));
-    const auto clickHeader = [this](int section) {
-        QHeaderView* header = view->header();
-        QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
-                          QPoint(header->sectionViewportPosition(section) + 5, header->height() / 2));
-    };
-    const auto zeta = [this] { return model->findItemIndex("app", "app_path", "/z"); };
-
-    clickHeader(0); // names, ignoring case
-    QCOMPARE(childNames(QModelIndex()), (QStringList{"Away Time", "Editor", "Shell", "zeta tool"}));
-    QCOMPARE(childNames(zeta()), (QStringList{"alpha", "Beta", "gamma"}));
-    clickHeader(0);
-    QCOMPARE(childNames(zeta()), (QStringList{"gamma", "Beta", "alpha"}));
-    clickHeader(1); // time, most first; equal times keep their order
-    QCOMPARE(childNames(QModelIndex()), (QStringList{"Away Time", "Editor", "Shell", "zeta tool"}));
-    QCOMPARE(childNames(zeta()), (QStringList{"gamma", "Beta", "alpha"}));
-    QCOMPARE(childNames(model->findItemIndex("app", "app_path", "/e")), (QStringList{"notes", "plan"}));
-    clickHeader(1);
-    QCOMPARE(childNames(QModelIndex()), (QStringList{"zeta tool", "Shell", "Editor", "Away Time"}));
-    QVERIFY(view->isExpanded(zeta()));
-    QVERIFY(!view->isExpanded(model->findItemIndex("app", "app_path", "/e")));
-
-    // A rebuilt day keeps the chosen order.
-    model->refreshTree();
-    QCOMPARE(childNames(QModelIndex()), (QStringList{"zeta tool", "Shell", "Editor", "Away Time"}));
-}
-
-void TestTimeTree::excludeKeepsCollapsedNodes()
-{
-    view->collapseAll();
-    view->expand(model->findItemIndex("app", "app_path", "/e"));
-    QSignalSpy resets(model.get(), &TreeModel::modelReset);
-    select({model->findItemIndex("app", "app_path", "/s")});
-    view->onMenuExclude();
-    QCOMPARE(resets.size(), 1);
-    QVERIFY(view->isExpanded(model->findItemIndex("app", "app_path", "/e")));
-    QVERIFY(!view->isExpanded(model->findItemIndex("app", "app_path", "verrin://idle")));
-}
-
-void TestTimeTree::cutOrFoldedTitlesShowWholeOnHover_data()
-{
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("shown");
-    QTest::addColumn<bool>("tip");
-    QTest::newRow("fits: no tip") << "short"
-                                  << "short" << false;
-    QTest::newRow("line breaks: marked, whole on hover")
-        << "first\r\nsecond\nthird" << QStringLiteral("first \u23CE second \u23CE third") << true;
-    const QString longTitle = QStringLiteral("a long title ").repeated(30);
-    QTest::newRow("cut: whole on hover") << longTitle << longTitle << true;
-}
-
-void TestTimeTree::cutOrFoldedTitlesShowWholeOnHover()
-{
-    QFETCH(QString, title);
-    QFETCH(QString, shown);
-    QFETCH(bool, tip);
-    DayFixture::addEntry(shell, title, "2026-11-15 13:00:00", "2026-11-15 13:00:05");
-    model->refreshTree();
-    view->expandAll();
-    view->resize(400, 300);
-    view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-    const QModelIndex entry = model->findItemIndex("entry", "title", title);
-    QVERIFY(entry.isValid());
-    QCOMPARE(entry.data().toString(), shown);
-    view->scrollTo(entry);
-    const QPoint at = view->visualRect(entry).center();
-    QHelpEvent hover(QEvent::ToolTip, at, view->viewport()->mapToGlobal(at));
-    QToolTip::hideText();
-    QApplication::sendEvent(view->viewport(), &hover);
-    QCOMPARE(QToolTip::isVisible(), tip);
-    if (tip) {
-        QVERIFY2(QToolTip::text().contains(title.toHtmlEscaped()), qPrintable(QToolTip::text()));
-    }
-    QToolTip::hideText();
-}
-
-QTEST_MAIN(TestTimeTree)
+VERRIN_TEST(TestTimeTree)
 #include "TestTimeTree.moc"
