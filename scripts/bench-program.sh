@@ -2,7 +2,8 @@
 # What the running program costs while it records: the built verrinplus under Xvfb and openbox with two
 # real windows that take turns in front every 5 s, measured for SECONDS seconds (default 120) with the
 # window shown and again minimised, then once more minimised with one window in front all along (the
-# quiet case: a tick that sees no change should cost one wake-up and no file-system call). Prints CPU
+# quiet case: a tick that sees no change should cost one wake-up and no file-system call), and last an
+# empty Qt program with a 1 s timer, the floor of what a tick costs on this machine. Prints CPU
 # seconds per hour of recording, wake-ups per second (voluntary context switches of all the process's
 # threads: each is a thread going to sleep and being woken; being preempted by other busy programs on a
 # shared machine is not counted) and resident memory.
@@ -104,6 +105,9 @@ measure() { # label [switch: 1 = take turns every 5 s (default), 0 = leave the f
         if [ "$switching" = 1 ]; then
             xdotool windowactivate "${windows[$((turn % 2))]}" 2>/dev/null
         fi
+        # The user is at the keyboard: a little input now and then (over the bare desktop, where no
+        # window of ours hears it), or after the idle limit the program would be recording away time.
+        xdotool mousemove $((1250 + turn % 2 * 10)) 10 2>/dev/null
         turn=$((turn + 1))
         sleep 5
     done
@@ -129,3 +133,12 @@ xdotool search --onlyvisible --name '^Verrin Plus$' windowminimize 2>/dev/null
 sleep 2
 measure "window minimised"
 measure "window minimised, front window unchanged" 0
+
+# The floor on this machine, now: a Qt program whose only work is a 1 s timer.
+if [ -x "$build/bench/timer_floor" ]; then
+    "$build/bench/timer_floor" >/dev/null 2>&1 &
+    program=$!
+    pids+=($program)
+    sleep 3
+    measure "floor: an empty Qt program with a 1 s timer" 0
+fi
