@@ -273,26 +273,34 @@ private slots:
     {
         // The active window disappears between the two round trips of a probe: here a window id that
         // does not exist stands in the root property, so every request about it fails with BadWindow.
-        xcb_connection_t* conn = platform->connection();
+        // The probe talks over a connection that holds the server grabbed meanwhile, so the window
+        // manager cannot name another window (or one an earlier test destroyed) in between.
         const xcb_atom_t activeAtom = activeWindowAtom();
         QVERIFY(activeAtom != XCB_NONE);
-        const xcb_window_t gone = xcb_generate_id(conn); // allocated but never created
-        xcb_change_property(conn, XCB_PROP_MODE_REPLACE, platform->rootWindow(), activeAtom, XCB_ATOM_WINDOW, 32, 1,
+        xcb_connection_t* held = xcb_connect(nullptr, nullptr);
+        QVERIFY(held && !xcb_connection_has_error(held));
+        xcb_grab_server(held);
+        const xcb_window_t gone = xcb_generate_id(held); // allocated but never created
+        xcb_change_property(held, XCB_PROP_MODE_REPLACE, platform->rootWindow(), activeAtom, XCB_ATOM_WINDOW, 32, 1,
                             &gone);
-        xcb_flush(conn);
-
-        // A platform of its own, so warnings of earlier tests do not mute this one's.
-        X11Platform probe(X11Platform::qtConnection(), QStringList{apps.path()});
-        const QRegularExpression badWindow(QStringLiteral("X error 3 .* of window 0x%1").arg(gone, 0, 16));
-        for (int i = 0; i < 5; ++i) { // pid, both titles, the class and the attributes
-            QTest::ignoreMessage(QtWarningMsg, badWindow);
+        xcb_flush(held);
+        {
+            // A platform of its own, so warnings of earlier tests do not mute this one's.
+            X11Platform probe(held, QStringList{apps.path()});
+            const QRegularExpression badWindow(QStringLiteral("X error 3 .* of window 0x%1").arg(gone, 0, 16));
+            for (int i = 0; i < 5; ++i) { // pid, both titles, the class and the attributes
+                QTest::ignoreMessage(QtWarningMsg, badWindow);
+            }
+            const bool firstInvalid = !probe.foregroundWindow().valid;
+            // The next probes neither crash nor repeat the warnings.
+            QTest::failOnWarning(QRegularExpression(QStringLiteral("X error")));
+            const bool laterInvalid = !probe.foregroundWindow().valid && !probe.foregroundWindow().valid;
+            const bool idleRead = probe.idleSeconds() >= 0;
+            xcb_ungrab_server(held);
+            xcb_flush(held);
+            QVERIFY(firstInvalid && laterInvalid && idleRead);
         }
-        QVERIFY(!probe.foregroundWindow().valid);
-        // The next probes neither crash nor repeat the warnings.
-        QTest::failOnWarning(QRegularExpression(QStringLiteral("X error")));
-        QVERIFY(!probe.foregroundWindow().valid);
-        QVERIFY(!probe.foregroundWindow().valid);
-        QVERIFY(probe.idleSeconds() >= 0);
+        xcb_disconnect(held);
         QCOMPARE(showInFront({"--title", "Back"}).title, QStringLiteral("Back"));
     }
 
