@@ -3,11 +3,11 @@
 //   bench_day_trees [database [yyyy-MM-dd]]   (default: a generated history cached next to this program,
 //                                               and its heaviest day)
 #include "FiveYearHistory.h"
-#include "store/Database.h"
 #include "reports/CalendarDays.h"
 #include "reports/DayQueries.h"
 #include "reports/RangeReport.h"
 #include "reports/TreeModel.h"
+#include "store/Database.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

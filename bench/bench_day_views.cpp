@@ -4,12 +4,12 @@
 //   bench_day_views [database]   (default: the history bench_day_trees generates and caches)
 #include "FakePrompter.h"
 #include "FiveYearHistory.h"
-#include "window/DayViews.h"
-#include "window/MainWindowForm.h"
+#include "reports/TreeModel.h"
 #include "views/CalendarWidget.h"
 #include "views/DayTimeline.h"
 #include "views/TimestampsDialog.h"
-#include "reports/TreeModel.h"
+#include "window/DayViews.h"
+#include "window/MainWindowForm.h"
 
 #include <QAbstractItemModel>
 #include <QApplication>

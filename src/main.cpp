@@ -3,14 +3,14 @@
 #include "app/DebugLog.h"
 #include "app/HeadlessCommands.h"
 #include "app/LocalZone.h"
-#include "window/MainWindow.h"
-#include "window/MessageBoxPrompter.h"
 #include "app/SingleInstance.h"
 #include "app/StartupCheck.h"
 #include "app/UnixSignalWatcher.h"
-#include "window/VerrinApp.h"
 #include "dialogs/SettingsDialog.h"
 #include "updates/UpdateChecker.h"
+#include "window/MainWindow.h"
+#include "window/MessageBoxPrompter.h"
+#include "window/VerrinApp.h"
 
 #include <QApplication>
 #include <QCoreApplication>

@@ -1,8 +1,8 @@
 #include "reports/RangeReport.h"
 
+#include "reports/DayQueries.h"
 #include "store/SqliteRows.h"
 #include "store/util.h"
-#include "reports/DayQueries.h"
 
 #include <QHash>
 #include <QJsonArray>

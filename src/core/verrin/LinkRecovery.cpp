@@ -1,8 +1,8 @@
 #include "verrin/LinkRecovery.h"
 
 #include "app/Prompter.h"
-#include "verrin/TimeEntryApi.h"
 #include "store/util.h"
+#include "verrin/TimeEntryApi.h"
 
 #include <QDebug>
 #include <QUrl>

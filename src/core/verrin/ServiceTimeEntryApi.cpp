@@ -1,8 +1,8 @@
 #include "ServiceTimeEntryApi.h"
 
+#include "store/util.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/ServiceXml.h"
-#include "store/util.h"
 
 #include <QDebug>
 #include <QNetworkReply>

@@ -43,7 +43,7 @@ public:
     static constexpr int kFilterDelayMs = 500;
 
     VerrinController(const VerrinWidgets& widgets, QNetworkAccessManager* manager, Prompter* prompter, Clock* clock,
-                      QObject* parent = nullptr);
+                     QObject* parent = nullptr);
     ~VerrinController() override;
 
     // Start-up: the connectivity tests with their retries (the window stays live meanwhile), then,

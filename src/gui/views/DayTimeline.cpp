@@ -1,8 +1,8 @@
 #include "views/DayTimeline.h"
 
+#include "reports/TreeModel.h"
 #include "store/util.h"
 #include "views/StableColour.h"
-#include "reports/TreeModel.h"
 
 #include <QHelpEvent>
 #include <QMouseEvent>

@@ -1,8 +1,8 @@
 #include "views/TimestampsDialog.h"
 
-#include "store/util.h"
 #include "reports/ItemRoles.h"
 #include "reports/TreeModel.h"
+#include "store/util.h"
 #include "views/WholeTextTip.h"
 
 #include <QAbstractTableModel>

@@ -1,24 +1,24 @@
 #include "window/LinkingController.h"
 
-#include "window/DayViews.h"
 #include "app/HeadlessRuleRun.h"
-#include "window/MainWindowForm.h"
 #include "app/Prompter.h"
 #include "app/SingleInstance.h"
 #include "recording/AppIcons.h"
+#include "reports/TreeModel.h"
 #include "rules/RuleApplier.h"
 #include "rules/RuleStore.h"
 #include "rules/RulesController.h"
+#include "store/util.h"
 #include "verrin/LinkCheck.h"
 #include "verrin/LinkJournal.h"
 #include "verrin/LinkRecovery.h"
 #include "verrin/Linking.h"
 #include "verrin/ProjectsTree.h"
 #include "verrin/ServiceTimeEntryApi.h"
-#include "store/util.h"
 #include "views/LineEdit.h"
 #include "views/TimeTree.h"
-#include "reports/TreeModel.h"
+#include "window/DayViews.h"
+#include "window/MainWindowForm.h"
 
 #include <QAction>
 #include <QItemSelectionModel>
