@@ -1,5 +1,6 @@
 #include "verrin/LinkedRows.h"
 
+#include "reports/DayQueries.h"
 #include "store/util.h"
 
 #include <QDebug>
@@ -7,11 +8,6 @@
 #include <QSqlQuery>
 
 namespace {
-QString idList(const QStringList& ids)
-{
-    return ids.join(QLatin1Char(','));
-}
-
 LinkedRows::Row rowOf(const QSqlQuery& query)
 {
     LinkedRows::Row row;
@@ -43,14 +39,15 @@ bool readRows(QSqlQuery& query, QList<LinkedRows::Row>* rows, QString* error)
 QList<EntryRecord> LinkedRows::records(const QStringList& ids)
 {
     QList<EntryRecord> records;
+    const QString list = DayQueries::idList(ids);
     QSqlQuery query;
-    if (ids.isEmpty() ||
+    if (list.isEmpty() ||
         !query.exec(QStringLiteral("SELECT entries.id, entries.title, entries.application_id, entries.start_time, "
                                    "entries.end_time, applications.path AS app_path, applications.name AS app_name, "
                                    "entries.ext_entry_id FROM entries, applications WHERE entries.application_id = "
                                    "applications.id AND entries.id IN (") +
-                    idList(ids) + QStringLiteral(") ORDER BY entries.start_time, entries.id"))) {
-        if (!ids.isEmpty()) {
+                    list + QStringLiteral(") ORDER BY entries.start_time, entries.id"))) {
+        if (!list.isEmpty()) {
             qDebug() << "db error:" << query.lastError().text();
         }
         return records;
@@ -71,10 +68,14 @@ QList<EntryRecord> LinkedRows::records(const QStringList& ids)
 
 bool LinkedRows::linkedAmong(const QStringList& ids, QList<Row>* rows, QString* error)
 {
+    const QString list = DayQueries::idList(ids);
+    if (list.isEmpty()) {
+        return true;
+    }
     QSqlQuery query;
     query.prepare(QStringLiteral("SELECT id, ext_entry_id, ext_task_id, ext_task_name, start_time, end_time FROM "
                                  "entries WHERE id IN (") +
-                  idList(ids) + QStringLiteral(") AND ext_entry_id IS NOT NULL"));
+                  list + QStringLiteral(") AND ext_entry_id IS NOT NULL"));
     return readRows(query, rows, error);
 }
 
@@ -92,11 +93,12 @@ bool LinkedRows::ofEntriesTouching(const QString& first, const QString& last, QL
 
 QDate LinkedRows::firstDayWithin(const QStringList& ids, const QString& first, const QString& last)
 {
-    if (ids.isEmpty()) {
+    const QString list = DayQueries::idList(ids);
+    if (list.isEmpty()) {
         return {};
     }
     QSqlQuery query;
-    query.prepare(QStringLiteral("SELECT MIN(DATE(start_time)) FROM entries WHERE id IN (") + idList(ids) +
+    query.prepare(QStringLiteral("SELECT MIN(DATE(start_time)) FROM entries WHERE id IN (") + list +
                   QStringLiteral(") AND start_time >= :from AND start_time <= :to"));
     query.bindValue(QStringLiteral(":from"), first);
     query.bindValue(QStringLiteral(":to"), last);

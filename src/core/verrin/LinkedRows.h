@@ -11,7 +11,8 @@
 using EntryRecord = QMap<QString, QString>;
 
 // The reads of recorded rows that linking, unlinking and the link check make, in one place beside
-// the link journal's writes. Ids come as decimal texts the program made from integers it holds.
+// the link journal's writes. Ids come as decimal texts; only those that read as integers reach a
+// statement (anything else is left out), everything else is bound.
 class LinkedRows
 {
 public:
