@@ -49,10 +49,15 @@ MutterIdleMonitor::MutterIdleMonitor(const QDBusConnection& bus) : bus(bus)
 
 MutterIdleMonitor::~MutterIdleMonitor()
 {
-    // A watch asked for but not answered yet would outlive us on the shell's side: its answer is
-    // awaited (the call's own time limit bounds that) so it can be removed too.
-    if (activityCall && !activityCall->isFinished()) {
-        activityCall->waitForFinished();
+    // A watch asked for would outlive us on the shell's side: its answer is awaited (the call's own
+    // time limit bounds that) and read here, since its finished signal may still wait in the queue.
+    if (activityCall) {
+        activityCall->waitForFinished(); // may hand the answer to its handler, which clears activityCall
+    }
+    if (activityCall) {
+        if (const QDBusPendingReply<uint> reply = *activityCall; reply.isValid()) {
+            activeWatch = reply.value();
+        }
     }
     for (uint id : {idleWatch, activeWatch}) {
         if (id != 0) {
@@ -85,6 +90,7 @@ void MutterIdleMonitor::watchForActivity()
         } else {
             qWarning().noquote() << "Mutter's IdleMonitor refused to watch for activity:" << reply.error().message();
         }
+        activityCall = nullptr;
         call->deleteLater();
     });
 }
