@@ -20,6 +20,7 @@
 
 #include <cstdio>
 #include <malloc.h>
+#include <sqlite3.h>
 
 namespace {
 long residentKb()
@@ -113,8 +114,10 @@ int main(int argc, char** argv)
             clock.advance(1);
             const int hour = (second + 1) / 3600;
             if ((second + 1) % 3600 == 0 && (hour == 1 || hour % 2 == 0)) {
-                std::printf("  after %2d h: %6.1f MB resident, %6.1f MB heap, %d applications in the day's tree\n",
-                            hour, residentKb() / 1024.0, heapMb(), unlinked.rowCount());
+                std::printf("  after %2d h: %6.1f MB resident, %6.1f MB heap (%.1f MB of it SQLite's), %d applications "
+                            "in the day's tree\n",
+                            hour, residentKb() / 1024.0, heapMb(), double(sqlite3_memory_used()) / (1024.0 * 1024.0),
+                            unlinked.rowCount());
                 if (day == 0 && hour == 1) {
                     firstHourKb = residentKb();
                     firstHourHeap = heapMb();

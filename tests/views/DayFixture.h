@@ -81,7 +81,7 @@ struct DayFixture
             QString text =
                 item->data(0).toString() + QLatin1Char('=') + item->hiddenData(QStringLiteral("time")).toString();
             if (item->hiddenData(QStringLiteral("type")).toString() == QLatin1String("entry")) {
-                QStringList ids = item->hiddenData(QStringLiteral("entries")).toStringList();
+                QStringList ids = item->entryIdTexts();
                 std::sort(ids.begin(), ids.end(),
                           [](const QString& a, const QString& b) { return a.toInt() < b.toInt(); });
                 text += QLatin1Char('#') + ids.join(QLatin1Char(','));

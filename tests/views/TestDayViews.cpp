@@ -282,8 +282,10 @@ private slots:
                                            "3:51000-51030"}));
         QCOMPARE(line->firstSecond(), 32400); // whole minutes around what was recorded
         QCOMPARE(line->lastSecond(), 51060);
-        QCOMPARE(DayTimeline::colourFor({0, 0, 0, QStringLiteral("verrin://idle"), {}, {}, false}),
-                 QColor(170, 170, 170));
+        QCOMPARE(
+            DayTimeline::colourFor(
+                {0, 0, 0, false, std::make_shared<const ShownRows::Texts>(ShownRows::Texts{"verrin://idle", {}, {}})}),
+            QColor(170, 170, 170));
         QCOMPARE(DayTimeline::colourFor(line->segments().at(0)), DayTimeline::colourFor(line->segments().at(3)));
         // The same in every run of the program, not only within one.
         QCOMPARE(stableColour(QStringLiteral("/usr/share/applications/firefox.desktop")).hue(), 222);

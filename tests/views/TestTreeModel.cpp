@@ -264,7 +264,13 @@ private:
         model.setHiddenData(index, QStringLiteral("type"), type);
         model.setHiddenData(index, QStringLiteral("time"), seconds);
         for (auto it = hidden.begin(); it != hidden.end(); ++it) {
-            model.setHiddenData(index, it.key(), it.value());
+            if (it.key() == QLatin1String("entries")) {
+                for (const QVariant& id : it.value().toList()) {
+                    model.getItem(index)->addEntryIds({id.toInt()});
+                }
+            } else {
+                model.setHiddenData(index, it.key(), it.value());
+            }
         }
         return index;
     }

@@ -75,8 +75,8 @@ QJsonArray jsonNodes(const TreeItem* parent)
             node.insert(QStringLiteral("hour"), item->hiddenData(QStringLiteral("hour")).toInt());
         } else if (nodeType == QLatin1String("entry")) {
             QJsonArray ids;
-            for (const QVariant& id : item->hiddenData(QStringLiteral("entries")).toList()) {
-                ids.append(id.toInt());
+            for (int id : item->entryIds()) {
+                ids.append(id);
             }
             node.insert(QStringLiteral("entries"), ids);
         } else {

@@ -79,6 +79,16 @@ bool TreeItem::setHiddenData(const QString& key, const QVariant& value)
     return true;
 }
 
+QStringList TreeItem::entryIdTexts() const
+{
+    QStringList texts;
+    texts.reserve(entries.size());
+    for (int id : entries) {
+        texts << QString::number(id);
+    }
+    return texts;
+}
+
 QMap<QString, QVariant> TreeItem::allHiddenData() const
 {
     QMap<QString, QVariant> map;

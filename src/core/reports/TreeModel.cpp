@@ -187,9 +187,8 @@ bool TreeModel::isPending(const TreeItem* item) const
     if (pendingIds.isEmpty() || item->hiddenData(kType).toString() != QLatin1String("entry")) {
         return false;
     }
-    const QVariantList ids = item->hiddenData(QStringLiteral("entries")).toList();
-    return std::any_of(ids.cbegin(), ids.cend(),
-                       [this](const QVariant& id) { return pendingIds.contains(id.toInt()); });
+    const QList<int>& ids = item->entryIds();
+    return std::any_of(ids.cbegin(), ids.cend(), [this](int id) { return pendingIds.contains(id); });
 }
 
 Qt::ItemFlags TreeModel::flags(const QModelIndex& index) const
@@ -267,14 +266,12 @@ void TreeModel::forgetCountedEntries(TreeItem* item)
 {
     // Rows leaving the tree (deleted, linked, unlinked) may come back later through addTime;
     // they must then be counted afresh.
-    if (countedSeconds.isEmpty() || !item) {
+    if (shown.size() == 0 || !item) {
         return;
     }
     revealedTitles.clear(); // what is left of a title may be under the threshold again
-    const QVariantList ids = item->hiddenData(QStringLiteral("entries")).toList();
-    for (const QVariant& id : ids) {
-        countedSeconds.remove(id.toInt());
-        shown.remove(id.toInt());
+    for (int id : item->entryIds()) {
+        shown.remove(id);
     }
     for (int i = 0; i < item->childCount(); ++i) {
         forgetCountedEntries(item->child(i));
@@ -440,7 +437,7 @@ QStringList TreeModel::getEntriesIdsForSelection(const QModelIndexList& list) co
     QStringList ids;
     for (const QModelIndex& index : list) {
         if (index.column() == 0 && isType(getItem(index), "entry")) {
-            ids << getItem(index)->hiddenData(QStringLiteral("entries")).toStringList();
+            ids << getItem(index)->entryIdTexts();
         }
     }
     return ids;

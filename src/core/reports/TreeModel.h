@@ -3,6 +3,7 @@
 #include "recording/AppStruct.h"
 #include "reports/DayQueries.h"
 #include "reports/LinkedNames.h"
+#include "reports/ShownRows.h"
 #include "reports/TreeItem.h"
 
 #include <QAbstractItemModel>
@@ -67,7 +68,7 @@ public:
 
     // The rows behind the tree as it stands (filters, ignored applications and the hide-under
     // threshold applied), each with its start in the day; in no particular order.
-    const QHash<int, DayRow>& shownRows() const { return shown; }
+    const ShownRows& shownRows() const { return shown; }
     // True while a recorded or linked row is being placed; its changes end with rowPlaced().
     bool isPlacingRow() const { return placingRow; }
     int getHideUnder() const { return hideUnder; }
@@ -160,8 +161,8 @@ private:
     void addLiveRow(const DayRow& row, const LinkedNames* names);
     void placeLiveRow(const DayRow& row, const LinkedNames* names);
     void placeLiveRowInTree(const DayRow& row, const LinkedNames* names);
-    // Shows `seconds` of entry `entryId` below the application node; counts each id once.
-    void placeEntry(const QModelIndex& appIndex, const QString& title, int entryId, int seconds);
+    // Shows the row below the application node; counts each id once.
+    void placeEntry(const QModelIndex& appIndex, const DayRow& row);
     void forgetCountedEntries(TreeItem* item);
 
     std::unique_ptr<TreeItem> rootItem;
@@ -173,10 +174,7 @@ private:
     QString filter;
     IconProvider iconProvider;
     mutable QHash<QString, QIcon> iconCache;
-    // Seconds already shown per entry id, so a stretch announced again is never counted twice.
-    QHash<int, int> countedSeconds;
-    // The rows the tree shows, by entry id, with their times of day: the day's timeline draws them.
-    QHash<int, DayRow> shown;
+    ShownRows shown;
     // Titles of the day whose time reached the "hide under" threshold, so all their pieces are in the
     // tree: a new piece of one goes in directly, without summing the day's pieces again (which, on a
     // busy day, read thousands of rows at every window switch).

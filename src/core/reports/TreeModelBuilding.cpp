@@ -14,7 +14,6 @@
 namespace {
 const QString kType = QStringLiteral("type");
 const QString kTime = QStringLiteral("time");
-const QString kEntries = QStringLiteral("entries");
 
 QString hourTitle(int hour)
 {
@@ -80,8 +79,7 @@ public:
         for (int i = 0; i < depth; ++i) {
             nodes[path[i]].seconds += row.seconds;
         }
-        model.countedSeconds.insert(row.id, row.seconds);
-        model.shown.insert(row.id, row);
+        model.shown.insert(row);
         model.totalTime += row.seconds;
     }
 
@@ -93,9 +91,7 @@ public:
             const int time = node.item->hiddenData(kTime).toInt() + node.seconds;
             node.item->setHiddenData(kTime, time);
             node.item->setData(1, util::format_time(time));
-            if (!node.ids.isEmpty()) {
-                node.item->setHiddenData(kEntries, node.item->hiddenData(kEntries).toList() + node.ids);
-            }
+            node.item->addEntryIds(node.ids);
         }
     }
 
@@ -105,7 +101,7 @@ private:
         TreeItem* item = nullptr;
         bool created = false;
         int seconds = 0;
-        QVariantList ids;
+        QList<int> ids;
         QHash<QString, int> children;
     };
 
@@ -203,7 +199,6 @@ void TreeModel::initTree(const QDate& date, int threshold)
     displayedDate = date;
     hideUnder = threshold;
     totalTime = 0;
-    countedSeconds.clear();
     shown.clear();
     revealedTitles.clear();
     pendingIds = LinkJournal::pendingEntryIds();
@@ -264,7 +259,7 @@ void TreeModel::addTime(const QDateTime& start, const QDateTime& end, const AppS
 void TreeModel::addLiveRow(const DayRow& row, const LinkedNames* names)
 {
     const QPair<int, QString> title(row.appId, row.title);
-    if (hideUnder < 1 || countedSeconds.contains(row.id) || revealedTitles.contains(title)) {
+    if (hideUnder < 1 || shown.contains(row.id) || revealedTitles.contains(title)) {
         placeLiveRow(row, names);
         return;
     }
@@ -281,7 +276,7 @@ void TreeModel::addLiveRow(const DayRow& row, const LinkedNames* names)
     bool placedRow = false;
     const QList<DayRow> rows = DayQueries::rowsWithTitle(displayedDate, row.title, row.appId, displayLinked);
     for (DayRow other : rows) {
-        if (countedSeconds.contains(other.id) || isIgnored(row.appPath)) {
+        if (shown.contains(other.id) || isIgnored(row.appPath)) {
             continue;
         }
         if (other.id == row.id) {
@@ -345,23 +340,24 @@ void TreeModel::placeLiveRowInTree(const DayRow& row, const LinkedNames* names)
     if (created) {
         getItem(app)->setHiddenData(QStringLiteral("app_id"), row.appId);
     }
-    shown.insert(row.id, row);
-    placeEntry(app, row.title, row.id, row.seconds);
+    placeEntry(app, row);
 }
 
-void TreeModel::placeEntry(const QModelIndex& appIndex, const QString& title, int entryId, int seconds)
+void TreeModel::placeEntry(const QModelIndex& appIndex, const DayRow& row)
 {
+    const QString& title = row.title;
+    const int entryId = row.id;
+    const int seconds = row.seconds;
     TreeItem* entry = findEntryItem(title, getItem(appIndex));
-    const bool counted = countedSeconds.contains(entryId);
-    int delta = seconds - countedSeconds.value(entryId, 0);
-    countedSeconds.insert(entryId, seconds);
+    const bool counted = shown.contains(entryId);
+    int delta = seconds - shown.value(entryId).seconds;
+    shown.insert(row);
     QModelIndex index;
     if (entry) {
         index = indexForItem(entry);
         if (!counted) {
-            QVariantList ids = entry->hiddenData(kEntries).toList();
-            ids << entryId;
-            setHiddenData(index, kEntries, ids);
+            entry->addEntryIds({entryId});
+            emit dataChanged(index, index);
         }
         if (delta == 0) {
             return;
@@ -373,7 +369,7 @@ void TreeModel::placeEntry(const QModelIndex& appIndex, const QString& title, in
         index = appendRow(appIndex, nodeRow(title, seconds));
         TreeItem* node = getItem(index);
         node->setHiddenData(kType, QStringLiteral("entry"));
-        node->setHiddenData(kEntries, QVariantList{entryId});
+        node->addEntryIds({entryId});
         node->setHiddenData(kTime, seconds);
         node->setHiddenData(QStringLiteral("title"), title);
         emit dataChanged(index, index);

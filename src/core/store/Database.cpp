@@ -29,6 +29,9 @@ bool Database::open(const QString& path, QString* error)
         qWarning() << "Database error:" << pragma.lastError().text();
     }
     pragma.exec(QStringLiteral("PRAGMA synchronous=NORMAL"));
+    // Recording only appends, and a day is read in one pass the system's file cache serves as well:
+    // a small page cache keeps the program's memory flat instead of growing by 2 MB over a day.
+    pragma.exec(QStringLiteral("PRAGMA cache_size=-512"));
     createSchema();
     return true;
 }

@@ -89,10 +89,11 @@ void DayTimeline::build() const
             continue;
         }
         const bool linked = model == linkedModel.data();
-        for (const DayRow& row : model->shownRows()) {
+        const QHash<int, ShownRows::Row>& rows = model->shownRows().all();
+        for (auto row = rows.cbegin(); row != rows.cend(); ++row) {
             // A row of an older database that runs past midnight counts on its start day.
-            shownSegments.append({row.id, row.startSecond, std::min(86400, row.startSecond + row.seconds), row.appPath,
-                                  row.appName, row.title, linked});
+            shownSegments.append(
+                {row.key(), row->startSecond, std::min(86400, row->startSecond + row->seconds), linked, row->texts});
         }
     }
     std::sort(shownSegments.begin(), shownSegments.end(), bySegmentStart);
@@ -104,13 +105,8 @@ void DayTimeline::takeRow(const TreeModel* model, const DayRow& row)
     if (stale) {
         return; // the next build reads it with the rest
     }
-    const Segment segment{row.id,
-                          row.startSecond,
-                          std::min(86400, row.startSecond + row.seconds),
-                          row.appPath,
-                          row.appName,
-                          row.title,
-                          model == linkedModel.data()};
+    const Segment segment{row.id, row.startSecond, std::min(86400, row.startSecond + row.seconds),
+                          model == linkedModel.data(), model->shownRows().value(row.id).texts};
     // The recorder's rows come in order, so a new one almost always belongs at the end.
     auto same = std::find_if(shownSegments.rbegin(), shownSegments.rend(),
                              [&segment](const Segment& shown) { return shown.id == segment.id; });
@@ -179,10 +175,11 @@ QRect DayTimeline::segmentRect(const Segment& segment) const
 
 QColor DayTimeline::colourFor(const Segment& segment)
 {
-    if (segment.appPath == kAwayPath) {
+    const QString path = segment.texts ? segment.texts->appPath : QString();
+    if (path == kAwayPath) {
         return QColor(170, 170, 170);
     }
-    return stableColour(segment.appPath);
+    return stableColour(path);
 }
 
 void DayTimeline::paintEvent(QPaintEvent*)
@@ -265,9 +262,10 @@ bool DayTimeline::event(QEvent* event)
             event->ignore();
             return true;
         }
+        const ShownRows::Texts texts = segment->texts ? *segment->texts : ShownRows::Texts();
         const QString text =
             QStringLiteral("<b>%1</b><br>%2<br>%3 \u2013 %4 (%5)%6")
-                .arg(segment->appName.toHtmlEscaped(), util::one_line(segment->title).left(200).toHtmlEscaped(),
+                .arg(texts.appName.toHtmlEscaped(), util::one_line(texts.title).left(200).toHtmlEscaped(),
                      clock(segment->start), clock(segment->end), util::format_time(segment->end - segment->start),
                      segment->linked ? QStringLiteral("<br>linked") : QString());
         QToolTip::showText(help->globalPos(), text, this, segmentRect(*segment));

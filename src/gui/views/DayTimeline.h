@@ -1,5 +1,7 @@
 #pragma once
 
+#include "reports/ShownRows.h"
+
 #include <QList>
 #include <QPointer>
 #include <QSet>
@@ -27,10 +29,9 @@ public:
         int id = 0;
         int start = 0; // seconds into the day
         int end = 0;
-        QString appPath;
-        QString appName;
-        QString title;
         bool linked = false;
+        // Shared with the tree's row: a day holds thousands of segments and a few dozen texts.
+        std::shared_ptr<const ShownRows::Texts> texts;
     };
 
     explicit DayTimeline(QWidget* parent = nullptr);

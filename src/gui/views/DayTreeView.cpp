@@ -88,9 +88,8 @@ void DayTreeView::selectEntries(const QSet<int>& ids)
                 visit(index);
                 continue;
             }
-            const QVariantList held = tree->hiddenData(index, QStringLiteral("entries")).toList();
-            if (std::any_of(held.cbegin(), held.cend(),
-                            [&ids](const QVariant& id) { return ids.contains(id.toInt()); })) {
+            const QList<int>& held = tree->getItem(index)->entryIds();
+            if (std::any_of(held.cbegin(), held.cend(), [&ids](int id) { return ids.contains(id); })) {
                 chosen.select(index, index);
                 for (QModelIndex up = parent; up.isValid(); up = up.parent()) {
                     expand(up);

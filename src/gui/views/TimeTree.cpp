@@ -332,7 +332,7 @@ void TimeTree::onEditAwayEntry()
     if (!isEntry && !isAwayApp) {
         return;
     }
-    const QStringList ids = tree->hiddenData(index, QStringLiteral("entries")).toStringList();
+    const QStringList ids = tree->getItem(index)->entryIdTexts();
     QString title;
     if (!awayEditor(ids, &title) || !isEntry) {
         return;
