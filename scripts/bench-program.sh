@@ -74,32 +74,24 @@ for _ in $(seq 1 200); do
 done
 sleep 5
 
-stat_of() { # CPU nanoseconds of all threads, context switches, resident kB, utime+stime in clock ticks
+threads_of() { # "tid name wake-ups cpu-ns" per thread, and one line "process ticks rss" for the process
     # The scheduler's nanoseconds rather than utime+stime, which count in ticks of 10 ms: a minute of a
     # quiet program is a handful of ticks, too coarse to tell 0.5 s per hour from 1 s, and a program
     # that wakes briefly right after the timer interrupt is seldom caught by the tick at all. The ticks
-    # are printed too, as other programs' figures are usually taken from them.
-    local cpu ticks fields
-    cpu=$(cat /proc/"$program"/task/*/schedstat 2>/dev/null | awk '{s += $1} END {printf "%d", s}')
-    fields=$(cut -d' ' -f14,15 "/proc/$program/stat")
-    ticks=$((${fields% *} + ${fields#* }))
-    local switches
-    switches=$(cat /proc/"$program"/task/*/status 2>/dev/null | awk '/^voluntary_ctxt_switches/ {s += $2} END {print s}')
-    local rss
-    rss=$(awk '/VmRSS/ {print $2}' "/proc/$program/status")
-    echo "$cpu $switches $rss $ticks"
-}
-
-threads_of() { # "name switches" per thread
+    # are printed too, as other programs' figures are usually taken from them. Wake-ups are voluntary
+    # context switches: a thread going to sleep and being woken; being preempted by other busy
+    # programs on a shared machine is not counted.
+    local t
     for t in /proc/"$program"/task/*; do
-        printf '%s %s\n' "$(tr ' ' '_' <"$t/comm")" "$(awk '/^voluntary_ctxt_switches/ {s += $2} END {print s}' "$t/status")"
+        printf '%s %s %s %s\n' "${t##*/}" "$(tr ' ' '_' <"$t/comm")" \
+            "$(awk '/^voluntary_ctxt_switches/ {print $2}' "$t/status" 2>/dev/null)" "$(cut -d' ' -f1 "$t/schedstat" 2>/dev/null)"
     done
+    printf 'process %s %s\n' "$(awk '{print $14 + $15}' "/proc/$program/stat")" "$(awk '/VmRSS/ {print $2}' "/proc/$program/status")"
 }
 
 measure() { # label [switch: 1 = take turns every 5 s (default), 0 = leave the front window alone]
-    local before after turn=0 switching=${2:-1}
+    local turn=0 switching=${2:-1}
     threads_of >"$work/threads.before"
-    before=$(stat_of)
     local end=$((SECONDS + seconds))
     while [ $SECONDS -lt $end ]; do
         if [ "$switching" = 1 ]; then
@@ -111,17 +103,19 @@ measure() { # label [switch: 1 = take turns every 5 s (default), 0 = leave the f
         turn=$((turn + 1))
         sleep 5
     done
-    after=$(stat_of)
-    read -r c0 s0 _ k0 <<<"$before"
-    read -r c1 s1 r1 k1 <<<"$after"
-    awk -v c="$((c1 - c0))" -v k="$((k1 - k0))" -v hz="$(getconf CLK_TCK)" -v s="$((s1 - s0))" -v t="$seconds" \
-        -v r="$r1" -v l="$1" \
-        'BEGIN { printf "%s: %.2f s CPU per hour (%.2f s by utime+stime), %.2f wake-ups per second, %.1f MB resident\n",
-                 l, c / 1e9 * 3600 / t, k / hz * 3600 / t, s / t, r / 1024 }'
-    # Which threads wake: the names Qt and the libraries give them.
-    threads_of | awk -v t="$seconds" 'NR == FNR { b[$1] += $2; next } { a[$1] += $2 }
-        END { for (n in a) if (a[n] - b[n] > 0) printf "    %s %.2f/s", n, (a[n] - b[n]) / t; print "" }' \
-        "$work/threads.before" -
+    # Per thread, so a thread that ends in between (a pool's worker) takes nothing off the sums; what
+    # such a thread did after the first reading is lost, which only makes the figures smaller.
+    threads_of | awk -v t="$seconds" -v hz="$(getconf CLK_TCK)" -v l="$1" '
+        NR == FNR { if ($1 == "process") { k0 = $2 } else { w0[$1] = $3; c0[$1] = $4 }; next }
+        $1 == "process" { k = $2 - k0; rss = $3; next }
+        { w = $3 - w0[$1]; c += $4 - c0[$1]; s += w; byName[$2] += w }
+        END {
+            printf "%s: %.2f s CPU per hour (%.2f s by utime+stime), %.2f wake-ups per second, %.1f MB resident\n",
+                   l, c / 1e9 * 3600 / t, k / hz * 3600 / t, s / t, rss / 1024
+            # Which threads wake: the names Qt and the libraries give them.
+            for (n in byName) if (byName[n] > 0) printf "    %s %.2f/s", n, byName[n] / t
+            print ""
+        }' "$work/threads.before" -
 }
 
 # The user works in the other windows: the one repaint of the whole window when it loses the focus
