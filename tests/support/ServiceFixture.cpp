@@ -5,9 +5,11 @@
 #include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QTest>
 #include <QTimer>
 
 namespace {
@@ -208,4 +210,33 @@ bool ServiceFixture::makeSelfSignedCertificate(const QString& folder, QString* c
         return false;
     }
     return true;
+}
+
+int ServiceTest::callsOf(const QString& method)
+{
+    int count = 0;
+    for (const QJsonValue& request : service->receivedRequests())
+        count += request.toObject().value(QStringLiteral("method")).toString() == method;
+    return count;
+}
+
+void ServiceTest::initTestCase()
+{
+    service = std::make_unique<ServiceFixture>();
+    QVERIFY2(service->isRunning(), qPrintable(service->error()));
+    initCase();
+}
+
+void ServiceTest::cleanupTestCase()
+{
+    service.reset();
+    Registry::drop();
+}
+
+void ServiceTest::init()
+{
+    QVERIFY2(service->reset(), qPrintable(service->error()));
+    service->pointRegistryHere();
+    prompter = FakePrompter();
+    initEach();
 }

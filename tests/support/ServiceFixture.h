@@ -1,12 +1,18 @@
 #pragma once
 
+#include "FakePrompter.h"
+
 #include <QByteArray>
 #include <QJsonArray>
+#include <QNetworkAccessManager>
+#include <QObject>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QUrl>
+
+#include <memory>
 
 // Runs the built verrin-service on 127.0.0.1 on a free port with a throwaway database for the life
 // of the object, and talks to its control surface: faults to play, requests received, tokens.
@@ -70,4 +76,28 @@ private:
     QString base;
     quint16 listenPort = 0;
     QString lastError;
+};
+
+// Base of test classes sharing one service: started once per class, then before every case running
+// again, without faults or remembered requests, the registry pointed at it and the prompter empty.
+class ServiceTest : public QObject
+{
+    Q_OBJECT
+
+protected:
+    virtual void initCase() {}
+    virtual void initEach() {}
+    virtual void cleanupEach() {}
+    // Calls of `method` the service received since the case began.
+    int callsOf(const QString& method);
+
+    std::unique_ptr<ServiceFixture> service;
+    QNetworkAccessManager manager;
+    FakePrompter prompter;
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup() { cleanupEach(); }
 };

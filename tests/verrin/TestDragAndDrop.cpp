@@ -86,12 +86,6 @@ QMimeData* payloadData(const QStringList& ids, int seconds)
     return payload.toMimeData();
 }
 
-QStringList sorted(QStringList ids)
-{
-    std::sort(ids.begin(), ids.end(), [](const QString& a, const QString& b) { return a.toInt() < b.toInt(); });
-    return ids;
-}
-
 void press(QWidget* dialog, QDialogButtonBox::StandardButton which)
 {
     dialog->findChild<QDialogButtonBox*>(QStringLiteral("buttonBox"))->button(which)->click();
@@ -149,11 +143,13 @@ private slots:
         QTest::addColumn<QString>("selection");
         QTest::addColumn<QStringList>("ids");
         QTest::addColumn<int>("seconds");
-        QTest::newRow("one entry") << "make" << QStringList{"4"} << 30;
-        QTest::newRow("an application brings all its entries") << "/e" << QStringList{"1", "2", "3"} << 193;
-        QTest::newRow("an application and one of its entries count once")
-            << "/e+plan" << QStringList{"1", "2", "3"} << 193;
-        QTest::newRow("entries of two applications") << "plan+/s" << QStringList{"3", "4"} << 90;
+        const auto row = [](const char* name, const char* selection, const QStringList& ids, int seconds) {
+            QTest::newRow(name) << QString(selection) << ids << seconds;
+        };
+        row("one entry", "make", {"4"}, 30);
+        row("an application brings all its entries", "/e", {"1", "2", "3"}, 193);
+        row("an application and one of its entries count once", "/e+plan", {"1", "2", "3"}, 193);
+        row("entries of two applications", "plan+/s", {"3", "4"}, 90);
     }
 
     void dragCarriesTheWidenedSelection()
@@ -170,7 +166,9 @@ private slots:
         view->startDrag(Qt::CopyAction | Qt::MoveAction);
         QCOMPARE(view->drags, 1);
         QVERIFY(view->payloadRead);
-        QCOMPARE(sorted(view->payload.entryIds), ids);
+        QStringList sent = view->payload.entryIds;
+        std::sort(sent.begin(), sent.end());
+        QCOMPARE(sent, ids);
         QCOMPARE(view->payload.seconds, seconds);
         QVERIFY(view->payload.notes.isEmpty());
     }
@@ -178,17 +176,16 @@ private slots:
     void rowsLeaveOnlyAfterAnAcceptedMove_data()
     {
         QTest::addColumn<int>("result");
-        QTest::addColumn<bool>("removed");
-        QTest::newRow("moved") << int(Qt::MoveAction) << true;
-        QTest::newRow("refused") << int(Qt::IgnoreAction) << false;
-        QTest::newRow("copied by a foreign target") << int(Qt::CopyAction) << false;
-        QTest::newRow("linked by a foreign target") << int(Qt::LinkAction) << false;
+        QTest::newRow("moved") << int(Qt::MoveAction);
+        QTest::newRow("refused") << int(Qt::IgnoreAction);
+        QTest::newRow("copied by a foreign target") << int(Qt::CopyAction);
+        QTest::newRow("linked by a foreign target") << int(Qt::LinkAction);
     }
 
     void rowsLeaveOnlyAfterAnAcceptedMove()
     {
         QFETCH(int, result);
-        QFETCH(bool, removed);
+        const bool removed = result == Qt::MoveAction;
         view->target = [&](QDrag*) { return Qt::DropAction(result); };
         select({app("/s"), model->findItemIndex("entry", "title", "plan")});
         const int before = model->getTotalTime();
@@ -263,13 +260,16 @@ private slots:
         QTest::addColumn<bool>("signedIn");
         QTest::addColumn<QByteArray>("bytes"); // empty: plain text instead of our type
         QTest::addColumn<bool>("enterAccepted");
+        const auto row = [](const char* name, const char* kind, int id, bool signedIn, const QByteArray& bytes) {
+            QTest::newRow(name) << QString(kind) << id << signedIn << bytes << !bytes.isEmpty();
+        };
         const QByteArray good = EntriesDragPayload{{"1", "2"}, QString(), 133}.encode();
-        QTest::newRow("client") << "client" << 11 << true << good << true;
-        QTest::newRow("project") << "project" << 101 << true << good << true;
-        QTest::newRow("task list") << "tasklist" << 201 << true << good << true;
-        QTest::newRow("task while signed out") << "task" << 304 << false << good << true;
-        QTest::newRow("task, other data") << "task" << 304 << true << QByteArray() << false;
-        QTest::newRow("task, broken payload") << "task" << 304 << true << good.left(good.size() - 1) << true;
+        row("client", "client", 11, true, good);
+        row("project", "project", 101, true, good);
+        row("task list", "tasklist", 201, true, good);
+        row("task while signed out", "task", 304, false, good);
+        row("task, other data", "task", 304, true, QByteArray());
+        row("task, broken payload", "task", 304, true, good.left(good.size() - 1));
     }
 
     void dropsOffTasksAreRefused()
@@ -281,11 +281,10 @@ private slots:
         QFETCH(bool, enterAccepted);
         Registry::instance()->setLoggedIn(signedIn);
         QMimeData data;
-        if (bytes.isEmpty()) {
+        if (bytes.isEmpty())
             data.setText("1");
-        } else {
+        else
             data.setData(EntriesDragPayload::mimeType(), bytes);
-        }
         const bool broken = QTest::currentDataTag() == QByteArray("task, broken payload");
         if (broken) {
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^refusing dragged entries payload"));
@@ -309,14 +308,10 @@ private slots:
         QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
         // Ctrl is the only modifier that asks first.
         const DropOutcome outcome = dropOn(*projects, item("task", 308), data.get(), Qt::ShiftModifier);
-        QVERIFY(outcome.enterAccepted);
-        QVERIFY(outcome.moveAccepted);
-        QVERIFY(outcome.dropAccepted);
+        QVERIFY(outcome.enterAccepted && outcome.moveAccepted && outcome.dropAccepted);
         QCOMPARE(outcome.action, Qt::MoveAction);
         QCOMPARE(link.count(), 1);
-        QCOMPARE(link.first().at(0).toStringList(), (QStringList{"4", "12", "7"}));
-        QCOMPARE(link.first().at(1).toString(), QStringLiteral("308"));
-        QCOMPARE(link.first().at(2).toString(), QString());
+        QCOMPARE(link.first(), (QVariantList{QStringList{"4", "12", "7"}, "308", QString()}));
     }
 
     void cancellingTheCtrlDialogKeepsTheRows()
@@ -360,9 +355,7 @@ private slots:
         select({model->findItemIndex("entry", "title", "plan")});
         view->startDrag(Qt::MoveAction);
         QCOMPARE(link.count(), 1);
-        QCOMPARE(link.first().at(0).toStringList(), QStringList{"3"});
-        QCOMPARE(link.first().at(1).toString(), QStringLiteral("303"));
-        QCOMPARE(link.first().at(2).toString(), QStringLiteral("Entwürfe & Notizen"));
+        QCOMPARE(link.first(), (QVariantList{QStringList{"3"}, "303", "Entwürfe & Notizen"}));
         QVERIFY(!model->findItemIndex("entry", "title", "plan").isValid());
         QCOMPARE(model->getTotalTime(), 163);
 
@@ -371,9 +364,7 @@ private slots:
         select({app("/s")});
         view->startDrag(Qt::MoveAction);
         QCOMPARE(link.count(), 2);
-        QCOMPARE(link.last().at(0).toStringList(), QStringList{"4"});
-        QCOMPARE(link.last().at(1).toString(), QStringLiteral("306"));
-        QCOMPARE(link.last().at(2).toString(), QString());
+        QCOMPARE(link.last(), (QVariantList{QStringList{"4"}, "306", QString()}));
         QVERIFY(!app("/s").isValid());
     }
 
@@ -398,22 +389,13 @@ private slots:
     }
 
 private:
-    QTreeWidgetItem* item(const QString& kind, int id) const
-    {
-        for (QTreeWidgetItemIterator it(projects.get()); *it; ++it) {
-            if (ProjectsTree::kindOf(*it) == kind && ProjectsTree::idOf(*it) == id) {
-                return *it;
-            }
-        }
-        return nullptr;
-    }
+    QTreeWidgetItem* item(const QString& kind, int id) const { return itemOf(*projects, kind, id); }
 
     void select(const QModelIndexList& indexes)
     {
         view->selectionModel()->clearSelection();
-        for (const QModelIndex& index : indexes) {
+        for (const QModelIndex& index : indexes)
             view->selectionModel()->select(index, QItemSelectionModel::Select | QItemSelectionModel::Rows);
-        }
     }
 
     QModelIndex app(const QString& path) const { return model->findItemIndex("app", "app_path", path); }

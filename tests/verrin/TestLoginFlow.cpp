@@ -1,6 +1,5 @@
 // Signing in through the real login dialog against the local service: a refusal brings the
 // dialog back with the service's message, a corrected password signs in.
-#include "FakePrompter.h"
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
 #include "TestMain.h"
@@ -13,7 +12,6 @@
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QNetworkAccessManager>
 #include <QPushButton>
 #include <QTest>
 
@@ -56,33 +54,15 @@ void answerLogin(QList<FormSeen>* seen, const QString& password, bool remember)
 
 } // namespace
 
-class TestLoginFlow : public QObject
+class TestLoginFlow : public ServiceTest
 {
     Q_OBJECT
 
-private:
-    ServiceFixture* service = nullptr;
-    QNetworkAccessManager manager;
-    FakePrompter prompter;
     QWidget window;
 
+    void cleanupEach() override { cancelModalHandlers(); }
+
 private slots:
-    void initTestCase()
-    {
-        service = new ServiceFixture();
-        QVERIFY2(service->isRunning(), qPrintable(service->error()));
-    }
-
-    void cleanupTestCase()
-    {
-        delete service;
-        Registry::drop();
-    }
-
-    void init() { service->pointRegistryHere(); }
-
-    void cleanup() { cancelModalHandlers(); }
-
     void refusalBringsTheDialogBack()
     {
         registry().setUsername(QStringLiteral("demo-less@verrin.test"));

@@ -22,21 +22,10 @@ QList<int> shownIds(const ProjectsTree& tree, const QString& kind)
 {
     QList<int> ids;
     for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
-        if (ProjectsTree::kindOf(*it) == kind) {
+        if (ProjectsTree::kindOf(*it) == kind)
             ids << ProjectsTree::idOf(*it);
-        }
     }
     return ids;
-}
-
-QTreeWidgetItem* itemOf(const ProjectsTree& tree, const QString& kind, int id)
-{
-    for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
-        if (ProjectsTree::kindOf(*it) == kind && ProjectsTree::idOf(*it) == id) {
-            return *it;
-        }
-    }
-    return nullptr;
 }
 
 void signIn(bool on)
@@ -88,14 +77,14 @@ private slots:
 
         QTreeWidgetItem* task = tree->locateTask(103, 205, 308);
         QVERIFY(task);
-        QCOMPARE(task->text(0), QStringLiteral("Speisekarte übersetzen"));
-        QCOMPARE(task->data(0, Qt::UserRole + 1).toString(), QStringLiteral("308"));
-        QCOMPARE(task->data(0, Qt::UserRole + 2).toString(), QStringLiteral("task"));
-        QCOMPARE(task->parent()->data(0, Qt::UserRole + 2).toString(), QStringLiteral("tasklist"));
-        QCOMPARE(task->parent()->parent()->data(0, Qt::UserRole + 2).toString(), QStringLiteral("project"));
-        for (QTreeWidgetItemIterator it(tree.get()); *it; ++it) {
+        // Name, id and kind of the task and the kinds of its parents, as drops and menus read them.
+        QCOMPARE(QStringList({task->text(0), task->data(0, Qt::UserRole + 1).toString(),
+                              task->data(0, Qt::UserRole + 2).toString(),
+                              task->parent()->data(0, Qt::UserRole + 2).toString(),
+                              task->parent()->parent()->data(0, Qt::UserRole + 2).toString()}),
+                 (QStringList{"Speisekarte übersetzen", "308", "task", "tasklist", "project"}));
+        for (QTreeWidgetItemIterator it(tree.get()); *it; ++it)
             QVERIFY2(!(*it)->icon(0).pixmap(16).isNull(), qPrintable((*it)->text(0)));
-        }
         QVERIFY(tree->topLevelItem(0)->isExpanded());
 
         // Completed tasks never show; the empty backlog does, so tasks can be added to it.
@@ -109,17 +98,20 @@ private slots:
     {
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QList<int>>("tasks");
-        QTest::newRow("no filter") << "" << QList<int>{301, 303, 304, 305, 306, 308, 309};
-        QTest::newRow("two words, either may match") << "mockup LANDING" << QList<int>{301, 304};
-        QTest::newRow("quoted phrase") << "\"contact form\"" << QList<int>{305};
-        QTest::newRow("phrase in the wrong order") << "\"form contact\"" << QList<int>{};
-        QTest::newRow("phrase and word") << "\"quarterly report\" landing" << QList<int>{304, 309};
-        QTest::newRow("client name") << "globex" << QList<int>{308, 309};
-        QTest::newRow("project name") << "mobile" << QList<int>{306};
-        QTest::newRow("task list name") << "build" << QList<int>{304, 305};
-        QTest::newRow("non-ascii") << "ÜBERSETZ" << QList<int>{308};
-        QTest::newRow("only a completed task matches") << "logo" << QList<int>{};
-        QTest::newRow("nothing matches") << "zebra" << QList<int>{};
+        const auto row = [](const char* name, const char* filter, const QList<int>& tasks) {
+            QTest::newRow(name) << QString(filter) << tasks;
+        };
+        row("no filter", "", {301, 303, 304, 305, 306, 308, 309});
+        row("two words, either may match", "mockup LANDING", {301, 304});
+        row("quoted phrase", "\"contact form\"", {305});
+        row("phrase in the wrong order", "\"form contact\"", {});
+        row("phrase and word", "\"quarterly report\" landing", {304, 309});
+        row("client name", "globex", {308, 309});
+        row("project name", "mobile", {306});
+        row("task list name", "build", {304, 305});
+        row("non-ascii", "ÜBERSETZ", {308});
+        row("only a completed task matches", "logo", {});
+        row("nothing matches", "zebra", {});
     }
 
     void filtersByWordsAndPhrases()
@@ -128,9 +120,8 @@ private slots:
         QFETCH(QList<int>, tasks);
         tree->applyFilter(filter);
         QCOMPARE(shownIds(*tree, "task"), tasks);
-        if (tasks.isEmpty()) {
+        if (tasks.isEmpty())
             QCOMPARE(tree->topLevelItemCount(), 0);
-        }
         // Filtering hides, it never forgets: the maps still name everything.
         QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
         tree->applyFilter(QString());
@@ -149,10 +140,7 @@ private slots:
         const QString refused = QStringLiteral("<rsp status=\"error\"><error code=\"98\" message=\"x\"/></rsp>");
         tree->showCatalogueReply(true, refused);
         QCOMPARE(tree->topLevelItemCount(), 0);
-        QCOMPARE(prompter.calls.size(), 1);
-        QCOMPARE(prompter.calls.first().kind, QStringLiteral("warn"));
-        QCOMPARE(prompter.calls.first().title, QStringLiteral("Error"));
-        QCOMPARE(prompter.calls.first().text, QStringLiteral("Could not load projects tree"));
+        QCOMPARE(prompter.shown(), QStringLiteral("warn|Error|Could not load projects tree"));
         QVERIFY(!Registry::instance()->catalogueLoaded());
         // Typing a filter over a bad cache stays quiet.
         tree->applyFilter(QStringLiteral("x"));
@@ -174,10 +162,13 @@ private slots:
         QTest::addColumn<int>("projectId");
         QTest::addColumn<int>("tasklistId");
         QTest::addColumn<int>("taskId");
-        QTest::newRow("client") << "client" << 11 << 0 << 0 << 0;
-        QTest::newRow("project") << "project" << 102 << 102 << 0 << 0;
-        QTest::newRow("task list") << "tasklist" << 202 << 101 << 202 << 0;
-        QTest::newRow("task") << "task" << 303 << 101 << 201 << 303;
+        const auto row = [](const char* kind, int id, int projectId, int tasklistId, int taskId) {
+            QTest::newRow(kind) << QString(kind) << id << projectId << tasklistId << taskId;
+        };
+        row("client", 11, 0, 0, 0);
+        row("project", 102, 102, 0, 0);
+        row("tasklist", 202, 101, 202, 0);
+        row("task", 303, 101, 201, 303);
     }
 
     void selectionGivesIds()
@@ -201,12 +192,15 @@ private slots:
         QTest::addColumn<QString>("kind");
         QTest::addColumn<int>("id");
         QTest::addColumn<QString>("enabled"); // initials of the enabled service commands
-        QTest::newRow("client") << true << "client" << 11 << "R";
-        QTest::newRow("project") << true << "project" << 101 << "TLR";
-        QTest::newRow("task list") << true << "tasklist" << 204 << "TLR";
-        QTest::newRow("task") << true << "task" << 301 << "TLCR";
-        QTest::newRow("empty space") << true << "" << 0 << "R";
-        QTest::newRow("signed out, task") << false << "task" << 301 << "";
+        const auto row = [](const char* name, bool signedIn, const char* kind, int id, const char* enabled) {
+            QTest::newRow(name) << signedIn << QString(kind) << id << QString(enabled);
+        };
+        row("client", true, "client", 11, "R");
+        row("project", true, "project", 101, "TLR");
+        row("task list", true, "tasklist", 204, "TLR");
+        row("task", true, "task", 301, "TLCR");
+        row("empty space", true, "", 0, "R");
+        row("signed out, task", false, "task", 301, "");
     }
 
     void menuEnablesWhatFits()
@@ -245,9 +239,8 @@ private slots:
         prompter.answers.enqueue(false);
         tree->onMenuComplete();
         QCOMPARE(spy.size(), 0);
-        QCOMPARE(prompter.calls.last().title, QStringLiteral("Confirm complete"));
-        QCOMPARE(prompter.calls.last().text,
-                 QStringLiteral("Are you sure you want to mark task \"Style guide\" as complete?"));
+        QCOMPARE(prompter.shown(), QStringLiteral("ask|Confirm complete|Are you sure you want to mark task \"Style "
+                                                  "guide\" as complete?"));
         QVERIFY(!tree->locateTask(101, 201, 303)->font(0).strikeOut());
 
         prompter.answers.enqueue(true);
@@ -295,11 +288,7 @@ private slots:
         QCOMPARE(projectShown, QStringLiteral("Website Relaunch"));
         QCOMPARE(listShown, QStringLiteral("Build"));
         QCOMPARE(spy.size(), 1);
-        const QList<QVariant> args = spy.first();
-        QCOMPARE(args.at(0).toInt(), 101);
-        QCOMPARE(args.at(1).toInt(), 202);
-        QCOMPARE(args.at(2).toString(), QStringLiteral("Task Name"));
-        QCOMPARE(args.at(4).toBool(), false);
+        QCOMPARE(spy.first(), (QVariantList{101, 202, "Task Name", "", false}));
 
         tree->taskAdded(101, 202, 400, QStringLiteral("Task Name"), QString(), false);
         QTreeWidgetItem* added = tree->locateTask(101, 202, 400);
@@ -323,8 +312,7 @@ private slots:
         });
         tree->onMenuAddTaskList();
         QCOMPARE(spy.size(), 1);
-        QCOMPARE(spy.first().at(0).toInt(), 103);
-        QCOMPARE(spy.first().at(1).toString(), QStringLiteral("Getränke"));
+        QCOMPARE(spy.first(), (QVariantList{103, "Getränke"}));
 
         tree->taskListAdded(103, 260, QStringLiteral("Getränke"));
         QVERIFY(tree->locateTaskList(103, 260));

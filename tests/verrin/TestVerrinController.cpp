@@ -1,7 +1,6 @@
 // The window's service widgets driven by the controller against the real local service: sign-in at
 // start-up fills the projects tree, sign-out clears it, the watch notices the service leaving and
 // coming back, and the tree's requests reach the service.
-#include "FakePrompter.h"
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
@@ -18,9 +17,7 @@
 #include <QAction>
 #include <QDialog>
 #include <QDir>
-#include <QJsonObject>
 #include <QMainWindow>
-#include <QNetworkAccessManager>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStatusBar>
@@ -74,14 +71,10 @@ struct Window
 
 } // namespace
 
-class TestVerrinController : public QObject
+class TestVerrinController : public ServiceTest
 {
     Q_OBJECT
 
-private:
-    ServiceFixture* service = nullptr;
-    QNetworkAccessManager manager;
-    FakePrompter prompter;
     std::unique_ptr<Window> window;
     std::unique_ptr<VerrinController> controller;
 
@@ -102,44 +95,21 @@ private:
         QCOMPARE(window->status(), QStringLiteral("Ready"));
     }
 
-    int callsOf(const QString& method)
+    void initEach() override
     {
-        int count = 0;
-        for (const QJsonValue& request : service->receivedRequests())
-            count += request.toObject().value(QStringLiteral("method")).toString() == method;
-        return count;
-    }
-
-private slots:
-    void initTestCase()
-    {
-        service = new ServiceFixture();
-        QVERIFY2(service->isRunning(), qPrintable(service->error()));
-    }
-
-    void cleanupTestCase()
-    {
-        delete service;
-        Registry::drop();
-    }
-
-    void init()
-    {
-        QVERIFY2(service->reset(), qPrintable(service->error()));
-        service->pointRegistryHere();
-        prompter.calls.clear();
         window = std::make_unique<Window>();
         controller = std::make_unique<VerrinController>(window->widgets, &manager, &prompter, nullptr);
         controller->session()->setRetryInterval(10);
     }
 
-    void cleanup()
+    void cleanupEach() override
     {
         cancelModalHandlers();
         controller.reset();
         window.reset();
     }
 
+private slots:
     void startUpSignsIn_data()
     {
         QTest::addColumn<QString>("token");
@@ -263,7 +233,7 @@ private slots:
 
     void mainWindowSignsInWhenItStarts()
     {
-        cleanup(); // this test uses the window's own controller
+        cleanupEach(); // this test uses the window's own controller
         Registry::drop();
         TempDataFolder data;
         QDir().mkpath(data.dataFolder());
