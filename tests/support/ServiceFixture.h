@@ -40,7 +40,6 @@ public:
 
     // "http://127.0.0.1:PORT/service/" (https with TLS).
     QString baseUrl() const { return base; }
-    quint16 port() const { return listenPort; }
 
     // Stops the service; start() brings it back on the same port with the same database.
     void stop();
@@ -49,12 +48,12 @@ public:
     // kind: delay, error, error-bare, http500, reset, close, raw, none. method "*" means every method.
     bool setFault(const QString& method, const QString& kind, const FaultOptions& options);
     bool setFault(const QString& method, const QString& kind) { return setFault(method, kind, FaultOptions()); }
-    bool clearFaults();
-    bool expireTokens();
+    bool clearFaults() { return control(QStringLiteral("clear-faults"), {}); }
+    bool expireTokens() { return control(QStringLiteral("expire-tokens"), {}); }
     // Every method call received so far, oldest first: objects with "method", "verb", "query",
     // "body", "contentType", "userAgent" and "params" (an array of [name, value] pairs).
     QJsonArray receivedRequests();
-    bool clearRequests();
+    bool clearRequests() { return control(QStringLiteral("clear-requests"), {}); }
     // Ready for the next test case: running again if a test stopped it, no faults, no requests
     // remembered. False with the reason in error().
     bool reset();

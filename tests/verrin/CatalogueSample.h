@@ -1,7 +1,9 @@
 #pragma once
 
+#include "verrin/ProjectsCatalogue.h"
 #include "verrin/ProjectsTree.h"
 
+#include <QComboBox>
 #include <QFile>
 #include <QString>
 #include <QTreeWidgetItemIterator>
@@ -23,4 +25,19 @@ inline QTreeWidgetItem* itemOf(const ProjectsTree& tree, const QString& kind, in
             return *it;
     }
     return nullptr;
+}
+
+inline Catalogue sampleCatalogue()
+{
+    Catalogue catalogue;
+    ProjectsCatalogue::parse(sampleCatalogueReply(), catalogue);
+    return catalogue;
+}
+
+inline QStringList comboTexts(const QComboBox* combo)
+{
+    QStringList texts;
+    for (int i = 0; i < combo->count(); ++i)
+        texts << combo->itemText(i);
+    return texts;
 }

@@ -32,9 +32,8 @@ QByteArray handBuilt(const QStringList& ids, const QString& notes, qint32 second
 {
     QByteArray bytes;
     putUInt32(bytes, quint32(ids.size()));
-    for (const QString& id : ids) {
+    for (const QString& id : ids)
         putString(bytes, id);
-    }
     putString(bytes, notes);
     putUInt32(bytes, quint32(seconds));
     return bytes;
@@ -43,9 +42,8 @@ QByteArray handBuilt(const QStringList& ids, const QString& notes, qint32 second
 QStringList manyIds(int count)
 {
     QStringList ids;
-    for (int i = 1; i <= count; ++i) {
+    for (int i = 1; i <= count; ++i)
         ids << QString::number(i * 7919);
-    }
     return ids;
 }
 

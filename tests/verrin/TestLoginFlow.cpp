@@ -15,45 +15,6 @@
 #include <QPushButton>
 #include <QTest>
 
-namespace {
-
-Registry& registry()
-{
-    return *Registry::instance();
-}
-
-struct FormSeen
-{
-    QString username;
-    QString password;
-    QString error;
-    bool errorVisible = false;
-};
-
-// Records what the dialog shows, then fills in `password` (and "remember") and presses OK, or
-// presses Cancel when `password` is empty.
-void answerLogin(QList<FormSeen>* seen, const QString& password, bool remember)
-{
-    onNextModal([=](QWidget* widget) {
-        auto* dialog = qobject_cast<QDialog*>(widget);
-        QVERIFY(dialog);
-        auto* label = dialog->findChild<QLabel*>("labelError");
-        auto* user = dialog->findChild<QLineEdit*>("editUsername");
-        auto* pass = dialog->findChild<QLineEdit*>("editPassword");
-        seen->append({user->text(), pass->text(), label->text(), label->isVisible()});
-        auto* buttons = dialog->findChild<QDialogButtonBox*>("buttonBox");
-        if (password.isEmpty()) {
-            buttons->button(QDialogButtonBox::Cancel)->click();
-            return;
-        }
-        pass->setText(password);
-        dialog->findChild<QCheckBox*>("checkRemember")->setChecked(remember);
-        buttons->button(QDialogButtonBox::Ok)->click();
-    });
-}
-
-} // namespace
-
 class TestLoginFlow : public ServiceTest
 {
     Q_OBJECT
@@ -63,61 +24,51 @@ class TestLoginFlow : public ServiceTest
     void cleanupEach() override { cancelModalHandlers(); }
 
 private slots:
-    void refusalBringsTheDialogBack()
+    void dialogAnswersTheSession_data()
     {
-        registry().setUsername(QStringLiteral("demo-less@verrin.test"));
-        registry().setPassword(QStringLiteral("stale"));
-        QList<FormSeen> seen;
-        answerLogin(&seen, QStringLiteral("still wrong"), false);
-        Session session(&manager, &prompter, nullptr);
-        LoginDialogPrompt prompt(&window);
+        QTest::addColumn<QString>("storedUser");
+        QTest::addColumn<QString>("typedPassword"); // empty: Cancel
+        QTest::addColumn<QString>("expectedForm");  // "user|password|error|error shown"
+        QTest::addColumn<QString>("expectedPassword");
+        const QString correct = QStringLiteral("p+ss &=w%rd ü/?#");
+        const QString refused = QStringLiteral("|stale|Invalid email or password|1");
+        QTest::newRow("refused, then cancelled")
+            << "demo-less@verrin.test" << QString() << "demo-less@verrin.test" + refused << "stale";
+        QTest::newRow("refused, corrected and remembered")
+            << "tester@verrin.test" << correct << "tester@verrin.test" + refused << correct;
+        QTest::newRow("nothing stored, cancelled") << QString() << QString() << "|||0" << QString();
+    }
 
-        // The stored credentials are refused, the dialog comes with the message; a second refusal
-        // brings it again, where the user cancels.
-        bool chained = false;
-        QObject::connect(&session, &Session::statusMessage, &session, [&](const QString& text) {
-            if (text == QLatin1String("Signing into Verrin...") && seen.size() == 1 && !chained) {
-                chained = true;
-                answerLogin(&seen, QString(), false);
-            }
+    void dialogAnswersTheSession()
+    {
+        QFETCH(QString, storedUser);
+        QFETCH(QString, typedPassword);
+        QFETCH(QString, expectedForm);
+        QFETCH(QString, expectedPassword);
+        if (!storedUser.isEmpty()) {
+            Registry::instance()->setUsername(storedUser);
+            Registry::instance()->setPassword(QStringLiteral("stale"));
+        }
+        QString seen;
+        onNextModal([&](QWidget* dialog) {
+            auto* label = dialog->findChild<QLabel*>("labelError");
+            auto* password = dialog->findChild<QLineEdit*>("editPassword");
+            seen = QStringList{dialog->findChild<QLineEdit*>("editUsername")->text(), password->text(), label->text(),
+                               label->isVisible() ? "1" : "0"}
+                       .join('|');
+            auto* buttons = dialog->findChild<QDialogButtonBox*>("buttonBox");
+            password->setText(typedPassword);
+            dialog->findChild<QCheckBox*>("checkRemember")->setChecked(true);
+            buttons->button(typedPassword.isEmpty() ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok)->click();
         });
-        QVERIFY(!session.login(&prompt));
-        QCOMPARE(seen.size(), 2);
-        QCOMPARE(seen.at(0).username, QStringLiteral("demo-less@verrin.test"));
-        QCOMPARE(seen.at(0).password, QStringLiteral("stale"));
-        QCOMPARE(seen.at(0).error, QStringLiteral("Invalid email or password"));
-        QVERIFY(seen.at(0).errorVisible);
-        QCOMPARE(seen.at(1).error, QStringLiteral("Invalid email or password"));
-        QVERIFY(!registry().isLoggedIn());
-        QCOMPARE(registry().password(), QStringLiteral("stale"));
-    }
-
-    void correctedPasswordSignsIn()
-    {
-        registry().setUsername(QStringLiteral("tester@verrin.test"));
-        registry().setPassword(QStringLiteral("stale"));
-        QList<FormSeen> seen;
-        answerLogin(&seen, QStringLiteral("p+ss &=w%rd ü/?#"), true);
         Session session(&manager, &prompter, nullptr);
         LoginDialogPrompt prompt(&window);
-        QVERIFY(session.login(&prompt));
-        QCOMPARE(seen.size(), 1);
-        QCOMPARE(seen.at(0).error, QStringLiteral("Invalid email or password"));
-        QVERIFY(registry().isLoggedIn());
-        QCOMPARE(registry().password(), QStringLiteral("p+ss &=w%rd ü/?#"));
-        QCOMPARE(registry().authUser().realname, QStringLiteral("Tess Tester"));
-    }
-
-    void emptyFormStartsWithoutErrorLine()
-    {
-        QList<FormSeen> seen;
-        answerLogin(&seen, QString(), false);
-        Session session(&manager, &prompter, nullptr);
-        LoginDialogPrompt prompt(&window);
-        QVERIFY(!session.login(&prompt));
-        QCOMPARE(seen.size(), 1);
-        QCOMPARE(seen.at(0).username, QString());
-        QVERIFY(!seen.at(0).errorVisible);
+        QCOMPARE(session.login(&prompt), !typedPassword.isEmpty());
+        QCOMPARE(seen, expectedForm);
+        QCOMPARE(Registry::instance()->isLoggedIn(), !typedPassword.isEmpty());
+        QCOMPARE(Registry::instance()->password(), expectedPassword);
+        if (!typedPassword.isEmpty())
+            QCOMPARE(Registry::instance()->authUser().realname, QStringLiteral("Tess Tester"));
     }
 };
 

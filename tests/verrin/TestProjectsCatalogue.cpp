@@ -12,9 +12,8 @@ QList<int> taskIds(const Catalogue& catalogue)
     QList<int> ids;
     for (const CatalogueProject& project : catalogue.projects) {
         for (const CatalogueTaskList& list : project.taskLists) {
-            for (const CatalogueTask& task : list.tasks) {
+            for (const CatalogueTask& task : list.tasks)
                 ids << task.id;
-            }
         }
     }
     return ids;

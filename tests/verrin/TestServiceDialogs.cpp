@@ -15,13 +15,6 @@
 #include <memory>
 
 namespace {
-Catalogue sampleCatalogue()
-{
-    Catalogue catalogue;
-    ProjectsCatalogue::parse(sampleCatalogueReply(), catalogue);
-    return catalogue;
-}
-
 template <typename T>
 T* child(QWidget* parent, const char* name)
 {
@@ -29,14 +22,6 @@ T* child(QWidget* parent, const char* name)
     if (!widget)
         qFatal("missing widget %s", name);
     return widget;
-}
-
-QStringList comboTexts(QComboBox* combo)
-{
-    QStringList texts;
-    for (int i = 0; i < combo->count(); ++i)
-        texts << combo->itemText(i);
-    return texts;
 }
 
 // Both task dialogs, ready to show, and the name field their OK checks.
