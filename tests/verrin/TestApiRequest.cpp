@@ -121,21 +121,11 @@ private slots:
             "Invalid email or password");
         row("expired token", "verrin.auth.checkToken", "get", {{"auth_token", "expired-token"}}, false, "103",
             "Auth token expired");
-        row("unknown token", "verrin.entries.getInfo", "get",
-            {{"api_key", "test-api-key"}, {"auth_token", "nobody"}, {"entry_id", "500"}}, false, "102",
-            "Invalid auth token");
         row("wrong api key", "verrin.entries.getInfo", "get",
             {{"api_key", "other-api-key"}, {"auth_token", "valid-token"}, {"entry_id", "500"}}, false, "101",
             "Invalid API key");
-        row("missing parameter", "verrin.entries.delete", "post", withSession({}), false, "100",
-            "Missing parameter: entry_id");
         row("unknown entry", "verrin.entries.delete", "post", withSession({{"entry_id", "999"}}), false, "114",
             "Unknown entry: 999");
-        row("someone else's task", "verrin.tasks.update", "post", withSession({{"task_id", "3000"}, {"complete", "1"}}),
-            false, "113", "Unknown task: 3000");
-        row("task list of another project", "verrin.tasks.add", "post",
-            withSession({{"name", "x"}, {"project_id", "11"}, {"tasklist_id", "100"}}), false, "112",
-            "Unknown task list: 100");
         row("post method called with get", "verrin.entries.delete", "get", withSession({{"entry_id", "500"}}), false,
             "105", "Method verrin.entries.delete must be called with POST");
         row("end before start", "verrin.entries.update", "post",

@@ -232,45 +232,41 @@ private slots:
         QVERIFY(tree->findChild<QAction*>("actionAddTaskList")->isEnabled());
     }
 
+    void completeAsksStrikesOutAndRemoves_data()
+    {
+        QTest::addColumn<bool>("done");
+        QTest::newRow("service completes it") << true;
+        QTest::newRow("service refuses") << false;
+    }
+
     void completeAsksStrikesOutAndRemoves()
     {
+        QFETCH(bool, done);
         QSignalSpy spy(tree.get(), &ProjectsTree::signalCompleteTask);
-        tree->setCurrentItem(tree->locateTask(101, 201, 303));
-        prompter.answers.enqueue(false);
+        const auto task = [this] { return tree->locateTask(101, 201, 303); };
+        tree->setCurrentItem(task());
+        prompter.answers << false << true;
         tree->onMenuComplete();
         QCOMPARE(spy.size(), 0);
         QCOMPARE(prompter.shown(), QStringLiteral("ask|Confirm complete|Are you sure you want to mark task \"Style "
                                                   "guide\" as complete?"));
-        QVERIFY(!tree->locateTask(101, 201, 303)->font(0).strikeOut());
-
-        prompter.answers.enqueue(true);
+        QVERIFY(!task()->font(0).strikeOut());
         tree->onMenuComplete();
         QCOMPARE(spy.size(), 1);
         QCOMPARE(spy.first().first().toInt(), 303);
-        QVERIFY(tree->locateTask(101, 201, 303)->font(0).strikeOut());
+        QVERIFY(task()->font(0).strikeOut());
 
-        tree->taskCompleted(303, true);
-        QTRY_VERIFY(!tree->locateTask(101, 201, 303));
-        CatalogueTask task;
-        QVERIFY(Registry::instance()->catalogue().findTask(303, &task));
-        QCOMPARE(task.complete, QStringLiteral("1"));
-        tree->applyFilter(QString());
-        QVERIFY(!tree->locateTask(101, 201, 303));
-    }
-
-    void refusedCompleteStaysStruckOut()
-    {
-        tree->setCurrentItem(tree->locateTask(101, 202, 304));
-        prompter.answers.enqueue(true);
-        tree->onMenuComplete();
-        tree->taskCompleted(304, false);
+        // Done, the task leaves the tree and the catalogue knows; refused, it stays struck out and open.
+        tree->taskCompleted(303, done);
+        if (done)
+            QTRY_VERIFY(!task());
         QTest::qWait(0); // let a wrongly scheduled removal run
-        QTreeWidgetItem* item = tree->locateTask(101, 202, 304);
-        QVERIFY(item);
-        QVERIFY(item->font(0).strikeOut());
-        CatalogueTask task;
-        QVERIFY(Registry::instance()->catalogue().findTask(304, &task));
-        QVERIFY(task.isOpen());
+        QCOMPARE(task() && task()->font(0).strikeOut(), !done);
+        CatalogueTask stored;
+        QVERIFY(Registry::instance()->catalogue().findTask(303, &stored));
+        QCOMPARE(stored.isOpen(), !done);
+        tree->applyFilter(QString());
+        QCOMPARE(task() != nullptr, !done);
     }
 
     void addTaskAsksThenShowsTheNewTask()

@@ -171,31 +171,6 @@ private slots:
         QCOMPARE(prompter.shown(), QString());
     }
 
-    void checkToken_data()
-    {
-        QTest::addColumn<QString>("token");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("valid") << "valid-token" << true;
-        QTest::newRow("expired") << "expired-token" << false;
-        QTest::newRow("unknown") << "made-up" << false;
-    }
-
-    void checkToken()
-    {
-        QFETCH(QString, token);
-        QFETCH(bool, expected);
-        auto session = makeSession();
-        QSignalSpy indicator(session.get(), &Session::indicatorChanged);
-        QMap<QString, QVariant> user;
-        QCOMPARE(session->checkToken(token, user), expected);
-        QCOMPARE(prompter.shown(), QString()); // refusals are the caller's to handle
-        QCOMPARE(lastIndicator(indicator), expected ? tessIndicator : QString());
-        if (expected) {
-            QCOMPARE(user.value("id").toString() + ' ' + user.value("username").toString(), QStringLiteral("1 tester"));
-            QCOMPARE(registry().apiKey(), QStringLiteral("test-api-key"));
-        }
-    }
-
     void login_data()
     {
         QTest::addColumn<QString>("storedUser");
@@ -278,6 +253,7 @@ private slots:
         QTest::addColumn<int>("expectedForms");
         QTest::newRow("valid token resumes the session") << "valid-token" << 0;
         QTest::newRow("expired token signs in anew") << "expired-token" << 1;
+        QTest::newRow("unknown token signs in anew") << "made-up" << 1;
         QTest::newRow("no token") << "" << 1;
     }
 
@@ -290,13 +266,17 @@ private slots:
         form.answers << tester + "|" + testerPassword + "|";
         auto session = makeSession();
         QSignalSpy signedIn(session.get(), &Session::signedIn);
+        QSignalSpy indicator(session.get(), &Session::indicatorChanged);
         session->initLogin(&form);
         QCOMPARE(form.shown.size(), expectedForms);
         QVERIFY(session->isLoggedIn());
         QCOMPARE(signedIn.count(), 1);
-        // A resumed session keeps its token, a new sign-in gets another.
+        QCOMPARE(lastIndicator(indicator), tessIndicator);
+        // A resumed session keeps its token, a new sign-in gets another; both know the user and key.
         QCOMPARE(registry().authToken() == storedToken, expectedForms == 0);
-        QCOMPARE(registry().authUser().username, QStringLiteral("tester"));
+        QCOMPARE(registry().authUser().id + ' ' + registry().authUser().username, QStringLiteral("1 tester"));
+        QCOMPARE(registry().apiKey(), QStringLiteral("test-api-key"));
+        // Refused tokens are the caller's to handle: no box.
         QCOMPARE(prompter.shown(), QString());
     }
 

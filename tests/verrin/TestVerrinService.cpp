@@ -49,22 +49,13 @@ private slots:
             QTest::newRow(name) << arguments << QByteArray() << QString(message);
         };
         seeded("seed not JSON", "{\"users\": [", "is not valid JSON");
-        seeded("seed without users", "{\"people\": []}", "\"users\" array");
-        seeded("user without password", "{\"users\": [{\"email\": \"a@b\", \"api_key\": \"k\"}]}",
-               "users[0]: \"password\" must be a non-empty text");
         seeded("task without name",
                "{\"users\": [{\"email\": \"a@b\", \"password\": \"p\", \"api_key\": \"k\", \"clients\": [{\"name\": "
                "\"c\", \"projects\": [{\"name\": \"p\", \"task_lists\": [{\"name\": \"l\", \"tasks\": [{}]}]}]}]}]}",
                "users[0].clients[0].projects[0].task_lists[0].tasks[0]: \"name\"");
-        seeded("two users, one email",
-               "{\"users\": [{\"email\": \"a@b\", \"password\": \"p\", \"api_key\": \"k\"},"
-               "{\"email\": \"a@b\", \"password\": \"q\", \"api_key\": \"l\"}]}",
-               "users[1]: UNIQUE constraint failed");
         args("missing seed file", {"--port", "0", "--seed", "/nonexistent/seed.json"},
              "cannot read seed file /nonexistent/seed.json");
         args("bad port", {"--port", "http"}, "bad port \"http\"");
-        args("bad fault", {"--port", "0", "--fault", "verrin.test.null:explode"},
-             "bad fault \"verrin.test.null:explode\"");
         args("certificate without key", {"--port", "0", "--tls-cert", "/nonexistent.pem"}, "cannot read");
         args("port in use", {"--port", "BUSY"}, "cannot listen on 127.0.0.1:");
     }
