@@ -1,5 +1,6 @@
 // ApiRequest against the real local service over HTTP on 127.0.0.1: what goes on the wire, how
-// replies and refusals are read, and every transport failure the service can be made to play.
+// replies and refusals are read, and every transport failure the service can be made to play; and
+// what the service itself does that the program's other tests do not show.
 #include "ServiceFixture.h"
 #include "TestMain.h"
 #include "app/Registry.h"
@@ -8,6 +9,8 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QProcess>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -282,6 +285,84 @@ private slots:
         // The service works for the fixture's own client, which trusts it; no call reached it.
         QVERIFY(secure.receivedRequests().isEmpty());
         QVERIFY2(secure.clearRequests(), qPrintable(secure.error()));
+    }
+
+    void commandLineRefusals_data()
+    {
+        QTest::addColumn<QStringList>("arguments"); // SEED: a file holding `seed`; BUSY: a port in use
+        QTest::addColumn<QByteArray>("seed");
+        QTest::addColumn<QString>("expectedMessage");
+        const QStringList withSeed{"--port", "0", "--seed", "SEED"};
+        const auto seeded = [&](const char* name, const QByteArray& seed, const char* message) {
+            QTest::newRow(name) << withSeed << seed << QString(message);
+        };
+        const auto args = [](const char* name, const QStringList& arguments, const char* message) {
+            QTest::newRow(name) << arguments << QByteArray() << QString(message);
+        };
+        seeded("seed not JSON", "{\"users\": [", "is not valid JSON");
+        seeded("task without name",
+               "{\"users\": [{\"email\": \"a@b\", \"password\": \"p\", \"api_key\": \"k\", \"clients\": [{\"name\": "
+               "\"c\", \"projects\": [{\"name\": \"p\", \"task_lists\": [{\"name\": \"l\", \"tasks\": [{}]}]}]}]}]}",
+               "users[0].clients[0].projects[0].task_lists[0].tasks[0]: \"name\"");
+        args("missing seed file", {"--port", "0", "--seed", "/nonexistent/seed.json"},
+             "cannot read seed file /nonexistent/seed.json");
+        args("bad port", {"--port", "http"}, "bad port \"http\"");
+        args("certificate without key", {"--port", "0", "--tls-cert", "/nonexistent.pem"}, "cannot read");
+        args("port in use", {"--port", "BUSY"}, "cannot listen on 127.0.0.1:");
+    }
+
+    void commandLineRefusals()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QByteArray, seed);
+        QFETCH(QString, expectedMessage);
+
+        QTemporaryDir folder;
+        QTcpServer busy;
+        QVERIFY(busy.listen(QHostAddress::LocalHost));
+        for (QString& argument : arguments) {
+            if (argument == QLatin1String("BUSY"))
+                argument = QString::number(busy.serverPort());
+            if (argument == QLatin1String("SEED")) {
+                argument = folder.filePath("seed.json");
+                QFile file(argument);
+                QVERIFY(file.open(QIODevice::WriteOnly));
+                file.write(seed);
+            }
+        }
+        QProcess process;
+        process.start(ServiceFixture::binary(), arguments);
+        QVERIFY(process.waitForFinished(15000));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 1);
+        const QString stderrText = QString::fromUtf8(process.readAllStandardError());
+        QVERIFY2(stderrText.startsWith("verrin-service: ") && stderrText.contains(expectedMessage),
+                 qPrintable(stderrText));
+        QCOMPARE(process.readAllStandardOutput(), QByteArray());
+    }
+
+    void serviceKeepsBulkEntriesOverARestart()
+    {
+        // Two entries in one call, each its own run of date, duration, task and description.
+        const Params two{{"date", "2026-11-16"}, {"duration", "3600"}, {"task_id", "1010"}, {"description", "one"},
+                         {"date", "2026-11-17"}, {"duration", "90"},   {"task_id", "1011"}, {"description", "two"}};
+        QDomDocument document;
+        QVERIFY(servicexml::load(call("verrin.entries.addBulk", "post", withSession(two)), document, nullptr));
+        const QDomNodeList entries = document.elementsByTagName("entry");
+        QCOMPARE(entries.size(), 2);
+        const Params second{{"entry_id", entries.at(1).toElement().attribute("id")}};
+        QVERIFY(!entries.at(0).toElement().attribute("updated").isEmpty());
+        // Someone else's entry is as good as missing.
+        const Params otherKey{{"api_key", "other-api-key"}, {"auth_token", "valid-token"}};
+        QCOMPARE(servicexml::status(call("verrin.entries.getInfo", "get", otherKey + second)), QStringLiteral("error"));
+
+        // A restarted service keeps its data.
+        service->stop();
+        QVERIFY2(service->start(), qPrintable(service->error()));
+        QVERIFY(servicexml::load(call("verrin.entries.getInfo", "get", withSession(second)), document, nullptr));
+        const QDomElement entry = document.documentElement().firstChildElement("entry");
+        QCOMPARE(entry.firstChildElement("description").text() + ' ' + entry.firstChildElement("duration").text(),
+                 QStringLiteral("two 90"));
     }
 };
 
