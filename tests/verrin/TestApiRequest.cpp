@@ -235,36 +235,29 @@ private slots:
             QCOMPARE(reply, expectedReply);
     }
 
-    void isError_data()
-    {
-        QTest::addColumn<QString>("xml");
-        QTest::addColumn<QString>("expected"); // "code|message" of an error, empty otherwise
-        QTest::newRow("empty") << ""
-                               << "";
-        QTest::newRow("ok") << "<rsp status=\"ok\"><error code=\"1\" message=\"m\"/></rsp>"
-                            << "";
-        QTest::newRow("no status") << "<rsp/>"
-                                   << "";
-        QTest::newRow("first of two errors")
-            << "<rsp status=\"error\"><error code=\"1\" message=\"one\"/><error code=\"2\"/></rsp>"
-            << "1|one";
-        QTest::newRow("UTF-8 read as 8-bit")
-            << QString::fromLatin1("<rsp status=\"error\"><error code=\"3\" message=\"\xC3\xBC\"/></rsp>") << "3|ü";
-        QTest::newRow("plain text") << "Service Unavailable"
-                                    << "";
-        QTest::newRow("status spelled differently") << "<rsp status=\"Error\"/>"
-                                                    << "";
-    }
-
     void isError()
     {
-        QFETCH(QString, xml);
-        QFETCH(QString, expected);
-        ApiRequest request(&manager, true);
-        QString code;
-        QString message;
-        QCOMPARE(request.isError(xml, code, message), !expected.isEmpty());
-        QCOMPARE(expected.isEmpty() ? code + message : code + '|' + message, expected);
+        const struct
+        {
+            QString xml;
+            QString expected; // "code|message" of an error, empty otherwise
+        } rows[] = {
+            {"", ""},
+            {"<rsp status=\"ok\"><error code=\"1\" message=\"m\"/></rsp>", ""},
+            {"<rsp/>", ""},
+            {"<rsp status=\"error\"><error code=\"1\" message=\"one\"/><error code=\"2\"/></rsp>", "1|one"},
+            {QString::fromLatin1("<rsp status=\"error\"><error code=\"3\" message=\"\xC3\xBC\"/></rsp>"),
+             "3|ü"}, // UTF-8 read as 8-bit
+            {"Service Unavailable", ""},
+            {"<rsp status=\"Error\"/>", ""},
+        };
+        for (const auto& [xml, expected] : rows) {
+            ApiRequest request(&manager, true);
+            QString code;
+            QString message;
+            QCOMPARE(request.isError(xml, code, message), !expected.isEmpty());
+            QCOMPARE(expected.isEmpty() ? code + message : code + '|' + message, expected);
+        }
     }
 
     void selfSignedCertificateFails()

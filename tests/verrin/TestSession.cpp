@@ -75,26 +75,22 @@ class TestSession : public ServiceTest
     }
 
 private slots:
-    void getApiBaseUrl_data()
-    {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<bool>("ssl");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("ssl off drops the secure scheme")
-            << "https://www.verrin.com/service/" << false << "http://www.verrin.com/service/";
-        QTest::newRow("in capitals too") << "HTTPS://Verrin.com/service/" << false << "http://Verrin.com/service/";
-        QTest::newRow("plain http stays") << "http://127.0.0.1:8765/s/" << false << "http://127.0.0.1:8765/s/";
-        QTest::newRow("ssl on keeps everything")
-            << "https://www.verrin.com/service/" << true << "https://www.verrin.com/service/";
-        QTest::newRow("leading blanks are not a scheme") << " https://x/service/" << false << " https://x/service/";
-    }
-
     void getApiBaseUrl()
     {
-        QFETCH(QString, url);
-        QFETCH(bool, ssl);
-        QFETCH(QString, expected);
-        QCOMPARE(Session::getApiBaseUrl(url, ssl), expected);
+        const struct
+        {
+            const char* url;
+            bool ssl;
+            const char* expected;
+        } rows[] = {
+            {"https://www.verrin.com/service/", false, "http://www.verrin.com/service/"}, // ssl off drops the scheme
+            {"HTTPS://Verrin.com/service/", false, "http://Verrin.com/service/"},         // in capitals too
+            {"http://127.0.0.1:8765/s/", false, "http://127.0.0.1:8765/s/"},
+            {"https://www.verrin.com/service/", true, "https://www.verrin.com/service/"},
+            {" https://x/service/", false, " https://x/service/"}, // leading blanks are not a scheme
+        };
+        for (const auto& row : rows)
+            QCOMPARE(Session::getApiBaseUrl(row.url, row.ssl), QString(row.expected));
     }
 
     void initNetwork_data()
@@ -129,25 +125,18 @@ private slots:
         QCOMPARE(service->receivedRequests().size(), failures < 0 ? 3 : failures + 1);
     }
 
-    void countdown_data()
-    {
-        QTest::addColumn<int>("secondsLeft");
-        QTest::addColumn<QStringList>("expectedMessages");
-        QTest::newRow("30 s") << 30 << QStringList{offlineText + " Retrying in 30 sec..."};
-        QTest::newRow("1 s") << 1 << QStringList{offlineText + " Retrying in 1 sec..."};
-        QTest::newRow("due now") << 0 << QStringList();
-        QTest::newRow("past") << -5 << QStringList();
-    }
-
     void countdown()
     {
-        QFETCH(int, secondsLeft);
-        QFETCH(QStringList, expectedMessages);
-        ManualClock clock;
-        auto session = makeSession(&clock);
-        session->setRetryTime(clock.now().addSecs(secondsLeft));
-        session->onStatusbarUpdateTimer();
-        QCOMPARE(messages, expectedMessages);
+        // The offline line counts down the seconds to the next attempt; when due it says nothing.
+        for (int secondsLeft : {30, 1, 0, -5}) {
+            messages.clear();
+            ManualClock clock;
+            auto session = makeSession(&clock);
+            session->setRetryTime(clock.now().addSecs(secondsLeft));
+            session->onStatusbarUpdateTimer();
+            QCOMPARE(messages.join('+'),
+                     secondsLeft > 0 ? offlineText + QString(" Retrying in %1 sec...").arg(secondsLeft) : QString());
+        }
     }
 
     void watchFollowsTheService()
@@ -179,26 +168,20 @@ private slots:
         QTest::addColumn<QStringList>("expectedForms");
         QTest::addColumn<QString>("expectedStoredPassword");
         QTest::addColumn<QString>("expectedIndicator"); // empty: not signed in
+        const auto row = [](const char* name, const QString& user, const QString& password, const QStringList& answers,
+                            const QStringList& forms, const QString& storedPassword, const QString& indicator) {
+            QTest::newRow(name) << user << password << answers << forms << storedPassword << indicator;
+        };
         const QString refused = QStringLiteral("Invalid email or password");
         const QString typed = tester + "|" + testerPassword;
-        QTest::newRow("stored credentials, no form")
-            << tester << testerPassword << QStringList() << QStringList() << testerPassword << tessIndicator;
-        QTest::newRow("wrong stored password, corrected and remembered")
-            << tester << "wrong" << QStringList{typed + "|remember"} << QStringList{tester + "|wrong|" + refused}
-            << testerPassword << tessIndicator;
-        QTest::newRow("nothing stored, not remembered")
-            << ""
-            << "" << QStringList{typed + "|"} << QStringList{"||"} << "" << tessIndicator;
-        QTest::newRow("cancelled") << ""
-                                   << "" << QStringList() << QStringList{"||"} << ""
-                                   << "";
-        QTest::newRow("refused twice, then cancelled")
-            << ""
-            << "" << QStringList{"a|b|", "c|d|"} << QStringList{"||", "||" + refused, "||" + refused} << ""
-            << "";
-        QTest::newRow("no real name shows the user name") << "other@verrin.test"
-                                                          << "other" << QStringList() << QStringList() << "other"
-                                                          << "Signed in as other <img src=':/icons/res/online.png'>";
+        row("stored credentials, no form", tester, testerPassword, {}, {}, testerPassword, tessIndicator);
+        row("wrong stored password, corrected and remembered", tester, "wrong", {typed + "|remember"},
+            {tester + "|wrong|" + refused}, testerPassword, tessIndicator);
+        row("nothing stored, not remembered", "", "", {typed + "|"}, {"||"}, "", tessIndicator);
+        row("cancelled", "", "", {}, {"||"}, "", "");
+        row("refused twice, then cancelled", "", "", {"a|b|", "c|d|"}, {"||", "||" + refused, "||" + refused}, "", "");
+        row("no real name shows the user name", "other@verrin.test", "other", {}, {}, "other",
+            "Signed in as other <img src=':/icons/res/online.png'>");
     }
 
     void login()
@@ -284,8 +267,7 @@ private slots:
     {
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QString>("expectedBoxes"); // empty: the service ended the token
-        QTest::newRow("service agrees") << ""
-                                        << "";
+        QTest::newRow("service agrees") << QString() << QString();
         QTest::newRow("service fails") << "http500" << http500Box;
         QTest::newRow("service refuses") << "error"
                                          << "critical|Verrin API Error|Code: 99\nMessage: Injected failure";

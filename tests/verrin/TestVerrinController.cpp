@@ -253,26 +253,23 @@ private slots:
     {
         QTest::addColumn<QString>("request");
         QTest::addColumn<int>("projectId");
-        QTest::addColumn<QString>("kind");
         QTest::addColumn<QString>("name");
         QTest::addColumn<bool>("shownAfterRefresh");
-
-        QTest::newRow("add task") << "task" << 10 << "task"
-                                  << "Sitemap" << true;
-        QTest::newRow("add task list") << "tasklist" << 20 << "tasklist"
-                                       << "Druck" << true;
-        QTest::newRow("complete task") << "complete" << 10 << "task"
-                                       << "Mockups" << false;
-        QTest::newRow("add task to someone else's project") << "task" << 30 << "task"
-                                                            << "Sneaky" << false;
+        const auto row = [](const char* name, const char* request, int projectId, const char* item, bool shown) {
+            QTest::newRow(name) << QString(request) << projectId << QString(item) << shown;
+        };
+        row("add task", "task", 10, "Sitemap", true);
+        row("add task list", "tasklist", 20, "Druck", true);
+        row("complete task", "complete", 10, "Mockups", false);
+        row("add task to someone else's project", "task", 30, "Sneaky", false);
     }
 
     void treeRequestsReachTheService()
     {
         QFETCH(QString, request);
         QFETCH(int, projectId);
-        QFETCH(QString, kind);
         QFETCH(QString, name);
+        const QString kind = request == QLatin1String("tasklist") ? request : QStringLiteral("task");
         QFETCH(bool, shownAfterRefresh);
 
         startSignedIn();
