@@ -1,12 +1,13 @@
 // The window's service widgets driven by the controller against the real local service: sign-in at
 // start-up fills the projects tree, sign-out clears it, the watch notices the service leaving and
-// coming back, and the tree's requests reach the service.
+// coming back, the tree's requests reach the service, and the real login dialog answers the session.
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
 #include "TestMain.h"
 #include "app/DataPaths.h"
 #include "app/Registry.h"
+#include "verrin/LoginDialogPrompt.h"
 #include "verrin/ProjectsTree.h"
 #include "verrin/Session.h"
 #include "verrin/VerrinController.h"
@@ -15,9 +16,14 @@
 #include "window/MainWindow.h"
 
 #include <QAction>
+#include <QCheckBox>
 #include <QDialog>
+#include <QDialogButtonBox>
 #include <QDir>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMainWindow>
+#include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStatusBar>
@@ -286,6 +292,53 @@ private slots:
         QCOMPARE(shown(tree(), kind).contains(name), shownAfterRefresh);
         // A refused request is the transport's to report; the tree stays as it was.
         QCOMPARE(prompter.calls.size(), projectId == 30 ? 1 : 0);
+    }
+
+    void dialogAnswersTheSession_data()
+    {
+        QTest::addColumn<QString>("storedUser");
+        QTest::addColumn<QString>("typedPassword"); // empty: Cancel
+        QTest::addColumn<QString>("expectedForm");  // "user|password|error|error shown"
+        QTest::addColumn<QString>("expectedPassword");
+        const QString correct = QStringLiteral("p+ss &=w%rd ü/?#");
+        const QString refused = QStringLiteral("|stale|Invalid email or password|1");
+        QTest::newRow("refused, then cancelled")
+            << "demo-less@verrin.test" << QString() << "demo-less@verrin.test" + refused << "stale";
+        QTest::newRow("refused, corrected and remembered")
+            << "tester@verrin.test" << correct << "tester@verrin.test" + refused << correct;
+        QTest::newRow("nothing stored, cancelled") << QString() << QString() << "|||0" << QString();
+    }
+
+    void dialogAnswersTheSession()
+    {
+        QFETCH(QString, storedUser);
+        QFETCH(QString, typedPassword);
+        QFETCH(QString, expectedForm);
+        QFETCH(QString, expectedPassword);
+        if (!storedUser.isEmpty()) {
+            Registry::instance()->setUsername(storedUser);
+            Registry::instance()->setPassword(QStringLiteral("stale"));
+        }
+        QString seen;
+        onNextModal([&](QWidget* dialog) {
+            auto* label = dialog->findChild<QLabel*>("labelError");
+            auto* password = dialog->findChild<QLineEdit*>("editPassword");
+            seen = QStringList{dialog->findChild<QLineEdit*>("editUsername")->text(), password->text(), label->text(),
+                               label->isVisible() ? "1" : "0"}
+                       .join('|');
+            auto* buttons = dialog->findChild<QDialogButtonBox*>("buttonBox");
+            password->setText(typedPassword);
+            dialog->findChild<QCheckBox*>("checkRemember")->setChecked(true);
+            buttons->button(typedPassword.isEmpty() ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok)->click();
+        });
+        Session session(&manager, &prompter, nullptr);
+        LoginDialogPrompt prompt(&window->window);
+        QCOMPARE(session.login(&prompt), !typedPassword.isEmpty());
+        QCOMPARE(seen, expectedForm);
+        QCOMPARE(Registry::instance()->isLoggedIn(), !typedPassword.isEmpty());
+        QCOMPARE(Registry::instance()->password(), expectedPassword);
+        if (!typedPassword.isEmpty())
+            QCOMPARE(Registry::instance()->authUser().realname, QStringLiteral("Tess Tester"));
     }
 };
 
