@@ -77,25 +77,11 @@ DropOutcome dropOn(ProjectsTree& tree, QTreeWidgetItem* item, const QMimeData* d
     return outcome;
 }
 
-QMimeData* payloadData(const QStringList& ids, int seconds)
-{
-    EntriesDragPayload payload;
-    payload.entryIds = ids;
-    payload.notes = QStringLiteral("");
-    payload.seconds = seconds;
-    return payload.toMimeData();
-}
-
 void press(QWidget* dialog, QDialogButtonBox::StandardButton which)
 {
     dialog->findChild<QDialogButtonBox*>(QStringLiteral("buttonBox"))->button(which)->click();
 }
 
-void chooseTask(QWidget* dialog, int taskId)
-{
-    auto* tasks = dialog->findChild<QComboBox*>(QStringLiteral("cbTasks"));
-    tasks->setCurrentIndex(tasks->findData(taskId));
-}
 } // namespace
 
 // Dragging recorded time from the unlinked view onto tasks of the projects tree, on a real
@@ -296,7 +282,7 @@ private slots:
 
     void plainDropOnATaskAsksForTheLink()
     {
-        std::unique_ptr<QMimeData> data(payloadData({"4", "12", "7"}, 77));
+        std::unique_ptr<QMimeData> data(EntriesDragPayload{{"4", "12", "7"}, "", 77}.toMimeData());
         QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
         // Ctrl is the only modifier that asks first.
         const DropOutcome outcome = dropOn(*projects, item("task", 308), data.get(), Qt::ShiftModifier);
@@ -332,7 +318,8 @@ private slots:
     void acceptedCtrlDialogLinksTheChosenTaskOnce()
     {
         onNextModal([&](QWidget* dialog) {
-            chooseTask(dialog, 303);
+            auto* tasks = dialog->findChild<QComboBox*>("cbTasks");
+            tasks->setCurrentIndex(tasks->findData(303));
             dialog->findChild<QPlainTextEdit*>("textNotes")->setPlainText(QStringLiteral("Entwürfe & Notizen"));
             press(dialog, QDialogButtonBox::Ok);
         });
@@ -363,7 +350,7 @@ private slots:
             press(dialog, QDialogButtonBox::Ok);
         });
         QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
-        std::unique_ptr<QMimeData> data(payloadData({"4"}, 30));
+        std::unique_ptr<QMimeData> data(EntriesDragPayload{{"4"}, "", 30}.toMimeData());
         QTest::ignoreMessage(QtDebugMsg, "no task selected - CANCEL");
         const DropOutcome outcome = dropOn(*projects, item("task", 304), data.get(), Qt::ControlModifier);
         QVERIFY(!outcome.dropAccepted);
