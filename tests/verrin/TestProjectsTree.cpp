@@ -155,35 +155,28 @@ private slots:
         QVERIFY(!Registry::instance()->catalogueLoaded());
     }
 
-    void selectionGivesIds_data()
-    {
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<int>("id");
-        QTest::addColumn<int>("projectId");
-        QTest::addColumn<int>("tasklistId");
-        QTest::addColumn<int>("taskId");
-        const auto row = [](const char* kind, int id, int projectId, int tasklistId, int taskId) {
-            QTest::newRow(kind) << QString(kind) << id << projectId << tasklistId << taskId;
-        };
-        row("client", 11, 0, 0, 0);
-        row("project", 102, 102, 0, 0);
-        row("tasklist", 202, 101, 202, 0);
-        row("task", 303, 101, 201, 303);
-    }
-
     void selectionGivesIds()
     {
-        QFETCH(QString, kind);
-        QFETCH(int, id);
-        QFETCH(int, projectId);
-        QFETCH(int, tasklistId);
-        QFETCH(int, taskId);
-        QTreeWidgetItem* item = itemOf(*tree, kind, id);
-        QVERIFY(item);
-        tree->setCurrentItem(item);
-        QCOMPARE(tree->getSelectedProjectId(), projectId);
-        QCOMPARE(tree->getSelectedTasklistId(), tasklistId);
-        QCOMPARE(tree->getSelectedTaskId(), taskId);
+        // The selected item's own and enclosing ids as "project list task", 0 where there is none.
+        const struct
+        {
+            const char* kind;
+            int id;
+            const char* ids;
+        } rows[] = {{"client", 11, "0 0 0"},
+                    {"project", 102, "102 0 0"},
+                    {"tasklist", 202, "101 202 0"},
+                    {"task", 303, "101 201 303"}};
+        for (const auto& row : rows) {
+            QTreeWidgetItem* item = itemOf(*tree, row.kind, row.id);
+            QVERIFY(item);
+            tree->setCurrentItem(item);
+            QCOMPARE(QStringLiteral("%1 %2 %3")
+                         .arg(tree->getSelectedProjectId())
+                         .arg(tree->getSelectedTasklistId())
+                         .arg(tree->getSelectedTaskId()),
+                     QString(row.ids));
+        }
     }
 
     void menuEnablesWhatFits_data()
