@@ -28,6 +28,9 @@ public:
     // Answers from `choices` (an empty queue dismisses the question).
     int choose(const QString& title, const QString& text, const QStringList& options) override;
 
+    // Every call so far as "kind|title|text" lines, for comparing in one go.
+    QString shown() const;
+
     QQueue<bool> answers;
     QQueue<int> choices;
     QList<Call> calls;

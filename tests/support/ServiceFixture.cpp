@@ -3,12 +3,12 @@
 #include "app/Registry.h"
 
 #include <QDeadlineTimer>
-#include <QEventLoop>
 #include <QJsonDocument>
-#include <QNetworkAccessManager>
+#include <QJsonObject>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QTimer>
+#include <QSignalSpy>
+#include <QTest>
 
 namespace {
 
@@ -56,9 +56,8 @@ bool ServiceFixture::start()
         lastError = QStringLiteral("no temporary folder for the service database");
         return false;
     }
-    QStringList args{QStringLiteral("--host"), QStringLiteral("127.0.0.1"),
-                     QStringLiteral("--port"), QString::number(listenPort),
-                     QStringLiteral("--db"),   dataDir.filePath(QStringLiteral("service.sqlite"))};
+    QStringList args{
+        "--host", "127.0.0.1", "--port", QString::number(listenPort), "--db", dataDir.filePath("service.sqlite")};
     if (!seed.isEmpty())
         args << QStringLiteral("--seed") << seed;
     args << extraArgs;
@@ -111,14 +110,9 @@ bool ServiceFixture::control(const QString& command, const QByteArray& form, QBy
     // The control surface may run over TLS with a self-signed certificate: it is our own.
     QObject::connect(networkReply, &QNetworkReply::sslErrors, networkReply,
                      [networkReply](const QList<QSslError>&) { networkReply->ignoreSslErrors(); });
-    QEventLoop loop;
-    QTimer limit;
-    limit.setSingleShot(true);
-    QObject::connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
-    QObject::connect(networkReply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    limit.start(controlLimitMs);
+    QSignalSpy finished(networkReply, &QNetworkReply::finished);
     if (!networkReply->isFinished())
-        loop.exec();
+        finished.wait(controlLimitMs);
     const bool ok = networkReply->isFinished() && networkReply->error() == QNetworkReply::NoError;
     if (ok && reply)
         *reply = networkReply->readAll();
@@ -145,16 +139,6 @@ bool ServiceFixture::setFault(const QString& method, const QString& kind, const 
     return control(QStringLiteral("fault"), form.join('&'));
 }
 
-bool ServiceFixture::clearFaults()
-{
-    return control(QStringLiteral("clear-faults"), QByteArray());
-}
-
-bool ServiceFixture::expireTokens()
-{
-    return control(QStringLiteral("expire-tokens"), QByteArray());
-}
-
 QJsonArray ServiceFixture::receivedRequests()
 {
     QByteArray json;
@@ -163,16 +147,10 @@ QJsonArray ServiceFixture::receivedRequests()
     return QJsonDocument::fromJson(json).array();
 }
 
-bool ServiceFixture::clearRequests()
-{
-    return control(QStringLiteral("clear-requests"), QByteArray());
-}
-
 bool ServiceFixture::reset()
 {
-    if (!isRunning() && !start()) {
+    if (!isRunning() && !start())
         return false;
-    }
     if (!clearFaults() || !clearRequests()) {
         lastError = QStringLiteral("the service did not take the reset");
         return false;
@@ -193,11 +171,8 @@ bool ServiceFixture::makeSelfSignedCertificate(const QString& folder, QString* c
     *certFile = folder + QStringLiteral("/service-cert.pem");
     *keyFile = folder + QStringLiteral("/service-key.pem");
     QProcess openssl;
-    openssl.start(QStringLiteral("openssl"),
-                  {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"),
-                   QStringLiteral("rsa:2048"), QStringLiteral("-nodes"), QStringLiteral("-days"), QStringLiteral("2"),
-                   QStringLiteral("-subj"), QStringLiteral("/CN=127.0.0.1"), QStringLiteral("-keyout"), *keyFile,
-                   QStringLiteral("-out"), *certFile});
+    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1",
+                              "-keyout", *keyFile, "-out", *certFile});
     if (!openssl.waitForFinished(60000) || openssl.exitStatus() != QProcess::NormalExit || openssl.exitCode() != 0) {
         *error = QStringLiteral("openssl failed: ") + QString::fromLocal8Bit(openssl.readAllStandardError()) +
                  openssl.errorString();
@@ -208,4 +183,33 @@ bool ServiceFixture::makeSelfSignedCertificate(const QString& folder, QString* c
         return false;
     }
     return true;
+}
+
+int ServiceTest::callsOf(const QString& method)
+{
+    int count = 0;
+    for (const QJsonValue& request : service->receivedRequests())
+        count += request.toObject().value(QStringLiteral("method")).toString() == method;
+    return count;
+}
+
+void ServiceTest::initTestCase()
+{
+    service = std::make_unique<ServiceFixture>();
+    QVERIFY2(service->isRunning(), qPrintable(service->error()));
+    initCase();
+}
+
+void ServiceTest::cleanupTestCase()
+{
+    service.reset();
+    Registry::drop();
+}
+
+void ServiceTest::init()
+{
+    QVERIFY2(service->reset(), qPrintable(service->error()));
+    service->pointRegistryHere();
+    prompter = FakePrompter();
+    initEach();
 }

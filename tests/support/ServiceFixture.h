@@ -1,12 +1,18 @@
 #pragma once
 
+#include "FakePrompter.h"
+
 #include <QByteArray>
 #include <QJsonArray>
+#include <QNetworkAccessManager>
+#include <QObject>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QUrl>
+
+#include <memory>
 
 // Runs the built verrin-service on 127.0.0.1 on a free port with a throwaway database for the life
 // of the object, and talks to its control surface: faults to play, requests received, tokens.
@@ -34,7 +40,6 @@ public:
 
     // "http://127.0.0.1:PORT/service/" (https with TLS).
     QString baseUrl() const { return base; }
-    quint16 port() const { return listenPort; }
 
     // Stops the service; start() brings it back on the same port with the same database.
     void stop();
@@ -43,12 +48,12 @@ public:
     // kind: delay, error, error-bare, http500, reset, close, raw, none. method "*" means every method.
     bool setFault(const QString& method, const QString& kind, const FaultOptions& options);
     bool setFault(const QString& method, const QString& kind) { return setFault(method, kind, FaultOptions()); }
-    bool clearFaults();
-    bool expireTokens();
+    bool clearFaults() { return control(QStringLiteral("clear-faults"), {}); }
+    bool expireTokens() { return control(QStringLiteral("expire-tokens"), {}); }
     // Every method call received so far, oldest first: objects with "method", "verb", "query",
     // "body", "contentType", "userAgent" and "params" (an array of [name, value] pairs).
     QJsonArray receivedRequests();
-    bool clearRequests();
+    bool clearRequests() { return control(QStringLiteral("clear-requests"), {}); }
     // Ready for the next test case: running again if a test stopped it, no faults, no requests
     // remembered. False with the reason in error().
     bool reset();
@@ -70,4 +75,28 @@ private:
     QString base;
     quint16 listenPort = 0;
     QString lastError;
+};
+
+// Base of test classes sharing one service: started once per class, then before every case running
+// again, without faults or remembered requests, the registry pointed at it and the prompter empty.
+class ServiceTest : public QObject
+{
+    Q_OBJECT
+
+protected:
+    virtual void initCase() {}
+    virtual void initEach() {}
+    virtual void cleanupEach() {}
+    // Calls of `method` the service received since the case began.
+    int callsOf(const QString& method);
+
+    std::unique_ptr<ServiceFixture> service;
+    QNetworkAccessManager manager;
+    FakePrompter prompter;
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup() { cleanupEach(); }
 };

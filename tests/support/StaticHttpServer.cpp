@@ -30,13 +30,11 @@ void StaticHttpServer::answer()
         connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
         connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
             lastRequestText += socket->readAll();
-            if (!lastRequestText.contains("\r\n\r\n")) {
+            if (!lastRequestText.contains("\r\n\r\n"))
                 return;
-            }
             ++requests;
-            if (status < 0) {
+            if (status < 0)
                 return;
-            }
             QByteArray reply = "HTTP/1.1 " + QByteArray::number(status) + " X\r\n";
             reply += "Content-Type: " + contentType + "\r\n";
             reply += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";

@@ -32,21 +32,11 @@ QByteArray handBuilt(const QStringList& ids, const QString& notes, qint32 second
 {
     QByteArray bytes;
     putUInt32(bytes, quint32(ids.size()));
-    for (const QString& id : ids) {
+    for (const QString& id : ids)
         putString(bytes, id);
-    }
     putString(bytes, notes);
     putUInt32(bytes, quint32(seconds));
     return bytes;
-}
-
-QStringList manyIds(int count)
-{
-    QStringList ids;
-    for (int i = 1; i <= count; ++i) {
-        ids << QString::number(i * 7919);
-    }
-    return ids;
 }
 
 const QRegularExpression kRefusal(QStringLiteral("^refusing dragged entries payload"));
@@ -62,13 +52,16 @@ private slots:
         QTest::addColumn<QStringList>("ids");
         QTest::addColumn<QString>("notes");
         QTest::addColumn<int>("seconds");
+        QStringList manyIds;
+        for (int i = 1; i <= 1000; ++i)
+            manyIds << QString::number(i * 7919);
         QTest::newRow("one id, empty notes") << QStringList{"17"} << QStringLiteral("") << 0;
         // An unset text must not go out as the null marker 0xffffffff: it is the empty text.
         QTest::newRow("unset notes travel as empty") << QStringList{"3", "4"} << QString() << 90;
         QTest::newRow("several ids") << QStringList{"1", "22", "333", "4444"} << QStringLiteral("") << 3723;
         QTest::newRow("unicode notes") << QStringList{"5"} << QStringLiteral("Überstunden – 日本 😀 \"x\"") << 59;
         QTest::newRow("nothing selected") << QStringList() << QStringLiteral("") << 0;
-        QTest::newRow("a thousand ids, a long day") << manyIds(1000) << QStringLiteral("") << 2147483647;
+        QTest::newRow("a thousand ids, a long day") << manyIds << QStringLiteral("") << 2147483647;
     }
 
     void bytesFollowTheLayout()
@@ -76,18 +69,12 @@ private slots:
         QFETCH(QStringList, ids);
         QFETCH(QString, notes);
         QFETCH(int, seconds);
-        EntriesDragPayload payload;
-        payload.entryIds = ids;
-        payload.notes = notes;
-        payload.seconds = seconds;
+        const EntriesDragPayload payload{ids, notes, seconds};
         const QByteArray expected = handBuilt(ids, notes, seconds);
         QCOMPARE(payload.encode(), expected);
-
         EntriesDragPayload read;
         QVERIFY(read.decode(expected));
-        QCOMPARE(read.entryIds, ids);
-        QCOMPARE(read.notes, notes);
-        QCOMPARE(read.seconds, seconds);
+        QCOMPARE(read, payload);
 
         std::unique_ptr<QMimeData> mime(payload.toMimeData());
         QCOMPARE(mime->formats(), QStringList{"application/x-verrin"});

@@ -22,21 +22,10 @@ QList<int> shownIds(const ProjectsTree& tree, const QString& kind)
 {
     QList<int> ids;
     for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
-        if (ProjectsTree::kindOf(*it) == kind) {
+        if (ProjectsTree::kindOf(*it) == kind)
             ids << ProjectsTree::idOf(*it);
-        }
     }
     return ids;
-}
-
-QTreeWidgetItem* itemOf(const ProjectsTree& tree, const QString& kind, int id)
-{
-    for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
-        if (ProjectsTree::kindOf(*it) == kind && ProjectsTree::idOf(*it) == id) {
-            return *it;
-        }
-    }
-    return nullptr;
 }
 
 void signIn(bool on)
@@ -88,14 +77,14 @@ private slots:
 
         QTreeWidgetItem* task = tree->locateTask(103, 205, 308);
         QVERIFY(task);
-        QCOMPARE(task->text(0), QStringLiteral("Speisekarte übersetzen"));
-        QCOMPARE(task->data(0, Qt::UserRole + 1).toString(), QStringLiteral("308"));
-        QCOMPARE(task->data(0, Qt::UserRole + 2).toString(), QStringLiteral("task"));
-        QCOMPARE(task->parent()->data(0, Qt::UserRole + 2).toString(), QStringLiteral("tasklist"));
-        QCOMPARE(task->parent()->parent()->data(0, Qt::UserRole + 2).toString(), QStringLiteral("project"));
-        for (QTreeWidgetItemIterator it(tree.get()); *it; ++it) {
+        // Name, id and kind of the task and the kinds of its parents, as drops and menus read them.
+        QCOMPARE(QStringList({task->text(0), task->data(0, Qt::UserRole + 1).toString(),
+                              task->data(0, Qt::UserRole + 2).toString(),
+                              task->parent()->data(0, Qt::UserRole + 2).toString(),
+                              task->parent()->parent()->data(0, Qt::UserRole + 2).toString()}),
+                 (QStringList{"Speisekarte übersetzen", "308", "task", "tasklist", "project"}));
+        for (QTreeWidgetItemIterator it(tree.get()); *it; ++it)
             QVERIFY2(!(*it)->icon(0).pixmap(16).isNull(), qPrintable((*it)->text(0)));
-        }
         QVERIFY(tree->topLevelItem(0)->isExpanded());
 
         // Completed tasks never show; the empty backlog does, so tasks can be added to it.
@@ -109,17 +98,20 @@ private slots:
     {
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QList<int>>("tasks");
-        QTest::newRow("no filter") << "" << QList<int>{301, 303, 304, 305, 306, 308, 309};
-        QTest::newRow("two words, either may match") << "mockup LANDING" << QList<int>{301, 304};
-        QTest::newRow("quoted phrase") << "\"contact form\"" << QList<int>{305};
-        QTest::newRow("phrase in the wrong order") << "\"form contact\"" << QList<int>{};
-        QTest::newRow("phrase and word") << "\"quarterly report\" landing" << QList<int>{304, 309};
-        QTest::newRow("client name") << "globex" << QList<int>{308, 309};
-        QTest::newRow("project name") << "mobile" << QList<int>{306};
-        QTest::newRow("task list name") << "build" << QList<int>{304, 305};
-        QTest::newRow("non-ascii") << "ÜBERSETZ" << QList<int>{308};
-        QTest::newRow("only a completed task matches") << "logo" << QList<int>{};
-        QTest::newRow("nothing matches") << "zebra" << QList<int>{};
+        const auto row = [](const char* name, const char* filter, const QList<int>& tasks) {
+            QTest::newRow(name) << QString(filter) << tasks;
+        };
+        row("no filter", "", {301, 303, 304, 305, 306, 308, 309});
+        row("two words, either may match", "mockup LANDING", {301, 304});
+        row("quoted phrase", "\"contact form\"", {305});
+        row("phrase in the wrong order", "\"form contact\"", {});
+        row("phrase and word", "\"quarterly report\" landing", {304, 309});
+        row("client name", "globex", {308, 309});
+        row("project name", "mobile", {306});
+        row("task list name", "build", {304, 305});
+        row("non-ascii", "ÜBERSETZ", {308});
+        row("only a completed task matches", "logo", {});
+        row("nothing matches", "zebra", {});
     }
 
     void filtersByWordsAndPhrases()
@@ -128,9 +120,8 @@ private slots:
         QFETCH(QList<int>, tasks);
         tree->applyFilter(filter);
         QCOMPARE(shownIds(*tree, "task"), tasks);
-        if (tasks.isEmpty()) {
+        if (tasks.isEmpty())
             QCOMPARE(tree->topLevelItemCount(), 0);
-        }
         // Filtering hides, it never forgets: the maps still name everything.
         QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
         tree->applyFilter(QString());
@@ -149,10 +140,7 @@ private slots:
         const QString refused = QStringLiteral("<rsp status=\"error\"><error code=\"98\" message=\"x\"/></rsp>");
         tree->showCatalogueReply(true, refused);
         QCOMPARE(tree->topLevelItemCount(), 0);
-        QCOMPARE(prompter.calls.size(), 1);
-        QCOMPARE(prompter.calls.first().kind, QStringLiteral("warn"));
-        QCOMPARE(prompter.calls.first().title, QStringLiteral("Error"));
-        QCOMPARE(prompter.calls.first().text, QStringLiteral("Could not load projects tree"));
+        QCOMPARE(prompter.shown(), QStringLiteral("warn|Error|Could not load projects tree"));
         QVERIFY(!Registry::instance()->catalogueLoaded());
         // Typing a filter over a bad cache stays quiet.
         tree->applyFilter(QStringLiteral("x"));
@@ -167,32 +155,28 @@ private slots:
         QVERIFY(!Registry::instance()->catalogueLoaded());
     }
 
-    void selectionGivesIds_data()
-    {
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<int>("id");
-        QTest::addColumn<int>("projectId");
-        QTest::addColumn<int>("tasklistId");
-        QTest::addColumn<int>("taskId");
-        QTest::newRow("client") << "client" << 11 << 0 << 0 << 0;
-        QTest::newRow("project") << "project" << 102 << 102 << 0 << 0;
-        QTest::newRow("task list") << "tasklist" << 202 << 101 << 202 << 0;
-        QTest::newRow("task") << "task" << 303 << 101 << 201 << 303;
-    }
-
     void selectionGivesIds()
     {
-        QFETCH(QString, kind);
-        QFETCH(int, id);
-        QFETCH(int, projectId);
-        QFETCH(int, tasklistId);
-        QFETCH(int, taskId);
-        QTreeWidgetItem* item = itemOf(*tree, kind, id);
-        QVERIFY(item);
-        tree->setCurrentItem(item);
-        QCOMPARE(tree->getSelectedProjectId(), projectId);
-        QCOMPARE(tree->getSelectedTasklistId(), tasklistId);
-        QCOMPARE(tree->getSelectedTaskId(), taskId);
+        // The selected item's own and enclosing ids as "project list task", 0 where there is none.
+        const struct
+        {
+            const char* kind;
+            int id;
+            const char* ids;
+        } rows[] = {{"client", 11, "0 0 0"},
+                    {"project", 102, "102 0 0"},
+                    {"tasklist", 202, "101 202 0"},
+                    {"task", 303, "101 201 303"}};
+        for (const auto& row : rows) {
+            QTreeWidgetItem* item = itemOf(*tree, row.kind, row.id);
+            QVERIFY(item);
+            tree->setCurrentItem(item);
+            QCOMPARE(QStringLiteral("%1 %2 %3")
+                         .arg(tree->getSelectedProjectId())
+                         .arg(tree->getSelectedTasklistId())
+                         .arg(tree->getSelectedTaskId()),
+                     QString(row.ids));
+        }
     }
 
     void menuEnablesWhatFits_data()
@@ -201,12 +185,15 @@ private slots:
         QTest::addColumn<QString>("kind");
         QTest::addColumn<int>("id");
         QTest::addColumn<QString>("enabled"); // initials of the enabled service commands
-        QTest::newRow("client") << true << "client" << 11 << "R";
-        QTest::newRow("project") << true << "project" << 101 << "TLR";
-        QTest::newRow("task list") << true << "tasklist" << 204 << "TLR";
-        QTest::newRow("task") << true << "task" << 301 << "TLCR";
-        QTest::newRow("empty space") << true << "" << 0 << "R";
-        QTest::newRow("signed out, task") << false << "task" << 301 << "";
+        const auto row = [](const char* name, bool signedIn, const char* kind, int id, const char* enabled) {
+            QTest::newRow(name) << signedIn << QString(kind) << id << QString(enabled);
+        };
+        row("client", true, "client", 11, "R");
+        row("project", true, "project", 101, "TLR");
+        row("task list", true, "tasklist", 204, "TLR");
+        row("task", true, "task", 301, "TLCR");
+        row("empty space", true, "", 0, "R");
+        row("signed out, task", false, "task", 301, "");
     }
 
     void menuEnablesWhatFits()
@@ -238,46 +225,41 @@ private slots:
         QVERIFY(tree->findChild<QAction*>("actionAddTaskList")->isEnabled());
     }
 
+    void completeAsksStrikesOutAndRemoves_data()
+    {
+        QTest::addColumn<bool>("done");
+        QTest::newRow("service completes it") << true;
+        QTest::newRow("service refuses") << false;
+    }
+
     void completeAsksStrikesOutAndRemoves()
     {
+        QFETCH(bool, done);
         QSignalSpy spy(tree.get(), &ProjectsTree::signalCompleteTask);
-        tree->setCurrentItem(tree->locateTask(101, 201, 303));
-        prompter.answers.enqueue(false);
+        const auto task = [this] { return tree->locateTask(101, 201, 303); };
+        tree->setCurrentItem(task());
+        prompter.answers << false << true;
         tree->onMenuComplete();
         QCOMPARE(spy.size(), 0);
-        QCOMPARE(prompter.calls.last().title, QStringLiteral("Confirm complete"));
-        QCOMPARE(prompter.calls.last().text,
-                 QStringLiteral("Are you sure you want to mark task \"Style guide\" as complete?"));
-        QVERIFY(!tree->locateTask(101, 201, 303)->font(0).strikeOut());
-
-        prompter.answers.enqueue(true);
+        QCOMPARE(prompter.shown(), QStringLiteral("ask|Confirm complete|Are you sure you want to mark task \"Style "
+                                                  "guide\" as complete?"));
+        QVERIFY(!task()->font(0).strikeOut());
         tree->onMenuComplete();
         QCOMPARE(spy.size(), 1);
         QCOMPARE(spy.first().first().toInt(), 303);
-        QVERIFY(tree->locateTask(101, 201, 303)->font(0).strikeOut());
+        QVERIFY(task()->font(0).strikeOut());
 
-        tree->taskCompleted(303, true);
-        QTRY_VERIFY(!tree->locateTask(101, 201, 303));
-        CatalogueTask task;
-        QVERIFY(Registry::instance()->catalogue().findTask(303, &task));
-        QCOMPARE(task.complete, QStringLiteral("1"));
-        tree->applyFilter(QString());
-        QVERIFY(!tree->locateTask(101, 201, 303));
-    }
-
-    void refusedCompleteStaysStruckOut()
-    {
-        tree->setCurrentItem(tree->locateTask(101, 202, 304));
-        prompter.answers.enqueue(true);
-        tree->onMenuComplete();
-        tree->taskCompleted(304, false);
+        // Done, the task leaves the tree and the catalogue knows; refused, it stays struck out and open.
+        tree->taskCompleted(303, done);
+        if (done)
+            QTRY_VERIFY(!task());
         QTest::qWait(0); // let a wrongly scheduled removal run
-        QTreeWidgetItem* item = tree->locateTask(101, 202, 304);
-        QVERIFY(item);
-        QVERIFY(item->font(0).strikeOut());
-        CatalogueTask task;
-        QVERIFY(Registry::instance()->catalogue().findTask(304, &task));
-        QVERIFY(task.isOpen());
+        QCOMPARE(task() && task()->font(0).strikeOut(), !done);
+        CatalogueTask stored;
+        QVERIFY(Registry::instance()->catalogue().findTask(303, &stored));
+        QCOMPARE(stored.isOpen(), !done);
+        tree->applyFilter(QString());
+        QCOMPARE(task() != nullptr, !done);
     }
 
     void addTaskAsksThenShowsTheNewTask()
@@ -295,11 +277,7 @@ private slots:
         QCOMPARE(projectShown, QStringLiteral("Website Relaunch"));
         QCOMPARE(listShown, QStringLiteral("Build"));
         QCOMPARE(spy.size(), 1);
-        const QList<QVariant> args = spy.first();
-        QCOMPARE(args.at(0).toInt(), 101);
-        QCOMPARE(args.at(1).toInt(), 202);
-        QCOMPARE(args.at(2).toString(), QStringLiteral("Task Name"));
-        QCOMPARE(args.at(4).toBool(), false);
+        QCOMPARE(spy.first(), (QVariantList{101, 202, "Task Name", "", false}));
 
         tree->taskAdded(101, 202, 400, QStringLiteral("Task Name"), QString(), false);
         QTreeWidgetItem* added = tree->locateTask(101, 202, 400);
@@ -323,8 +301,7 @@ private slots:
         });
         tree->onMenuAddTaskList();
         QCOMPARE(spy.size(), 1);
-        QCOMPARE(spy.first().at(0).toInt(), 103);
-        QCOMPARE(spy.first().at(1).toString(), QStringLiteral("Getränke"));
+        QCOMPARE(spy.first(), (QVariantList{103, "Getränke"}));
 
         tree->taskListAdded(103, 260, QStringLiteral("Getränke"));
         QVERIFY(tree->locateTaskList(103, 260));

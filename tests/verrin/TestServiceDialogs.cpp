@@ -2,6 +2,7 @@
 #include "TestMain.h"
 #include "verrin/AddTaskDialog.h"
 #include "verrin/AddTaskListDialog.h"
+#include "verrin/LinkTimeDialog.h"
 #include "verrin/LoginDialog.h"
 
 #include <QCheckBox>
@@ -16,30 +17,13 @@
 #include <memory>
 
 namespace {
-Catalogue sampleCatalogue()
-{
-    Catalogue catalogue;
-    ProjectsCatalogue::parse(sampleCatalogueReply(), catalogue);
-    return catalogue;
-}
-
 template <typename T>
 T* child(QWidget* parent, const char* name)
 {
     T* widget = parent->findChild<T*>(QLatin1String(name));
-    if (!widget) {
+    if (!widget)
         qFatal("missing widget %s", name);
-    }
     return widget;
-}
-
-QStringList comboTexts(QComboBox* combo)
-{
-    QStringList texts;
-    for (int i = 0; i < combo->count(); ++i) {
-        texts << combo->itemText(i);
-    }
-    return texts;
 }
 
 // Both task dialogs, ready to show, and the name field their OK checks.
@@ -93,13 +77,10 @@ private slots:
         QCOMPARE(comboTexts(lists), QStringList{"Admin"});
 
         dialog.getData();
-        QCOMPARE(dialog.projectId, 104);
-        QCOMPARE(dialog.tasklistId, 206);
-        QCOMPARE(dialog.name, QStringLiteral("Offline mode"));
-        QCOMPARE(dialog.description, QStringLiteral("Two\nlines"));
+        QCOMPARE(QPair(dialog.projectId, dialog.tasklistId), QPair(104, 206));
+        QCOMPARE(dialog.name + '|' + dialog.description, QStringLiteral("Offline mode|Two\nlines"));
         QVERIFY(dialog.billable);
         QVERIFY(child<QCheckBox>(&dialog, "checkBillable")->isChecked());
-        QVERIFY(child<QPlainTextEdit>(&dialog, "textTaskDescription"));
     }
 
     void unknownIdsFallBackToTheFirstEntries()
@@ -110,8 +91,7 @@ private slots:
         dialog.tasklistId = 999;
         dialog.putData();
         dialog.getData();
-        QCOMPARE(dialog.projectId, 101);
-        QCOMPARE(dialog.tasklistId, 201);
+        QCOMPARE(QPair(dialog.projectId, dialog.tasklistId), QPair(101, 201));
 
         AddTaskListDialog listDialog;
         QCOMPARE(listDialog.windowTitle(), QStringLiteral("Add Task List"));
@@ -122,42 +102,13 @@ private slots:
         QCOMPARE(listDialog.projectId, 101);
     }
 
-    void nameIsSuggestedOnShow_data()
-    {
-        QTest::addColumn<QString>("which");
-        QTest::addColumn<QString>("suggestion");
-        QTest::newRow("task") << "task"
-                              << "Task Name";
-        QTest::newRow("task list") << "tasklist"
-                                   << "Task List Name";
-    }
-
-    void nameIsSuggestedOnShow()
-    {
-        QFETCH(QString, which);
-        QFETCH(QString, suggestion);
-        QLineEdit* name = nullptr;
-        auto dialog = makeNameDialog(which, &name);
-        dialog->show();
-        QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
-        QCOMPARE(name->text(), suggestion);
-        QCOMPARE(name->selectedText(), suggestion);
-        QTRY_VERIFY(name->hasFocus());
-        // Accepted untouched, the suggestion is what is submitted.
-        child<QDialogButtonBox>(dialog.get(), "buttonBox")->button(QDialogButtonBox::Ok)->click();
-        QCOMPARE(dialog->result(), int(QDialog::Accepted));
-    }
-
     void blankNameKeepsTheDialogOpen_data()
     {
         QTest::addColumn<QString>("which");
         QTest::addColumn<QString>("blank");
-        QTest::newRow("task, empty") << "task"
-                                     << "";
-        QTest::newRow("task, spaces") << "task"
-                                      << "   ";
-        QTest::newRow("task list, tab") << "tasklist"
-                                        << "\t";
+        QTest::newRow("task, empty") << QStringLiteral("task") << QString();
+        QTest::newRow("task, spaces") << QStringLiteral("task") << QStringLiteral("   ");
+        QTest::newRow("task list, tab") << QStringLiteral("tasklist") << QStringLiteral("\t");
     }
 
     void blankNameKeepsTheDialogOpen()
@@ -168,6 +119,10 @@ private slots:
         auto dialog = makeNameDialog(which, &name);
         dialog->show();
         QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
+        // A name is suggested, selected so typing replaces it.
+        const QString suggestion = which == QLatin1String("task") ? "Task Name" : "Task List Name";
+        QCOMPARE(name->text() + '|' + name->selectedText(), suggestion + '|' + suggestion);
+        QTRY_VERIFY(name->hasFocus());
         name->setText(blank);
         QPushButton* ok = child<QDialogButtonBox>(dialog.get(), "buttonBox")->button(QDialogButtonBox::Ok);
         ok->click();
@@ -196,50 +151,95 @@ private slots:
         }
     }
 
-    void loginDialogShowsErrorOnlyWhenThereIsOne_data()
+    void loginDialogShowsAndHandsBack()
     {
-        QTest::addColumn<QString>("error");
-        QTest::newRow("no error") << "";
-        QTest::newRow("refused") << "Invalid email or password";
-        QTest::newRow("markup stays text") << "<b>bad</b> & worse";
+        for (const QString error : {"", "Invalid email or password", "<b>markup</b> stays & text"}) {
+            LoginDialog dialog;
+            dialog.username = QStringLiteral("ann@example.com");
+            dialog.password = QStringLiteral("pä ss");
+            dialog.remember = !error.isEmpty();
+            dialog.error = error;
+            dialog.putData();
+            dialog.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+            // The error line shows only when there is one, as plain text.
+            auto* label = child<QLabel>(&dialog, "labelError");
+            QCOMPARE(label->isVisible(), !error.isEmpty());
+            QCOMPARE(label->text(), error);
+            auto* user = child<QLineEdit>(&dialog, "editUsername");
+            auto* password = child<QLineEdit>(&dialog, "editPassword");
+            auto* remember = child<QCheckBox>(&dialog, "checkRemember");
+            QCOMPARE(user->text() + '|' + password->text(), QStringLiteral("ann@example.com|pä ss"));
+            QCOMPARE(password->echoMode(), QLineEdit::Password);
+            QCOMPARE(remember->isChecked(), dialog.remember);
+
+            // What was typed comes back; the error is the caller's and stays.
+            user->clear();
+            QTest::keyClicks(user, QStringLiteral("new@example.com"));
+            password->setText(QStringLiteral("sécret \"1\""));
+            remember->setChecked(error.isEmpty());
+            dialog.getData();
+            QCOMPARE(dialog.username + '|' + dialog.password, QStringLiteral("new@example.com|sécret \"1\""));
+            QCOMPARE(dialog.remember, error.isEmpty());
+            QCOMPARE(dialog.error, error);
+        }
     }
 
-    void loginDialogShowsErrorOnlyWhenThereIsOne()
+    void tasksUnderHeadersWithoutCompletedOnes()
     {
-        QFETCH(QString, error);
-        LoginDialog dialog;
-        QCOMPARE(dialog.windowTitle(), QStringLiteral("Login"));
-        dialog.username = QStringLiteral("ann@example.com");
-        dialog.password = QStringLiteral("pä ss");
-        dialog.remember = true;
-        dialog.error = error;
-        dialog.putData();
-        dialog.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-        auto* label = child<QLabel>(&dialog, "labelError");
-        QCOMPARE(label->isVisible(), !error.isEmpty());
-        QCOMPARE(label->text(), error);
-        QCOMPARE(child<QLineEdit>(&dialog, "editPassword")->echoMode(), QLineEdit::Password);
-        QCOMPARE(child<QCheckBox>(&dialog, "checkRemember")->text(), QStringLiteral("Remember my password"));
-        QVERIFY(child<QLabel>(&dialog, "label")->text().contains(QStringLiteral("\"My Account\" page.")));
-    }
-
-    void loginDialogHandsBackWhatWasTyped()
-    {
-        LoginDialog dialog;
-        dialog.username = QStringLiteral("old@example.com");
-        dialog.putData();
-        auto* user = child<QLineEdit>(&dialog, "editUsername");
-        user->clear();
-        QTest::keyClicks(user, QStringLiteral("new@example.com"));
-        child<QLineEdit>(&dialog, "editPassword")->setText(QStringLiteral("sécret \"1\""));
-        child<QCheckBox>(&dialog, "checkRemember")->setChecked(true);
-        dialog.error = QStringLiteral("kept");
+        LinkTimeDialog dialog;
+        dialog.populateData(sampleCatalogue());
+        auto* tasks = dialog.findChild<QComboBox*>(QStringLiteral("cbTasks"));
+        QCOMPARE(comboTexts(dialog.findChild<QComboBox*>(QStringLiteral("cbProjects"))),
+                 (QStringList{"Website Relaunch", "Mobile App", "Café Menü", "Internal"}));
+        dialog.populateTasks(101);
+        QCOMPARE(comboTexts(tasks), (QStringList{"Design", "  Homepage mockup", "  Style guide", "Build",
+                                                 "  Landing page", "  Contact form"}));
+        // A header cannot stay selected: the task after it is taken.
+        QCOMPARE(tasks->currentText(), QStringLiteral("  Homepage mockup"));
+        tasks->setCurrentIndex(3);
+        QCOMPARE(tasks->currentText(), QStringLiteral("  Landing page"));
+        // A header with nothing after it stays (there is nothing to move to), and reads as no task.
+        dialog.populateTasks(102);
+        QCOMPARE(comboTexts(tasks), (QStringList{"Sprint 1", "  Login screen", "Backlog"}));
+        tasks->setCurrentIndex(2);
         dialog.getData();
-        QCOMPARE(dialog.username, QStringLiteral("new@example.com"));
-        QCOMPARE(dialog.password, QStringLiteral("sécret \"1\""));
-        QVERIFY(dialog.remember);
-        QCOMPARE(dialog.error, QStringLiteral("kept"));
+        QCOMPARE(dialog.taskId, 0);
+    }
+
+    void putDataPreselectsAndGetDataReadsBack()
+    {
+        LinkTimeDialog dialog;
+        dialog.populateData(sampleCatalogue());
+        dialog.timeText = QStringLiteral("1 h 2 m 5 s");
+        dialog.notes = QStringLiteral("call with \"Ann\"");
+        dialog.projectId = 101;
+        dialog.taskId = 305;
+        dialog.putData();
+        QCOMPARE(dialog.findChild<QLabel*>(QStringLiteral("labelTime"))->text(), QStringLiteral("1 h 2 m 5 s"));
+        auto* notes = dialog.findChild<QPlainTextEdit*>(QStringLiteral("textNotes"));
+        QCOMPARE(notes->toPlainText(), dialog.notes);
+        notes->setPlainText(QStringLiteral("changed"));
+        dialog.getData();
+        QCOMPARE(QPair(dialog.projectId, dialog.taskId), QPair(101, 305));
+        QCOMPARE(dialog.notes, QStringLiteral("changed"));
+    }
+
+    void unknownProjectFallsBackToTheFirst()
+    {
+        Catalogue one = sampleCatalogue();
+        one.projects = one.projects.mid(0, 1);
+        for (const Catalogue& catalogue : {one, Catalogue()}) {
+            LinkTimeDialog dialog;
+            dialog.populateData(catalogue);
+            dialog.projectId = 999;
+            dialog.taskId = 1000;
+            dialog.putData();
+            dialog.getData();
+            QCOMPARE(dialog.findChild<QComboBox*>(QStringLiteral("cbTasks"))->count(),
+                     catalogue.projects.isEmpty() ? 0 : 6);
+            QCOMPARE(dialog.taskId, catalogue.projects.isEmpty() ? 0 : 301);
+        }
     }
 };
 

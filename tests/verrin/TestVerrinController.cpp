@@ -1,13 +1,13 @@
 // The window's service widgets driven by the controller against the real local service: sign-in at
 // start-up fills the projects tree, sign-out clears it, the watch notices the service leaving and
-// coming back, and the tree's requests reach the service.
-#include "FakePrompter.h"
+// coming back, the tree's requests reach the service, and the real login dialog answers the session.
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
 #include "TestMain.h"
 #include "app/DataPaths.h"
 #include "app/Registry.h"
+#include "verrin/LoginDialogPrompt.h"
 #include "verrin/ProjectsTree.h"
 #include "verrin/Session.h"
 #include "verrin/VerrinController.h"
@@ -16,11 +16,14 @@
 #include "window/MainWindow.h"
 
 #include <QAction>
+#include <QCheckBox>
 #include <QDialog>
+#include <QDialogButtonBox>
 #include <QDir>
-#include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMainWindow>
-#include <QNetworkAccessManager>
+#include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStatusBar>
@@ -74,14 +77,10 @@ struct Window
 
 } // namespace
 
-class TestVerrinController : public QObject
+class TestVerrinController : public ServiceTest
 {
     Q_OBJECT
 
-private:
-    ServiceFixture* service = nullptr;
-    QNetworkAccessManager manager;
-    FakePrompter prompter;
     std::unique_ptr<Window> window;
     std::unique_ptr<VerrinController> controller;
 
@@ -102,63 +101,36 @@ private:
         QCOMPARE(window->status(), QStringLiteral("Ready"));
     }
 
-    int callsOf(const QString& method)
+    void initEach() override
     {
-        int count = 0;
-        for (const QJsonValue& request : service->receivedRequests())
-            count += request.toObject().value(QStringLiteral("method")).toString() == method;
-        return count;
-    }
-
-private slots:
-    void initTestCase()
-    {
-        service = new ServiceFixture();
-        QVERIFY2(service->isRunning(), qPrintable(service->error()));
-    }
-
-    void cleanupTestCase()
-    {
-        delete service;
-        Registry::drop();
-    }
-
-    void init()
-    {
-        QVERIFY2(service->reset(), qPrintable(service->error()));
-        service->pointRegistryHere();
-        prompter.calls.clear();
         window = std::make_unique<Window>();
         controller = std::make_unique<VerrinController>(window->widgets, &manager, &prompter, nullptr);
         controller->session()->setRetryInterval(10);
     }
 
-    void cleanup()
+    void cleanupEach() override
     {
         cancelModalHandlers();
         controller.reset();
         window.reset();
     }
 
+private slots:
     void startUpSignsIn_data()
     {
         QTest::addColumn<QString>("token");
-        QTest::addColumn<bool>("credentials");
-        QTest::addColumn<bool>("signedIn");
-        QTest::addColumn<int>("logins");
-
-        QTest::newRow("stored credentials") << QString() << true << true << 1;
-        QTest::newRow("stored token, no credentials") << "valid-token" << false << true << 0;
-        QTest::newRow("expired token, stored credentials") << "expired-token" << true << true << 1;
-        QTest::newRow("nothing stored, form cancelled") << QString() << false << false << 0;
+        QTest::addColumn<bool>("credentials"); // signed in with them unless the token is still good
+        QTest::newRow("stored credentials") << QString() << true;
+        QTest::newRow("stored token, no credentials") << "valid-token" << false;
+        QTest::newRow("expired token, stored credentials") << "expired-token" << true;
+        QTest::newRow("nothing stored, form cancelled") << QString() << false;
     }
 
     void startUpSignsIn()
     {
         QFETCH(QString, token);
         QFETCH(bool, credentials);
-        QFETCH(bool, signedIn);
-        QFETCH(int, logins);
+        const bool signedIn = credentials || token == QLatin1String("valid-token");
 
         registry().setAuthToken(token);
         if (credentials)
@@ -178,7 +150,7 @@ private slots:
         QCOMPARE(window->signedInWidgets(), signedIn);
         QCOMPARE(formShown, !signedIn);
         QCOMPARE(changes.count(), signedIn ? 1 : 0);
-        QCOMPARE(callsOf(QStringLiteral("verrin.auth.login")), logins);
+        QCOMPARE(callsOf(QStringLiteral("verrin.auth.login")), credentials ? 1 : 0);
         QCOMPARE(callsOf(QStringLiteral("verrin.projects.findByUser")), signedIn ? 1 : 0);
         if (!signedIn) {
             QCOMPARE(tree().topLevelItemCount(), 0);
@@ -263,7 +235,7 @@ private slots:
 
     void mainWindowSignsInWhenItStarts()
     {
-        cleanup(); // this test uses the window's own controller
+        cleanupEach(); // this test uses the window's own controller
         Registry::drop();
         TempDataFolder data;
         QDir().mkpath(data.dataFolder());
@@ -287,26 +259,23 @@ private slots:
     {
         QTest::addColumn<QString>("request");
         QTest::addColumn<int>("projectId");
-        QTest::addColumn<QString>("kind");
         QTest::addColumn<QString>("name");
         QTest::addColumn<bool>("shownAfterRefresh");
-
-        QTest::newRow("add task") << "task" << 10 << "task"
-                                  << "Sitemap" << true;
-        QTest::newRow("add task list") << "tasklist" << 20 << "tasklist"
-                                       << "Druck" << true;
-        QTest::newRow("complete task") << "complete" << 10 << "task"
-                                       << "Mockups" << false;
-        QTest::newRow("add task to someone else's project") << "task" << 30 << "task"
-                                                            << "Sneaky" << false;
+        const auto row = [](const char* name, const char* request, int projectId, const char* item, bool shown) {
+            QTest::newRow(name) << QString(request) << projectId << QString(item) << shown;
+        };
+        row("add task", "task", 10, "Sitemap", true);
+        row("add task list", "tasklist", 20, "Druck", true);
+        row("complete task", "complete", 10, "Mockups", false);
+        row("add task to someone else's project", "task", 30, "Sneaky", false);
     }
 
     void treeRequestsReachTheService()
     {
         QFETCH(QString, request);
         QFETCH(int, projectId);
-        QFETCH(QString, kind);
         QFETCH(QString, name);
+        const QString kind = request == QLatin1String("tasklist") ? request : QStringLiteral("task");
         QFETCH(bool, shownAfterRefresh);
 
         startSignedIn();
@@ -323,6 +292,53 @@ private slots:
         QCOMPARE(shown(tree(), kind).contains(name), shownAfterRefresh);
         // A refused request is the transport's to report; the tree stays as it was.
         QCOMPARE(prompter.calls.size(), projectId == 30 ? 1 : 0);
+    }
+
+    void dialogAnswersTheSession_data()
+    {
+        QTest::addColumn<QString>("storedUser");
+        QTest::addColumn<QString>("typedPassword"); // empty: Cancel
+        QTest::addColumn<QString>("expectedForm");  // "user|password|error|error shown"
+        QTest::addColumn<QString>("expectedPassword");
+        const QString correct = QStringLiteral("p+ss &=w%rd ü/?#");
+        const QString refused = QStringLiteral("|stale|Invalid email or password|1");
+        QTest::newRow("refused, then cancelled")
+            << "demo-less@verrin.test" << QString() << "demo-less@verrin.test" + refused << "stale";
+        QTest::newRow("refused, corrected and remembered")
+            << "tester@verrin.test" << correct << "tester@verrin.test" + refused << correct;
+        QTest::newRow("nothing stored, cancelled") << QString() << QString() << "|||0" << QString();
+    }
+
+    void dialogAnswersTheSession()
+    {
+        QFETCH(QString, storedUser);
+        QFETCH(QString, typedPassword);
+        QFETCH(QString, expectedForm);
+        QFETCH(QString, expectedPassword);
+        if (!storedUser.isEmpty()) {
+            Registry::instance()->setUsername(storedUser);
+            Registry::instance()->setPassword(QStringLiteral("stale"));
+        }
+        QString seen;
+        onNextModal([&](QWidget* dialog) {
+            auto* label = dialog->findChild<QLabel*>("labelError");
+            auto* password = dialog->findChild<QLineEdit*>("editPassword");
+            seen = QStringList{dialog->findChild<QLineEdit*>("editUsername")->text(), password->text(), label->text(),
+                               label->isVisible() ? "1" : "0"}
+                       .join('|');
+            auto* buttons = dialog->findChild<QDialogButtonBox*>("buttonBox");
+            password->setText(typedPassword);
+            dialog->findChild<QCheckBox*>("checkRemember")->setChecked(true);
+            buttons->button(typedPassword.isEmpty() ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok)->click();
+        });
+        Session session(&manager, &prompter, nullptr);
+        LoginDialogPrompt prompt(&window->window);
+        QCOMPARE(session.login(&prompt), !typedPassword.isEmpty());
+        QCOMPARE(seen, expectedForm);
+        QCOMPARE(Registry::instance()->isLoggedIn(), !typedPassword.isEmpty());
+        QCOMPARE(Registry::instance()->password(), expectedPassword);
+        if (!typedPassword.isEmpty())
+            QCOMPARE(Registry::instance()->authUser().realname, QStringLiteral("Tess Tester"));
     }
 };
 
