@@ -190,8 +190,16 @@ private slots:
         QVERIFY(!again.isRecording());
     }
 
-    void closeWithoutATrayEndsTheWindowAndSaves()
+    void closingWithoutATrayEndsTheWindowAndSaves_data()
     {
+        QTest::addColumn<bool>("exitAction");
+        QTest::newRow("window closed") << false;
+        QTest::newRow("Exit") << true;
+    }
+
+    void closingWithoutATrayEndsTheWindowAndSaves()
+    {
+        QFETCH(bool, exitAction);
         writeIni(false);
         MainWindow window;
         window.show();
@@ -199,23 +207,16 @@ private slots:
         // Close-to-tray is on, but with no tray to come back from the window really closes.
         QVERIFY(Registry::instance()->closeToTray());
         QVERIFY(QApplication::quitOnLastWindowClosed());
-        QVERIFY(window.close());
+        if (exitAction) {
+            window.findChild<QAction*>(QStringLiteral("actionExit"))->trigger();
+        } else {
+            QVERIFY(window.close());
+        }
         QVERIFY(!window.isVisible());
         QSettings ini = readIni();
         QVERIFY(!ini.value(QStringLiteral("Window/Geometry")).toByteArray().isEmpty());
         QVERIFY(!ini.value(QStringLiteral("Window/State")).toByteArray().isEmpty());
         QVERIFY(ini.contains(QStringLiteral("Application/IdleLimit")));
-    }
-
-    void exitClosesAndSaves()
-    {
-        writeIni(false);
-        MainWindow window;
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        window.findChild<QAction*>(QStringLiteral("actionExit"))->trigger();
-        QVERIFY(!window.isVisible());
-        QVERIFY(readIni().contains(QStringLiteral("Window/Geometry")));
     }
 
     void statusTipsDoNotOverwriteTheStatusBar()
@@ -232,20 +233,18 @@ private slots:
     {
         writeIni(false);
         MainWindow window;
-        onNextModal([](QWidget* modal) {
-            modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(QStringLiteral("bob@example.com"));
-            static_cast<QDialog*>(modal)->accept();
-        });
-        window.onTrayMenuOptions();
+        const auto typeName = [&window](const QString& name, bool accept) {
+            onNextModal([name, accept](QWidget* modal) {
+                modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(name);
+                accept ? static_cast<QDialog*>(modal)->accept() : static_cast<QDialog*>(modal)->reject();
+            });
+            window.onTrayMenuOptions();
+        };
+        typeName(QStringLiteral("bob@example.com"), true);
         QCOMPARE(Registry::instance()->username(), QStringLiteral("bob@example.com"));
         // The file only changes at the next close.
         QVERIFY(!readIni().contains(QStringLiteral("API/Username")));
-
-        onNextModal([](QWidget* modal) {
-            modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(QStringLiteral("eve@example.com"));
-            static_cast<QDialog*>(modal)->reject();
-        });
-        window.onTrayMenuOptions();
+        typeName(QStringLiteral("eve@example.com"), false);
         QCOMPARE(Registry::instance()->username(), QStringLiteral("bob@example.com"));
     }
 
