@@ -96,14 +96,14 @@ private slots:
                                           << "Are you sure you want to delete these 3 entries from 2 applications?\n\n"
                                              "Cumulated time: 1 h 0 m 0 s\n\nEntries are from these applications:\n"
                                              "    App 1\n    App 2";
-        QString twelve =
-            "Are you sure you want to delete these 12 entries from 12 applications?\n\nCumulated time: 12 s\n\n"
+        QString eleven =
+            "Are you sure you want to delete these 11 entries from 11 applications?\n\nCumulated time: 11 s\n\n"
             "Entries are from these applications:\n    App 1";
         for (int i = 2; i <= 10; ++i) {
-            twelve += QStringLiteral("\n    App %1").arg(i);
+            eleven += QStringLiteral("\n    App %1").arg(i);
         }
-        twelve += "\n    (2 more)";
-        QTest::newRow("twelve applications: ten names, then the rest counted") << 12 << 12 << 12 << twelve;
+        eleven += "\n    (1 more)";
+        QTest::newRow("eleven applications: ten names, then the rest counted") << 11 << 11 << 11 << eleven;
     }
 
     void deleteQuestionTexts()
