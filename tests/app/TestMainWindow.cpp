@@ -124,6 +124,9 @@ private slots:
         }
         QCOMPARE(menu, (QStringList{"&Start Recording", "&Pause Recording", "-", "S&ettings...", "-",
                                     "Sho&w VerrinPlus", "E&xit"}));
+        QVERIFY(!window.isVisible());
+        window.trayIcon()->contextMenu()->actions().at(5)->trigger();
+        QVERIFY(window.isVisible());
     }
 
     void recordingSwitchDrivesTimersAndTray()

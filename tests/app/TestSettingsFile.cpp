@@ -198,8 +198,7 @@ private slots:
             {"Window/UnlinkedListGeometry", QByteArray("ug")},
             {"Window/UnlinkedListState", QByteArray("us")},
             {"Window/LinkedListGeometry", QByteArray("lg")},
-            {"Window/LinkedListState", QByteArray("ls")},
-        };
+            {"Window/LinkedListState", QByteArray("ls")}};
         {
             QSettings old(iniPath(), QSettings::IniFormat);
             for (const auto& [key, value] : keys) {
