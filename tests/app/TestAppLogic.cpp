@@ -135,18 +135,16 @@ private slots:
     {
         const QDate today(2026, 11, 22);
         auto parse = [&](const QStringList& args) {
-            return CommandLine::parse(QStringList{QStringLiteral("verrinplus")} + args, today);
+            return CommandLine::parse(QStringList{"verrinplus"} + args, today);
         };
-        QCOMPARE(parse({QStringLiteral("--report")}).reportDate, today);
-        const CommandLine csv = parse({QStringLiteral("--report"), QStringLiteral("2026-02-28"),
-                                       QStringLiteral("--format"), QStringLiteral("csv")});
+        QCOMPARE(parse({"--report"}).reportDate, today);
+        const CommandLine csv = parse({"--report", "2026-02-28", "--format", "csv"});
         QCOMPARE(csv.reportDate, QDate(2026, 2, 28));
         QCOMPARE(csv.format, QStringLiteral("csv"));
-        const CommandLine range =
-            parse({QStringLiteral("--apply-rules"), QStringLiteral("2026-01-01"), QStringLiteral("2026-01-31")});
+        const CommandLine range = parse({"--apply-rules", "2026-01-01", "2026-01-31"});
         QCOMPARE(range.fromDate, QDate(2026, 1, 1));
         QCOMPARE(range.toDate, QDate(2026, 1, 31));
-        QCOMPARE(parse({QStringLiteral("--apply-rules"), QStringLiteral("2026-01-05")}).toDate, QDate(2026, 1, 5));
+        QCOMPARE(parse({"--apply-rules", "2026-01-05"}).toDate, QDate(2026, 1, 5));
     }
 
     void closeDecision_data()

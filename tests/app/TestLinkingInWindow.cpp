@@ -100,35 +100,16 @@ private slots:
     {
         MainWindow window;
         MainWindowForm* ui = window.form();
-        QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->isLoggedIn(), 10000);
-        QTRY_VERIFY(ui->projects->topLevelItemCount() > 0);
-
-        const QString today = window.views()->shownDate().toString(QStringLiteral("yyyy-MM-dd"));
-        QSqlQuery query;
-        QVERIFY(query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed'), "
-                                          "(2, '/usr/bin/web', 'Web')")));
-        const QStringList rows = {QStringLiteral("('plan', 1, '%1 09:00:00', '%1 09:10:00')"),
-                                  QStringLiteral("('plan', 1, '%1 11:00:00', '%1 11:05:00')"),
-                                  QStringLiteral("('mail', 2, '%1 10:00:00', '%1 10:01:00')")};
-        for (const QString& row : rows) {
-            QVERIFY(
-                query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES ") +
-                           row.arg(today)));
-        }
-        window.views()->refreshBoth();
+        signedIn(window);
+        addRows(window, "('plan', 1, '%1 09:00:00', '%1 09:10:00'), ('plan', 1, '%1 11:00:00', '%1 11:05:00'), "
+                        "('mail', 2, '%1 10:00:00', '%1 10:01:00')");
         TreeModel* unlinked = window.views()->unlinkedModel();
         TreeModel* linked = window.views()->linkedModel();
         QCOMPARE(unlinked->getTotalTime(), 960);
 
         // Link the editor's time to "Mockups" through the link dialog.
         selectNode(ui->appList, QStringLiteral("Ed"));
-        onNextModal([](QWidget* modal) {
-            auto* tasks = modal->findChild<QComboBox*>(QStringLiteral("cbTasks"));
-            if (tasks) {
-                tasks->setCurrentIndex(tasks->findData(1000));
-            }
-            qobject_cast<QDialog*>(modal)->accept();
-        });
+        answerInTurn({[](QWidget* modal) { chooseTask(modal, 1000); }});
         ui->appList->action(QStringLiteral("actionLink"))->trigger();
         const QList<QJsonObject> added = calls(QStringLiteral("verrin.entries.addBulk"));
         QCOMPARE(added.size(), 1);
@@ -141,11 +122,7 @@ private slots:
 
         // Unlinking all of it deletes the service entry and puts the rows back.
         selectNode(ui->linkedEntries, QStringLiteral("Ed"));
-        onNextModal([](QWidget* modal) {
-            if (auto* box = qobject_cast<QMessageBox*>(modal)) {
-                box->button(QMessageBox::Yes)->click();
-            }
-        });
+        onNextModal(sayYes);
         ui->linkedEntries->action(QStringLiteral("actionUnlink"))->trigger();
         QCOMPARE(calls(QStringLiteral("verrin.entries.delete")).size(), 1);
         QCOMPARE(linkedRows(1000), 0);
@@ -172,20 +149,10 @@ private slots:
         ApiRequest::setDefaultTimeout(3000);
         MainWindow window;
         MainWindowForm* ui = window.form();
-        QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->isLoggedIn(), 10000);
-        QTRY_VERIFY(ui->projects->topLevelItemCount() > 0);
+        signedIn(window);
         QAction* link = ui->appList->action(QStringLiteral("actionLink"));
         QVERIFY(link->isEnabled());
-
-        const QString day = window.views()->shownDate().toString(QStringLiteral("yyyy-MM-dd"));
-        QSqlQuery query;
-        QVERIFY(query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed'), "
-                                          "(2, '/usr/bin/web', 'Web')")));
-        QVERIFY(query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
-                                          "('plan', 1, '%1 09:00:00', '%1 09:10:00'), ('mail', 2, '%1 10:00:00', "
-                                          "'%1 10:01:00')")
-                               .arg(day)));
-        window.views()->refreshBoth();
+        addRows(window, "('plan', 1, '%1 09:00:00', '%1 09:10:00'), ('mail', 2, '%1 10:00:00', '%1 10:01:00')");
         TreeModel* unlinked = window.views()->unlinkedModel();
 
         // A first link that goes through tells this data folder where the service's entry ids stand.
@@ -234,8 +201,7 @@ private slots:
     void commandLineRunsAreHandedToTheWindow()
     {
         MainWindow window;
-        QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->isLoggedIn(), 10000);
-        QTRY_VERIFY(window.form()->projects->topLevelItemCount() > 0);
+        signedIn(window);
         SingleInstance instance(DataPaths::dataFolder());
         QVERIFY(instance.claim(0));
         window.attachInstance(&instance);
@@ -243,20 +209,13 @@ private slots:
         const QDate today = window.views()->shownDate();
         const QString first = today.addDays(-1).toString(Qt::ISODate);
         const QString last = today.toString(Qt::ISODate);
-        QSqlQuery query;
-        QVERIFY(
-            query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')")));
-        QVERIFY(query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
-                                          "('Budget', 1, '%1 09:00:00', '%1 09:10:00'), "
-                                          "('Budget', 1, '%2 09:00:00', '%2 09:05:00')")
-                               .arg(first, last)));
+        addRows(window, "('Budget', 1, '" + first + " 09:00:00', '" + first +
+                            " 09:10:00'), ('Budget', 1, '%1 09:00:00', '%1 09:05:00')");
         QVERIFY(RuleStore().addDbRule(QStringLiteral("budget"), {1}, QStringLiteral("and"), QStringLiteral("Budget"),
                                       QStringLiteral("always"), QDate(), QDate(), 10, 1000) > 0);
 
-        // Run from a terminal while the window is open: the window, the folder's one writer, does the work
-        // with its own session (the settings hold no password) and the terminal prints what it did. The
-        // window is applying the rules to today itself just then (a slow service keeps it busy): the
-        // handed-over run follows it instead of running beside it.
+        // A terminal run while the window applies today's rules on a slow service: the window, the folder's
+        // one writer, does it after its own run with its own session, and the terminal prints the outcome.
         QProcess process;
         QTimer::singleShot(0, &process, [&process, first, last] {
             process.start(QStringLiteral(VERRINPLUS_BINARY), {"--apply-rules", first, last});
@@ -291,6 +250,24 @@ private slots:
     }
 
 private:
+    static void signedIn(MainWindow& window)
+    {
+        QTRY_VERIFY_WITH_TIMEOUT(Registry::instance()->isLoggedIn(), 10000);
+        QTRY_VERIFY(window.form()->projects->topLevelItemCount() > 0);
+    }
+
+    // Entries of the editor (1) and the browser (2), "%1" standing for the shown day; both trees rebuilt.
+    static void addRows(MainWindow& window, const QString& rows)
+    {
+        QSqlQuery query;
+        QVERIFY(query.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed'), "
+                                          "(2, '/usr/bin/web', 'Web')")));
+        QVERIFY(
+            query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES ") +
+                       QString(rows).replace(QStringLiteral("%1"), window.views()->shownDate().toString(Qt::ISODate))));
+        window.views()->refreshBoth();
+    }
+
     QList<QJsonObject> calls(const QString& method)
     {
         QList<QJsonObject> found;

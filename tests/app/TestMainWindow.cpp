@@ -38,12 +38,13 @@ class TestMainWindow : public QObject
 private:
     std::unique_ptr<TempDataFolder> data;
 
-    void writeIni(bool started)
+    void writeIni(bool started, int hideUnder = 0)
     {
         QDir().mkpath(data->dataFolder());
         QSettings ini(DataPaths::iniFile(), QSettings::IniFormat);
         ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
         ini.setValue(QStringLiteral("Application/Started"), started);
+        ini.setValue(QStringLiteral("Application/HideUnder"), hideUnder);
     }
 
     static QSettings readIni() { return QSettings(DataPaths::iniFile(), QSettings::IniFormat); }
@@ -101,23 +102,15 @@ private slots:
         QVERIFY(!asked);
     }
 
-    void formPartsCarryTheirNames()
+    void formPartsAndTrayMenu()
     {
         writeIni(false);
         MainWindow window;
         QCOMPARE(window.windowTitle(), QStringLiteral("Verrin Plus"));
-        for (const char* name :
-             {"btnRecord", "calendar", "btToday", "editFilter", "checkGroupByHour", "cbHideUnder", "appList",
-              "linkedEntries", "labelTotalTime", "labelTotalLinkedTime", "btnApplyRules", "btnSyncFilters",
-              "editFilterProjects", "projects", "headerBar", "statusBar", "progressBar"}) {
-            QVERIFY2(window.findChild<QWidget*>(QLatin1String(name)), name);
-        }
         auto* exit = window.findChild<QAction*>(QStringLiteral("actionExit"));
         QVERIFY(exit);
         QCOMPARE(exit->text(), QStringLiteral("E&xit"));
         QCOMPARE(exit->shortcut(), QKeySequence(QStringLiteral("Alt+X")));
-        QCOMPARE(window.findChild<QAction*>(QStringLiteral("actionCheck_for_Updates"))->text(),
-                 QStringLiteral("Check for &Updates.."));
         for (const char* name : {"Left", "Right", "Bottom"}) {
             auto* dock = window.findChild<QDockWidget*>(QLatin1String(name));
             QVERIFY2(dock, name);
@@ -131,6 +124,9 @@ private slots:
         }
         QCOMPARE(menu, (QStringList{"&Start Recording", "&Pause Recording", "-", "S&ettings...", "-",
                                     "Sho&w VerrinPlus", "E&xit"}));
+        QVERIFY(!window.isVisible());
+        window.trayIcon()->contextMenu()->actions().at(5)->trigger();
+        QVERIFY(window.isVisible());
     }
 
     void recordingSwitchDrivesTimersAndTray()
@@ -190,8 +186,16 @@ private slots:
         QVERIFY(!again.isRecording());
     }
 
-    void closeWithoutATrayEndsTheWindowAndSaves()
+    void closingWithoutATrayEndsTheWindowAndSaves_data()
     {
+        QTest::addColumn<bool>("exitAction");
+        QTest::newRow("window closed") << false;
+        QTest::newRow("Exit") << true;
+    }
+
+    void closingWithoutATrayEndsTheWindowAndSaves()
+    {
+        QFETCH(bool, exitAction);
         writeIni(false);
         MainWindow window;
         window.show();
@@ -199,23 +203,16 @@ private slots:
         // Close-to-tray is on, but with no tray to come back from the window really closes.
         QVERIFY(Registry::instance()->closeToTray());
         QVERIFY(QApplication::quitOnLastWindowClosed());
-        QVERIFY(window.close());
+        if (exitAction) {
+            window.findChild<QAction*>(QStringLiteral("actionExit"))->trigger();
+        } else {
+            QVERIFY(window.close());
+        }
         QVERIFY(!window.isVisible());
         QSettings ini = readIni();
         QVERIFY(!ini.value(QStringLiteral("Window/Geometry")).toByteArray().isEmpty());
         QVERIFY(!ini.value(QStringLiteral("Window/State")).toByteArray().isEmpty());
         QVERIFY(ini.contains(QStringLiteral("Application/IdleLimit")));
-    }
-
-    void exitClosesAndSaves()
-    {
-        writeIni(false);
-        MainWindow window;
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        window.findChild<QAction*>(QStringLiteral("actionExit"))->trigger();
-        QVERIFY(!window.isVisible());
-        QVERIFY(readIni().contains(QStringLiteral("Window/Geometry")));
     }
 
     void statusTipsDoNotOverwriteTheStatusBar()
@@ -232,20 +229,18 @@ private slots:
     {
         writeIni(false);
         MainWindow window;
-        onNextModal([](QWidget* modal) {
-            modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(QStringLiteral("bob@example.com"));
-            static_cast<QDialog*>(modal)->accept();
-        });
-        window.onTrayMenuOptions();
+        const auto typeName = [&window](const QString& name, bool accept) {
+            onNextModal([name, accept](QWidget* modal) {
+                modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(name);
+                accept ? static_cast<QDialog*>(modal)->accept() : static_cast<QDialog*>(modal)->reject();
+            });
+            window.onTrayMenuOptions();
+        };
+        typeName(QStringLiteral("bob@example.com"), true);
         QCOMPARE(Registry::instance()->username(), QStringLiteral("bob@example.com"));
         // The file only changes at the next close.
         QVERIFY(!readIni().contains(QStringLiteral("API/Username")));
-
-        onNextModal([](QWidget* modal) {
-            modal->findChild<QLineEdit*>(QStringLiteral("editUsername"))->setText(QStringLiteral("eve@example.com"));
-            static_cast<QDialog*>(modal)->reject();
-        });
-        window.onTrayMenuOptions();
+        typeName(QStringLiteral("eve@example.com"), false);
         QCOMPARE(Registry::instance()->username(), QStringLiteral("bob@example.com"));
     }
 
@@ -273,12 +268,13 @@ private slots:
     // come from the same database.
     void recordedTimeShowsLive()
     {
-        writeIni(false);
+        writeIni(false, 60);
         ManualClock clock(QDateTime(QDate(2026, 3, 9), QTime(0, 2, 0)));
         MainWindow window(&clock);
         QAbstractItemModel* view = window.form()->appList->model();
         QTRY_COMPARE(view->headerData(0, Qt::Horizontal).toString(), QStringLiteral("Entries not linked with Verrin"));
         QCOMPARE(window.views()->shownDate(), clock.today());
+        QCOMPARE(window.views()->unlinkedModel()->getHideUnder(), 60); // the stored threshold, from the start
         const QDateTime start = QDateTime(clock.today(), QTime(0, 0, 5));
         QSqlQuery query;
         QVERIFY(

@@ -30,12 +30,13 @@ private:
         return env;
     }
 
-    static void writeIni(const TempDataFolder& data)
+    static void writeIni(const TempDataFolder& data, int hideUnder = 0)
     {
         QDir().mkpath(data.dataFolder());
         QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
         ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
         ini.setValue(QStringLiteral("Application/Started"), false);
+        ini.setValue(QStringLiteral("Application/HideUnder"), hideUnder);
     }
 
     static bool lockTaken(const TempDataFolder& data)
@@ -157,16 +158,11 @@ private slots:
         QVERIFY(!QFile::exists(data.dataFolder()));
     }
 
-    // The day report reads the data folder's database as the window would, with the stored
-    // hide-under threshold, and never creates a database that is not there.
+    // The day report reads the folder's database with the stored hide-under, and never creates one.
     void reportPrintsTheStoredDay()
     {
         TempDataFolder data;
-        writeIni(data);
-        {
-            QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
-            ini.setValue(QStringLiteral("Application/HideUnder"), 60);
-        }
+        writeIni(data, 60);
         QProcessEnvironment env = environment(data);
         env.remove(QStringLiteral("DISPLAY"));
         env.remove(QStringLiteral("QT_QPA_PLATFORM"));
@@ -185,15 +181,10 @@ private slots:
             QSqlQuery query;
             QVERIFY(query.exec(
                 QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')")));
-            const QStringList rows = {
-                QStringLiteral("('budget, \"final\"', 1, '2026-11-16 09:00:00', '2026-11-16 09:00:50')"),
-                QStringLiteral("('budget, \"final\"', 1, '2026-11-16 23:59:40', '2026-11-17 00:00:10')"),
-                QStringLiteral("('short', 1, '2026-11-16 10:00:00', '2026-11-16 10:00:20')")};
-            for (const QString& row : rows) {
-                QVERIFY(query.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) "
-                                                  "VALUES ") +
-                                   row));
-            }
+            QVERIFY(query.exec("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
+                               "('budget, \"final\"', 1, '2026-11-16 09:00:00', '2026-11-16 09:00:50'), "
+                               "('budget, \"final\"', 1, '2026-11-16 23:59:40', '2026-11-17 00:00:10'), "
+                               "('short', 1, '2026-11-16 10:00:00', '2026-11-16 10:00:20')"));
             database.close();
         }
         process.start(QStringLiteral(VERRINPLUS_BINARY), {QStringLiteral("--report"), QStringLiteral("2026-11-16"),

@@ -230,12 +230,11 @@ private slots:
                 QCOMPARE(::chown(QFile::encodeName(path).constData(), kNobody, kNobody), 0);
             }
         }
-        QCOMPARE(::chmod(QFile::encodeName(root.path()).constData(), 0755), 0);
-        QCOMPARE(::chmod(QFile::encodeName(runtime).constData(), 0700), 0);
-        QCOMPARE(::chmod(QFile::encodeName(helper).constData(), 0755), 0);
-        QCOMPARE(::chmod(QFile::encodeName(database).constData(), mode_t(databaseMode)), 0);
-        QCOMPARE(::chmod(QFile::encodeName(ini).constData(), mode_t(iniMode)), 0);
-        QCOMPARE(::chmod(QFile::encodeName(folder).constData(), mode_t(folderMode)), 0);
+        const QList<QPair<QString, int>> modes{{root.path(), 0755},      {runtime, 0700}, {helper, 0755},
+                                               {database, databaseMode}, {ini, iniMode},  {folder, folderMode}};
+        for (const auto& [path, mode] : modes) {
+            QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode_t(mode)), 0);
+        }
         const QByteArray before = digest(database);
         // SQLite's own companions of a WAL database (-wal, -shm) may appear; nothing else may.
         const auto ownFiles = [&] {
@@ -278,42 +277,24 @@ private slots:
         QCOMPARE(ownFiles(), filesBefore);
     }
 
-    void noDisplay_data()
-    {
-        QTest::addColumn<QString>("display");
-        QTest::addColumn<QString>("wayland");
-        QTest::addColumn<QString>("platform");
-        QTest::addColumn<bool>("refused");
-        QTest::newRow("nothing") << ""
-                                 << ""
-                                 << "" << true;
-        QTest::newRow("X11") << ":0"
-                             << ""
-                             << "" << false;
-        QTest::newRow("Wayland") << ""
-                                 << "wayland-0"
-                                 << "" << false;
-        QTest::newRow("xcb asked for, no display") << ""
-                                                   << ""
-                                                   << "xcb" << true;
-        QTest::newRow("wayland;xcb asked for, no display") << ""
-                                                           << ""
-                                                           << "wayland;xcb" << true;
-        QTest::newRow("offscreen asked for") << ""
-                                             << ""
-                                             << "offscreen" << false;
-        QTest::newRow("vnc with options") << ""
-                                          << ""
-                                          << "vnc:size=800x600" << false;
-    }
-
     void noDisplay()
     {
-        QFETCH(QString, display);
-        QFETCH(QString, wayland);
-        QFETCH(QString, platform);
-        QFETCH(bool, refused);
-        QCOMPARE(!StartupCheck::noDisplayMessage(display, wayland, platform).isEmpty(), refused);
+        // DISPLAY, WAYLAND_DISPLAY, QT_QPA_PLATFORM, refused
+        const struct
+        {
+            const char *display, *wayland, *platform;
+            bool refused;
+        } cases[] = {{"", "", "", true},
+                     {":0", "", "", false},
+                     {"", "wayland-0", "", false},
+                     {"", "", "xcb", true},
+                     {"", "", "wayland;xcb", true},
+                     {"", "", "offscreen", false},
+                     {"", "", "vnc:size=800x600", false}};
+        for (const auto& c : cases) {
+            QVERIFY2(StartupCheck::noDisplayMessage(c.display, c.wayland, c.platform).isEmpty() != c.refused,
+                     qPrintable((QStringList{c.display, c.wayland, c.platform}.join('|'))));
+        }
     }
 
     // The real program, plainly started or with an argument it does not know, on no display at all.

@@ -17,13 +17,9 @@ QByteArray feed(const QList<QByteArray>& versions)
 {
     QByteArray items;
     for (const QByteArray& v : versions) {
-        items += "<item><title>Version " + v +
-                 "</title>"
-                 "<sparkle:releaseNotesLink>https://example.test/notes/" +
-                 v +
-                 ".html</sparkle:releaseNotesLink>"
-                 "<enclosure url=\"https://example.test/VerrinPlus-" +
-                 v + ".tar.gz\" sparkle:version=\"" + v + "\" type=\"application/octet-stream\"/></item>";
+        items += "<item><title>Version " + v + "</title><sparkle:releaseNotesLink>https://example.test/notes/" + v +
+                 ".html</sparkle:releaseNotesLink><enclosure url=\"https://example.test/VerrinPlus-" + v +
+                 ".tar.gz\" sparkle:version=\"" + v + "\" type=\"application/octet-stream\"/></item>";
     }
     return "<?xml version=\"1.0\" encoding=\"utf-8\"?>"
            "<rss version=\"2.0\" xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\">"

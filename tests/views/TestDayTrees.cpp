@@ -20,11 +20,6 @@ QDateTime at(const QString& text)
     return util::sql_to_datetime(text);
 }
 
-AppStruct app(const QString& path, const QString& name, const QString& title)
-{
-    return AppStruct{name, path, name, title, QIcon()};
-}
-
 // Every node shows its own time, and inner nodes hold the sum of their children.
 bool consistent(const TreeItem* parent, int* sum = nullptr)
 {
@@ -162,37 +157,21 @@ private slots:
         QCOMPARE(model.rowCount(), 0);
         QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
         QSignalSpy expand(&model, &TreeModel::expandNode);
-
-        // 10 s more stay below the minute: written, not shown.
-        const int small = DayFixture::addEntry(editor, "other", "2026-11-15 13:00:00", "2026-11-15 13:00:10");
-        model.addTime(at("2026-11-15 13:00:00"), at("2026-11-15 13:00:10"),
-                      app("/usr/share/applications/editor.desktop", "Editor", "other"), editor, small);
+        // 10 s more stay below the minute; 20 s more bring notes.txt to 70 s: it shows with the whole day.
+        record(model, editor, "other", "2026-11-15 13:00:00", "2026-11-15 13:00:10");
         QCOMPARE(model.rowCount(), 0);
-
-        // 20 s more bring notes.txt to 70 s: the title shows with the whole day, not only the last piece.
-        const int id = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 14:00:00", "2026-11-15 14:00:20");
-        model.addTime(at("2026-11-15 14:00:00"), at("2026-11-15 14:00:20"),
-                      app("/usr/share/applications/editor.desktop", "Editor", "notes.txt"), editor, id);
+        record(model, editor, "notes.txt", "2026-11-15 14:00:00", "2026-11-15 14:00:20");
         QCOMPARE(DayFixture::outline(model.root()), expected);
         QVERIFY(consistent(model.root()));
         QCOMPARE(model.getTotalTime(), 70);
         QCOMPARE(zero.count(), 1);
         QVERIFY(expand.count() >= 1);
-
-        // A rebuild shows the same.
         model.refreshTree();
         QCOMPARE(DayFixture::outline(model.root()), expected);
-
-        // Later pieces of a shown title go in (the second without asking the database again), a hidden
-        // title of the same application stays hidden, and a rebuild agrees.
-        const auto add = [&](const QString& title, const QString& start, const QString& end) {
-            const int piece = DayFixture::addEntry(editor, title, start, end);
-            model.addTime(at(start), at(end), app("/usr/share/applications/editor.desktop", "Editor", title), editor,
-                          piece);
-        };
-        add("notes.txt", "2026-11-15 15:00:00", "2026-11-15 15:00:10");
-        add("other", "2026-11-15 15:00:10", "2026-11-15 15:00:20");
-        add("notes.txt", "2026-11-15 15:00:20", "2026-11-15 15:00:25");
+        // Later pieces of a shown title go in, a hidden title stays hidden, and a rebuild agrees.
+        record(model, editor, "notes.txt", "2026-11-15 15:00:00", "2026-11-15 15:00:10");
+        record(model, editor, "other", "2026-11-15 15:00:10", "2026-11-15 15:00:20");
+        record(model, editor, "notes.txt", "2026-11-15 15:00:20", "2026-11-15 15:00:25");
         QCOMPARE(model.getTotalTime(), 85);
         const QString live = DayFixture::outline(model.root());
         model.refreshTree();
@@ -205,20 +184,15 @@ private slots:
         TreeModel model(false);
         model.initTree(kDay, 0);
         model.setFilter(QStringLiteral("notes"));
-        const auto add = [&](int appId, const QString& path, const QString& title, const QString& start,
-                             const QString& end) {
-            const int id = DayFixture::addEntry(appId, title, start, end);
-            model.addTime(at(start), at(end), app(path, "X", title), appId, id);
-        };
-        add(terminal, "/usr/bin/term", "notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00"); // ignored
-        add(editor, "/e", "notes", "2026-11-16 08:00:00", "2026-11-16 08:01:00");              // another day
-        add(editor, "/e", "report", "2026-11-15 08:00:00", "2026-11-15 08:01:00");             // filtered out
+        record(model, terminal, "notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00"); // ignored
+        record(model, editor, "notes", "2026-11-16 08:00:00", "2026-11-16 08:01:00");   // another day
+        record(model, editor, "report", "2026-11-15 08:00:00", "2026-11-15 08:01:00");  // filtered out
         QCOMPARE(model.rowCount(), 0);
-        add(editor, "/e", "my notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00");
+        record(model, editor, "my notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00");
         QCOMPARE(model.getTotalTime(), 60);
         TreeModel linked(true);
         linked.initTree(kDay, 0);
-        linked.addTime(at("2026-11-15 08:00:00"), at("2026-11-15 08:01:00"), app("/e", "X", "t"), editor, 99);
+        announce(linked, editor, 99, "t", "2026-11-15 08:00:00", "2026-11-15 08:01:00");
         QCOMPARE(linked.rowCount(), 0);
     }
 
@@ -228,38 +202,32 @@ private slots:
         TreeModel model(false);
         QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
         model.initTree(kDay, 0);
-        const AppStruct notes = app("/usr/share/applications/editor.desktop", "Editor", "notes.txt");
-
-        // A row read from the database counts as counted: announcing it again adds nothing...
-        model.addTime(at("2026-11-15 09:00:00"), at("2026-11-15 09:00:50"), notes, editor, built);
+        // A row read from the database counts as counted: announcing it again adds nothing, a longer
+        // announcement only the difference.
+        announce(model, editor, built, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");
         QCOMPARE(model.getTotalTime(), 50);
-        // ...and a longer announcement adds only the difference.
         DayFixture::setEnd(built, "2026-11-15 09:01:10");
-        model.addTime(at("2026-11-15 09:00:00"), at("2026-11-15 09:01:10"), notes, editor, built);
+        announce(model, editor, built, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:01:10");
         QCOMPARE(model.getTotalTime(), 70);
-
         // The stretch in progress, persisted every minute and finally closed.
-        const int open = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:01:00");
-        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:01:00"), notes, editor, open);
-        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:01:00"), notes, editor, open);
+        const int open = record(model, editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:01:00");
+        announce(model, editor, open, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:01:00");
         DayFixture::setEnd(open, "2026-11-15 10:02:30");
-        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:02:30"), notes, editor, open);
+        announce(model, editor, open, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:02:30");
         QCOMPARE(DayFixture::outline(model.root()),
                  QStringLiteral("Editor=220[notes.txt=220#%1,%2]").arg(built).arg(open));
         QVERIFY(consistent(model.root()));
         QCOMPARE(model.getTotalTime(), 220);
         model.refreshTree();
         QCOMPARE(model.getTotalTime(), 220);
-
         // With a threshold: the piece that made the title cross is counted once too.
         TreeModel hiding(false);
         hiding.initTree(kDay, 300);
-        const int late = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 11:00:00", "2026-11-15 11:01:30");
-        hiding.addTime(at("2026-11-15 11:00:00"), at("2026-11-15 11:01:30"), notes, editor, late);
+        const int late = record(hiding, editor, "notes.txt", "2026-11-15 11:00:00", "2026-11-15 11:01:30");
         QCOMPARE(hiding.getTotalTime(), 310);
-        hiding.addTime(at("2026-11-15 11:00:00"), at("2026-11-15 11:01:30"), notes, editor, late);
+        announce(hiding, editor, late, "notes.txt", "2026-11-15 11:00:00", "2026-11-15 11:01:30");
         DayFixture::setEnd(late, "2026-11-15 11:01:40");
-        hiding.addTime(at("2026-11-15 11:00:00"), at("2026-11-15 11:01:40"), notes, editor, late);
+        announce(hiding, editor, late, "notes.txt", "2026-11-15 11:00:00", "2026-11-15 11:01:40");
         QCOMPARE(hiding.getTotalTime(), 320);
         QVERIFY(consistent(hiding.root()));
     }
@@ -270,11 +238,8 @@ private slots:
         model.setGroupByHour(true);
         model.initTree(kDay, 0);
         QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
-        const AppStruct notes = app("/e", "Editor", "notes.txt");
-        const int a = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:59:50", "2026-11-15 10:00:00");
-        model.addTime(at("2026-11-15 09:59:50"), at("2026-11-15 10:00:00"), notes, editor, a);
-        const int b = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
-        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:00:05"), notes, editor, b);
+        const int a = record(model, editor, "notes.txt", "2026-11-15 09:59:50", "2026-11-15 10:00:00");
+        const int b = record(model, editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
         QCOMPARE(zero.count(), 1);
         QCOMPARE(
             DayFixture::outline(model.root()),
@@ -297,7 +262,7 @@ private slots:
         QCOMPARE(model.rowCount(), 0);
         QCOMPARE(zero.count(), 2);
         // Rows that left the tree count afresh when they come back.
-        model.addTime(at("2026-11-15 10:00:00"), at("2026-11-15 10:00:05"), notes, editor, b);
+        announce(model, editor, b, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
         QCOMPARE(model.getTotalTime(), 5);
     }
 
@@ -482,39 +447,34 @@ private slots:
 
     void rangeReportsAddUp_data()
     {
-        QTest::addColumn<QString>("by");
-        QTest::addColumn<QString>("format");
+        QTest::addColumn<QString>("how");          // grouping and format
         QTest::addColumn<QStringList>("expected"); // lines that must be there
-        QTest::newRow("by day, text") << "day"
-                                      << "text"
+        QTest::newRow("by day, text") << "day text"
                                       << QStringList{"2026-11-14       0:01:00    0:00:00    0:01:00",
                                                      "2026-11-15       0:46:12    0:10:00    0:36:12",
                                                      "2026-11-16       0:00:40    0:00:00    0:00:40",
                                                      "Total            0:47:52    0:10:00    0:37:52"};
         // A stretch over midnight counts on its start day; the most time comes first.
         QTest::newRow("by application, csv")
-            << "application"
-            << "csv"
+            << "application csv"
             << QStringList{"application,total_seconds,linked_seconds,unlinked_seconds\r", "Away Time,1800,0,1800\r",
                            "Editor,940,600,340\r", "Terminal,132,0,132\r"};
-        QTest::newRow("by title, csv quotes") << "title"
-                                              << "csv" << QStringList{"Editor,\"say \"\"hi\"\", then go\",10,0,10\r"};
-        QTest::newRow("by task, json") << "task"
-                                       << "json"
+        QTest::newRow("by title, csv quotes")
+            << "title csv" << QStringList{"Editor,\"say \"\"hi\"\", then go\",10,0,10\r"};
+        QTest::newRow("by task, json") << "task json"
                                        << QStringList{"\"task\": \"(not linked)\"", "\"total_seconds\": 2872"};
     }
 
     void rangeReportsAddUp()
     {
-        QFETCH(QString, by);
-        QFETCH(QString, format);
+        QFETCH(QString, how);
         QFETCH(QStringList, expected);
         addStandardDay();
         DayFixture::addEntry(editor, "say \"hi\", then go", "2026-11-16 10:00:00", "2026-11-16 10:00:10");
         RangeReport::By grouping = RangeReport::By::Day;
-        QVERIFY(RangeReport::parseBy(by, &grouping));
+        QVERIFY(RangeReport::parseBy(how.section(' ', 0, 0), &grouping));
         DayReport::Format output = DayReport::Format::Text;
-        QVERIFY(DayReport::parseFormat(format, &output));
+        QVERIFY(DayReport::parseFormat(how.section(' ', 1), &output));
         QString error;
         const QString text = RangeReport::render(QDate(2026, 11, 14), QDate(2026, 11, 16), grouping, output, &error);
         QVERIFY2(error.isEmpty(), qPrintable(error));
@@ -559,6 +519,21 @@ private slots:
     }
 
 private:
+    // Announces a row to the model as the recorder does after writing it.
+    void announce(TreeModel& model, int appId, int id, const QString& title, const QString& start, const QString& end)
+    {
+        const QString path = appId == terminal ? "/usr/bin/term" : "/usr/share/applications/editor.desktop";
+        const QString name = appId == terminal ? "Terminal" : "Editor";
+        model.addTime(at(start), at(end), AppStruct{name, path, name, title, QIcon()}, appId, id);
+    }
+
+    int record(TreeModel& model, int appId, const QString& title, const QString& start, const QString& end)
+    {
+        const int id = DayFixture::addEntry(appId, title, start, end);
+        announce(model, appId, id, title, start, end);
+        return id;
+    }
+
     void addStandardDay()
     {
         DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");      // 1

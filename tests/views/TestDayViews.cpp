@@ -165,10 +165,6 @@ private slots:
         QCOMPARE(views->unlinkedModel()->getTotalTime(), 400);
 
         // Filtering from the projects side leaves the day tree's open and closed nodes as they were.
-        auto appNode = [this](const QString& name) {
-            QAbstractItemModel* model = ui.appList->model();
-            return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
-        };
         ui.appList->expandAll();
         ui.appList->collapse(appNode("Editor"));
         ui.editFilterProjects->setText("budget");
@@ -213,27 +209,22 @@ private slots:
         const int editor = DayFixture::addApp("/usr/bin/long", "Long");
         DayFixture::addEntry(editor, "a whole day and more", "2026-11-16 00:00:00", "2026-11-17 01:00:00");
         window->resize(1100, 700);
-        window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        showWindow();
         views->refreshUnlinked();
         QCOMPARE(views->unlinkedModel()->getTotalTime(), 90000 + 400);
-        for (TimeTree* view : {ui.appList}) {
-            const QFontMetrics metrics(view->font());
-            const QAbstractItemModel* model = view->model();
-            // The day's longest text (more than 25 hours) fits whole, with no elision.
-            const QModelIndex longNode =
-                model->match(model->index(0, 0), Qt::DisplayRole, QStringLiteral("Long"), 1, Qt::MatchExactly).value(0);
-            const QString longest = longNode.siblingAtColumn(1).data().toString();
-            QCOMPARE(longest, util::format_time(90000));
-            QVERIFY(view->columnWidth(1) > metrics.horizontalAdvance(longest));
-            QVERIFY(view->columnWidth(1) < 3 * metrics.horizontalAdvance(longest));
-            // The title column takes all the rest.
-            int used = 0;
-            for (int column = 0; column < view->header()->count(); ++column) {
-                used += view->header()->isSectionHidden(column) ? 0 : view->columnWidth(column);
-            }
-            QCOMPARE(used, view->viewport()->width());
+        TimeTree* view = ui.appList;
+        const QFontMetrics metrics(view->font());
+        // The day's longest text (more than 25 hours) fits whole, with no elision.
+        const QString longest = appNode("Long").siblingAtColumn(1).data().toString();
+        QCOMPARE(longest, util::format_time(90000));
+        QVERIFY(view->columnWidth(1) > metrics.horizontalAdvance(longest));
+        QVERIFY(view->columnWidth(1) < 3 * metrics.horizontalAdvance(longest));
+        // The title column takes all the rest.
+        int used = 0;
+        for (int column = 0; column < view->header()->count(); ++column) {
+            used += view->header()->isSectionHidden(column) ? 0 : view->columnWidth(column);
         }
+        QCOMPARE(used, view->viewport()->width());
         // Back to short times, the column shrinks again.
         ui.calendar->setSelectedDate(day.addDays(1));
         QVERIFY(ui.appList->columnWidth(1) <
@@ -242,10 +233,6 @@ private slots:
 
     void excludeBuildsOnceKeepingCollapsedNodes()
     {
-        auto appNode = [this](const QString& name) {
-            QAbstractItemModel* model = ui.appList->model();
-            return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
-        };
         const int third = DayFixture::addApp("/usr/bin/third", "Third");
         DayFixture::addEntry(third, "third", "2026-11-16 15:00:00", "2026-11-16 15:00:30");
         views->refreshUnlinked();
@@ -303,8 +290,7 @@ private slots:
     void timelinePicksWhatIsClickedOrSpanned()
     {
         window->resize(1000, 700);
-        window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        showWindow();
         DayTimeline* line = ui.timeline;
         line->rebuild();
         const auto rectOf = [line](int id) {
@@ -336,8 +322,7 @@ private slots:
         QCOMPARE(selectedTitles(ui.linkedEntries), QStringList{"ticket"});
     }
 
-    // Recording adds a row every few seconds. The strip takes such a row by itself while it is on screen,
-    // and while it is hidden only notes that it is behind: the first paint after showing must catch up.
+    // A recorded row: taken at once while the strip is shown, caught up at the first paint when hidden.
     void timelineFollowsRecordingAndCatchesUpWhenShown_data()
     {
         QTest::addColumn<bool>("shown");
@@ -356,8 +341,7 @@ private slots:
         QFETCH(QString, expected);
         DayTimeline* line = ui.timeline;
         if (shown) {
-            window->show();
-            QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+            showWindow();
             QTRY_VERIFY(!line->isStale()); // the first paint read the trees
         } else {
             QVERIFY(line->isStale());
@@ -380,8 +364,7 @@ private slots:
 
         QCOMPARE(line->isStale(), !shown);
         if (!shown) {
-            window->show();
-            QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+            showWindow();
             // Nothing but the paint on showing reads the trees again.
             QTRY_VERIFY(!line->isStale());
         }
@@ -391,12 +374,10 @@ private slots:
         QCOMPARE(live, drawn(line));
     }
 
-    // The total's label keeps its size between texts, so the window is not laid out again at every
-    // recorded stretch; a longer total must still get the room it needs.
+    // The total's label keeps its size between texts (no relayout per stretch) but grows for a longer one.
     void totalLabelShowsLongerTotalsWhole()
     {
-        window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        showWindow();
         TotalTimeLabel* label = ui.labelTotalTime;
         for (const QString& text :
              {QStringLiteral("0:00:01"), QStringLiteral("9:59:59"), QStringLiteral("1234:56:58")}) {
@@ -410,6 +391,18 @@ private slots:
     }
 
 private:
+    void showWindow()
+    {
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    }
+
+    QModelIndex appNode(const QString& name) const
+    {
+        QAbstractItemModel* model = ui.appList->model();
+        return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
+    }
+
     QStringList topLevelNames(const TreeModel* model) const
     {
         QStringList names;

@@ -113,7 +113,7 @@ private slots:
         QTest::addColumn<QList<int>>("signalAfterStep");
         QTest::addColumn<QString>("text");
         QTest::newRow("add, add more, remove all") << QList<int>{10, 5, -15} << QList<int>{1, 1, 2} << "0 s";
-        QTest::newRow("no change from zero") << QList<int>{0, 60} << QList<int>{0, 1} << "1 m 0 s";
+        QTest::newRow("no change from zero, then one second") << QList<int>{0, 1} << QList<int>{0, 1} << "1 s";
         QTest::newRow("down but not to zero") << QList<int>{3600, -1} << QList<int>{1, 1} << "59 m 59 s";
     }
 
