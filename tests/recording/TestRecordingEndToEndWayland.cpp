@@ -19,8 +19,8 @@ private slots:
         }
         const QString alpha = QStringLiteral("Alpha – report.odt");
         const QString beta = QStringLiteral("Beta \"quoted\" 東京");
-        QVERIFY(sway.openWindow(QStringLiteral("verrin-e2e-alpha"), alpha));
-        QVERIFY(sway.openWindow(QStringLiteral("verrin-e2e-beta"), beta));
+        QVERIFY(sway.windows.open(QStringLiteral("verrin-e2e-alpha"), alpha));
+        QVERIFY(sway.windows.open(QStringLiteral("verrin-e2e-beta"), beta));
         QVERIFY(sway.focus(QStringLiteral("verrin-e2e-alpha")));
 
         // The program's own windows stay offscreen, so they never take the focus from the test's.
