@@ -67,12 +67,11 @@ private slots:
         const QString editorEntry = applications.filePath("verrin-test-editor.desktop");
         const QString executable = QFileInfo(QStringLiteral(WAYLAND_TEST_WINDOW)).canonicalFilePath();
         // KWin names the process, so an application without an entry is its executable, as on X11.
-        QTest::newRow("entry") << "verrin-test-editor"
-                               << "Test Editor" << editorEntry << "Notes — draft 1";
-        QTest::newRow("no entry") << "verrin-test-viewer"
-                                  << "verrin-test-viewer" << executable << "Report 'Q3' \"final\"";
-        QTest::newRow("back again") << "verrin-test-editor"
-                                    << "Test Editor" << editorEntry << "Notes — draft 1";
+        const auto row = [](const char* tag, const QString& appId, const QString& name, const QString& path,
+                            const QString& title) { QTest::newRow(tag) << appId << name << path << title; };
+        row("entry", "verrin-test-editor", "Test Editor", editorEntry, "Notes — draft 1");
+        row("no entry", "verrin-test-viewer", "verrin-test-viewer", executable, "Report 'Q3' \"final\"");
+        row("back again", "verrin-test-editor", "Test Editor", editorEntry, "Notes — draft 1");
     }
 
     void frontWindow()

@@ -76,13 +76,14 @@ private slots:
         const QString executable = QFileInfo(QStringLiteral(WAYLAND_TEST_WINDOW)).canonicalFilePath();
         // An app id with a desktop entry is recorded under the entry. Without one, the executable
         // when sway names the process, else the app id.
-        QTest::newRow("entry") << "verrin-test-editor"
-                               << "Test Editor" << editorEntry << editorEntry << "Notes — draft 1";
-        QTest::newRow("no entry") << "verrin-test-viewer"
-                                  << "verrin-test-viewer" << executable << "wayland-app-id:verrin-test-viewer"
-                                  << "Report 'Q3' \"final\"";
-        QTest::newRow("back again") << "verrin-test-editor"
-                                    << "Test Editor" << editorEntry << editorEntry << "Notes — draft 1";
+        const auto row = [](const char* tag, const QString& appId, const QString& name, const QString& path,
+                            const QString& plainPath, const QString& title) {
+            QTest::newRow(tag) << appId << name << path << plainPath << title;
+        };
+        row("entry", "verrin-test-editor", "Test Editor", editorEntry, editorEntry, "Notes — draft 1");
+        row("no entry", "verrin-test-viewer", "verrin-test-viewer", executable, "wayland-app-id:verrin-test-viewer",
+            "Report 'Q3' \"final\"");
+        row("back again", "verrin-test-editor", "Test Editor", editorEntry, editorEntry, "Notes — draft 1");
     }
 
     void frontWindow()
