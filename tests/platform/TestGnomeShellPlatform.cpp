@@ -7,6 +7,7 @@
 #include "wayland/GnomeShellPlatform.h"
 
 #include <QCoreApplication>
+#include <QDBusMessage>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -39,6 +40,19 @@ private:
     std::unique_ptr<GnomeShellPlatform> newPlatform(const QString& connection)
     {
         return std::make_unique<GnomeShellPlatform>(bus.connect(connection), QStringList{applications.path()});
+    }
+
+    // The backend on `connection` has taken in every answer sent to it so far: a round trip on its
+    // connection, then the deliveries Qt queued for them.
+    void settle(const QString& connection)
+    {
+        QDBusMessage ask =
+            QDBusMessage::createMethodCall("org.gnome.Mutter.IdleMonitor", "/org/gnome/Mutter/IdleMonitor/Core",
+                                           "org.gnome.Mutter.IdleMonitor", "GetIdletime");
+        QVERIFY(bus.connect(connection).call(ask, QDBus::Block, timeoutMs).type() == QDBusMessage::ReplyMessage);
+        for (int i = 0; i < 10; ++i) {
+            QCoreApplication::processEvents();
+        }
     }
 
 private slots:
@@ -110,9 +124,13 @@ private slots:
     void idleComesAndGoes()
     {
         QCOMPARE(platform->idleSeconds(), 0);
+        const int watches = desktop->idle.watchCount();
         for (int round = 0; round < 2; ++round) { // the idle watch stays; the activity watch is renewed
             desktop->idle.idleFor(5000);
             QTRY_VERIFY_WITH_TIMEOUT(platform->idleSeconds() >= 1, timeoutMs);
+            // Back only once the activity watch is in place and its id known: a return before is not seen.
+            QTRY_COMPARE_WITH_TIMEOUT(desktop->idle.watchCount(), watches + 1, timeoutMs);
+            settle("verrin-gnome-platform");
             desktop->idle.userActive();
             QTRY_COMPARE_WITH_TIMEOUT(platform->idleSeconds(), 0, timeoutMs);
         }
@@ -128,8 +146,10 @@ private slots:
         auto late = newPlatform("verrin-gnome-late");
         QVERIFY(late->idleSeconds() >= 120);
         QTRY_COMPARE_WITH_TIMEOUT(desktop->idle.watchCount(), before + 3, timeoutMs); // its idle + activity
-        late.reset();
+        settle("verrin-gnome-late");
+        late.reset(); // and both its watches go with it
         QTRY_COMPARE_WITH_TIMEOUT(desktop->idle.watchCount(), before + 1, timeoutMs);
+        settle("verrin-gnome-platform");
         desktop->idle.userActive();
         QTRY_COMPARE_WITH_TIMEOUT(platform->idleSeconds(), 0, timeoutMs);
     }
