@@ -72,7 +72,7 @@ int main(int argc, char** argv)
             std::printf("KWinPlatform: skipped, %s\n", qPrintable(whyNot));
         } else {
             KWinPlatform platform(kwin.connect(QStringLiteral("bench-kwin")), QFile::encodeName(kwin.waylandSocket()));
-            if (!platform.isSupported() || !kwin.openWindow(QStringLiteral("verrin-bench"), title) ||
+            if (!platform.isSupported() || !kwin.windows.open(QStringLiteral("verrin-bench"), title) ||
                 !waitFor(platform, title)) {
                 std::fprintf(stderr, "bench_desktop_probes: KWin did not report the window: %s\n",
                              qPrintable(platform.unsupportedReason()));

@@ -32,7 +32,7 @@ int main(int argc, char** argv)
         return 0;
     }
     const QString title = QStringLiteral("Benchmark window \u2014 a document.txt");
-    if (!sway.openWindow(QStringLiteral("verrin-bench"), title)) {
+    if (!sway.windows.open(QStringLiteral("verrin-bench"), title)) {
         std::fprintf(stderr, "bench_wlroots_probe: the test window did not map\n");
         return 1;
     }

@@ -51,35 +51,36 @@ private slots:
     void initTestCase()
     {
         QVERIFY(root.isValid());
-        QVERIFY(writeFile(bin() + "/gamma tool", "#!/bin/sh\n", true));
-        QVERIFY(writeFile(bin() + "/deltaprog", "#!/bin/sh\n", true));
-        QVERIFY(writeFile(bin() + "/python3", "#!/bin/sh\n", true));
-        QVERIFY(writeFile(bin() + "/epsilon", "#!/bin/sh\n", true));
+        for (const char* program : {"gamma tool", "deltaprog", "python3", "epsilon"}) {
+            QVERIFY(writeFile(bin() + "/" + program, "#!/bin/sh\n", true));
+        }
         QFile::link(bin() + "/deltaprog", bin() + "/delta-link");
-
-        QVERIFY(writeFile(system() + "/alpha.desktop", entry("Name=Alpha\nStartupWMClass=AlphaWin\nExec=alpha\n")));
-        QVERIFY(writeFile(system() + "/Beta.desktop", entry("Name=Beta System\n")));
-        QVERIFY(writeFile(system() + "/gamma.desktop",
-                          entry("Name=Gamma\nExec=env GAMMA=1 \"" + bin().toUtf8() + "/gamma tool\" --flag %F\n")));
-        QVERIFY(writeFile(system() + "/delta.desktop", entry("Name=Delta\nExec=deltaprog %u\n")));
-        QVERIFY(
-            writeFile(system() + "/linked.desktop", entry("Name=Linked\nTryExec=" + bin().toUtf8() + "/delta-link\n")));
-        QVERIFY(writeFile(system() + "/script-a.desktop", entry("Name=Script A\nExec=python3 a.py\n")));
-        QVERIFY(writeFile(system() + "/script-b.desktop", entry("Name=Script B\nExec=python3 b.py\n")));
-        QVERIFY(writeFile(system() + "/epsilon.desktop", entry("Name=Epsilon\nExec=epsilon\n")));
-        QVERIFY(writeFile(system() + "/epsilon-tools.desktop", entry("Name=Epsilon Tools\nExec=epsilon --tools\n")));
-        QVERIFY(writeFile(system() + "/kde/zeta.desktop", entry("Name=Zeta\n")));
-        QVERIFY(writeFile(system() + "/garbage.desktop", QByteArray("\x7f"
-                                                                    "ELF\0\0\x01\x02 garbage",
-                                                                    16)));
-        QVERIFY(
-            writeFile(system() + "/link.desktop", "[Desktop Entry]\nType=Link\nName=Web\nURL=https://example.org\n"));
-        QVERIFY(writeFile(system() + "/empty.desktop", ""));
-        QVERIFY(writeFile(system() + "/shadowed.desktop", entry("Name=Shadowed System\nStartupWMClass=Shadow\n")));
+        const QByteArray binPath = bin().toUtf8();
         // The user's own folder comes first: it overrides and hides system entries of the same id.
-        QVERIFY(writeFile(user() + "/Beta.desktop", entry("Hidden=true\n")));
-        QVERIFY(writeFile(user() + "/shadowed.desktop", entry("Name=Shadowed User\nStartupWMClass=Shadow\n")));
-        QVERIFY(writeFile(root.filePath("elsewhere/launched.desktop"), entry("Name=Launched\nName[de]=Gestartet\n")));
+        const QList<QPair<const char*, QByteArray>> files = {
+            {"system/alpha.desktop", entry("Name=Alpha\nStartupWMClass=AlphaWin\nExec=alpha\n")},
+            {"system/Beta.desktop", entry("Name=Beta System\n")},
+            {"system/gamma.desktop", entry("Name=Gamma\nExec=env GAMMA=1 \"" + binPath + "/gamma tool\" --flag %F\n")},
+            {"system/delta.desktop", entry("Name=Delta\nExec=deltaprog %u\n")},
+            {"system/linked.desktop", entry("Name=Linked\nTryExec=" + binPath + "/delta-link\n")},
+            {"system/script-a.desktop", entry("Name=Script A\nExec=python3 a.py\n")},
+            {"system/script-b.desktop", entry("Name=Script B\nExec=python3 b.py\n")},
+            {"system/epsilon.desktop", entry("Name=Epsilon\nExec=epsilon\n")},
+            {"system/epsilon-tools.desktop", entry("Name=Epsilon Tools\nExec=epsilon --tools\n")},
+            {"system/kde/zeta.desktop", entry("Name=Zeta\n")},
+            {"system/garbage.desktop", QByteArray("\x7f"
+                                                  "ELF\0\0\x01\x02 garbage",
+                                                  16)},
+            {"system/link.desktop", "[Desktop Entry]\nType=Link\nName=Web\nURL=https://example.org\n"},
+            {"system/empty.desktop", ""},
+            {"system/shadowed.desktop", entry("Name=Shadowed System\nStartupWMClass=Shadow\n")},
+            {"user/Beta.desktop", entry("Hidden=true\n")},
+            {"user/shadowed.desktop", entry("Name=Shadowed User\nStartupWMClass=Shadow\n")},
+            {"elsewhere/launched.desktop", entry("Name=Launched\nName[de]=Gestartet\n")},
+        };
+        for (const auto& [path, content] : files) {
+            QVERIFY(writeFile(root.filePath(QLatin1String(path)), content));
+        }
     }
 
     void parsing_data()

@@ -52,8 +52,8 @@ private slots:
         QVERIFY(scriptLoaded(platform->pluginName()));
         QVERIFY2(platform->idleProtocol() == "ext_idle_notifier_v1" || platform->idleProtocol() == "org_kde_kwin_idle",
                  platform->idleProtocol().constData());
-        QVERIFY(kwin.openWindow("verrin-test-editor", "Notes — draft 1"));
-        QVERIFY(kwin.openWindow("verrin-test-viewer", "Report 'Q3' \"final\""));
+        QVERIFY(kwin.windows.open("verrin-test-editor", "Notes — draft 1"));
+        QVERIFY(kwin.windows.open("verrin-test-viewer", "Report 'Q3' \"final\""));
     }
 
     void cleanupTestCase() { platform.reset(); }
@@ -67,12 +67,11 @@ private slots:
         const QString editorEntry = applications.filePath("verrin-test-editor.desktop");
         const QString executable = QFileInfo(QStringLiteral(WAYLAND_TEST_WINDOW)).canonicalFilePath();
         // KWin names the process, so an application without an entry is its executable, as on X11.
-        QTest::newRow("entry") << "verrin-test-editor"
-                               << "Test Editor" << editorEntry << "Notes — draft 1";
-        QTest::newRow("no entry") << "verrin-test-viewer"
-                                  << "verrin-test-viewer" << executable << "Report 'Q3' \"final\"";
-        QTest::newRow("back again") << "verrin-test-editor"
-                                    << "Test Editor" << editorEntry << "Notes — draft 1";
+        const auto row = [](const char* tag, const QString& appId, const QString& name, const QString& path,
+                            const QString& title) { QTest::newRow(tag) << appId << name << path << title; };
+        row("entry", "verrin-test-editor", "Test Editor", editorEntry, "Notes — draft 1");
+        row("no entry", "verrin-test-viewer", "verrin-test-viewer", executable, "Report 'Q3' \"final\"");
+        row("back again", "verrin-test-editor", "Test Editor", editorEntry, "Notes — draft 1");
     }
 
     void frontWindow()
@@ -87,14 +86,14 @@ private slots:
         QVERIFY(front.valid);
         QCOMPARE(front.name, name);
         QCOMPARE(front.path, path);
-        QCOMPARE(front.pid, kwin.window(appId)->process->processId());
+        QCOMPARE(front.pid, kwin.windows.find(appId)->process->processId());
     }
 
     void titleFollowsWindow()
     {
         QVERIFY(kwin.activate("Notes — draft 1"));
         QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 1"), timeoutMs);
-        kwin.retitle("verrin-test-editor", "Notes — draft 2 ✓");
+        kwin.windows.retitle("verrin-test-editor", "Notes — draft 2 ✓");
         QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 2 ✓"), timeoutMs);
         QCOMPARE(platform->foregroundWindow().name, QString("Test Editor"));
     }

@@ -79,19 +79,19 @@ private slots:
         const int gnome = DesktopStandIns::GnomeShell | DesktopStandIns::IdleMonitor;
         const int mutterOnly = DesktopStandIns::IdleMonitor;
         const QString noCompositor = "Cannot connect to the Wayland compositor";
-        QTest::newRow("plasma") << QByteArray("KDE") << kwin << false << "kwin"
-                                << "";
-        QTest::newRow("plasma, script refused") << QByteArray("KDE") << kwin << true << ""
-                                                << "KWin did not take VerrinPlus's window script";
+        const auto row = [](const char* tag, const char* desktop, int services, bool refuses, const char* chosen,
+                            const QString& reason) {
+            QTest::newRow(tag) << QByteArray(desktop) << services << refuses << QString(chosen) << reason;
+        };
+        row("plasma", "KDE", kwin, false, "kwin", "");
+        row("plasma, script refused", "KDE", kwin, true, "", "KWin did not take VerrinPlus's window script");
         // Another compositor in a session that calls itself KDE: the wlroots path decides.
-        QTest::newRow("plasma without kwin") << QByteArray("KDE") << 0 << false << "" << noCompositor;
-        QTest::newRow("gnome") << QByteArray("ubuntu:GNOME") << gnome << false << "gnome"
-                               << "";
-        QTest::newRow("gnome without extension")
-            << QByteArray("GNOME") << mutterOnly << false << ""
-            << "Recording on GNOME (Wayland) needs the VerrinPlus GNOME Shell extension";
+        row("plasma without kwin", "KDE", 0, false, "", noCompositor);
+        row("gnome", "ubuntu:GNOME", gnome, false, "gnome", "");
+        row("gnome without extension", "GNOME", mutterOnly, false, "",
+            "Recording on GNOME (Wayland) needs the VerrinPlus GNOME Shell extension");
         // KWin on the bus but not the desktop named: not asked.
-        QTest::newRow("sway beside kwin") << QByteArray("sway") << kwin << false << "" << noCompositor;
+        row("sway beside kwin", "sway", kwin, false, "", noCompositor);
     }
 
     void desktopBackends()

@@ -55,8 +55,8 @@ private slots:
         QVERIFY2(platform->idleProtocol() == "ext_idle_notifier_v1" || platform->idleProtocol() == "org_kde_kwin_idle",
                  platform->idleProtocol().constData());
 
-        QVERIFY(sway.openWindow("verrin-test-editor", "Notes — draft 1"));
-        QVERIFY(sway.openWindow("verrin-test-viewer", "Report 'Q3' \"final\""));
+        QVERIFY(sway.windows.open("verrin-test-editor", "Notes — draft 1"));
+        QVERIFY(sway.windows.open("verrin-test-viewer", "Report 'Q3' \"final\""));
     }
 
     void cleanupTestCase()
@@ -76,13 +76,14 @@ private slots:
         const QString executable = QFileInfo(QStringLiteral(WAYLAND_TEST_WINDOW)).canonicalFilePath();
         // An app id with a desktop entry is recorded under the entry. Without one, the executable
         // when sway names the process, else the app id.
-        QTest::newRow("entry") << "verrin-test-editor"
-                               << "Test Editor" << editorEntry << editorEntry << "Notes — draft 1";
-        QTest::newRow("no entry") << "verrin-test-viewer"
-                                  << "verrin-test-viewer" << executable << "wayland-app-id:verrin-test-viewer"
-                                  << "Report 'Q3' \"final\"";
-        QTest::newRow("back again") << "verrin-test-editor"
-                                    << "Test Editor" << editorEntry << editorEntry << "Notes — draft 1";
+        const auto row = [](const char* tag, const QString& appId, const QString& name, const QString& path,
+                            const QString& plainPath, const QString& title) {
+            QTest::newRow(tag) << appId << name << path << plainPath << title;
+        };
+        row("entry", "verrin-test-editor", "Test Editor", editorEntry, editorEntry, "Notes — draft 1");
+        row("no entry", "verrin-test-viewer", "verrin-test-viewer", executable, "wayland-app-id:verrin-test-viewer",
+            "Report 'Q3' \"final\"");
+        row("back again", "verrin-test-editor", "Test Editor", editorEntry, editorEntry, "Notes — draft 1");
     }
 
     void frontWindow()
@@ -98,7 +99,7 @@ private slots:
         QVERIFY(front.valid);
         QCOMPARE(front.name, name);
         QCOMPARE(front.path, path);
-        QCOMPARE(front.pid, sway.window(appId)->process->processId());
+        QCOMPARE(front.pid, sway.windows.find(appId)->process->processId());
 
         QTRY_COMPARE_WITH_TIMEOUT(plain->foregroundWindow().title, title, timeoutMs);
         QCOMPARE(plain->foregroundWindow().name, name);
@@ -110,17 +111,17 @@ private slots:
     {
         QVERIFY(sway.focus("verrin-test-editor"));
         QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 1"), timeoutMs);
-        sway.retitle("verrin-test-editor", "Notes — draft 2 ✓");
+        sway.windows.retitle("verrin-test-editor", "Notes — draft 2 ✓");
         QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 2 ✓"), timeoutMs);
         QCOMPARE(platform->foregroundWindow().name, QString("Test Editor"));
     }
 
     void closedWindowLeavesFront()
     {
-        HeadlessSway::Window* temporary = sway.openWindow("verrin-test-temporary", "Short-lived");
+        WaylandTestWindows::Window* temporary = sway.windows.open("verrin-test-temporary", "Short-lived");
         QVERIFY(temporary);
         QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Short-lived"), timeoutMs);
-        sway.closeWindow(temporary);
+        sway.windows.close(temporary);
         // sway gives the focus to a remaining window; the closed one must never be reported again.
         QTRY_VERIFY_WITH_TIMEOUT(platform->foregroundWindow().valid &&
                                      platform->foregroundWindow().title != QLatin1String("Short-lived"),

@@ -43,25 +43,19 @@ private slots:
         QTest::addColumn<QString>("start");
         QTest::addColumn<QString>("end");
         QTest::addColumn<qint64>("seconds");
-        QTest::newRow("ordinary day") << "2026-03-28 10:00:00"
-                                      << "2026-03-28 11:00:00" << qint64(3600);
-        QTest::newRow("spring: over the skipped hour") << "2026-03-29 01:50:00"
-                                                       << "2026-03-29 03:10:00" << qint64(1200);
-        QTest::newRow("spring: a whole day") << "2026-03-29 00:00:00"
-                                             << "2026-03-30 00:00:00" << qint64(82800);
-        QTest::newRow("autumn: over the change") << "2026-10-25 02:50:00"
-                                                 << "2026-10-25 02:10:00" << qint64(1200);
-        QTest::newRow("autumn: within one pass") << "2026-10-25 02:10:00"
-                                                 << "2026-10-25 02:40:00" << qint64(1800);
+        const auto row = [](const char* tag, const char* start, const char* end, qint64 seconds) {
+            QTest::newRow(tag) << QString::fromLatin1(start) << QString::fromLatin1(end) << seconds;
+        };
+        row("ordinary day", "2026-03-28 10:00:00", "2026-03-28 11:00:00", 3600);
+        row("spring: over the skipped hour", "2026-03-29 01:50:00", "2026-03-29 03:10:00", 1200);
+        row("spring: a whole day", "2026-03-29 00:00:00", "2026-03-30 00:00:00", 82800);
+        row("autumn: over the change", "2026-10-25 02:50:00", "2026-10-25 02:10:00", 1200);
+        row("autumn: within one pass", "2026-10-25 02:10:00", "2026-10-25 02:40:00", 1800);
         // No row the recorder writes spans a change, so both ends read with one offset where they can.
-        QTest::newRow("autumn: into the repeated hour, one offset") << "2026-10-25 01:50:00"
-                                                                    << "2026-10-25 02:10:00" << qint64(1200);
-        QTest::newRow("autumn: out of the repeated hour") << "2026-10-25 02:30:00"
-                                                          << "2026-10-25 03:30:00" << qint64(3600);
-        QTest::newRow("autumn: a whole day") << "2026-10-25 00:00:00"
-                                             << "2026-10-26 00:00:00" << qint64(90000);
-        QTest::newRow("end before start") << "2026-05-01 10:00:00"
-                                          << "2026-05-01 09:00:00" << qint64(0);
+        row("autumn: into the repeated hour, one offset", "2026-10-25 01:50:00", "2026-10-25 02:10:00", 1200);
+        row("autumn: out of the repeated hour", "2026-10-25 02:30:00", "2026-10-25 03:30:00", 3600);
+        row("autumn: a whole day", "2026-10-25 00:00:00", "2026-10-26 00:00:00", 90000);
+        row("end before start", "2026-05-01 10:00:00", "2026-05-01 09:00:00", 0);
     }
 
     void elapsedSeconds()
@@ -127,11 +121,9 @@ private slots:
         QVERIFY(f.opened);
         QSqlQuery insert;
         QVERIFY(insert.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/e', 'Editor')")));
-        insert.prepare(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
-                                      "('notes', 1, :start, :end)"));
-        insert.bindValue(QStringLiteral(":start"), start);
-        insert.bindValue(QStringLiteral(":end"), end);
-        QVERIFY(insert.exec());
+        QVERIFY(insert.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
+                                           "('notes', 1, '%1', '%2')")
+                                .arg(start, end)));
         const int id = insert.lastInsertId().toInt();
         const QDate day = QDate::fromString(start.left(10), Qt::ISODate);
         const int real = 1200;

@@ -28,21 +28,15 @@ private slots:
 
     void cleanup() { f.reset(); }
 
-    // A scenario is a list of steps, run on a recorder that starts with the editor in front showing
-    // "notes.txt", idle detection on with a five-minute limit and the clock at 09:00:00:
-    //   start, stop       the recording switch          tick [N]   move the clock N (1) seconds and tick
-    //   ticks N           N one-second ticks            away N     N ticks without input (idle grows)
-    //   back              input again (idle 0)          idle N     N more seconds without input, no tick
-    //   clock N           move the clock only           limit N    the idle limit in minutes
-    //   title T, app A    the window's title or name    browser [T], none   another window, or none
-    //   no idle, no cleanup   idle detection or title clean-up off
+    // A scenario is a list of steps (see run()), on a recorder that starts with the editor in front
+    // showing "notes.txt", idle detection on with a five-minute limit and the clock at 09:00:00.
     void scenario_data()
     {
         QTest::addColumn<QString>("steps");
         QTest::addColumn<QStringList>("rows");
-        QTest::addColumn<QStringList>("awayMessages");
-        const auto row = [](const char* tag, const char* steps, const QStringList& rows, const QStringList& away = {}) {
-            QTest::newRow(tag) << steps << rows << away;
+        QTest::addColumn<QStringList>("messages"); // away reports, then status messages
+        const auto row = [](const char* tag, const char* steps, const QStringList& rows, const QStringList& said = {}) {
+            QTest::newRow(tag) << steps << rows << said;
         };
         const QString notes = QStringLiteral("Editor: notes.txt");
         row("an hour in one window is one row", "start, tick 0, ticks 3599, browser, tick",
@@ -108,60 +102,36 @@ private slots:
         row("a clock set back keeps what was stored",
             "start, tick 0, ticks 150, tick -3600, ticks 10, clock -3600, stop",
             {"08:02:30-08:02:40 " + notes, "09:00:00-09:02:30 " + notes});
+        const QString gone = QStringLiteral("No desktop to ask");
+        row("an unsupported desktop writes nothing", "gone, start, ticks 120, stop", {}, {gone});
+        row("a desktop lost ends the stretch at the last good tick", "start, tick 0, ticks 30, gone, ticks 90, stop",
+            {"09:00:00-09:00:30 " + notes}, {gone});
+        // The rest of a stretch whose stored row was changed meanwhile is a new row from where it ended.
+        row("a row linked while open is left alone", "start, tick 0, ticks 200, sql link, ticks 100, browser, tick",
+            {"09:00:00-09:03:00 " + notes, "09:03:00-09:05:01 " + notes});
+        row("a row deleted while open is left alone", "start, tick 0, ticks 200, sql delete, ticks 100, browser, tick",
+            {"09:03:00-09:05:01 " + notes});
     }
 
     void scenario()
     {
         QFETCH(QString, steps);
         QFETCH(QStringList, rows);
-        QFETCH(QStringList, awayMessages);
+        QFETCH(QStringList, messages);
         QSignalSpy written(&f->recorder, &Recorder::entryWritten);
         QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
-        for (const QString& step : steps.split(QStringLiteral(", "))) {
-            const QString word = step.section(QLatin1Char(' '), 0, 0);
-            const QString rest = step.section(QLatin1Char(' '), 1);
-            const int n = rest.isEmpty() ? 1 : rest.toInt();
-            const ForegroundWindow window = f->platform.window;
-            if (word == QLatin1String("start")) {
-                f->recorder.start();
-            } else if (word == QLatin1String("stop")) {
-                f->recorder.stop();
-            } else if (word == QLatin1String("tick")) {
-                f->tick(n);
-            } else if (word == QLatin1String("ticks") || word == QLatin1String("away")) {
-                f->ticks(n, word == QLatin1String("away"));
-            } else if (word == QLatin1String("back")) {
-                f->platform.idle = 0;
-            } else if (word == QLatin1String("idle")) {
-                f->platform.idle += n;
-            } else if (word == QLatin1String("clock")) {
-                f->clock.advance(n);
-            } else if (word == QLatin1String("limit")) {
-                Registry::instance()->setIdleLimit(n);
-            } else if (word == QLatin1String("title")) {
-                f->platform.setWindow(window.valid ? window.name : QStringLiteral("Editor"), kEditor, rest);
-            } else if (word == QLatin1String("app")) {
-                f->platform.setWindow(rest, kEditor, window.title);
-            } else if (word == QLatin1String("browser")) {
-                f->platform.setWindow(QStringLiteral("Browser"), kBrowser,
-                                      rest.isEmpty() ? QStringLiteral("News") : rest);
-            } else if (word == QLatin1String("none")) {
-                f->platform.setNoWindow();
-            } else if (step == QLatin1String("no cleanup")) {
-                Registry::instance()->setTitleCleanupEnabled(false);
-            } else if (step == QLatin1String("no idle")) {
-                Registry::instance()->setIdleEnabled(false);
-            } else {
-                QFAIL(qPrintable(QStringLiteral("unknown step ") + step));
-            }
-        }
+        QSignalSpy status(&f->recorder, &Recorder::statusMessage);
+        run(steps);
         QCOMPARE(timeline(), rows);
-        QStringList messages;
+        QStringList said;
         for (const QList<QVariant>& signal : away) {
             QCOMPARE(signal[0].toString(), QStringLiteral("Away time detected"));
-            messages << signal[1].toString();
+            said << signal[1].toString();
         }
-        QCOMPARE(messages, awayMessages);
+        for (const QList<QVariant>& signal : status) {
+            said << signal[0].toString();
+        }
+        QCOMPARE(said, messages);
         // The views hear of finished stretches with the stored row's id and final times.
         const QList<StoredRow> stored = storedRows();
         QSet<int> announced;
@@ -189,20 +159,17 @@ private slots:
 
     void awayIsReportedOnReturn()
     {
-        f->recorder.start();
-        f->tick(0);
-        f->ticks(600);
+        run(QStringLiteral("start, tick 0, ticks 600"));
         // While the user is active the desktop is asked about once per idle limit, not at every tick.
         QVERIFY2(f->platform.idleQuestions <= 3, qPrintable(QString::number(f->platform.idleQuestions)));
         QCOMPARE(EntryWriter::idleAppId(), 0); // the away application is stored with the first away time
         QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
-        f->ticks(20 * 60, true);
+        run(QStringLiteral("away 1200"));
         QVERIFY(f->recorder.isIdle());
         QCOMPARE(f->recorder.currentApp().path, kIdlePath);
         QCOMPARE(f->recorder.awayStartText(), QStringLiteral("at 09:10:00"));
         QCOMPARE(away.size(), 0);
-        f->platform.idle = 0;
-        f->tick(0);
+        run(QStringLiteral("back, tick 0"));
         QVERIFY(!f->recorder.isIdle());
         QCOMPARE(away.size(), 1);
         QCOMPARE(storedRows()[1].path, kIdlePath);
@@ -212,9 +179,7 @@ private slots:
     void theOpenStretchIsStoredEveryMinute()
     {
         QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-        f->recorder.start();
-        f->tick(0);
-        f->ticks(59);
+        run(QStringLiteral("start, tick 0, ticks 59"));
         QCOMPARE(countRows(QStringLiteral("entries")), 0);
 
         // From then on the stored end is never more than a minute behind.
@@ -228,8 +193,7 @@ private slots:
         const int storedId = storedRows()[0].id;
         QCOMPARE(written.size(), 0);
 
-        browser();
-        f->ticks(1);
+        run(QStringLiteral("browser, tick"));
         const QList<StoredRow> rows = storedRows();
         QCOMPARE(rows.size(), 1);
         QCOMPARE(rows[0].id, storedId);
@@ -238,121 +202,37 @@ private slots:
         QCOMPARE(written[0][4].toInt(), storedId);
 
         // flush() stores the new stretch at once without ending it.
-        f->ticks(5);
+        run(QStringLiteral("ticks 5"));
         f->recorder.flush();
         QCOMPARE(storedRows().size(), 2);
         QCOMPARE(storedRows()[1].end, f->clock.now());
         QCOMPARE(written.size(), 1);
     }
 
-    void anUnsupportedDesktopWritesNothing()
-    {
-        f->platform.supported = false;
-        f->platform.reason = QStringLiteral("Wayland sessions are not supported yet");
-        QSignalSpy status(&f->recorder, &Recorder::statusMessage);
-        QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-        f->recorder.start();
-        QVERIFY(f->recorder.isRecordingStatus());
-        f->ticks(120);
-        f->recorder.stop();
-        QCOMPARE(status.size(), 1);
-        QCOMPARE(status[0][0].toString(), f->platform.reason);
-        QCOMPARE(written.size(), 0);
-        QCOMPARE(countRows(QStringLiteral("entries")), 0);
-        QCOMPARE(f->platform.probes, 0);
-    }
-
-    void aDesktopLostWhileRecordingEndsAtTheLastGoodTick()
-    {
-        QSignalSpy status(&f->recorder, &Recorder::statusMessage);
-        browser();
-        f->recorder.start();
-        f->tick(0);
-        f->ticks(30); // seen until 09:00:30
-        f->platform.supported = false;
-        f->platform.reason = QStringLiteral("Lost the connection to the Wayland compositor");
-        f->ticks(90);
-        f->recorder.stop();
-        const QList<StoredRow> rows = storedRows();
-        QCOMPARE(rows.size(), 1);
-        QCOMPARE(rows[0].start, f->at(9, 0, 0));
-        QCOMPARE(rows[0].end, f->at(9, 0, 30));
-        QCOMPARE(status.size(), 1);
-        QCOMPARE(status[0][0].toString(), f->platform.reason);
-    }
-
-    void aRowChangedWhileOpenIsLeftAlone_data()
-    {
-        QTest::addColumn<QString>("change");
-        QTest::newRow("linked to a task") << "UPDATE entries SET ext_task_id = 7, ext_entry_id = 70";
-        QTest::newRow("deleted") << "DELETE FROM entries";
-    }
-
-    void aRowChangedWhileOpenIsLeftAlone()
-    {
-        QFETCH(QString, change);
-        QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-        f->recorder.start();
-        f->tick(0);
-        f->ticks(200); // stored up to 09:03:00
-        QSqlQuery query;
-        QVERIFY(query.exec(change));
-        const QList<StoredRow> before = storedRows();
-        f->ticks(100);
-        browser();
-        f->tick();
-
-        // The rest of the stretch is a new row that starts where the changed one ended.
-        QList<StoredRow> rows = storedRows();
-        QCOMPARE(rows.size(), before.size() + 1);
-        if (!before.isEmpty()) {
-            QCOMPARE(rows[0].end, f->at(9, 3));
-        }
-        QCOMPARE(rows.last().start, f->at(9, 3));
-        QCOMPARE(rows.last().end, f->at(9, 5, 1));
-        QCOMPARE(written.size(), 1);
-        QCOMPARE(written[0][0].toDateTime(), f->at(9, 3));
-        QCOMPARE(written[0][4].toInt(), rows.last().id);
-    }
-
     // A write that fails stops recording with one report; nothing recorded before it is lost, and what
     // was held goes in once the database takes writes again. The failure is a real SQLite refusal.
     void aFailingWriteHoldsTheTimeUntilWritingWorks_data()
     {
-        QTest::addColumn<int>("secondsBefore");
-        QTest::addColumn<QString>("failingStep");
+        QTest::addColumn<QString>("steps");
         QTest::addColumn<QString>("held");
-        QTest::newRow("at a window change") << 30 << "browser"
-                                            << "09:00:00-09:00:31 Editor: notes.txt";
-        QTest::newRow("storing the first minute") << 59 << "tick"
-                                                  << "09:00:00-09:01:00 Editor: notes.txt";
-        QTest::newRow("moving a stored end") << 119 << "tick"
-                                             << "09:00:00-09:02:00 Editor: notes.txt";
-        QTest::newRow("at pause") << 30 << "stop"
-                                  << "09:00:00-09:00:30 Editor: notes.txt";
+        QTest::newRow("at a window change") << "ticks 30, read-only, browser, tick"
+                                            << "09:00:00-09:00:31";
+        QTest::newRow("storing the first minute") << "ticks 59, read-only, tick"
+                                                  << "09:00:00-09:01:00";
+        QTest::newRow("moving a stored end") << "ticks 119, read-only, tick"
+                                             << "09:00:00-09:02:00";
+        QTest::newRow("at pause") << "ticks 30, read-only, stop"
+                                  << "09:00:00-09:00:30";
     }
 
     void aFailingWriteHoldsTheTimeUntilWritingWorks()
     {
-        QFETCH(int, secondsBefore);
-        QFETCH(QString, failingStep);
+        QFETCH(QString, steps);
         QFETCH(QString, held);
         QSignalSpy failed(&f->recorder, &Recorder::writeFailed);
         QSignalSpy recovered(&f->recorder, &Recorder::writeRecovered);
         QSignalSpy written(&f->recorder, &Recorder::entryWritten);
-        f->recorder.start();
-        f->tick(0);
-        f->ticks(secondsBefore);
-
-        setWritable(false);
-        if (failingStep == QLatin1String("browser")) {
-            browser();
-            f->tick();
-        } else if (failingStep == QLatin1String("tick")) {
-            f->tick();
-        } else {
-            f->recorder.stop();
-        }
+        run(QStringLiteral("start, tick 0, ") + steps);
         QVERIFY(!f->recorder.isRecordingStatus());
         QVERIFY(f->recorder.isWriteFailing());
         QCOMPARE(failed.size(), 1);
@@ -363,39 +243,92 @@ private slots:
         QCOMPARE(f->platform.probes, probes);
 
         // Recording again by hand while the database still refuses: held too, but not reported twice.
-        f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
-        f->recorder.start();
-        f->tick(0);
+        run(QStringLiteral("app Editor, title notes.txt, start, tick 0"));
         const QDateTime resumed = f->clock.now();
-        f->ticks(5);
-        f->recorder.stop();
+        run(QStringLiteral("ticks 5, stop"));
         QCOMPARE(failed.size(), 2);
         QCOMPARE(failed[1][1].toBool(), true);
         QVERIFY(!f->recorder.retryPending());
         QCOMPARE(f->recorder.pendingCount(), 2);
         QCOMPARE(recovered.size(), 0);
 
-        setWritable(true);
+        run(QStringLiteral("writable"));
         QVERIFY(f->recorder.retryPending());
         QCOMPARE(recovered.size(), 1);
         QCOMPARE(f->recorder.pendingCount(), 0);
         QVERIFY(!f->recorder.isWriteFailing());
-        const QString second = QStringLiteral("%1-%2 Editor: notes.txt")
-                                   .arg(resumed.toString(QStringLiteral("hh:mm:ss")),
-                                        resumed.addSecs(5).toString(QStringLiteral("hh:mm:ss")));
-        QCOMPARE(timeline(), QStringList({held, second}));
+        const QString hh = QStringLiteral("hh:mm:ss");
+        QCOMPARE(timeline(), QStringList({held + QStringLiteral(" Editor: notes.txt"),
+                                          QStringLiteral("%1-%2 Editor: notes.txt")
+                                              .arg(resumed.toString(hh), resumed.addSecs(5).toString(hh))}));
         QCOMPARE(written.size(), 2);
         QCOMPARE(written[0][4].toInt(), storedRows()[0].id);
     }
 
 private:
-    static void setWritable(bool on)
+    // Runs the steps of a scenario, separated by ", ":
+    //   start, stop       the recording switch          tick [N]   move the clock N (1) seconds and tick
+    //   ticks N           N one-second ticks            away N     N ticks without input (idle grows)
+    //   back              input again (idle 0)          idle N     N more seconds without input, no tick
+    //   clock N           move the clock only           limit N    the idle limit in minutes
+    //   title T, app A    the window's title or name    browser [T], none   another window, or none
+    //   no idle, no cleanup   idle detection or title clean-up off
+    //   gone              the desktop can no longer be asked
+    //   sql link, sql delete   the stored rows linked to a task, or deleted
+    //   read-only, writable    the database refuses writes, or takes them again
+    void run(const QString& steps)
     {
-        QSqlQuery query;
-        QVERIFY(query.exec(on ? QStringLiteral("PRAGMA query_only = 0") : QStringLiteral("PRAGMA query_only = 1")));
+        for (const QString& step : steps.split(QStringLiteral(", "))) {
+            const QString word = step.section(QLatin1Char(' '), 0, 0);
+            const QString rest = step.section(QLatin1Char(' '), 1);
+            const int n = rest.isEmpty() ? 1 : rest.toInt();
+            const ForegroundWindow window = f->platform.window;
+            QSqlQuery query;
+            if (word == QLatin1String("start")) {
+                f->recorder.start();
+                QVERIFY(f->recorder.isRecordingStatus());
+            } else if (word == QLatin1String("stop")) {
+                f->recorder.stop();
+            } else if (word == QLatin1String("tick")) {
+                f->tick(n);
+            } else if (word == QLatin1String("ticks") || word == QLatin1String("away")) {
+                f->ticks(n, word == QLatin1String("away"));
+            } else if (word == QLatin1String("back")) {
+                f->platform.idle = 0;
+            } else if (word == QLatin1String("idle")) {
+                f->platform.idle += n;
+            } else if (word == QLatin1String("clock")) {
+                f->clock.advance(n);
+            } else if (word == QLatin1String("limit")) {
+                Registry::instance()->setIdleLimit(n);
+            } else if (word == QLatin1String("title")) {
+                f->platform.setWindow(window.valid ? window.name : QStringLiteral("Editor"), kEditor, rest);
+            } else if (word == QLatin1String("app")) {
+                f->platform.setWindow(rest, kEditor, window.title);
+            } else if (word == QLatin1String("browser")) {
+                f->platform.setWindow(QStringLiteral("Browser"), kBrowser,
+                                      rest.isEmpty() ? QStringLiteral("News") : rest);
+            } else if (word == QLatin1String("none")) {
+                f->platform.setNoWindow();
+            } else if (word == QLatin1String("gone")) {
+                f->platform.supported = false;
+                f->platform.reason = QStringLiteral("No desktop to ask");
+            } else if (step == QLatin1String("sql link")) {
+                QVERIFY(query.exec(QStringLiteral("UPDATE entries SET ext_task_id = 7, ext_entry_id = 70")));
+            } else if (step == QLatin1String("sql delete")) {
+                QVERIFY(query.exec(QStringLiteral("DELETE FROM entries")));
+            } else if (word == QLatin1String("read-only") || word == QLatin1String("writable")) {
+                QVERIFY(query.exec(
+                    QStringLiteral("PRAGMA query_only = %1").arg(word == QLatin1String("read-only") ? 1 : 0)));
+            } else if (step == QLatin1String("no cleanup")) {
+                Registry::instance()->setTitleCleanupEnabled(false);
+            } else if (step == QLatin1String("no idle")) {
+                Registry::instance()->setIdleEnabled(false);
+            } else {
+                QFAIL(qPrintable(QStringLiteral("unknown step ") + step));
+            }
+        }
     }
-
-    void browser() { f->platform.setWindow(QStringLiteral("Browser"), kBrowser, QStringLiteral("News")); }
 
     std::unique_ptr<RecorderFixture> f;
 };

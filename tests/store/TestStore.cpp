@@ -9,72 +9,57 @@ namespace {
 QStringList schemaRows()
 {
     QStringList rows;
-    QSqlQuery query(QStringLiteral("SELECT type, name, sql FROM sqlite_master WHERE name NOT LIKE 'sqlite_%' "
-                                   "ORDER BY type, name"));
+    QSqlQuery query(QStringLiteral("SELECT type || '|' || name || '|' || sql FROM sqlite_master WHERE name NOT LIKE "
+                                   "'sqlite_%' ORDER BY type, name"));
     while (query.next()) {
-        rows << query.value(0).toString() + QLatin1Char('|') + query.value(1).toString() + QLatin1Char('|') +
-                    query.value(2).toString();
+        rows << query.value(0).toString();
     }
     return rows;
 }
+
+QString firstValue(const QString& sql)
+{
+    QSqlQuery query(sql);
+    return query.next() ? query.value(0).toString() : QStringLiteral("(no row)");
+}
 } // namespace
 
+// The stored texts of times and the small text helpers every query and export leans on.
 class TestStore : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void sqlToDateTime_data()
+    void sqlTimes()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QDateTime>("expected");
-        QTest::newRow("ordinary") << "2026-11-15 08:05:09" << QDateTime(QDate(2026, 11, 15), QTime(8, 5, 9));
-        QTest::newRow("midnight") << "2026-01-01 00:00:00" << QDateTime(QDate(2026, 1, 1), QTime(0, 0, 0));
-        QTest::newRow("last second") << "2026-12-31 23:59:59" << QDateTime(QDate(2026, 12, 31), QTime(23, 59, 59));
-        QTest::newRow("empty is null") << "" << QDateTime();
-    }
-
-    void sqlToDateTime()
-    {
-        QFETCH(QString, text);
-        QFETCH(QDateTime, expected);
-        const QDateTime got = util::sql_to_datetime(text);
-        QCOMPARE(got.isNull(), expected.isNull());
-        if (!expected.isNull()) {
-            QCOMPARE(got, expected);
-            QCOMPARE(got.time().msec(), 0);
-            // What we write is what we read back.
-            QCOMPARE(util::datetime_to_sql(got), text);
+        // What is written is what is read back, to the second.
+        for (const char* text : {"2026-01-01 00:00:00", "2026-11-15 08:05:09", "2026-12-31 23:59:59"}) {
+            const QDateTime read = util::sql_to_datetime(QString::fromLatin1(text));
+            QCOMPARE(read.time().msec(), 0);
+            QCOMPARE(util::datetime_to_sql(read), QString::fromLatin1(text));
         }
-    }
-
-    void sqlToDate()
-    {
+        QCOMPARE(util::sql_to_datetime(QStringLiteral("2026-11-15 08:05:09")),
+                 QDateTime(QDate(2026, 11, 15), QTime(8, 5, 9)));
         QCOMPARE(util::sql_to_date(QStringLiteral("2026-11-15")), QDate(2026, 11, 15));
+        QVERIFY(util::sql_to_datetime(QString()).isNull());
         QVERIFY(util::sql_to_date(QString()).isNull());
         // Garbage gives an invalid value, never a crash.
         QVERIFY(!util::sql_to_date(QStringLiteral("not a date")).isValid());
         QVERIFY(!util::sql_to_datetime(QStringLiteral("2026-13-45 99:99")).isValid());
     }
 
-    void formatTime_data()
-    {
-        QTest::addColumn<int>("seconds");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("zero") << 0 << "0 s";
-        QTest::newRow("59") << 59 << "59 s";
-        QTest::newRow("60") << 60 << "1 m 0 s";
-        QTest::newRow("3599") << 3599 << "59 m 59 s";
-        QTest::newRow("3600") << 3600 << "1 h 0 m 0 s";
-        QTest::newRow("3725") << 3725 << "1 h 2 m 5 s";
-        QTest::newRow("a long day") << 100000 << "27 h 46 m 40 s";
-    }
-
     void formatTime()
     {
-        QFETCH(int, seconds);
-        QFETCH(QString, expected);
-        QCOMPARE(util::format_time(seconds), expected);
+        const QList<QPair<int, const char*>> cases = {{0, "0 s"},
+                                                      {59, "59 s"},
+                                                      {60, "1 m 0 s"},
+                                                      {3599, "59 m 59 s"},
+                                                      {3600, "1 h 0 m 0 s"},
+                                                      {3725, "1 h 2 m 5 s"},
+                                                      {100000, "27 h 46 m 40 s"}};
+        for (const auto& [seconds, text] : cases) {
+            QCOMPARE(util::format_time(seconds), QString::fromLatin1(text));
+        }
     }
 
     void implode()
@@ -89,14 +74,11 @@ private slots:
         QTest::addColumn<QString>("pattern");
         QTest::addColumn<QStringList>("words");
         QTest::newRow("words and a phrase") << "red \"big dog\" cat" << QStringList{"red", "big dog", "cat"};
-        QTest::newRow("one word") << "report" << QStringList{"report"};
-        QTest::newRow("extra blanks") << "  a   b  " << QStringList{"a", "b"};
-        QTest::newRow("tabs") << "a\tb" << QStringList{"a", "b"};
+        QTest::newRow("blanks and tabs") << "  a \t  b  " << QStringList{"a", "b"};
         QTest::newRow("empty") << "" << QStringList{};
         QTest::newRow("blank") << "   " << QStringList{};
         QTest::newRow("unclosed quote") << "\"big dog cat" << QStringList{"big", "dog", "cat"};
         QTest::newRow("quote inside a word") << "it's \"x" << QStringList{"it's", "x"};
-        QTest::newRow("sql quote kept") << "O'Brien" << QStringList{"O'Brien"};
         QTest::newRow("unicode") << QStringLiteral("Größe 東京")
                                  << QStringList{QStringLiteral("Größe"), QStringLiteral("東京")};
     }
@@ -108,45 +90,29 @@ private slots:
         QCOMPARE(util::extractWords(pattern), words);
     }
 
-    void csvCell_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("cell");
-        QTest::newRow("plain") << "Editor"
-                               << "Editor";
-        QTest::newRow("empty") << ""
-                               << "";
-        QTest::newRow("comma") << "a,b"
-                               << "\"a,b\"";
-        QTest::newRow("quote") << "say \"hi\""
-                               << "\"say \"\"hi\"\"\"";
-        QTest::newRow("line break") << "a\nb"
-                                    << "\"a\nb\"";
-        QTest::newRow("leading blank") << " a"
-                                       << "\" a\"";
-        QTest::newRow("trailing blank") << "a "
-                                        << "\"a \"";
-        QTest::newRow("formula") << "=HYPERLINK(\"http://x\",\"y\")"
-                                 << "\"'=HYPERLINK(\"\"http://x\"\",\"\"y\"\")\"";
-        QTest::newRow("plus") << "+1"
-                              << "'+1";
-        QTest::newRow("minus") << "-2+3"
-                               << "'-2+3";
-        QTest::newRow("at") << "@SUM(A1)"
-                            << "'@SUM(A1)";
-        QTest::newRow("tab") << "\t=1"
-                             << "'\t=1";
-        QTest::newRow("carriage return") << "\r=1"
-                                         << "\"'\r=1\"";
-        QTest::newRow("formula sign inside") << "a=b"
-                                             << "a=b";
-    }
-
     void csvCell()
     {
-        QFETCH(QString, text);
-        QFETCH(QString, cell);
-        QCOMPARE(util::csv_cell(text), cell);
+        // Cells are quoted when they hold a separator, quote, line break or edge blank; a leading formula
+        // sign is disarmed with an apostrophe so a spreadsheet never runs it.
+        const QList<QPair<QString, QString>> cases = {
+            {"Editor", "Editor"},
+            {"", ""},
+            {"a,b", "\"a,b\""},
+            {"say \"hi\"", "\"say \"\"hi\"\"\""},
+            {"a\nb", "\"a\nb\""},
+            {" a", "\" a\""},
+            {"a ", "\"a \""},
+            {"=HYPERLINK(\"http://x\",\"y\")", "\"'=HYPERLINK(\"\"http://x\"\",\"\"y\"\")\""},
+            {"+1", "'+1"},
+            {"-2+3", "'-2+3"},
+            {"@SUM(A1)", "'@SUM(A1)"},
+            {"\t=1", "'\t=1"},
+            {"\r=1", "\"'\r=1\""},
+            {"a=b", "a=b"},
+        };
+        for (const auto& [text, cell] : cases) {
+            QCOMPARE(util::csv_cell(text), cell);
+        }
     }
 
     void schemaIsCreatedOnceAndExactly()
@@ -159,38 +125,24 @@ private slots:
             QString error;
             QVERIFY2(db.open(path, &error), qPrintable(error));
             first = schemaRows();
-            QSqlQuery mode(QStringLiteral("PRAGMA journal_mode"));
-            QVERIFY(mode.next());
-            QCOMPARE(mode.value(0).toString(), QStringLiteral("wal"));
-
-            QVERIFY(first.filter(QStringLiteral("index|start_idx|")).size() == 1);
-            QVERIFY(first.filter(QStringLiteral("index|end_idx|")).size() == 1);
+            QCOMPARE(firstValue(QStringLiteral("PRAGMA journal_mode")), QStringLiteral("wal"));
+            QCOMPARE(first.filter(QRegularExpression(QStringLiteral("^index\\|(start|end)_idx\\|"))).size(), 2);
             // The five tables every version has, and the link journal's two.
             QCOMPARE(first.filter(QRegularExpression(QStringLiteral("^table\\|"))).size(), 7);
             QSqlQuery insert;
             QVERIFY(insert.exec(QStringLiteral("INSERT INTO rules (name) VALUES ('r')")));
             // The defaults a rule row gets when only its name is given.
-            QSqlQuery defaults(QStringLiteral("SELECT title_rule || ' ' || date_rule || ' ' || seq || ' ' || active "
-                                              "FROM rules"));
-            QVERIFY(defaults.next());
-            QCOMPARE(defaults.value(0).toString(), QStringLiteral("and after 0 1"));
+            QCOMPARE(firstValue(QStringLiteral("SELECT title_rule || ' ' || date_rule || ' ' || seq || ' ' || active "
+                                               "FROM rules")),
+                     QStringLiteral("and after 0 1"));
         }
-        {
-            Database db;
-            QString error;
-            QVERIFY(db.open(path, &error));
-            QCOMPARE(schemaRows(), first);
-            QSqlQuery count(QStringLiteral("SELECT COUNT(*) FROM rules"));
-            QVERIFY(count.next());
-            QCOMPARE(count.value(0).toInt(), 1);
-        }
-    }
-
-    void unopenableFileReportsTheDriverText()
-    {
-        QTemporaryDir dir;
         Database db;
         QString error;
+        QVERIFY(db.open(path, &error));
+        QCOMPARE(schemaRows(), first);
+        QCOMPARE(firstValue(QStringLiteral("SELECT COUNT(*) FROM rules")), QStringLiteral("1"));
+        db.close();
+
         QVERIFY(!db.open(dir.filePath(QStringLiteral("missing/folder/verrinplus.sqlite")), &error));
         QVERIFY(!error.isEmpty());
         QVERIFY(!db.isOpen());

@@ -13,24 +13,11 @@ namespace {
 constexpr int startTimeoutMs = 30000;
 } // namespace
 
-HeadlessKWin::HeadlessKWin(QString windowProgram) : windows(std::move(windowProgram)) {}
-
 HeadlessKWin::~HeadlessKWin()
 {
     windows.closeAll();
     QDBusConnection::disconnectFromBus(QStringLiteral("verrin-kwin-control"));
-    if (kwin.state() != QProcess::NotRunning) {
-        kwin.terminate();
-        if (!kwin.waitForFinished(10000)) {
-            kwin.kill();
-            kwin.waitForFinished(5000);
-        }
-    }
-}
-
-QDBusConnection HeadlessKWin::control() const
-{
-    return bus.connect(QStringLiteral("verrin-kwin-control"));
+    endProcess(kwin);
 }
 
 bool HeadlessKWin::start(QString* whyNot)
@@ -40,7 +27,7 @@ bool HeadlessKWin::start(QString* whyNot)
         *whyNot = QStringLiteral("kwin_wayland is not installed (scripts/install-deps.sh installs it)");
         return false;
     }
-    if (!runtime.isValid() || !clientRuntime.isValid() || !bus.start(whyNot)) {
+    if (!bus.start(whyNot)) {
         return false;
     }
     // Debian gives kwin_wayland a file capability (to raise its scheduling limits) that containers
@@ -82,25 +69,11 @@ bool HeadlessKWin::start(QString* whyNot)
         *whyNot = "kwin_wayland cannot start here: " + QString::fromLocal8Bit(kwin.readAll().right(2000));
         return false;
     }
+    windows.environment = QProcessEnvironment::systemEnvironment();
+    windows.environment.insert("WAYLAND_DISPLAY", wayland);
+    windows.environment.insert("XDG_RUNTIME_DIR", clientRuntime.path());
+    windows.timeoutMs = startTimeoutMs;
     return true;
-}
-
-HeadlessKWin::Window* HeadlessKWin::openWindow(const QString& appId, const QString& title)
-{
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("WAYLAND_DISPLAY", wayland);
-    env.insert("XDG_RUNTIME_DIR", clientRuntime.path());
-    return windows.open(appId, title, env, startTimeoutMs);
-}
-
-HeadlessKWin::Window* HeadlessKWin::window(const QString& appId) const
-{
-    return windows.find(appId);
-}
-
-void HeadlessKWin::retitle(const QString& appId, const QString& title)
-{
-    windows.retitle(appId, title);
 }
 
 bool HeadlessKWin::activate(const QString& caption)

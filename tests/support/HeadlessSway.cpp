@@ -15,7 +15,7 @@ constexpr int startTimeoutMs = 20000;
 } // namespace
 
 HeadlessSway::HeadlessSway(QString windowProgram)
-    : swayRuntime(QDir::tempPath() + "/verrin-sway-XXXXXX"), windows(std::move(windowProgram))
+    : windows(std::move(windowProgram)), swayRuntime(QDir::tempPath() + "/verrin-sway-XXXXXX")
 {
 }
 
@@ -71,10 +71,6 @@ bool HeadlessSway::start(QString* whyNot)
         *whyNot = QStringLiteral("sway is not installed (scripts/install-deps.sh installs it)");
         return false;
     }
-    if (!swayRuntime.isValid() || !clientRuntime.isValid()) {
-        *whyNot = QStringLiteral("no temporary folder");
-        return false;
-    }
     QString error;
     const QStringList privileges = dropPrivileges(&error);
     if (!error.isEmpty()) {
@@ -82,10 +78,7 @@ bool HeadlessSway::start(QString* whyNot)
         return false;
     }
     QFile config(swayRuntime.filePath("config"));
-    if (!config.open(QIODevice::WriteOnly)) {
-        *whyNot = QStringLiteral("cannot write sway's configuration");
-        return false;
-    }
+    config.open(QIODevice::WriteOnly);
     config.write("xwayland disable\noutput HEADLESS-1 resolution 1280x720\n");
     config.close();
 
@@ -116,18 +109,9 @@ bool HeadlessSway::start(QString* whyNot)
         stop();
         return false;
     }
+    windows.environment = clientEnvironment();
+    windows.timeoutMs = startTimeoutMs;
     return true;
-}
-
-void HeadlessSway::stop()
-{
-    if (sway.state() != QProcess::NotRunning) {
-        sway.terminate();
-        if (!sway.waitForFinished(10000)) {
-            sway.kill();
-            sway.waitForFinished(5000);
-        }
-    }
 }
 
 QProcessEnvironment HeadlessSway::clientEnvironment() const
@@ -141,8 +125,9 @@ QProcessEnvironment HeadlessSway::clientEnvironment() const
     return env;
 }
 
-bool HeadlessSway::swaymsg(const QString& command)
+bool HeadlessSway::focus(const QString& appId)
 {
+    const QString command = QStringLiteral("[app_id=\"%1\"] focus").arg(appId);
     QProcess msg;
     msg.start(QStringLiteral("swaymsg"), {"-s", ipc, command});
     if (!msg.waitForFinished(10000) || msg.exitCode() != 0) {
@@ -150,29 +135,4 @@ bool HeadlessSway::swaymsg(const QString& command)
         return false;
     }
     return true;
-}
-
-bool HeadlessSway::focus(const QString& appId)
-{
-    return swaymsg(QStringLiteral("[app_id=\"%1\"] focus").arg(appId));
-}
-
-HeadlessSway::Window* HeadlessSway::openWindow(const QString& appId, const QString& title)
-{
-    return windows.open(appId, title, clientEnvironment(), startTimeoutMs);
-}
-
-HeadlessSway::Window* HeadlessSway::window(const QString& appId) const
-{
-    return windows.find(appId);
-}
-
-void HeadlessSway::retitle(const QString& appId, const QString& title)
-{
-    windows.retitle(appId, title);
-}
-
-void HeadlessSway::closeWindow(Window* window)
-{
-    windows.close(window);
 }

@@ -6,17 +6,12 @@
 #include <QString>
 #include <QTemporaryDir>
 
-#include <memory>
-#include <vector>
-
 // A headless sway of a test's own, with Qt client windows whose app ids and titles the test
 // chooses. sway refuses to run as root, so as root it runs as an unprivileged user created once for
 // this; root can still connect to that user's sockets. Everything started is ended by the destructor.
 class HeadlessSway
 {
 public:
-    using Window = WaylandTestWindows::Window;
-
     // `windowProgram` is the wayland_test_window executable.
     explicit HeadlessSway(QString windowProgram);
     ~HeadlessSway();
@@ -24,21 +19,17 @@ public:
     // Starts sway and waits until it listens. False, with the reason, when sway cannot run here.
     bool start(QString* whyNot);
     // Ends sway (its clients lose their connection).
-    void stop();
+    void stop() { endProcess(sway); }
 
     // The Wayland socket as an absolute path (a valid WAYLAND_DISPLAY) and sway's IPC socket.
     QString waylandSocket() const { return wayland; }
     QString ipcSocket() const { return ipc; }
     // An environment for Wayland clients of this sway: the test's own plus the sockets.
     QProcessEnvironment clientEnvironment() const;
-
-    bool swaymsg(const QString& command);
     bool focus(const QString& appId);
-    // Opens a window and waits until sway shows it (it then has the focus); null on failure.
-    Window* openWindow(const QString& appId, const QString& title);
-    Window* window(const QString& appId) const;
-    void retitle(const QString& appId, const QString& title);
-    void closeWindow(Window* window);
+
+    // Opened windows are shown by sway and have the focus.
+    WaylandTestWindows windows;
 
 private:
     QStringList dropPrivileges(QString* error);
@@ -49,5 +40,4 @@ private:
     QProcess sway;
     QString wayland;
     QString ipc;
-    WaylandTestWindows windows;
 };

@@ -1,13 +1,21 @@
 #pragma once
 
+#include "TempDataFolder.h"
 #include "store/util.h"
 
 #include <QDateTime>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QProcess>
+#include <QScopeGuard>
+#include <QSettings>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QString>
 #include <QTest>
+
+#include <csignal>
+#include <functional>
 
 // For tests that watch the real program record: what it has stored so far, read on a connection of
 // the test's own while the program may still be writing.
@@ -58,6 +66,62 @@ inline void letTimePass(int ms)
     QElapsedTimer timer;
     timer.start();
     QTRY_VERIFY_WITH_TIMEOUT(timer.hasExpired(ms), ms + 5000);
+}
+
+// The real program, recording from its start with idle detection off, in `env` on `data`: `alpha` is
+// in front for three seconds, then `toBeta` brings `beta` to the front for two, then SIGTERM. Both
+// stretches must be stored, touching, each ending when it ended on the wall clock. `started` runs once
+// the program is up. The stretches go to `a` and `b` for further checks.
+inline void recordTwoWindows(const TempDataFolder& data, QProcessEnvironment env, const QString& alpha,
+                             const QString& beta, const std::function<bool()>& started,
+                             const std::function<bool()>& toBeta, Stretch* a, Stretch* b)
+{
+    QDir().mkpath(data.dataFolder());
+    {
+        QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
+        ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
+        ini.setValue(QStringLiteral("Application/Started"), true);
+        ini.setValue(QStringLiteral("Application/IdleEnabled"), false);
+    }
+    env.insert(QStringLiteral("XDG_DATA_HOME"), data.path() + QStringLiteral("/data"));
+    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), data.path() + QStringLiteral("/runtime"));
+    env.insert(QStringLiteral("VERRINPLUS_UPDATE_FEED"), QString());
+    QProcess program;
+    auto endProgram = qScopeGuard([&program] {
+        program.kill();
+        program.waitForFinished(10000);
+    });
+    program.setProcessEnvironment(env);
+    program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    const QDateTime launched = QDateTime::currentDateTime();
+    program.start(QStringLiteral(VERRINPLUS_BINARY), QStringList());
+    QVERIFY(program.waitForStarted(10000));
+    QVERIFY(started());
+    const QString database = data.dataFolder() + QStringLiteral("/verrinplus.sqlite");
+
+    letTimePass(3000);
+    QVERIFY(toBeta());
+    const QDateTime switched = QDateTime::currentDateTime();
+    QTRY_VERIFY_WITH_TIMEOUT(find(database, alpha).end.isValid(), 20000);
+    letTimePass(2000);
+
+    const QDateTime terminated = QDateTime::currentDateTime();
+    ::kill(pid_t(program.processId()), SIGTERM);
+    QVERIFY(program.waitForFinished(20000));
+    QCOMPARE(program.exitCode(), 0);
+
+    *a = find(database, alpha);
+    *b = find(database, beta);
+    QVERIFY(a->end.isValid());
+    QVERIFY2(b->end.isValid(), "the stretch in progress at SIGTERM was lost");
+    // A tick sees a change within a second; one more second for a loaded machine.
+    const auto near = [](const QDateTime& recorded, const QDateTime& happened) {
+        return qAbs(recorded.secsTo(happened)) <= 2;
+    };
+    QVERIFY2(a->start >= launched.addSecs(-1), qPrintable(a->start.toString()));
+    QVERIFY2(near(a->end, switched), qPrintable(a->end.toString() + QLatin1Char(' ') + switched.toString()));
+    QVERIFY2(near(b->end, terminated), qPrintable(b->end.toString() + QLatin1Char(' ') + terminated.toString()));
+    QCOMPARE(b->start, a->end); // nothing lost between them
 }
 
 } // namespace StoredStretches

@@ -3,9 +3,20 @@
 #include <QDebug>
 #include <QTest>
 
-WaylandTestWindows::~WaylandTestWindows()
+void endProcess(QProcess& process, bool closeInput)
 {
-    closeAll();
+    if (process.state() == QProcess::NotRunning) {
+        return;
+    }
+    if (closeInput) {
+        process.closeWriteChannel();
+    } else {
+        process.terminate();
+    }
+    if (!process.waitForFinished(10000)) {
+        process.kill();
+        process.waitForFinished(5000);
+    }
 }
 
 void WaylandTestWindows::closeAll()
@@ -15,12 +26,9 @@ void WaylandTestWindows::closeAll()
     }
 }
 
-WaylandTestWindows::Window* WaylandTestWindows::open(const QString& appId, const QString& title,
-                                                     const QProcessEnvironment& environment, int timeoutMs)
+WaylandTestWindows::Window* WaylandTestWindows::open(const QString& appId, const QString& title)
 {
-    auto owned = std::make_unique<Window>();
-    Window* window = owned.get();
-    windows.push_back(std::move(owned));
+    Window* window = windows.emplace_back(std::make_unique<Window>()).get();
     window->appId = appId;
     window->process = std::make_unique<QProcess>();
     QProcessEnvironment env = environment;
@@ -58,10 +66,6 @@ void WaylandTestWindows::retitle(const QString& appId, const QString& title)
 
 void WaylandTestWindows::close(Window* window)
 {
-    window->process->closeWriteChannel(); // end of input closes it
-    if (!window->process->waitForFinished(5000)) {
-        window->process->kill();
-        window->process->waitForFinished(5000);
-    }
+    endProcess(*window->process, true); // end of input closes it
     std::erase_if(windows, [window](const auto& w) { return w.get() == window; });
 }
