@@ -80,17 +80,21 @@ void MutterIdleMonitor::watchForActivity()
     if (activeWatch != 0 || activityCall) {
         return;
     }
-    // Asynchronous: the answer arrives before any firing of the new watch, in the bus's order.
+    // Asynchronous. The bus sends the answer before any firing of the new watch, but Qt may hand the
+    // firing over first: onWatchFired keeps such firings until the answer names the watch.
     activityCall =
         new QDBusPendingCallWatcher(bus.asyncCall(idleCall(QStringLiteral("AddUserActiveWatch")), callTimeoutMs), this);
     connect(activityCall, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* call) {
         const QDBusPendingReply<uint> reply = *call;
-        if (reply.isValid()) {
+        if (reply.isValid() && firedBeforeAnswer.contains(reply.value())) {
+            idle = false; // the user came back already; Mutter removed the one-shot watch
+        } else if (reply.isValid()) {
             activeWatch = reply.value();
         } else {
             qWarning().noquote() << "Mutter's IdleMonitor refused to watch for activity:" << reply.error().message();
         }
         activityCall = nullptr;
+        firedBeforeAnswer.clear();
         call->deleteLater();
     });
 }
@@ -102,6 +106,8 @@ void MutterIdleMonitor::onWatchFired(uint id)
     } else if (id == activeWatch && activeWatch != 0) {
         activeWatch = 0; // one-shot: Mutter removes it after it fired
         idle = false;
+    } else if (activityCall) {
+        firedBeforeAnswer.append(id);
     }
 }
 

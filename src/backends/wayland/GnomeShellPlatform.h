@@ -6,6 +6,7 @@
 
 #include <QDBusConnection>
 #include <QElapsedTimer>
+#include <QList>
 #include <QObject>
 #include <QPointer>
 
@@ -39,6 +40,9 @@ private:
     uint idleWatch = 0;
     uint activeWatch = 0;
     QPointer<QDBusPendingCallWatcher> activityCall; // asked for, not answered yet
+    // Watches that fired while the activity watch's answer was still on its way: Qt may hand over the
+    // firing first, and without this the user's return would go unseen.
+    QList<uint> firedBeforeAnswer;
     bool idle = false;
     qint64 idleSinceMs = 0;
 };
