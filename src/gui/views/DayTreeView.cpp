@@ -326,23 +326,6 @@ bool DayTreeView::viewportEvent(QEvent* event)
            QTreeView::viewportEvent(event);
 }
 
-void DayTreeView::showEvent(QShowEvent* event)
-{
-    QTreeView::showEvent(event);
-    window()->installEventFilter(this); // once: installing again only moves the filter first
-}
-
-bool DayTreeView::eventFilter(QObject* watched, QEvent* event)
-{
-    // Rows the recorder added are laid out just before the window paints, not during the paint:
-    // laid out there, they ask for a second paint of the window, one more trip to the display server
-    // at every window switch.
-    if (event->type() == QEvent::UpdateRequest && watched == window()) {
-        executeDelayedItemsLayout();
-    }
-    return QTreeView::eventFilter(watched, event);
-}
-
 void DayTreeView::contextMenuEvent(QContextMenuEvent* event)
 {
     QModelIndex index;

@@ -49,8 +49,6 @@ public slots:
 protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
     bool viewportEvent(QEvent* event) override;
-    void showEvent(QShowEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
     void changeEvent(QEvent* event) override;
     // Shows the menu; tests read the menu instead of running it.
     virtual void execMenu(QMenu* menu, const QPoint& position);
