@@ -1,12 +1,9 @@
-#include "TestMain.h"
+#include "TestKit.h"
 #include "app/CommandLine.h"
 #include "app/DebugLog.h"
 #include "app/LocalZone.h"
 #include "app/WindowPolicy.h"
 
-#include <QFile>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTimeZone>
 
 using WindowPolicy::CloseAction;

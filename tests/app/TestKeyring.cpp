@@ -1,14 +1,9 @@
+#include "TestKit.h"
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDir>
-#include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
-#include <QSettings>
-#include <QTemporaryDir>
-#include <QTest>
 
-#include <memory>
 #include <signal.h>
 
 // The password and token of the window's start and close (keyring_helper) and of a command-line run

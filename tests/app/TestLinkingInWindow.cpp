@@ -1,6 +1,7 @@
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
+#include "TestKit.h"
 #include "app/DataPaths.h"
 #include "app/Registry.h"
 #include "app/SingleInstance.h"
@@ -16,18 +17,8 @@
 #include <QAction>
 #include <QComboBox>
 #include <QDialog>
-#include <QJsonArray>
-#include <QJsonObject>
 #include <QMessageBox>
-#include <QProcess>
 #include <QPushButton>
-#include <QSettings>
-#include <QSqlQuery>
-#include <QTest>
-#include <QTimer>
-
-#include <functional>
-#include <memory>
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "ManualClock.h"
 #include "ModalDialogHelper.h"
 #include "TempDataFolder.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "app/DataPaths.h"
 #include "app/Registry.h"
 #include "recording/Recorder.h"
@@ -20,15 +20,9 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
-#include <QSettings>
 #include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QStatusBar>
 #include <QSystemTrayIcon>
-#include <QTest>
-#include <QTimer>
-
-#include <memory>
 
 // The main window driven as a user would, on the offscreen platform (which has no system tray).
 class TestMainWindow : public QObject

@@ -1,14 +1,7 @@
 #include "TempDataFolder.h"
+#include "TestKit.h"
 #include "app/SingleInstance.h"
 #include "store/Database.h"
-
-#include <QDir>
-#include <QFileInfo>
-#include <QProcess>
-#include <QSettings>
-#include <QSignalSpy>
-#include <QSqlQuery>
-#include <QTest>
 
 #include <csignal>
 #include <sys/stat.h>

@@ -1,12 +1,8 @@
+#include "TestKit.h"
 #include "app/CredentialStore.h"
 #include "app/Registry.h"
 #include "app/SecretStore.h"
 #include "app/SettingsFile.h"
-
-#include <QFile>
-#include <QSettings>
-#include <QTemporaryDir>
-#include <QTest>
 
 // Settings as they travel between the INI file and the registry.
 class TestSettingsFile : public QObject

@@ -1,18 +1,13 @@
 #include "FakePrompter.h"
 #include "TempDataFolder.h"
+#include "TestKit.h"
 #include "app/StartupCheck.h"
 #include "store/Database.h"
 #include "store/DatabaseCheck.h"
 
 #include <QCryptographicHash>
-#include <QDir>
-#include <QFile>
-#include <QProcess>
 #include <QRandomGenerator>
 #include <QSqlDatabase>
-#include <QSqlQuery>
-#include <QStandardPaths>
-#include <QTest>
 
 #include <sys/stat.h>
 #include <unistd.h>

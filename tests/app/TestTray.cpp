@@ -1,12 +1,9 @@
 #include "TempDataFolder.h"
+#include "TestKit.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QDir>
-#include <QProcess>
-#include <QSettings>
-#include <QTest>
 
 // The real program beside a real system tray under Xvfb and openbox: an XEmbed tray (trayer) and a
 // StatusNotifier watcher on the session bus. Closing or hiding the window must leave the tray icon,

@@ -1,5 +1,5 @@
 #include "TempDataFolder.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "app/DataPaths.h"
 #include "dialogs/AboutDialog.h"
 #include "dialogs/SettingsDialog.h"
@@ -9,9 +9,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSignalSpy>
 #include <QSpinBox>
-#include <QTest>
 
 class TestSettingsAboutDialogs : public QObject
 {

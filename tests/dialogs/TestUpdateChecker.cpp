@@ -1,14 +1,12 @@
 #include "ModalDialogHelper.h"
 #include "StaticHttpServer.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "dialogs/UpdatePresenter.h"
 #include "updates/UpdateChecker.h"
 
 #include <QDialog>
 #include <QLabel>
 #include <QNetworkAccessManager>
-#include <QSignalSpy>
-#include <QTest>
 
 Q_DECLARE_METATYPE(UpdateInfo::Status)
 

@@ -1,13 +1,9 @@
 // Application identity without a display: desktop files in temporary folders and a fake /proc.
+#include "TestKit.h"
 #include "platform/ApplicationResolver.h"
 #include "platform/DesktopEntryIndex.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
-#include <QTest>
 
 #include <sys/time.h>
 #include <unistd.h>

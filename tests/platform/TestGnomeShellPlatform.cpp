@@ -3,23 +3,12 @@
 #include "DesktopStandIns.h"
 #include "FakePrompter.h"
 #include "PrivateBus.h"
+#include "TestKit.h"
 #include "wayland/GnomeShellExtension.h"
 #include "wayland/GnomeShellPlatform.h"
 
 #include <QCoreApplication>
 #include <QDBusMessage>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QStandardPaths>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <memory>
 
 namespace {
 constexpr int timeoutMs = 10000;

@@ -2,15 +2,10 @@
 // real Wayland client windows: the script VerrinPlus loads into KWin must report what the test
 // activates, through KWin's real scripting API and callDBus.
 #include "HeadlessKWin.h"
+#include "TestKit.h"
 #include "wayland/KWinPlatform.h"
 
 #include <QDBusMessage>
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <memory>
 
 namespace {
 constexpr int timeoutMs = 20000;

@@ -1,15 +1,13 @@
 // The backend choice outside an X11 session (offscreen Qt stands in for "no X11 display").
 #include "DesktopStandIns.h"
 #include "PrivateBus.h"
+#include "TestKit.h"
 #include "platform/Platform.h"
 #include "wayland/GnomeShellPlatform.h"
 #include "wayland/KWinPlatform.h"
 #include "wayland/WlrootsPlatform.h"
 
 #include <QApplication>
-#include <QFile>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QWidget>
 
 class TestPlatformFactory : public QObject

@@ -3,18 +3,9 @@
 // connect to that user's socket. The test's own Qt stays offscreen: the backend keeps a connection
 // of its own.
 #include "HeadlessSway.h"
+#include "TestKit.h"
 #include "platform/Platform.h"
 #include "wayland/WlrootsPlatform.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QProcess>
-#include <QStandardPaths>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <memory>
 
 namespace {
 constexpr int timeoutMs = 20000;

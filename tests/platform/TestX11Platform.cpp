@@ -1,19 +1,11 @@
 // The X11 backend against a real X server with a real window manager (run under run-x11.sh).
+#include "TestKit.h"
 #include "X11TestWindow.h"
 #include "x11/X11Platform.h"
 
 #include <QApplication>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QImage>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QWidget>
-
-#include <memory>
-#include <vector>
 
 namespace {
 void writeFile(const QString& path, const QByteArray& data)

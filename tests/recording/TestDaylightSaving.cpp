@@ -1,10 +1,9 @@
 #include "RecorderFixture.h"
+#include "TestKit.h"
 #include "reports/DayQueries.h"
 #include "reports/TreeModel.h"
 #include "rules/RuleStore.h"
 
-#include <QSqlQuery>
-#include <QTest>
 #include <QTimeZone>
 
 namespace {

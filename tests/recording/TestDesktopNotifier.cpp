@@ -1,8 +1,8 @@
+#include "TestKit.h"
 #include "recording/DesktopNotifier.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QTest>
 
 namespace {
 // A notification service on its own bus connection, so the program's call really crosses the bus.

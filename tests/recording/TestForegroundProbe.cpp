@@ -1,12 +1,9 @@
 #include "FakePlatform.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "app/Registry.h"
 #include "recording/AppIcons.h"
 #include "recording/ForegroundProbe.h"
 #include "recording/TitleCleanup.h"
-
-#include <QTemporaryDir>
-#include <QTest>
 
 namespace {
 // Counts how often the desktop is asked for an icon.

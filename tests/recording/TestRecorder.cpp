@@ -1,12 +1,7 @@
 #include "RecorderFixture.h"
-#include "TestMain.h"
+#include "TestKit.h"
 
 #include <QSet>
-#include <QSignalSpy>
-#include <QTest>
-
-#include <algorithm>
-#include <memory>
 
 namespace {
 const QString kEditor = QStringLiteral("/usr/share/applications/editor.desktop");

@@ -1,12 +1,8 @@
 #include "TempDataFolder.h"
+#include "TestKit.h"
 #include "recording/Recorder.h"
 #include "store/Database.h"
 #include "store/util.h"
-
-#include <QProcess>
-#include <QSqlQuery>
-#include <QTemporaryDir>
-#include <QTest>
 
 class TestRecorderCrash : public QObject
 {

@@ -1,18 +1,14 @@
 #include "FakePrompter.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "app/Registry.h"
 #include "recording/AwayEditDialog.h"
 #include "recording/ExcludedApps.h"
 #include "recording/IgnoredAppsDialog.h"
 #include "store/Database.h"
 
-#include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QSqlQuery>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTreeWidget>
 
 Q_DECLARE_METATYPE(ExcludedApps::AddCheck)

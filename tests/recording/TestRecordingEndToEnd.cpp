@@ -1,9 +1,7 @@
 #include "StoredStretches.h"
 #include "TempDataFolder.h"
+#include "TestKit.h"
 #include "X11TestWindow.h"
-
-#include <QSettings>
-#include <QTest>
 
 // The real program recording real windows under X11, ended by SIGTERM.
 class TestRecordingEndToEnd : public QObject

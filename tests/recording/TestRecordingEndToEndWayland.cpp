@@ -1,8 +1,7 @@
 #include "HeadlessSway.h"
 #include "StoredStretches.h"
 #include "TempDataFolder.h"
-
-#include <QTest>
+#include "TestKit.h"
 
 // The real program recording real Wayland windows on a headless sway of its own, ended by SIGTERM.
 class TestRecordingEndToEndWayland : public QObject

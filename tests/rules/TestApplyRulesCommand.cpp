@@ -3,17 +3,10 @@
 #include "RecordedRows.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
+#include "TestKit.h"
 #include "app/SettingsFile.h"
 #include "rules/RuleStore.h"
 #include "store/Database.h"
-
-#include <QDir>
-#include <QJsonArray>
-#include <QJsonObject>
-#include <QProcess>
-#include <QSettings>
-#include <QSqlQuery>
-#include <QTest>
 
 #include <optional>
 

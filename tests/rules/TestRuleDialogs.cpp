@@ -3,6 +3,7 @@
 #include "ModalDialogHelper.h"
 #include "RecordedRows.h"
 #include "RuleBrief.h"
+#include "TestKit.h"
 #include "app/Registry.h"
 #include "rules/AddRuleDialog.h"
 #include "rules/ApplyRulesForDateRangeDialog.h"
@@ -21,10 +22,6 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QRegularExpression>
-#include <QSignalSpy>
-#include <QSqlQuery>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTextBrowser>
 
 namespace {

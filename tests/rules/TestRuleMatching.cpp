@@ -1,8 +1,6 @@
-#include "TestMain.h"
+#include "TestKit.h"
 #include "rules/DatePresets.h"
 #include "rules/RuleMatcher.h"
-
-#include <QTest>
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "FakePrompter.h"
 #include "RecordedRows.h"
 #include "RuleBrief.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "app/Registry.h"
 #include "rules/RuleApplier.h"
 #include "rules/RuleDescription.h"
@@ -9,11 +9,6 @@
 #include "rules/TaskLinker.h"
 #include "store/Database.h"
 #include "store/util.h"
-
-#include <QSignalSpy>
-#include <QSqlQuery>
-#include <QTemporaryDir>
-#include <QTest>
 
 namespace {
 

@@ -1,9 +1,6 @@
+#include "TestKit.h"
 #include "store/Database.h"
 #include "store/util.h"
-
-#include <QSqlQuery>
-#include <QTemporaryDir>
-#include <QTest>
 
 namespace {
 QStringList schemaRows()

@@ -1,13 +1,10 @@
 #include "HeadlessKWin.h"
 
+#include "TestKit.h"
+
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDebug>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QStandardPaths>
-#include <QTest>
 
 namespace {
 constexpr int startTimeoutMs = 30000;

@@ -1,10 +1,8 @@
 #include "HeadlessSway.h"
 
+#include "TestKit.h"
+
 #include <QDebug>
-#include <QDir>
-#include <QFile>
-#include <QStandardPaths>
-#include <QTest>
 
 #include <pwd.h>
 #include <unistd.h>

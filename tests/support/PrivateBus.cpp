@@ -1,7 +1,6 @@
 #include "PrivateBus.h"
 
-#include <QStandardPaths>
-#include <QTest>
+#include "TestKit.h"
 
 PrivateBus::~PrivateBus()
 {

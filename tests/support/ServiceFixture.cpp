@@ -1,14 +1,11 @@
 #include "ServiceFixture.h"
 
+#include "TestKit.h"
 #include "app/Registry.h"
 
 #include <QDeadlineTimer>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QSignalSpy>
-#include <QTest>
 
 namespace {
 

@@ -1,21 +1,15 @@
 #pragma once
 
 #include "TempDataFolder.h"
+#include "TestKit.h"
 #include "store/util.h"
 
 #include <QDateTime>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QProcess>
 #include <QScopeGuard>
-#include <QSettings>
 #include <QSqlDatabase>
-#include <QSqlQuery>
-#include <QString>
-#include <QTest>
 
 #include <csignal>
-#include <functional>
 
 // For tests that watch the real program record: what it has stored so far, read on a connection of
 // the test's own while the program may still be writing.

@@ -1,7 +1,8 @@
 #include "WaylandTestWindows.h"
 
+#include "TestKit.h"
+
 #include <QDebug>
-#include <QTest>
 
 void endProcess(QProcess& process, bool closeInput)
 {

@@ -2,17 +2,12 @@
 // replies and refusals are read, and every transport failure the service can be made to play; and
 // what the service itself does that the program's other tests do not show.
 #include "ServiceFixture.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "app/Registry.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/ServiceXml.h"
 
-#include <QJsonArray>
-#include <QJsonObject>
-#include <QProcess>
 #include <QTcpServer>
-#include <QTemporaryDir>
-#include <QTest>
 
 using Params = ApiRequest::Params;
 Q_DECLARE_METATYPE(ApiRequest::Params)

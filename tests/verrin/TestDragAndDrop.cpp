@@ -2,7 +2,7 @@
 #include "CatalogueSample.h"
 #include "FakePrompter.h"
 #include "ModalDialogHelper.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "store/util.h"
 #include "verrin/EntriesDragPayload.h"
 #include "verrin/ProjectsTree.h"
@@ -17,12 +17,7 @@
 #include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QSignalSpy>
-#include <QTest>
 #include <QTreeWidgetItemIterator>
-
-#include <functional>
-#include <memory>
 
 namespace {
 const QDate kDay(2026, 11, 15);

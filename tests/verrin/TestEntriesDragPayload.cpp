@@ -1,12 +1,9 @@
-#include "TestMain.h"
+#include "TestKit.h"
 #include "verrin/EntriesDragPayload.h"
 
 #include <QMimeData>
 #include <QRegularExpression>
-#include <QTest>
 #include <QtEndian>
-
-#include <memory>
 
 namespace {
 // The layout written out byte by byte, independent of QDataStream's own string operators:

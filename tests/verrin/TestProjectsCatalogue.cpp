@@ -1,10 +1,8 @@
 #include "CatalogueSample.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "app/Registry.h"
 #include "verrin/ProjectsCatalogue.h"
 #include "verrin/ServiceXml.h"
-
-#include <QTest>
 
 namespace {
 QList<int> taskIds(const Catalogue& catalogue)

@@ -1,5 +1,5 @@
 #include "CatalogueSample.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "verrin/AddTaskDialog.h"
 #include "verrin/AddTaskListDialog.h"
 #include "verrin/LinkTimeDialog.h"
@@ -12,9 +12,6 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QTest>
-
-#include <memory>
 
 namespace {
 template <typename T>

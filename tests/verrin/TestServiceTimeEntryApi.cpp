@@ -2,6 +2,7 @@
 // local service losing answers, resetting connections and failing in every way linking must survive.
 #include "RecordedRows.h"
 #include "ServiceFixture.h"
+#include "TestKit.h"
 #include "app/Registry.h"
 #include "store/Database.h"
 #include "verrin/ApiRequest.h"
@@ -11,12 +12,6 @@
 #include "verrin/LinkRecovery.h"
 #include "verrin/Linking.h"
 #include "verrin/ServiceTimeEntryApi.h"
-
-#include <QJsonArray>
-#include <QJsonObject>
-#include <QSqlQuery>
-#include <QTemporaryDir>
-#include <QTest>
 
 namespace {
 

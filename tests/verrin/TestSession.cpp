@@ -2,13 +2,12 @@
 // token checks, sign-in with stored credentials and the login form, sign-out.
 #include "ManualClock.h"
 #include "ServiceFixture.h"
+#include "TestKit.h"
 #include "app/Registry.h"
 #include "verrin/LoginPrompt.h"
 #include "verrin/Session.h"
 
 #include <QQueue>
-#include <QSignalSpy>
-#include <QTest>
 
 namespace {
 

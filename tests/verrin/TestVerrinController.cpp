@@ -4,7 +4,7 @@
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "app/DataPaths.h"
 #include "app/Registry.h"
 #include "verrin/LoginDialogPrompt.h"
@@ -19,18 +19,12 @@
 #include <QCheckBox>
 #include <QDialog>
 #include <QDialogButtonBox>
-#include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QPushButton>
-#include <QSettings>
-#include <QSignalSpy>
 #include <QStatusBar>
-#include <QTest>
 #include <QTreeWidgetItemIterator>
-
-#include <memory>
 
 namespace {
 

@@ -1,8 +1,6 @@
 #include "DayFixture.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "reports/CalendarDays.h"
-
-#include <QTest>
 
 // The days the calendar marks: unlinked time of applications that are not excluded.
 class TestCalendarDays : public QObject

@@ -1,16 +1,11 @@
 #include "DayFixture.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "reports/DayReport.h"
 #include "reports/RangeReport.h"
 #include "store/util.h"
 
 #include <QAbstractItemModelTester>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QPixmap>
-#include <QSignalSpy>
-#include <QTest>
 
 namespace {
 const QDate kDay(2026, 11, 15);

@@ -1,7 +1,7 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
 #include "ManualClock.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "recording/AppStruct.h"
 #include "store/util.h"
 #include "views/CalendarWidget.h"
@@ -22,9 +22,6 @@
 #include <QLabel>
 #include <QMainWindow>
 #include <QPushButton>
-#include <QSignalSpy>
-#include <QTest>
-#include <QTimer>
 #include <QToolButton>
 #include <QToolTip>
 

@@ -1,11 +1,9 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "views/EntriesList.h"
 
 #include <QAction>
-#include <QSignalSpy>
-#include <QTest>
 
 namespace {
 const QDate kDay(2026, 11, 15);

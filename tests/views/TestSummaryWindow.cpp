@@ -1,14 +1,12 @@
 #include "DayFixture.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "views/SummaryWindow.h"
 
 #include <QComboBox>
-#include <QFile>
 #include <QImage>
 #include <QLabel>
 #include <QPushButton>
 #include <QTableWidget>
-#include <QTest>
 
 // The week and month summary on a real SQLite file: what it totals, how it moves, what it exports.
 class TestSummaryWindow : public QObject

@@ -1,6 +1,6 @@
 #include "DayFixture.h"
 #include "FakePrompter.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "store/util.h"
 #include "views/TimeTree.h"
 
@@ -11,9 +11,6 @@
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QMenu>
-#include <QSignalSpy>
-#include <QSqlQuery>
-#include <QTest>
 #include <QToolTip>
 
 namespace {

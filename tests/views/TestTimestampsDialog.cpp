@@ -1,9 +1,8 @@
 #include "DayFixture.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "views/TimestampsDialog.h"
 
 #include <QLabel>
-#include <QTest>
 #include <QTreeView>
 
 // The intervals behind a node, with titles and paths that hold quotes.

@@ -1,10 +1,8 @@
-#include "TestMain.h"
+#include "TestKit.h"
 #include "reports/TreeModel.h"
 
 #include <QAbstractItemModelTester>
 #include <QBrush>
-#include <QSignalSpy>
-#include <QTest>
 
 // The model on its own: trees built through its public API, no database.
 class TestTreeModel : public QObject

@@ -1,5 +1,5 @@
 #include "ModalDialogHelper.h"
-#include "TestMain.h"
+#include "TestKit.h"
 #include "reports/TreeModel.h"
 #include "views/CalendarWidget.h"
 #include "views/ClickableLabel.h"
@@ -11,8 +11,6 @@
 #include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
-#include <QSignalSpy>
-#include <QTest>
 #include <QToolButton>
 
 // The small widgets around the day trees.
