@@ -14,6 +14,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 namespace {
 struct FreeDeleter
@@ -320,11 +321,15 @@ bool X11Platform::stillValid()
         const uint8_t type = event->response_type & ~0x80;
         if (type == XCB_PROPERTY_NOTIFY) {
             const auto* change = reinterpret_cast<xcb_property_notify_event_t*>(event);
-            if (change->window == watched || (change->window == root && change->atom == atoms.netActiveWindow)) {
+            if (change->window == root && change->atom == atoms.netActiveWindow) {
+                cacheValid = false;
+                activeUnchanged = false;
+            } else if (change->window == watched) {
                 cacheValid = false;
             }
         } else if (type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY || type == 0) {
             cacheValid = false; // the window went, or a request about it failed
+            activeUnchanged = false;
         }
         free(event);
     }
@@ -358,6 +363,11 @@ ForegroundWindow X11Platform::foregroundWindow()
         return cached;
     }
     lastProbedWindow = XCB_NONE;
+    if (std::exchange(activeUnchanged, false) && watched != XCB_NONE) {
+        // A title changed in the window already in front (a browser's tab, an editor's file): one
+        // round trip for its properties, none for which window is active.
+        return probeWindow(watched, false);
+    }
 
     // Round trip 1: which window is active, and how long the user has been idle.
     auto activeCookie = xcb_get_property(conn, 0, root, atoms.netActiveWindow, XCB_ATOM_WINDOW, 0, 1);
@@ -385,7 +395,12 @@ ForegroundWindow X11Platform::foregroundWindow()
     if (window == XCB_NONE) {
         return {}; // nothing is active (all windows closed, or the desktop itself has the focus)
     }
+    return probeWindow(window, viaFocus);
+}
 
+ForegroundWindow X11Platform::probeWindow(xcb_window_t window, bool viaFocus)
+{
+    xcb_generic_error_t* error = nullptr;
     // Round trip 2: the active window's process, titles and class. Watching starts first, so a change
     // the answers miss still arrives as an event.
     if (!viaFocus) {
@@ -447,6 +462,7 @@ ForegroundWindow X11Platform::foregroundWindow()
     if (owned && !viaFocus) {
         cached = result;
         cacheValid = true;
+        activeUnchanged = true;
     }
     if (!result.path.isEmpty() && !icons.contains(result.path)) {
         if (windowOfPath.size() >= maxCachedWindows) {

@@ -85,9 +85,13 @@ private:
     // only when the recorder needs it, which while the user is active is once in a few minutes.
     bool stillValid();
     void watch(xcb_window_t window);
+    ForegroundWindow probeWindow(xcb_window_t window, bool viaFocus);
     ForegroundWindow cached;
     xcb_window_t watched = XCB_NONE;
     bool cacheValid = false;
+    // The watched window is still the active one: only its own properties changed since it was
+    // read, so a new title needs no look-up of which window is active.
+    bool activeUnchanged = false;
     xcb_window_t vanishedWindow = XCB_NONE; // the last window found gone, reported once
     QHash<xcb_window_t, qint64> resourcePids;
     QHash<QString, xcb_window_t> windowOfPath;
