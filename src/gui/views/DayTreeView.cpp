@@ -4,6 +4,7 @@
 #include "app/Registry.h"
 #include "reports/TreeItem.h"
 #include "reports/TreeModel.h"
+#include "views/CachedTextDelegate.h"
 #include "views/WholeTextTip.h"
 
 #include <QAction>
@@ -22,6 +23,7 @@ DayTreeView::DayTreeView(const QString& layoutPrefix, QWidget* parent) : QTreeVi
     // Unsorted until the user clicks a header: the day first shows in the order it was recorded.
     header()->setSortIndicator(-1, Qt::AscendingOrder);
     setSortingEnabled(true);
+    setItemDelegate(new CachedTextDelegate(this));
 }
 
 void DayTreeView::setModel(QAbstractItemModel* model)
