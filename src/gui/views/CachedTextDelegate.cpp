@@ -78,11 +78,15 @@ const QStaticText& CachedTextDelegate::shaped(const QString& text, const QFont& 
     if (const QStaticText* found = texts.object(key)) {
         return *found;
     }
-    const QFontMetrics metrics(font);
-    auto* laidOut = new QStaticText(mode != Qt::ElideNone ? metrics.elidedText(text, mode, width) : text);
+    auto* laidOut = new QStaticText(text);
     laidOut->setTextFormat(Qt::PlainText);
     laidOut->setPerformanceHint(QStaticText::AggressiveCaching);
     laidOut->prepare(QTransform(), font);
+    // Most texts fit: they are shaped once, and only one that is too wide is measured again to be cut.
+    if (mode != Qt::ElideNone && laidOut->size().width() > width) {
+        laidOut->setText(QFontMetrics(font).elidedText(text, mode, width));
+        laidOut->prepare(QTransform(), font);
+    }
     texts.insert(key, laidOut);
     return *laidOut;
 }
