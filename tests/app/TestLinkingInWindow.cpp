@@ -14,9 +14,7 @@
 #include "window/DayViews.h"
 #include "window/MainWindow.h"
 
-#include <QAction>
 #include <QComboBox>
-#include <QDialog>
 #include <QMessageBox>
 #include <QPushButton>
 

@@ -12,16 +12,14 @@
 #include "window/MainWindow.h"
 
 #include <QCheckBox>
-#include <QDialog>
+#include <QDockWidget>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
-#include <QSqlDatabase>
 #include <QStatusBar>
-#include <QSystemTrayIcon>
 
 // The main window driven as a user would, on the offscreen platform (which has no system tray).
 class TestMainWindow : public QObject
@@ -95,6 +93,9 @@ private slots:
         MainWindow window;
         QCOMPARE(window.findChild<QAction*>("actionExit")->shortcut(), QKeySequence("Alt+X"));
         QVERIFY(window.findChild<QWidget*>("progressBar")->isHidden());
+        for (const char* name : {"Left", "Right", "Bottom"}) {
+            QCOMPARE(window.findChild<QDockWidget*>(name)->features(), QDockWidget::DockWidgetClosable);
+        }
         const QList<QAction*> trayActions = window.trayIcon()->contextMenu()->actions();
         QStringList menu;
         for (QAction* action : trayActions) {

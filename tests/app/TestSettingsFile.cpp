@@ -97,10 +97,12 @@ private slots:
         SettingsFile::readIntoRegistry(old);
         QCOMPARE(s().password, "pä ss 密码🔑");
         QCOMPARE(Registry::instance()->apiBaseUrl(), "http://127.0.0.1:9/service/");
+        QCOMPARE(s().unlinkedListGeometry + s().unlinkedListState + s().linkedListGeometry + s().linkedListState,
+                 "uguslgls");
+        // The window's layout is what it passes at close, whatever the registry holds.
+        s().unlinkedListGeometry = s().unlinkedListState = s().linkedListGeometry = s().linkedListState = QByteArray();
         QSettings saved(dir.filePath("saved.ini"), QSettings::IniFormat);
-        writeBack(saved, true,
-                  WindowLayout{QByteArray("\x01geo", 4), "state", s().unlinkedListGeometry, s().unlinkedListState,
-                               s().linkedListGeometry, s().linkedListState});
+        writeBack(saved, true, WindowLayout{QByteArray("\x01geo", 4), "state", "ug", "us", "lg", "ls"});
         QByteArray expected = contents(iniPath());
         expected.replace("ApiKey=key\n", "").replace("Url=http://127.0.0.1:9/service/\n", "");
         QCOMPARE(contents(saved.fileName()), expected);
