@@ -100,7 +100,10 @@ private slots:
         QCOMPARE(s().unlinkedListGeometry + s().unlinkedListState + s().linkedListGeometry + s().linkedListState,
                  "uguslgls");
         // The window's layout is what it passes at close, whatever the registry holds.
-        s().unlinkedListGeometry = s().unlinkedListState = s().linkedListGeometry = s().linkedListState = QByteArray();
+        for (QByteArray* field : {&s().windowGeometry, &s().windowState, &s().unlinkedListGeometry,
+                                  &s().unlinkedListState, &s().linkedListGeometry, &s().linkedListState}) {
+            field->clear();
+        }
         QSettings saved(dir.filePath("saved.ini"), QSettings::IniFormat);
         writeBack(saved, true, WindowLayout{QByteArray("\x01geo", 4), "state", "ug", "us", "lg", "ls"});
         QByteArray expected = contents(iniPath());
