@@ -151,10 +151,7 @@ private slots:
         link->trigger();
         QCOMPARE(linkedRows(1000), 0);
         QTRY_COMPARE(unlinked->getTotalTime(), 600);
-        const QModelIndexList plan =
-            unlinked->match(unlinked->index(0, 0), Qt::DisplayRole, "plan", 1, Qt::MatchExactly | Qt::MatchRecursive);
-        QVERIFY(!plan.isEmpty());
-        QVERIFY(unlinked->data(plan.first(), Qt::FontRole).value<QFont>().italic());
+        QVERIFY(unlinked->data(node(unlinked, "plan"), Qt::FontRole).value<QFont>().italic());
         QVERIFY(ui->actionPending_Links->text().contains("(1)"));
 
         // Asking again settles it from the service's own answer: the entry it stored is adopted.
@@ -272,14 +269,18 @@ private:
         return query.exec() && query.next() ? query.value(0).toInt() : -1;
     }
 
+    static QModelIndex node(QAbstractItemModel* model, const QString& name)
+    {
+        return model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly | Qt::MatchRecursive)
+            .value(0);
+    }
+
     void selectNode(QTreeView* view, const QString& name)
     {
-        QAbstractItemModel* model = view->model();
-        const QModelIndexList found =
-            model->match(model->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly | Qt::MatchRecursive);
-        QVERIFY2(!found.isEmpty(), qPrintable("no node " + name));
-        view->setCurrentIndex(found.first());
-        view->selectionModel()->select(found.first(), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        const QModelIndex found = node(view->model(), name);
+        QVERIFY2(found.isValid(), qPrintable("no node " + name));
+        view->setCurrentIndex(found);
+        view->selectionModel()->select(found, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     }
 
     std::unique_ptr<ServiceFixture> service;
