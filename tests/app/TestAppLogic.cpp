@@ -79,8 +79,7 @@ private slots:
         } cases[] = {
             {{}, M::Gui, false, false},
             {{"-debug"}, M::Gui, true, false},
-            {{"-Debug"}, M::Gui, false, false},
-            {{"--debug"}, M::Gui, false, false},
+            {{"-Debug", "--debug"}, M::Gui, false, false},       // only exactly "-debug"
             {{"-psn_0_1234", "file.txt"}, M::Gui, false, false}, // unknown arguments are ignored
             {{"--version"}, M::Version, false, false},
             {{"--help"}, M::Help, false, false},

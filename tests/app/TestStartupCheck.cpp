@@ -212,11 +212,8 @@ private slots:
         process.setProcessEnvironment(env);
         process.setWorkingDirectory(root.path());
         const QString user = QString::number(kNobody);
-        if (asRoot) {
-            process.start(setpriv, {"--reuid=" + user, "--regid=" + user, "--clear-groups", "--", helper});
-        } else {
-            process.start(helper, {});
-        }
+        const QStringList asNobody{"--reuid=" + user, "--regid=" + user, "--clear-groups", "--", helper};
+        process.start(asRoot ? setpriv : helper, asRoot ? asNobody : QStringList());
         QVERIFY(process.waitForFinished(30000));
         const QString err = QString::fromLocal8Bit(process.readAllStandardError());
         QCOMPARE(::chmod(QFile::encodeName(folder).constData(), 0755), 0);
