@@ -12,7 +12,6 @@
 namespace {
 const QString kPassword = QStringLiteral("Päßwört 密码 🔑");
 const QString kToken = QStringLiteral("token-4711-f00d");
-const QByteArray kNotice = QByteArrayLiteral("verrinplus: Keyring:");
 
 enum class Keyring
 {
@@ -24,8 +23,16 @@ enum class Keyring
     NoBus,
     Off,
 };
+
+struct Case
+{
+    Keyring keyring;
+    bool olderFile; // an older version left them in the settings file
+    bool inFile;    // where they end up: the settings file, else the keyring
+    bool told;      // the user is told once why they stay in the file
+};
 } // namespace
-Q_DECLARE_METATYPE(Keyring)
+Q_DECLARE_METATYPE(Case)
 
 class TestKeyring : public QObject
 {
@@ -37,25 +44,25 @@ private:
     qint64 daemonPid = 0;
     QString busAddress;
 
-    QString iniPath() const { return home->filePath(QStringLiteral("data/VerrinPlus/verrinplus.ini")); }
+    QString iniPath() const { return home->filePath("data/VerrinPlus/verrinplus.ini"); }
 
     QProcessEnvironment environment(Keyring keyring) const
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "VERRINPLUS_KEYRING"}) {
-            env.remove(QLatin1String(name));
+            env.remove(name);
         }
-        env.insert(QStringLiteral("HOME"), home->path());
-        env.insert(QStringLiteral("XDG_DATA_HOME"), home->filePath(QStringLiteral("data")));
-        env.insert(QStringLiteral("XDG_CONFIG_HOME"), home->filePath(QStringLiteral("config")));
-        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), home->filePath(QStringLiteral("run")));
+        env.insert("HOME", home->path());
+        env.insert("XDG_DATA_HOME", home->filePath("data"));
+        env.insert("XDG_CONFIG_HOME", home->filePath("config"));
+        env.insert("XDG_RUNTIME_DIR", home->filePath("run"));
         if (keyring != Keyring::NoBus && keyring != Keyring::Off) {
-            env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), busAddress);
+            env.insert("DBUS_SESSION_BUS_ADDRESS", busAddress);
         }
-        if (keyring == Keyring::Hung || keyring == Keyring::Off) {
-            env.insert(keyring == Keyring::Hung ? QStringLiteral("VERRINPLUS_KEYRING_WAIT_MS")
-                                                : QStringLiteral("VERRINPLUS_KEYRING"),
-                       keyring == Keyring::Hung ? QStringLiteral("300") : QStringLiteral("off"));
+        if (keyring == Keyring::Hung) {
+            env.insert("VERRINPLUS_KEYRING_WAIT_MS", "300");
+        } else if (keyring == Keyring::Off) {
+            env.insert("VERRINPLUS_KEYRING", "off");
         }
         return env;
     }
@@ -78,22 +85,20 @@ private:
 
     static QString field(const QByteArray& output, const char* name)
     {
-        const QRegularExpression line(QStringLiteral("^%1=(.*)$").arg(QLatin1String(name)),
-                                      QRegularExpression::MultilineOption);
+        const QRegularExpression line(QString("^%1=(.*)$").arg(name), QRegularExpression::MultilineOption);
         return line.match(QString::fromUtf8(output)).captured(1);
     }
 
     // gnome-keyring-daemon in a dbus-run-session of its own, its login keyring made and unlocked
     // with a test password on standard input (unless `locked`); ready once it owns the Secret Service
     // name.
-    void startKeyring(bool locked = false)
+    void startKeyring(bool locked)
     {
         daemon.setProcessEnvironment(environment(Keyring::NoBus));
-        daemon.start(QStringLiteral("dbus-run-session"),
-                     {QStringLiteral("--"), QStringLiteral("sh"), QStringLiteral("-c"),
-                      QStringLiteral("echo \"$DBUS_SESSION_BUS_ADDRESS $$\"; "
-                                     "exec gnome-keyring-daemon --foreground %1 --components=secrets")
-                          .arg(locked ? QString() : QStringLiteral("--unlock"))});
+        daemon.start("dbus-run-session", {"--", "sh", "-c",
+                                          QString("echo \"$DBUS_SESSION_BUS_ADDRESS $$\"; "
+                                                  "exec gnome-keyring-daemon --foreground %1 --components=secrets")
+                                              .arg(locked ? "" : "--unlock")});
         QVERIFY(daemon.waitForStarted());
         if (!locked) {
             daemon.write("keyring-test-password");
@@ -105,32 +110,19 @@ private:
         busAddress = QString::fromUtf8(fields[0]);
         daemonPid = fields[1].toLongLong();
         {
-            QDBusConnection bus = QDBusConnection::connectToBus(busAddress, QStringLiteral("keyring-test"));
+            QDBusConnection bus = QDBusConnection::connectToBus(busAddress, "keyring-test");
             QVERIFY(bus.isConnected());
-            QTRY_VERIFY_WITH_TIMEOUT(bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.secrets")),
-                                     20000);
+            QTRY_VERIFY_WITH_TIMEOUT(bus.interface()->isServiceRegistered("org.freedesktop.secrets"), 20000);
         }
-        QDBusConnection::disconnectFromBus(QStringLiteral("keyring-test"));
-    }
-
-    // As an older version left it: Base64 password and token in the settings file.
-    void writeOldSettingsFile()
-    {
-        QDir().mkpath(QFileInfo(iniPath()).path());
-        QSettings ini(iniPath(), QSettings::IniFormat);
-        ini.setValue(QStringLiteral("API/Username"), QStringLiteral("ann@example.com"));
-        ini.setValue(QStringLiteral("API/Password"), QString::fromLatin1(kPassword.toUtf8().toBase64()));
-        ini.setValue(QStringLiteral("API/AuthToken"), kToken);
+        QDBusConnection::disconnectFromBus("keyring-test");
     }
 
 private slots:
     void init()
     {
         home = std::make_unique<QTemporaryDir>();
-        QVERIFY(home->isValid());
-        QVERIFY(QDir(home->path()).mkpath(QStringLiteral("run")));
-        QFile::setPermissions(home->filePath(QStringLiteral("run")),
-                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QVERIFY(QDir(home->path()).mkpath("run"));
+        QFile::setPermissions(home->filePath("run"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
 
     void cleanup()
@@ -150,84 +142,66 @@ private slots:
 
     void secretsAcrossRestarts_data()
     {
-        QTest::addColumn<Keyring>("keyring");
-        QTest::addColumn<bool>("olderFile");
-        QTest::addColumn<QString>("place");
-        QTest::addColumn<bool>("told");
-
-        QTest::newRow("keyring: saved at close") << Keyring::Running << false << "keyring" << false;
-        QTest::newRow("keyring: an older file moves") << Keyring::Running << true << "keyring" << false;
+        QTest::addColumn<Case>("c");
+        QTest::newRow("keyring: saved at close") << Case{Keyring::Running, false, false, false};
+        QTest::newRow("keyring: an older file moves") << Case{Keyring::Running, true, false, false};
         QTest::newRow("keyring refuses the write: the file keeps them")
-            << Keyring::NoCollection << true << "file" << true;
-        QTest::newRow("keyring hung: the file keeps them") << Keyring::Hung << true << "file" << true;
-        QTest::newRow("no session bus: saved at close") << Keyring::NoBus << false << "file" << true;
-        QTest::newRow("switched off: nobody told") << Keyring::Off << false << "file" << false;
+            << Case{Keyring::NoCollection, true, true, true};
+        QTest::newRow("keyring hung: the file keeps them") << Case{Keyring::Hung, true, true, true};
+        QTest::newRow("no session bus: saved at close") << Case{Keyring::NoBus, false, true, true};
+        QTest::newRow("switched off: nobody told") << Case{Keyring::Off, false, true, false};
     }
 
     void secretsAcrossRestarts()
     {
-        QFETCH(Keyring, keyring);
-        QFETCH(bool, olderFile);
-        QFETCH(QString, place);
-        QFETCH(bool, told);
-        if (keyring != Keyring::NoBus && keyring != Keyring::Off) {
-            startKeyring(keyring == Keyring::NoCollection);
+        QFETCH(Case, c);
+        if (c.keyring != Keyring::NoBus && c.keyring != Keyring::Off) {
+            startKeyring(c.keyring == Keyring::NoCollection);
             if (QTest::currentTestFailed()) {
                 return;
             }
         }
-        if (keyring == Keyring::Hung) {
+        if (c.keyring == Keyring::Hung) {
             ::kill(pid_t(daemonPid), SIGSTOP);
         }
         QByteArray said;
-        if (olderFile) {
-            writeOldSettingsFile();
+        if (c.olderFile) {
+            QDir().mkpath(QFileInfo(iniPath()).path());
+            QSettings ini(iniPath(), QSettings::IniFormat);
+            ini.setValue("API/Username", "ann@example.com");
+            ini.setValue("API/Password", QString::fromLatin1(kPassword.toUtf8().toBase64()));
+            ini.setValue("API/AuthToken", kToken);
         } else {
-            said += run(QStringLiteral(KEYRING_HELPER), {QStringLiteral("save"), kPassword, kToken}, keyring);
+            said += run(KEYRING_HELPER, {"save", kPassword, kToken}, c.keyring);
         }
         // The first start moves what it can (and tells); the second finds it where the first left it.
         for (int start = 0; start < 2; ++start) {
-            const QByteArray output = run(QStringLiteral(KEYRING_HELPER), {QStringLiteral("load")}, keyring);
+            const QByteArray output = run(KEYRING_HELPER, {"load"}, c.keyring);
             said += output;
-            QCOMPARE(field(output, "place"), place);
+            QCOMPARE(field(output, "place"), c.inFile ? "file" : "keyring");
             QCOMPARE(field(output, "password"), kPassword);
             QCOMPARE(field(output, "token"), kToken);
         }
-        QCOMPARE(said.count(kNotice), told ? 1 : 0);
+        QCOMPARE(said.count("verrinplus: Keyring:"), c.told ? 1 : 0);
 
         QFile file(iniPath());
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray bytes = file.readAll();
-        const QSettings ini(iniPath(), QSettings::IniFormat);
-        const bool inFile = place == QLatin1String("file");
-        QCOMPARE(ini.value(QStringLiteral("API/Password")).toString(),
-                 inFile ? QString::fromLatin1(kPassword.toUtf8().toBase64()) : QString());
-        QCOMPARE(bytes.contains(kToken.toUtf8()), inFile);
-        if (!inFile) {
-            QVERIFY(!bytes.contains(kPassword.toUtf8().toBase64()));
-            QVERIFY(!bytes.contains(kPassword.toUtf8()));
-        }
-    }
+        QCOMPARE(bytes.contains(kPassword.toUtf8().toBase64()), c.inFile);
+        QCOMPARE(bytes.contains(kToken.toUtf8()), c.inFile);
+        QVERIFY(!bytes.contains(kPassword.toUtf8()));
 
-    // A command-line run finds the secrets in the keyring; from cron, without a session bus, it says
-    // why it cannot sign in.
-    void commandLineRun()
-    {
-        startKeyring();
-        if (QTest::currentTestFailed()) {
-            return;
+        if (c.keyring == Keyring::Running && c.olderFile) {
+            // A command-line run finds them in the keyring (without rules it is done then); from cron,
+            // without a session bus, it says why it cannot sign in.
+            const QStringList args{"--apply-rules", "2026-11-20"};
+            int status = -1;
+            run(VERRINPLUS_BINARY, args, Keyring::Running, &status);
+            QCOMPARE(status, 0);
+            said = run(VERRINPLUS_BINARY, args, Keyring::NoBus, &status);
+            QCOMPARE(status, 3);
+            QVERIFY2(said.contains("keyring") && said.contains("DBUS_SESSION_BUS_ADDRESS"), said.constData());
         }
-        writeOldSettingsFile();
-        QCOMPARE(field(run(QStringLiteral(KEYRING_HELPER), {QStringLiteral("load")}, Keyring::Running), "place"),
-                 QStringLiteral("keyring"));
-        const QStringList args{QStringLiteral("--apply-rules"), QStringLiteral("2026-11-20")};
-        int status = -1;
-        // No rules: done once a stored sign-in is found.
-        run(QStringLiteral(VERRINPLUS_BINARY), args, Keyring::Running, &status);
-        QCOMPARE(status, 0);
-        const QByteArray said = run(QStringLiteral(VERRINPLUS_BINARY), args, Keyring::NoBus, &status);
-        QCOMPARE(status, 3);
-        QVERIFY2(said.contains("keyring") && said.contains("DBUS_SESSION_BUS_ADDRESS"), said.constData());
     }
 };
 

@@ -13,30 +13,33 @@ class TestProcess : public QObject
     Q_OBJECT
 
 private:
-    static QProcessEnvironment environment(const TempDataFolder& data)
+    static QProcessEnvironment environment(const TempDataFolder& data, bool display = true)
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("XDG_DATA_HOME"), data.path() + QStringLiteral("/data"));
-        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), data.path() + QStringLiteral("/runtime"));
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        env.insert(QStringLiteral("VERRINPLUS_UPDATE_FEED"), QString());
+        env.insert("XDG_DATA_HOME", data.path() + "/data");
+        env.insert("XDG_RUNTIME_DIR", data.path() + "/runtime");
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        env.insert("VERRINPLUS_UPDATE_FEED", QString());
+        if (!display) {
+            for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+                env.remove(name);
+            }
+        }
         return env;
     }
 
     static void writeIni(const TempDataFolder& data, int hideUnder = 0)
     {
         QDir().mkpath(data.dataFolder());
-        QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
-        ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
-        ini.setValue(QStringLiteral("Application/Started"), false);
-        ini.setValue(QStringLiteral("Application/HideUnder"), hideUnder);
+        QSettings ini(data.dataFolder() + "/verrinplus.ini", QSettings::IniFormat);
+        ini.setValue("API/Url", "http://127.0.0.1:9/service/");
+        ini.setValue("Application/Started", false);
+        ini.setValue("Application/HideUnder", hideUnder);
     }
 
     static bool lockTaken(const TempDataFolder& data)
     {
-        return !QDir(data.path() + QStringLiteral("/runtime"))
-                    .entryList({QStringLiteral("verrinplus-*.lock")})
-                    .isEmpty();
+        return !QDir(data.path() + "/runtime").entryList({"verrinplus-*.lock"}).isEmpty();
     }
 
 private slots:
@@ -46,14 +49,12 @@ private slots:
         SingleInstance first(data.dataFolder());
         QVERIFY(first.claim());
         // The socket lives in the session's runtime folder, not in /tmp where stale ones would pile up.
-        QVERIFY2(first.serverName().startsWith(data.path() + QStringLiteral("/runtime/")),
-                 qPrintable(first.serverName()));
+        QVERIFY2(first.serverName().startsWith(data.path() + "/runtime/"), qPrintable(first.serverName()));
         QVERIFY(QFileInfo::exists(first.serverName()));
         QSignalSpy activation(&first, &SingleInstance::activationRequested);
         SingleInstance second(data.dataFolder());
         QVERIFY(!second.claim());
         QVERIFY(activation.wait(10000));
-
         // Another data folder is another instance.
         TempDataFolder other;
         SingleInstance elsewhere(other.dataFolder());
@@ -82,14 +83,14 @@ private slots:
         }
         QProcess first;
         first.setProcessEnvironment(environment(data));
-        first.start(QStringLiteral(VERRINPLUS_BINARY), {QStringLiteral("-debug")});
+        first.start(VERRINPLUS_BINARY, {"-debug"});
         QVERIFY(first.waitForStarted(10000));
         QTRY_VERIFY_WITH_TIMEOUT(lockTaken(data), 20000);
 
         // A second start on the same folder hands over and ends at once.
         QProcess second;
         second.setProcessEnvironment(environment(data));
-        second.start(QStringLiteral(VERRINPLUS_BINARY), QStringList());
+        second.start(VERRINPLUS_BINARY, QStringList());
         QVERIFY(second.waitForFinished(20000));
         QCOMPARE(second.exitCode(), 0);
         QCOMPARE(first.state(), QProcess::Running);
@@ -98,15 +99,14 @@ private slots:
         QVERIFY(first.waitForFinished(20000));
         QCOMPARE(first.exitStatus(), QProcess::NormalExit);
         QCOMPARE(first.exitCode(), 0);
-
+        const QString ini = data.dataFolder() + "/verrinplus.ini";
+        // Ended at the first start's question: nothing was chosen, so the next start asks again.
+        QCOMPARE(QFile::exists(ini), !firstStart);
         if (firstStart) {
-            // Ended at the first start's question: nothing was chosen, so the next start asks again.
-            QVERIFY(!QFile::exists(data.dataFolder() + QStringLiteral("/verrinplus.ini")));
             return;
         }
-        QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
-        QVERIFY(ini.contains(QStringLiteral("Window/Geometry")));
-        QVERIFY(ini.contains(QStringLiteral("Application/Started")));
+        QSettings settings(ini, QSettings::IniFormat);
+        QVERIFY(settings.contains("Window/Geometry") && settings.contains("Application/Started"));
         // Private under a umask of 022: the folder and the settings from before are tightened, what
         // the program made is private from the start.
         const auto owner = QFile::ReadOwner | QFile::WriteOwner;
@@ -114,41 +114,40 @@ private slots:
                               QFile::WriteOther | QFile::ExeOther;
         QCOMPARE(QFile::permissions(data.dataFolder()) & everyone, QFileDevice::Permissions());
         for (const char* name : {"verrinplus.ini", "verrinplus.sqlite", "debug.log"}) {
-            const QString file = data.dataFolder() + QLatin1Char('/') + QLatin1String(name);
-            QCOMPARE(QFile::permissions(file) & (owner | everyone), owner);
+            QCOMPARE(QFile::permissions(data.dataFolder() + "/" + name) & (owner | everyone), owner);
         }
-        QFile log(data.dataFolder() + QStringLiteral("/debug.log"));
+        QFile log(data.dataFolder() + "/debug.log");
         QVERIFY(log.open(QIODevice::ReadOnly));
         QVERIFY(log.readAll().contains("Received signal " + QByteArray::number(signalNumber)));
     }
 
-    void headlessOptionsNeedNoDisplay_data()
+    // Without a display only the headless options work, and none of these creates anything on disk.
+    void withoutADisplay()
     {
-        QTest::addColumn<QString>("option");
-        QTest::addColumn<QString>("output");
-        QTest::newRow("version") << "--version"
-                                 << "VerrinPlus " VERRIN_VERSION;
-        QTest::newRow("help") << "--help"
-                              << "Usage: verrinplus";
-    }
-
-    void headlessOptionsNeedNoDisplay()
-    {
-        QFETCH(QString, option);
-        QFETCH(QString, output);
-        TempDataFolder data;
-        QProcessEnvironment env = environment(data);
-        env.remove(QStringLiteral("DISPLAY"));
-        env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-        QProcess process;
-        process.setProcessEnvironment(env);
-        process.start(QStringLiteral(VERRINPLUS_BINARY), {option});
-        QVERIFY(process.waitForFinished(20000));
-        QCOMPARE(process.exitCode(), 0);
-        QVERIFY(QString::fromUtf8(process.readAllStandardOutput()).startsWith(output));
-        // Nothing is created on disk for a question about the program itself.
-        QVERIFY(!QFile::exists(data.dataFolder()));
+        const struct
+        {
+            QStringList args;
+            int exitCode;
+            QString output;
+        } cases[] = {
+            {{"--version"}, 0, "VerrinPlus " VERRIN_VERSION},
+            {{"--help"}, 0, "Usage: verrinplus"},
+            {{}, 2, "verrinplus: needs a graphical session; use --report or --apply-rules without one\n"},
+            {{"--frobnicate"}, 2, "verrinplus: needs a graphical session; use --report or --apply-rules without one\n"},
+        };
+        for (const auto& c : cases) {
+            TempDataFolder data;
+            QProcess process;
+            process.setProcessEnvironment(environment(data, false));
+            process.start(VERRINPLUS_BINARY, c.args);
+            QVERIFY(process.waitForFinished(30000));
+            const QString out = QString::fromUtf8(process.readAllStandardOutput());
+            const QString err = QString::fromLocal8Bit(process.readAllStandardError());
+            const QString said = c.exitCode == 0 ? out.left(c.output.size()) : err + out;
+            QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == c.exitCode, qPrintable(err));
+            QCOMPARE(said, c.output);
+            QVERIFY(!QFile::exists(data.dataFolder()));
+        }
     }
 
     // The day report reads the folder's database with the stored hide-under, and never creates one.
@@ -156,42 +155,35 @@ private slots:
     {
         TempDataFolder data;
         writeIni(data, 60);
-        QProcessEnvironment env = environment(data);
-        env.remove(QStringLiteral("DISPLAY"));
-        env.remove(QStringLiteral("QT_QPA_PLATFORM"));
         QProcess process;
-        process.setProcessEnvironment(env);
-        process.start(QStringLiteral(VERRINPLUS_BINARY), {QStringLiteral("--report"), QStringLiteral("2026-11-16")});
+        process.setProcessEnvironment(environment(data, false));
+        process.start(VERRINPLUS_BINARY, {"--report", "2026-11-16"});
         QVERIFY(process.waitForFinished(20000));
         QCOMPARE(process.exitCode(), 1);
-        QVERIFY(!QFile::exists(data.dataFolder() + QStringLiteral("/verrinplus.sqlite")));
-
+        const QString file = data.dataFolder() + "/verrinplus.sqlite";
+        QVERIFY(!QFile::exists(file));
         {
             Database database;
             QString error;
-            QVERIFY2(database.open(data.dataFolder() + QStringLiteral("/verrinplus.sqlite"), &error),
-                     qPrintable(error));
+            QVERIFY2(database.open(file, &error), qPrintable(error));
             QSqlQuery query;
-            QVERIFY(query.exec(
-                QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')")));
+            QVERIFY(query.exec("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')"));
             QVERIFY(query.exec("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
                                "('budget, \"final\"', 1, '2026-11-16 09:00:00', '2026-11-16 09:00:50'), "
                                "('budget, \"final\"', 1, '2026-11-16 23:59:40', '2026-11-17 00:00:10'), "
                                "('short', 1, '2026-11-16 10:00:00', '2026-11-16 10:00:20')"));
             database.close();
         }
-        process.start(QStringLiteral(VERRINPLUS_BINARY), {QStringLiteral("--report"), QStringLiteral("2026-11-16"),
-                                                          QStringLiteral("--format"), QStringLiteral("csv")});
+        process.start(VERRINPLUS_BINARY, {"--report", "2026-11-16", "--format", "csv"});
         QVERIFY(process.waitForFinished(20000));
         QCOMPARE(process.exitCode(), 0);
         // The stretch over midnight counts whole for the day it started; "short" stays under the minute.
-        const QStringList expected = {QStringLiteral("tree,depth,type,path,name,seconds,time"),
-                                      QStringLiteral("unlinked,0,total,,Entries not linked with Verrin,80,1 m 20 s"),
-                                      QStringLiteral("unlinked,1,app,,Ed,80,1 m 20 s"),
-                                      QStringLiteral("unlinked,2,entry,Ed,\"budget, \"\"final\"\"\",80,1 m 20 s"),
-                                      QStringLiteral("linked,0,total,,Entries linked with Verrin,0,0 s"),
-                                      QString()};
-        QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()), expected.join(QStringLiteral("\r\n")));
+        QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()),
+                 "tree,depth,type,path,name,seconds,time\r\n"
+                 "unlinked,0,total,,Entries not linked with Verrin,80,1 m 20 s\r\n"
+                 "unlinked,1,app,,Ed,80,1 m 20 s\r\n"
+                 "unlinked,2,entry,Ed,\"budget, \"\"final\"\"\",80,1 m 20 s\r\n"
+                 "linked,0,total,,Entries linked with Verrin,0,0 s\r\n");
     }
 };
 

@@ -35,25 +35,24 @@ signals:
     void StatusNotifierHostRegistered();
 };
 
-QString run(const QString& program, const QStringList& arguments)
+// A tool's output lines.
+QStringList run(const QString& program, const QStringList& arguments)
 {
     QProcess process;
     process.start(program, arguments);
     process.waitForFinished(10000);
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+    return QString::fromUtf8(process.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
 }
 
 // The program's mapped windows: the main window by its title, the rest (the XEmbed tray icon) by class.
 bool mainWindowShown()
 {
-    return !run(QStringLiteral("xdotool"), {"search", "--onlyvisible", "--name", "^Verrin Plus$"}).isEmpty();
+    return !run("xdotool", {"search", "--onlyvisible", "--name", "^Verrin Plus$"}).isEmpty();
 }
 
-int shownWindowsOfTheProgram()
+QStringList shownWindowsOfTheProgram()
 {
-    return int(run(QStringLiteral("xdotool"), {"search", "--onlyvisible", "--classname", "verrinplus"})
-                   .split(QLatin1Char('\n'), Qt::SkipEmptyParts)
-                   .size());
+    return run("xdotool", {"search", "--onlyvisible", "--classname", "verrinplus"});
 }
 
 } // namespace
@@ -77,57 +76,51 @@ private slots:
         TempDataFolder data;
         QDir().mkpath(data.dataFolder());
         {
-            QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
-            ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
-            ini.setValue(QStringLiteral("Application/Started"), false);
+            QSettings ini(data.dataFolder() + "/verrinplus.ini", QSettings::IniFormat);
+            ini.setValue("API/Url", "http://127.0.0.1:9/service/");
+            ini.setValue("Application/Started", false);
         }
-
         QProcess tray;
         Watcher watcher;
         QDBusConnection bus = QDBusConnection::sessionBus();
         if (statusNotifier) {
-            QVERIFY(bus.registerService(QStringLiteral("org.kde.StatusNotifierWatcher")));
-            QVERIFY(bus.registerObject(QStringLiteral("/StatusNotifierWatcher"), &watcher,
-                                       QDBusConnection::ExportAllContents));
+            QVERIFY(bus.registerService("org.kde.StatusNotifierWatcher"));
+            QVERIFY(bus.registerObject("/StatusNotifierWatcher", &watcher, QDBusConnection::ExportAllContents));
         } else {
-            tray.start(QStringLiteral("trayer"), {"--edge", "top", "--align", "right", "--height", "24"});
+            tray.start("trayer", {"--edge", "top", "--align", "right", "--height", "24"});
             QVERIFY2(tray.waitForStarted(10000), qPrintable(tray.errorString()));
             // The tray is there once it owns the tray selection of the screen.
-            QTRY_VERIFY_WITH_TIMEOUT(!run(QStringLiteral("xdotool"), {"search", "--classname", "trayer"}).isEmpty(),
-                                     10000);
+            QTRY_VERIFY_WITH_TIMEOUT(!run("xdotool", {"search", "--classname", "trayer"}).isEmpty(), 10000);
         }
 
         QProcess program;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("VERRINPLUS_UPDATE_FEED"), QString());
+        env.insert("VERRINPLUS_UPDATE_FEED", QString());
         program.setProcessEnvironment(env);
-        program.start(QStringLiteral(VERRINPLUS_BINARY), QStringList());
+        program.start(VERRINPLUS_BINARY, QStringList());
         QTRY_VERIFY_WITH_TIMEOUT(mainWindowShown(), 20000);
         if (statusNotifier) {
             QTRY_VERIFY_WITH_TIMEOUT(!watcher.items.isEmpty(), 10000);
         } else {
-            QTRY_COMPARE_WITH_TIMEOUT(shownWindowsOfTheProgram(), 2, 10000);
+            QTRY_COMPARE_WITH_TIMEOUT(shownWindowsOfTheProgram().size(), 2, 10000);
         }
 
         // Closed by the user through the window manager: the window goes, the tray icon stays.
-        run(QStringLiteral("wmctrl"), {"-c", "Verrin Plus"});
+        run("wmctrl", {"-c", "Verrin Plus"});
         QTRY_VERIFY_WITH_TIMEOUT(!mainWindowShown(), 10000);
         QCOMPARE(program.state(), QProcess::Running);
         if (statusNotifier) {
-            QString service = watcher.items.first();
-            service = service.section(QLatin1Char('/'), 0, 0);
+            const QString service = watcher.items.first().section('/', 0, 0);
             QVERIFY2(bus.interface()->isServiceRegistered(service), qPrintable(service));
             // A click on the icon brings the window back.
-            QDBusMessage activate = QDBusMessage::createMethodCall(service, QStringLiteral("/StatusNotifierItem"),
-                                                                   QStringLiteral("org.kde.StatusNotifierItem"),
-                                                                   QStringLiteral("Activate"));
+            QDBusMessage activate = QDBusMessage::createMethodCall(service, "/StatusNotifierItem",
+                                                                   "org.kde.StatusNotifierItem", "Activate");
             activate << 0 << 0;
             bus.call(activate, QDBus::NoBlock);
         } else {
-            QCOMPARE(shownWindowsOfTheProgram(), 1);
-            const QString icon =
-                run(QStringLiteral("xdotool"), {"search", "--onlyvisible", "--classname", "verrinplus"});
-            run(QStringLiteral("xdotool"), {"mousemove", "--window", icon, "5", "5", "click", "1"});
+            const QStringList icon = shownWindowsOfTheProgram();
+            QCOMPARE(icon.size(), 1);
+            run("xdotool", {"mousemove", "--window", icon.first(), "5", "5", "click", "1"});
         }
         QTRY_VERIFY_WITH_TIMEOUT(mainWindowShown(), 10000);
 
@@ -136,8 +129,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(program.state() == QProcess::NotRunning, 20000);
         QCOMPARE(program.exitCode(), 0);
         if (statusNotifier) {
-            bus.unregisterObject(QStringLiteral("/StatusNotifierWatcher"));
-            bus.unregisterService(QStringLiteral("org.kde.StatusNotifierWatcher"));
+            bus.unregisterObject("/StatusNotifierWatcher");
+            bus.unregisterService("org.kde.StatusNotifierWatcher");
         } else {
             tray.kill();
             tray.waitForFinished(10000);
