@@ -20,8 +20,6 @@ struct StoredRow
     QDateTime end;
     QString path;
     QString name;
-
-    int seconds() const { return int(start.secsTo(end)); }
 };
 
 inline QList<StoredRow> storedRows()
@@ -86,7 +84,6 @@ struct RecorderFixture
             tick();
         }
     }
-    QDateTime at(int h, int m, int s = 0) const { return QDateTime(QDate(2026, 11, 16), QTime(h, m, s)); }
 
     TempDataFolder folder;
     Database database;

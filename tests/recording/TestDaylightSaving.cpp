@@ -1,3 +1,4 @@
+#include "RecordedRows.h"
 #include "RecorderFixture.h"
 #include "TestKit.h"
 #include "reports/DayQueries.h"
@@ -17,15 +18,6 @@ qint64 elapsed(const QString& start, const QString& end)
                                  b.time().msecsSinceStartOfDay() / 1000);
 }
 
-QStringList storedTexts()
-{
-    QStringList rows;
-    QSqlQuery query(QStringLiteral("SELECT start_time, end_time FROM entries ORDER BY id"));
-    while (query.next()) {
-        rows << query.value(0).toString().mid(11) + QLatin1Char('-') + query.value(1).toString().mid(11);
-    }
-    return rows;
-}
 } // namespace
 
 // Days on which the clocks change (the tests run in Europe/Berlin: forward at 02:00 on 29 March
@@ -67,37 +59,34 @@ private slots:
 
     void recorderClosesAStretchAtTheChange_data()
     {
-        QTest::addColumn<qint64>("startUtc");
+        QTest::addColumn<QDateTime>("startUtc");
         QTest::addColumn<QStringList>("rows");
-        QTest::addColumn<int>("dayTotal");
         // Twenty minutes of one window from ten minutes before each change; the second before the
         // change ends the first row.
-        QTest::newRow("spring") << QDateTime(QDate(2026, 3, 29), QTime(0, 50), Qt::UTC).toSecsSinceEpoch()
-                                << QStringList{"01:50:00-01:59:59", "03:00:00-03:10:00"} << 1199;
-        QTest::newRow("autumn") << QDateTime(QDate(2026, 10, 25), QTime(0, 50), Qt::UTC).toSecsSinceEpoch()
-                                << QStringList{"02:50:00-02:59:59", "02:00:00-02:10:00"} << 1199;
+        QTest::newRow("spring") << QDateTime(QDate(2026, 3, 29), QTime(0, 50), Qt::UTC)
+                                << QStringList{"01:50:00-01:59:59 Editor: notes", "03:00:00-03:10:00 Editor: notes"};
+        QTest::newRow("autumn") << QDateTime(QDate(2026, 10, 25), QTime(0, 50), Qt::UTC)
+                                << QStringList{"02:00:00-02:10:00 Editor: notes",
+                                               "02:50:00-02:59:59 Editor: notes"}; // by start text
     }
 
     void recorderClosesAStretchAtTheChange()
     {
-        QFETCH(qint64, startUtc);
+        QFETCH(QDateTime, startUtc);
         QFETCH(QStringList, rows);
-        QFETCH(int, dayTotal);
         RecorderFixture f;
         QVERIFY(f.opened);
-        f.platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
-        const QDateTime start = QDateTime::fromSecsSinceEpoch(startUtc).toLocalTime();
-        f.clock.set(start);
+        f.platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes"));
+        f.clock.set(startUtc.toLocalTime());
         f.recorder.start();
         f.tick(0);
         f.ticks(1200);
         f.recorder.stop();
-        QCOMPARE(storedTexts(), rows);
-
+        QCOMPARE(timeline(), rows);
         // The day tree adds the rows up as real time.
         TreeModel model(false);
-        model.initTree(start.date(), 0);
-        QCOMPARE(model.getTotalTime(), dayTotal);
+        model.initTree(startUtc.toLocalTime().date(), 0);
+        QCOMPARE(model.getTotalTime(), 1199);
     }
 
     // Rows of older databases may span a change; every sum counts them as the trees do, in real
@@ -118,15 +107,10 @@ private slots:
         QFETCH(QString, end);
         RecorderFixture f;
         QVERIFY(f.opened);
-        QSqlQuery insert;
-        QVERIFY(insert.exec(QStringLiteral("INSERT INTO applications (id, path, name) VALUES (1, '/e', 'Editor')")));
-        QVERIFY(insert.exec(QStringLiteral("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
-                                           "('notes', 1, '%1', '%2')")
-                                .arg(start, end)));
-        const int id = insert.lastInsertId().toInt();
+        const int id = RecordedRows::addEntry(RecordedRows::addApp(QStringLiteral("Editor")), "notes", start, 0);
+        QVERIFY(QSqlQuery().exec(QStringLiteral("UPDATE entries SET end_time = '%1'").arg(end)));
         const QDate day = QDate::fromString(start.left(10), Qt::ISODate);
         const int real = 1200;
-
         TreeModel model(false);
         model.initTree(day, 0);
         QCOMPARE(model.getTotalTime(), real);

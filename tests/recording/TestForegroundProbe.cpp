@@ -29,7 +29,21 @@ QImage imageOf(const QIcon& icon)
 {
     return icon.pixmap(16, 16).toImage();
 }
+
+const char* kEditor = "/usr/bin/editor";
+
+struct ProbeCase
+{
+    QString name;
+    QString path;
+    QString title;
+    bool cleanup;
+    QString expectedName;
+    QString expectedTitle;
+};
 } // namespace
+
+Q_DECLARE_METATYPE(ProbeCase)
 
 class TestForegroundProbe : public QObject
 {
@@ -72,78 +86,64 @@ private slots:
 
     void probe_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<bool>("cleanup");
-        QTest::addColumn<QString>("expectedName");
-        QTest::addColumn<QString>("expectedTitle");
-        const auto row = [](const char* tag, const char* name, const char* path, const QString& title, bool cleanup,
-                            const char* expectedName, const QString& expectedTitle) {
-            QTest::newRow(tag) << name << path << title << cleanup << expectedName << expectedTitle;
-        };
-        const char* editor = "/usr/bin/editor";
-        row("as reported", "Editor", editor, "notes.txt", true, "Editor", "notes.txt");
-        row("clean-up on", "Editor", editor, "a.psd @ 100% *", true, "Editor", "a.psd");
-        row("clean-up off keeps the title", "Editor", editor, "a.psd @ 100% *", false, "Editor", "a.psd @ 100% *");
-        row("no name: the file name", "", "/usr/share/applications/gimp.desktop", "x", true, "gimp.desktop", "x");
-        row("no title", "Editor", editor, "", true, "Editor", "(no title)");
-        row("title that cleans up to nothing", "Editor", editor, " *", true, "Editor", "(no title)");
-        row("script panel is no document", "Adobe Photoshop", "/opt/ps", "ScriptUIFlexServer", true, "Adobe Photoshop",
-            "(no title)");
-        row("that title in other applications", "Editor", editor, "ScriptUIFlexServer", true, "Editor",
-            "ScriptUIFlexServer");
+        QTest::addColumn<ProbeCase>("c");
+        const auto row = [](const char* tag, const ProbeCase& c) { QTest::newRow(tag) << c; };
+        row("as reported", {"Editor", kEditor, "notes.txt", true, "Editor", "notes.txt"});
+        row("clean-up on", {"Editor", kEditor, "a.psd @ 100% *", true, "Editor", "a.psd"});
+        row("clean-up off keeps the title", {"Editor", kEditor, "a.psd @ 100% *", false, "Editor", "a.psd @ 100% *"});
+        row("no name: the file name", {"", "/usr/share/applications/gimp.desktop", "x", true, "gimp.desktop", "x"});
+        row("no title", {"Editor", kEditor, "", true, "Editor", "(no title)"});
+        row("title that cleans up to nothing", {"Editor", kEditor, " *", true, "Editor", "(no title)"});
+        row("script panel is no document",
+            {"Adobe Photoshop", "/opt/ps", "ScriptUIFlexServer", true, "Adobe Photoshop", "(no title)"});
+        row("that title in other applications",
+            {"Editor", kEditor, "ScriptUIFlexServer", true, "Editor", "ScriptUIFlexServer"});
         // Huge titles are cut to the stored length, never inside a UTF-16 surrogate pair.
         const int max = util::kMaxTitleLength;
         const QString full(max, QLatin1Char('a'));
         const QString emoji = QString::fromUtf8("\xF0\x9F\x98\x80");
-        row("1 MiB", "Editor", editor, QString(1024 * 1024, QLatin1Char('a')), true, "Editor", full);
-        row("exactly the limit", "Editor", editor, full, true, "Editor", full);
-        row("a pair across the limit", "Editor", editor, full.left(max - 1) + emoji + "zz", true, "Editor",
-            full.left(max - 1));
-        row("a pair just inside", "Editor", editor, full.left(max - 2) + emoji + "zz", true, "Editor",
-            full.left(max - 2) + emoji);
+        row("1 MiB", {"Editor", kEditor, QString(1024 * 1024, QLatin1Char('a')), true, "Editor", full});
+        row("exactly the limit", {"Editor", kEditor, full, true, "Editor", full});
+        row("a pair across the limit",
+            {"Editor", kEditor, full.left(max - 1) + emoji + "zz", true, "Editor", full.left(max - 1)});
+        row("a pair just inside",
+            {"Editor", kEditor, full.left(max - 2) + emoji + "zz", true, "Editor", full.left(max - 2) + emoji});
     }
 
     void probe()
     {
-        QFETCH(QString, name);
-        QFETCH(QString, path);
-        QFETCH(QString, title);
-        QFETCH(bool, cleanup);
-        QFETCH(QString, expectedName);
-        QFETCH(QString, expectedTitle);
-        Registry::instance()->setTitleCleanupEnabled(cleanup);
+        QFETCH(ProbeCase, c);
+        Registry::instance()->setTitleCleanupEnabled(c.cleanup);
         FakePlatform platform;
-        platform.setWindow(name, path, title);
+        platform.setWindow(c.name, c.path, c.title);
         ForegroundProbe probe(&platform);
         bool valid = false;
         const AppStruct app = probe.getForegroundApp(&valid);
         QVERIFY(valid);
-        QCOMPARE(app.productName, QString());
-        QCOMPARE(app.path, path);
-        QCOMPARE(app.name, expectedName);
-        QCOMPARE(app.title, expectedTitle);
+        QCOMPARE(QStringList({app.productName, app.path, app.name, app.title}),
+                 QStringList({QString(), c.path, c.expectedName, c.expectedTitle}));
         QVERIFY(!app.icon.isNull());
         platform.setNoWindow();
         probe.getForegroundApp(&valid);
         QVERIFY(!valid);
     }
 
-    void iconsComeFromTheDesktopOncePerPath()
+    void icons()
     {
         QTemporaryDir dir;
         const QString editor = dir.filePath(QStringLiteral("editor.desktop"));
         const QString viewer = dir.filePath(QStringLiteral("viewer.desktop"));
-        for (const QString& path : {editor, viewer}) {
+        const QString bare = dir.filePath(QStringLiteral("app"));
+        for (const QString& path : {editor, viewer, bare}) {
             QFile file(path);
             QVERIFY(file.open(QIODevice::WriteOnly));
         }
         CountingPlatform platform;
         platform.icons.insert(editor, solidIcon(Qt::red));
         platform.icons.insert(viewer, solidIcon(Qt::blue));
+        platform.icons.insert(QStringLiteral("/no/such/app"), solidIcon(Qt::green));
         ForegroundProbe probe(&platform);
-
+        // The desktop is asked once per path.
         for (int i = 0; i < 5; ++i) {
             platform.setWindow(QStringLiteral("Editor"), editor, QStringLiteral("doc %1").arg(i));
             QCOMPARE(imageOf(probe.getForegroundApp().icon), imageOf(platform.icons.value(editor)));
@@ -152,36 +152,20 @@ private slots:
         }
         QCOMPARE(platform.iconLookups, 2);
         QCOMPARE(probe.cachedIcons(), 2);
-    }
-
-    void iconFallbacks()
-    {
-        QTemporaryDir dir;
-        const QString exists = dir.filePath(QStringLiteral("app"));
-        QFile file(exists);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.close();
-
-        FakePlatform platform;
-        const QImage generic = imageOf(QIcon(QStringLiteral(":/icons/res/app.png")));
-        const QImage awayIcon = imageOf(QIcon(QStringLiteral(":/icons/res/away.png")));
-        QVERIFY(!generic.isNull());
-        QVERIFY(!awayIcon.isNull());
 
         // The desktop knows no icon for an existing path, the path is gone, or there is no desktop at all.
-        QCOMPARE(imageOf(util::get_file_icon(exists, &platform)), generic);
-        platform.icons.insert(QStringLiteral("/no/such/app"), solidIcon(Qt::red));
-        QCOMPARE(imageOf(util::get_file_icon(QStringLiteral("/no/such/app"), &platform)), generic);
-        QCOMPARE(imageOf(util::get_file_icon(exists)), generic);
-        QCOMPARE(imageOf(util::get_file_icon(QString(), &platform)), generic);
-
-        QCOMPARE(imageOf(util::get_file_icon(QStringLiteral("verrin://idle"), &platform)), awayIcon);
-        QCOMPARE(imageOf(util::idle_app().icon), awayIcon);
-
+        const QImage generic = imageOf(QIcon(QStringLiteral(":/icons/res/app.png")));
+        const QImage away = imageOf(QIcon(QStringLiteral(":/icons/res/away.png")));
+        QVERIFY(!generic.isNull() && !away.isNull());
+        for (const QString& path : {bare, QStringLiteral("/no/such/app"), QString()}) {
+            QCOMPARE(imageOf(util::get_file_icon(path, &platform)), generic);
+        }
+        QCOMPARE(imageOf(util::get_file_icon(editor)), generic);
+        QCOMPARE(imageOf(util::get_file_icon(QStringLiteral("verrin://idle"), &platform)), away);
+        QCOMPARE(imageOf(util::idle_app().icon), away);
         // The process-wide platform is used once set.
-        platform.icons.insert(exists, solidIcon(Qt::green));
         util::set_icon_platform(&platform);
-        QCOMPARE(imageOf(util::get_file_icon(exists)), imageOf(platform.icons.value(exists)));
+        QCOMPARE(imageOf(util::get_file_icon(editor)), imageOf(platform.icons.value(editor)));
         util::set_icon_platform(nullptr);
     }
 };

@@ -11,39 +11,12 @@
 #include <QListWidget>
 #include <QTreeWidget>
 
-Q_DECLARE_METATYPE(ExcludedApps::AddCheck)
-
 class TestRecordingDialogs : public QObject
 {
     Q_OBJECT
 
 private slots:
     void init() { Registry::drop(); }
-
-    void dialogAddCheck_data()
-    {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QStringList>("listed");
-        QTest::addColumn<ExcludedApps::AddCheck>("expected");
-        using C = ExcludedApps::AddCheck;
-        const QString app = dir.path();
-        QTest::newRow("empty") << "" << QStringList() << C::Empty;
-        QTest::newRow("blanks only") << "   " << QStringList() << C::Empty;
-        QTest::newRow("the prefilled text") << "Enter path here" << QStringList() << C::Missing;
-        QTest::newRow("missing") << app + "/gone" << QStringList() << C::Missing;
-        QTest::newRow("exists") << app << QStringList() << C::Ok;
-        QTest::newRow("blanks around") << "  " + app + "\t" << QStringList() << C::Ok;
-        QTest::newRow("listed") << app << QStringList{app} << C::AlreadyListed;
-        QTest::newRow("listed in another case") << app << QStringList{app.toUpper()} << C::Ok;
-    }
-
-    void dialogAddCheck()
-    {
-        QFETCH(QString, typed);
-        QFETCH(QStringList, listed);
-        QFETCH(ExcludedApps::AddCheck, expected);
-        QCOMPARE(ExcludedApps::checkDialogAdd(typed, listed), expected);
-    }
 
     void excludingFromTheViewIgnoresCase()
     {
@@ -57,35 +30,33 @@ private slots:
     void addingThroughTheDialog()
     {
         const QString listed = dir.path();
-        ExcludedApps::setList({listed});
+        const QString other = QDir(dir.path()).filePath(QStringLiteral("sub"));
+        QVERIFY(QDir().mkpath(other));
+        ExcludedApps::setList({listed, other.toUpper()});
         FakePrompter prompter;
         IgnoredAppsDialog dialog(nullptr, &prompter);
-        QCOMPARE(dialog.ignoredApps->topLevelItemCount(), 1);
-        QVERIFY(!dialog.wasChanged());
-
-        // Already there: nothing changes and nobody is bothered.
-        QVERIFY(!dialog.addPath(listed));
-        QVERIFY(!dialog.addPath(QStringLiteral("   ")));
+        QCOMPARE(dialog.ignoredApps->topLevelItemCount(), 2);
+        // Already there, or nothing typed: nothing changes and nobody is bothered.
+        for (const QString& typed : {listed, QStringLiteral("   "), QString()}) {
+            QVERIFY(!dialog.addPath(typed));
+        }
         QVERIFY(prompter.calls.isEmpty());
         QVERIFY(!dialog.wasChanged());
 
-        const QString missing = dir.filePath(QStringLiteral("gone \"app\""));
-        QVERIFY(!dialog.addPath(missing));
-        QCOMPARE(prompter.calls.size(), 1);
-        QCOMPARE(prompter.calls[0].kind, QStringLiteral("critical"));
-        QCOMPARE(prompter.calls[0].text,
-                 QStringLiteral("Application \"") + missing + QStringLiteral("\" does not exist."));
-
-        const QString other = QDir(dir.path()).filePath(QStringLiteral("sub"));
-        QVERIFY(QDir().mkpath(other));
-        QVERIFY(dialog.addPath(QStringLiteral(" ") + other + QStringLiteral(" ")));
+        for (const QString& missing :
+             {dir.filePath(QStringLiteral("gone \"app\"")), QStringLiteral("Enter path here")}) {
+            QVERIFY(!dialog.addPath(missing));
+            QCOMPARE(prompter.calls.last().kind + ": " + prompter.calls.last().text,
+                     "critical: Application \"" + missing + "\" does not exist.");
+        }
+        // Paths compare with their case; blanks around are dropped.
+        QVERIFY(dialog.addPath(QStringLiteral(" ") + other + QStringLiteral("\t")));
         QVERIFY(!dialog.addPath(other));
         QVERIFY(dialog.wasChanged());
-        QCOMPARE(dialog.ignoredApps->topLevelItemCount(), 2);
-        QCOMPARE(dialog.ignoredApps->topLevelItem(1)->text(0), other);
+        QCOMPARE(dialog.ignoredApps->topLevelItemCount(), 3);
         // The registry holds the change at once, whatever button closes the dialog.
         dialog.reject();
-        QCOMPARE(ExcludedApps::list(), (QStringList{listed, other}));
+        QCOMPARE(ExcludedApps::list(), (QStringList{listed, other.toUpper(), other}));
     }
 
     void removingTakesOutOneOccurrence()

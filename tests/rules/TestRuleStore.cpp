@@ -59,10 +59,12 @@ class TestRuleStore : public QObject
                                taskId);
     }
 
-    static QList<int> seqs()
+    static QList<int> seqs() { return ints(QStringLiteral("SELECT seq FROM rules ORDER BY id")); }
+
+    static QList<int> ints(const QString& sql)
     {
         QList<int> result;
-        QSqlQuery q(QStringLiteral("SELECT seq FROM rules ORDER BY id"));
+        QSqlQuery q(sql);
         while (q.next()) {
             result << q.value(0).toInt();
         }
@@ -106,9 +108,7 @@ private slots:
         QVERIFY2(store.lastError().contains("disk is full"), qPrintable(store.lastError()));
         QVERIFY(trigger.exec("DROP TRIGGER no_apps"));
         QCOMPARE(brief(store.readDbRule(id)), before);
-        QSqlQuery count(QStringLiteral("SELECT COUNT(*) FROM rules"));
-        QVERIFY(count.next());
-        QCOMPARE(count.value(0).toInt(), 1);
+        QCOMPARE(ints("SELECT COUNT(*) FROM rules"), QList<int>{1});
     }
 
     void addUpdateDuplicateAndReadBack()
@@ -116,16 +116,13 @@ private slots:
         // Quotes and SQL in names and patterns are values, never statements.
         const int id = store.addDbRule("Office \"A\"; DROP TABLE rules; --", {4, 2}, "exact", "Budget's 2026.ods",
                                        "between", QDate(2026, 3, 3), QDate(2026, 3, 10), 11, 22);
-        QCOMPARE(id, 1);
         QCOMPARE(brief(store.readDbRule(id)),
                  QStringLiteral("Office \"A\"; DROP TABLE rules; --|exact Budget's 2026.ods|"
                                 "between 2026-03-03 2026-03-10|11/22|seq 1|active 1|apps 2,4"));
-        QSqlQuery stored(QStringLiteral("SELECT date_from, date_to FROM rules"));
-        QVERIFY(stored.next());
-        QCOMPARE(stored.value(0).toString(), QStringLiteral("2026-03-03"));
+        QSqlQuery stored(QStringLiteral("SELECT date_from FROM rules"));
+        QVERIFY(stored.next() && stored.value(0).toString() == QLatin1String("2026-03-03"));
         // A missing rule reads as nulls rather than failing.
         QCOMPARE(brief(store.readDbRule(99)), QStringLiteral("| |  |/|seq |active 0|apps "));
-
         // An update keeps the position and the active state.
         add("Other", {1});
         store.activateDbRule(id, false);
@@ -134,12 +131,9 @@ private slots:
         QCOMPARE(
             brief(store.readDbRule(id)),
             QStringLiteral("it's renamed|regexp ^x' OR '1'='1|after 2026-05-01 2026-05-02|3/4|seq 1|active 0|apps 9"));
-
         // The copy of an inactive rule is active and goes to the end; the source stays off.
-        const int copy = store.duplicateDbRule(id);
-        QCOMPARE(copy, 3);
         QCOMPARE(
-            brief(store.readDbRule(copy)),
+            brief(store.readDbRule(store.duplicateDbRule(id))),
             QStringLiteral("Copy of it's renamed|regexp ^x' OR '1'='1|after 2026-05-01 2026-05-02|3/4|seq 3|active 1|"
                            "apps 9"));
         QCOMPARE(activeIds(), (QList<int>{2, 3}));
@@ -155,43 +149,35 @@ private slots:
         add("d", {1});
         QCOMPARE(seqs(), (QList<int>{1, 3, 4}));
         store.removeDbRule(a);
-        QSqlQuery orphans(QStringLiteral("SELECT COUNT(*) FROM rules_apps WHERE rule_id IN (1, 2)"));
-        QVERIFY(orphans.next());
-        QCOMPARE(orphans.value(0).toInt(), 0);
+        QCOMPARE(ints("SELECT COUNT(*) FROM rules_apps WHERE rule_id IN (1, 2)"), QList<int>{0});
         QCOMPARE(store.nextRuleNumber(), 5);
         store.removeDbRule(4);
         QCOMPARE(store.nextRuleNumber(), 4);
     }
 
-    void moving_data()
-    {
-        QTest::addColumn<QList<int>>("startSeqs");
-        QTest::addColumn<int>("moveIndex");
-        QTest::addColumn<int>("direction");
-        QTest::addColumn<QList<int>>("expected");
-        QTest::newRow("top rule up reaches 0") << QList<int>{1, 2, 3} << 0 << -1 << QList<int>{0, 2, 3};
-        QTest::newRow("rule at 0 stays") << QList<int>{0, 2, 3} << 0 << -1 << QList<int>{0, 2, 3};
-        QTest::newRow("bottom rule down stays") << QList<int>{1, 2, 3} << 2 << 1 << QList<int>{1, 2, 3};
-        QTest::newRow("middle up swaps") << QList<int>{1, 2, 3} << 1 << -1 << QList<int>{2, 1, 3};
-        QTest::newRow("middle down swaps") << QList<int>{1, 2, 3} << 1 << 1 << QList<int>{1, 3, 2};
-        QTest::newRow("9 up over a gap") << QList<int>{1, 4, 9} << 2 << -1 << QList<int>{1, 9, 4};
-        QTest::newRow("1 down over a gap") << QList<int>{1, 4, 9} << 0 << 1 << QList<int>{4, 1, 9};
-    }
-
     void moving()
     {
-        QFETCH(QList<int>, startSeqs);
-        QFETCH(int, moveIndex);
-        QFETCH(int, direction);
-        QFETCH(QList<int>, expected);
-        QList<int> ids;
-        for (int i = 0; i < startSeqs.size(); ++i) {
-            ids << add(QStringLiteral("r%1").arg(i), {1});
-            QSqlQuery set;
-            set.exec(QStringLiteral("UPDATE rules SET seq = %1 WHERE id = %2").arg(startSeqs[i]).arg(ids.last()));
+        const struct
+        {
+            QList<int> seqs;
+            int index;
+            int direction;
+            QList<int> expected;
+        } rows[] = {
+            {{1, 2, 3}, 0, -1, {0, 2, 3}}, // the top rule goes up to 0, and no further
+            {{0, 2, 3}, 0, -1, {0, 2, 3}}, {{1, 2, 3}, 2, 1, {1, 2, 3}},  {{1, 2, 3}, 1, -1, {2, 1, 3}},
+            {{1, 2, 3}, 1, 1, {1, 3, 2}},  {{1, 4, 9}, 2, -1, {1, 9, 4}}, {{1, 4, 9}, 0, 1, {4, 1, 9}}, // over gaps
+        };
+        for (const auto& row : rows) {
+            RecordedRows::clearAll();
+            QList<int> ids;
+            for (int seq : row.seqs) {
+                ids << add(QStringLiteral("r"), {1});
+                QSqlQuery(QStringLiteral("UPDATE rules SET seq = %1 WHERE id = %2").arg(seq).arg(ids.last()));
+            }
+            store.moveDbRule(ids[row.index], row.direction);
+            QCOMPARE(seqs(), row.expected);
         }
-        store.moveDbRule(ids[moveIndex], direction);
-        QCOMPARE(seqs(), expected);
     }
 
     void ruleWithoutApplicationsIsNotApplied()
@@ -284,13 +270,10 @@ private slots:
         // Only an empty rule list is worth a message; otherwise the progress runs once, over the tasks.
         QCOMPARE(prompter.calls.size(), first.noRules ? 1 : 0);
         if (first.noRules) {
-            QCOMPARE(prompter.calls[0].kind, QStringLiteral("inform"));
-            QCOMPARE(prompter.calls[0].text, summary);
+            QCOMPARE(prompter.calls[0].kind + ' ' + prompter.calls[0].text, "inform " + summary);
         } else {
-            QCOMPARE(started.size(), 1);
+            QCOMPARE(QList<qsizetype>({started.size(), refresh.size(), finished.size()}), QList<qsizetype>({1, 1, 1}));
             QCOMPARE(started[0][0].toInt(), first.tasks + 2);
-            QCOMPARE(refresh.size(), 1);
-            QCOMPARE(finished.size(), 1);
         }
         QCOMPARE(applier.applyRules(QDate(2026, 11, 16), QDate(2026, 11, 17)).groups, groupsAgain);
     }

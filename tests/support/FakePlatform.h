@@ -21,7 +21,7 @@ public:
         return idle;
     }
     QIcon iconForPath(const QString& path) override { return icons.value(path); }
-    void hideApplication() override { ++hides; }
+    void hideApplication() override {}
 
     void setWindow(const QString& name, const QString& path, const QString& title, qint64 pid = 1)
     {
@@ -36,5 +36,4 @@ public:
     QHash<QString, QIcon> icons;
     int probes = 0;
     int idleQuestions = 0;
-    int hides = 0;
 };

@@ -62,10 +62,8 @@ inline void letTimePass(int ms)
     QTRY_VERIFY_WITH_TIMEOUT(timer.hasExpired(ms), ms + 5000);
 }
 
-// The real program, recording from its start with idle detection off, in `env` on `data`: `alpha` is
-// in front for three seconds, then `toBeta` brings `beta` to the front for two, then SIGTERM. Both
-// stretches must be stored, touching, each ending when it ended on the wall clock. `started` runs once
-// the program is up. The stretches go to `a` and `b` for further checks.
+// The real program records `alpha` for three seconds, then (after `toBeta`) `beta` for two, then gets
+// SIGTERM: both stretches must be stored, touching, each ending when it did on the wall clock.
 inline void recordTwoWindows(const TempDataFolder& data, QProcessEnvironment env, const QString& alpha,
                              const QString& beta, const std::function<bool()>& started,
                              const std::function<bool()>& toBeta, Stretch* a, Stretch* b)
@@ -98,12 +96,10 @@ inline void recordTwoWindows(const TempDataFolder& data, QProcessEnvironment env
     const QDateTime switched = QDateTime::currentDateTime();
     QTRY_VERIFY_WITH_TIMEOUT(find(database, alpha).end.isValid(), 20000);
     letTimePass(2000);
-
     const QDateTime terminated = QDateTime::currentDateTime();
     ::kill(pid_t(program.processId()), SIGTERM);
     QVERIFY(program.waitForFinished(20000));
     QCOMPARE(program.exitCode(), 0);
-
     *a = find(database, alpha);
     *b = find(database, beta);
     QVERIFY(a->end.isValid());
@@ -113,8 +109,8 @@ inline void recordTwoWindows(const TempDataFolder& data, QProcessEnvironment env
         return qAbs(recorded.secsTo(happened)) <= 2;
     };
     QVERIFY2(a->start >= launched.addSecs(-1), qPrintable(a->start.toString()));
-    QVERIFY2(near(a->end, switched), qPrintable(a->end.toString() + QLatin1Char(' ') + switched.toString()));
-    QVERIFY2(near(b->end, terminated), qPrintable(b->end.toString() + QLatin1Char(' ') + terminated.toString()));
+    QVERIFY2(near(a->end, switched), qPrintable(a->end.toString() + " " + switched.toString()));
+    QVERIFY2(near(b->end, terminated), qPrintable(b->end.toString() + " " + terminated.toString()));
     QCOMPARE(b->start, a->end); // nothing lost between them
 }
 
