@@ -1,0 +1,90 @@
+#include "TempDataFolder.h"
+#include "TestKit.h"
+#include "recording/Recorder.h"
+#include "store/Database.h"
+#include "store/util.h"
+
+class TestRecorderCrash : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void aKilledRecorderLosesAtMostTheCheckpointInterval_data()
+    {
+        QTest::addColumn<int>("step");
+        QTest::addColumn<int>("killAfter");
+        QTest::newRow("one second ticks") << 1 << 150;
+        QTest::newRow("seven second ticks, later") << 7 << 700;
+    }
+
+    void aKilledRecorderLosesAtMostTheCheckpointInterval()
+    {
+        QFETCH(int, step);
+        QFETCH(int, killAfter);
+
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString path = dir.filePath(QStringLiteral("verrinplus.sqlite"));
+
+        QProcess helper;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        helper.setProcessEnvironment(env);
+        helper.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        helper.start(QStringLiteral(RECORDER_CRASH_HELPER), {path, QString::number(step)});
+        QVERIFY2(helper.waitForStarted(30000), qPrintable(helper.errorString()));
+
+        // Read progress until the helper has simulated enough, then kill it without warning; lines that
+        // arrive before the kill tell how far it got at least.
+        int simulated = -1;
+        QByteArray pending;
+        const auto readProgress = [&] {
+            pending += helper.readAll();
+            for (int newline; (newline = pending.indexOf('\n')) >= 0; pending.remove(0, newline + 1)) {
+                if (pending.startsWith("simulated ")) {
+                    simulated = qMax(simulated, pending.mid(10, newline - 10).toInt());
+                }
+            }
+        };
+        for (int round = 0; round < 600 && simulated < killAfter; ++round) {
+            if (helper.bytesAvailable() == 0 && !helper.waitForReadyRead(1000)) {
+                QVERIFY2(helper.state() == QProcess::Running, "the helper ended by itself");
+                continue;
+            }
+            readProgress();
+        }
+        QVERIFY2(simulated >= killAfter, "the helper made no progress");
+        helper.kill();
+        QVERIFY(helper.waitForFinished(30000));
+        QCOMPARE(helper.exitStatus(), QProcess::CrashExit);
+        readProgress();
+
+        Database database;
+        QString error;
+        QVERIFY2(database.open(path, &error), qPrintable(error));
+        QSqlQuery integrity(QStringLiteral("PRAGMA integrity_check"));
+        QVERIFY(integrity.next());
+        QCOMPARE(integrity.value(0).toString(), QStringLiteral("ok"));
+
+        QSqlQuery rows(QStringLiteral("SELECT start_time, end_time FROM entries ORDER BY start_time"));
+        const QDateTime begin(QDate(2026, 11, 16), QTime(9, 0, 0));
+        QDateTime covered = begin;
+        int count = 0;
+        while (rows.next()) {
+            const QDateTime start = util::sql_to_datetime(rows.value(0).toString());
+            const QDateTime end = util::sql_to_datetime(rows.value(1).toString());
+            QCOMPARE(start, covered); // no gap, no overlap
+            QVERIFY(end > start);
+            covered = end;
+            ++count;
+        }
+        QVERIFY(count >= 1);
+        const int lost = int(covered.secsTo(begin.addSecs(simulated)));
+        QVERIFY2(
+            lost >= 0 && lost <= Recorder::kCheckpointSeconds + step,
+            qPrintable(QStringLiteral("simulated %1 s, stored up to %2 s").arg(simulated).arg(begin.secsTo(covered))));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRecorderCrash)
+#include "TestRecorderCrash.moc"
