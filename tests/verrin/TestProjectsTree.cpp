@@ -7,13 +7,11 @@
 #include "verrin/ProjectsTree.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTreeWidgetItemIterator>
 
 namespace {
 QList<int> shownIds(const ProjectsTree& tree, const QString& kind)
@@ -24,11 +22,6 @@ QList<int> shownIds(const ProjectsTree& tree, const QString& kind)
             ids << ProjectsTree::idOf(*it);
     }
     return ids;
-}
-
-void signIn(bool on)
-{
-    Registry::instance()->setLoggedIn(on);
 }
 
 void pressOk(QWidget* dialog)
@@ -44,6 +37,8 @@ class TestProjectsTree : public QObject
     FakePrompter prompter;
     std::unique_ptr<ProjectsTree> tree;
 
+    bool menuAction(const char* name) const { return tree->findChild<QAction*>(name)->isEnabled(); }
+
 private slots:
     void init()
     {
@@ -52,7 +47,7 @@ private slots:
         tree = std::make_unique<ProjectsTree>();
         tree->setPrompter(&prompter);
         tree->setCompletedRemovalDelay(0);
-        signIn(true);
+        Registry::instance()->setLoggedIn(true);
         tree->showCatalogueReply(true, sampleCatalogueReply());
     }
 
@@ -68,11 +63,10 @@ private slots:
     {
         QCOMPARE(tree->topLevelItemCount(), 2);
         QTreeWidgetItem* acme = tree->topLevelItem(0);
-        QCOMPARE(acme->text(0), QStringLiteral("Acme Corp"));
-        QCOMPARE(ProjectsTree::kindOf(acme), QStringLiteral("client"));
+        QCOMPARE(acme->text(0) + '|' + ProjectsTree::kindOf(acme), QStringLiteral("Acme Corp|client"));
         QCOMPARE(acme->childCount(), 2);
+        QVERIFY(acme->isExpanded());
         QCOMPARE(tree->topLevelItem(1)->text(0), QStringLiteral("Globex Bäckerei"));
-
         QTreeWidgetItem* task = tree->locateTask(103, 205, 308);
         QVERIFY(task);
         // Name, id and kind of the task and the kinds of its parents, as drops and menus read them.
@@ -83,33 +77,24 @@ private slots:
                  (QStringList{"Speisekarte übersetzen", "308", "task", "tasklist", "project"}));
         for (QTreeWidgetItemIterator it(tree.get()); *it; ++it)
             QVERIFY2(!(*it)->icon(0).pixmap(16).isNull(), qPrintable((*it)->text(0)));
-        QVERIFY(tree->topLevelItem(0)->isExpanded());
-
-        // Completed tasks never show; the empty backlog does, so tasks can be added to it.
-        QCOMPARE(shownIds(*tree, "task"), (QList<int>{301, 303, 304, 305, 306, 308, 309}));
-        QVERIFY(tree->locateTaskList(102, 204));
+        QVERIFY(tree->locateTaskList(102, 204)); // empty, shown so tasks can be added to it
         QVERIFY(Registry::instance()->catalogueLoaded());
-        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
     }
 
     void filtersByWordsAndPhrases_data()
     {
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QList<int>>("tasks");
-        const auto row = [](const char* name, const char* filter, const QList<int>& tasks) {
-            QTest::newRow(name) << QString(filter) << tasks;
-        };
-        row("no filter", "", {301, 303, 304, 305, 306, 308, 309});
-        row("two words, either may match", "mockup LANDING", {301, 304});
-        row("quoted phrase", "\"contact form\"", {305});
-        row("phrase in the wrong order", "\"form contact\"", {});
-        row("phrase and word", "\"quarterly report\" landing", {304, 309});
-        row("client name", "globex", {308, 309});
-        row("project name", "mobile", {306});
-        row("task list name", "build", {304, 305});
-        row("non-ascii", "ÜBERSETZ", {308});
-        row("only a completed task matches", "logo", {});
-        row("nothing matches", "zebra", {});
+        QTest::newRow("no filter, no completed tasks") << "" << QList<int>{301, 303, 304, 305, 306, 308, 309};
+        QTest::newRow("two words, either may match") << "mockup LANDING" << QList<int>{301, 304};
+        QTest::newRow("quoted phrase") << "\"contact form\"" << QList<int>{305};
+        QTest::newRow("phrase in the wrong order") << "\"form contact\"" << QList<int>{};
+        QTest::newRow("phrase and word") << "\"quarterly report\" landing" << QList<int>{304, 309};
+        QTest::newRow("client name") << "globex" << QList<int>{308, 309};
+        QTest::newRow("project name") << "mobile" << QList<int>{306};
+        QTest::newRow("task list name") << "build" << QList<int>{304, 305};
+        QTest::newRow("non-ascii") << "ÜBERSETZ" << QList<int>{308};
+        QTest::newRow("only a completed task matches") << "logo" << QList<int>{};
     }
 
     void filtersByWordsAndPhrases()
@@ -124,103 +109,69 @@ private slots:
         QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
         tree->applyFilter(QString());
         QCOMPARE(shownIds(*tree, "task").size(), 7);
-    }
-
-    void filterShowsMatchingEmptyListsOnly()
-    {
+        // A matching empty list shows, and its project with it.
         tree->applyFilter(QStringLiteral("backlog"));
         QCOMPARE(shownIds(*tree, "tasklist"), QList<int>{204});
         QCOMPARE(shownIds(*tree, "project"), QList<int>{102});
     }
 
-    void refusedCatalogueWarnsAndStillCaches()
+    void failedOrRefusedCatalogue()
     {
-        const QString refused = QStringLiteral("<rsp status=\"error\"><error code=\"98\" message=\"x\"/></rsp>");
-        tree->showCatalogueReply(true, refused);
-        QCOMPARE(tree->topLevelItemCount(), 0);
-        QCOMPARE(prompter.shown(), QStringLiteral("warn|Error|Could not load projects tree"));
-        QVERIFY(!Registry::instance()->catalogueLoaded());
-        // Typing a filter over a bad cache stays quiet.
-        tree->applyFilter(QStringLiteral("x"));
-        QCOMPARE(prompter.calls.size(), 1);
-    }
-
-    void failedRequestKeepsTreeAndCachesEmptyText()
-    {
+        // A failed request keeps the tree and says nothing: the transport told the user.
         tree->showCatalogueReply(false, QString());
         QVERIFY(prompter.calls.isEmpty());
         QVERIFY(tree->topLevelItemCount() > 0);
         QVERIFY(!Registry::instance()->catalogueLoaded());
+        tree->showCatalogueReply(true, QStringLiteral("<rsp status=\"error\"><error code=\"98\"/></rsp>"));
+        QCOMPARE(tree->topLevelItemCount(), 0);
+        QCOMPARE(prompter.shown(), QStringLiteral("warn|Error|Could not load projects tree"));
+        QVERIFY(!Registry::instance()->catalogueLoaded());
+        tree->applyFilter(QStringLiteral("x")); // over a bad cache, quietly
+        QCOMPARE(prompter.calls.size(), 1);
     }
 
-    void selectionGivesIds()
+    void selectionGivesIdsAndMenuEnablesWhatFits()
     {
-        // The selected item's own and enclosing ids as "project list task", 0 where there is none.
+        // The selected item's ids as "project list task", then the initials of the enabled commands.
         const struct
         {
+            bool signedIn;
             const char* kind;
             int id;
-            const char* ids;
-        } rows[] = {{"client", 11, "0 0 0"},
-                    {"project", 102, "102 0 0"},
-                    {"tasklist", 202, "101 202 0"},
-                    {"task", 303, "101 201 303"}};
-        for (const auto& row : rows) {
-            QTreeWidgetItem* item = itemOf(*tree, row.kind, row.id);
-            QVERIFY(item);
-            tree->setCurrentItem(item);
-            QCOMPARE(QStringLiteral("%1 %2 %3")
-                         .arg(tree->getSelectedProjectId())
-                         .arg(tree->getSelectedTasklistId())
-                         .arg(tree->getSelectedTaskId()),
-                     QString(row.ids));
-        }
-    }
-
-    void menuEnablesWhatFits_data()
-    {
-        QTest::addColumn<bool>("signedIn");
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<int>("id");
-        QTest::addColumn<QString>("enabled"); // initials of the enabled service commands
-        const auto row = [](const char* name, bool signedIn, const char* kind, int id, const char* enabled) {
-            QTest::newRow(name) << signedIn << QString(kind) << id << QString(enabled);
+            const char* expected;
+        } rows[] = {
+            {true, "client", 11, "0 0 0 R"},
+            {true, "project", 102, "102 0 0 TLR"},
+            {true, "tasklist", 204, "102 204 0 TLR"},
+            {true, "task", 303, "101 201 303 TLCR"},
+            {true, "", 0, "R"},
+            {false, "task", 301, "101 201 301 "},
         };
-        row("client", true, "client", 11, "R");
-        row("project", true, "project", 101, "TLR");
-        row("task list", true, "tasklist", 204, "TLR");
-        row("task", true, "task", 301, "TLCR");
-        row("empty space", true, "", 0, "R");
-        row("signed out, task", false, "task", 301, "");
-    }
-
-    void menuEnablesWhatFits()
-    {
-        QFETCH(bool, signedIn);
-        QFETCH(QString, kind);
-        QFETCH(int, id);
-        QFETCH(QString, enabled);
-        signIn(signedIn);
-        tree->prepareMenu(kind.isEmpty() ? nullptr : itemOf(*tree, kind, id));
-        const auto isOn = [this](const char* name) { return tree->findChild<QAction*>(name)->isEnabled(); };
-        QString got;
-        got += isOn("actionAddTask") ? "T" : "";
-        got += isOn("actionAddTaskList") ? "L" : "";
-        got += isOn("actionComplete") ? "C" : "";
-        got += isOn("actionRefresh") ? "R" : "";
-        QCOMPARE(got, enabled);
-        QVERIFY(!isOn("actionDelete"));
-        QVERIFY(isOn("actionExpandAll") && isOn("actionCollapseAll"));
-    }
-
-    void projectWithoutListsOffersNoAddTask()
-    {
+        for (const auto& row : rows) {
+            Registry::instance()->setLoggedIn(row.signedIn);
+            QTreeWidgetItem* item = *row.kind ? itemOf(*tree, row.kind, row.id) : nullptr;
+            QString got;
+            if (item) {
+                tree->setCurrentItem(item);
+                got = QStringLiteral("%1 %2 %3 ")
+                          .arg(tree->getSelectedProjectId())
+                          .arg(tree->getSelectedTasklistId())
+                          .arg(tree->getSelectedTaskId());
+            }
+            tree->prepareMenu(item);
+            got += QString(menuAction("actionAddTask") ? "T" : "") + (menuAction("actionAddTaskList") ? "L" : "") +
+                   (menuAction("actionComplete") ? "C" : "") + (menuAction("actionRefresh") ? "R" : "");
+            QCOMPARE(got, QString(row.expected));
+            QVERIFY(!menuAction("actionDelete"));
+            QVERIFY(menuAction("actionExpandAll") && menuAction("actionCollapseAll"));
+        }
+        // A project without lists has nowhere to add a task.
+        Registry::instance()->setLoggedIn(true);
         ProjectsCatalogue::keep(QStringLiteral("<rsp status=\"ok\"><projects><project id=\"5\" name=\"Bare\">"
                                                "<client name=\"C\"/></project></projects></rsp>"));
         tree->applyFilter(QString());
         tree->prepareMenu(tree->locateProject(5));
-        QVERIFY(!tree->findChild<QAction*>("actionAddTask")->isEnabled());
-        QVERIFY(tree->findChild<QAction*>("actionAddTaskList")->isEnabled());
+        QVERIFY(!menuAction("actionAddTask") && menuAction("actionAddTaskList"));
     }
 
     void completeAsksStrikesOutAndRemoves_data()
@@ -256,56 +207,48 @@ private slots:
         CatalogueTask stored;
         QVERIFY(Registry::instance()->catalogue().findTask(303, &stored));
         QCOMPARE(stored.isOpen(), !done);
+        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.value("303").toString(),
+                 QStringLiteral("Style guide"));
         tree->applyFilter(QString());
         QCOMPARE(task() != nullptr, !done);
     }
 
-    void addTaskAsksThenShowsTheNewTask()
+    void addTaskAndListAskThenShowTheNewOnes()
     {
-        QSignalSpy spy(tree.get(), &ProjectsTree::signalAddTask);
+        QSignalSpy taskSpy(tree.get(), &ProjectsTree::signalAddTask);
         tree->setCurrentItem(tree->locateTask(101, 202, 305));
-        QString projectShown;
-        QString listShown;
+        QString shown;
         onNextModal([&](QWidget* dialog) {
-            projectShown = dialog->findChild<QComboBox*>(QStringLiteral("cbProjects"))->currentText();
-            listShown = dialog->findChild<QComboBox*>(QStringLiteral("cbTaskLists"))->currentText();
+            shown = dialog->findChild<QComboBox*>(QStringLiteral("cbProjects"))->currentText() + '|' +
+                    dialog->findChild<QComboBox*>(QStringLiteral("cbTaskLists"))->currentText();
             pressOk(dialog); // name untouched: the suggestion is submitted
         });
         tree->onMenuAddTask();
-        QCOMPARE(projectShown, QStringLiteral("Website Relaunch"));
-        QCOMPARE(listShown, QStringLiteral("Build"));
-        QCOMPARE(spy.size(), 1);
-        QCOMPARE(spy.first(), (QVariantList{101, 202, "Task Name", "", false}));
-
+        QCOMPARE(shown, QStringLiteral("Website Relaunch|Build"));
+        QCOMPARE(taskSpy.size(), 1);
+        QCOMPARE(taskSpy.first(), (QVariantList{101, 202, "Task Name", "", false}));
         tree->taskAdded(101, 202, 400, QStringLiteral("Task Name"), QString(), false);
-        QTreeWidgetItem* added = tree->locateTask(101, 202, 400);
-        QVERIFY(added);
-        QVERIFY(!added->icon(0).pixmap(16).isNull());
+        QVERIFY(tree->locateTask(101, 202, 400));
+        QVERIFY(!tree->locateTask(101, 202, 400)->icon(0).pixmap(16).isNull());
         QCOMPARE(Registry::instance()->catalogueMaps().taskParentTasklists.value("400").toString(),
                  QStringLiteral("202"));
-        // A rebuild from the cache keeps it.
-        tree->applyFilter(QString());
-        QVERIFY(tree->locateTask(101, 202, 400));
-    }
 
-    void addTaskListAsksThenShowsTheNewList()
-    {
-        QSignalSpy spy(tree.get(), &ProjectsTree::signalAddTaskList);
+        QSignalSpy listSpy(tree.get(), &ProjectsTree::signalAddTaskList);
         tree->setCurrentItem(tree->locateTaskList(103, 205));
         onNextModal([](QWidget* dialog) {
-            auto* edit = dialog->findChild<QLineEdit*>(QStringLiteral("editTaskListName"));
-            edit->setText(QStringLiteral("Getränke"));
+            dialog->findChild<QLineEdit*>(QStringLiteral("editTaskListName"))->setText(QStringLiteral("Getränke"));
             pressOk(dialog);
         });
         tree->onMenuAddTaskList();
-        QCOMPARE(spy.size(), 1);
-        QCOMPARE(spy.first(), (QVariantList{103, "Getränke"}));
-
+        QCOMPARE(listSpy.size(), 1);
+        QCOMPARE(listSpy.first(), (QVariantList{103, "Getränke"}));
         tree->taskListAdded(103, 260, QStringLiteral("Getränke"));
         QVERIFY(tree->locateTaskList(103, 260));
         QCOMPARE(Registry::instance()->catalogueMaps().tasklistNames.value("260").toString(),
                  QStringLiteral("Getränke"));
+        // A rebuild from the cache keeps both.
         tree->applyFilter(QString());
+        QVERIFY(tree->locateTask(101, 202, 400));
         QCOMPARE(tree->locateTaskList(103, 260)->text(0), QStringLiteral("Getränke"));
     }
 
