@@ -1,13 +1,10 @@
 // ApiRequest against the real local service over HTTP on 127.0.0.1: what goes on the wire, how
-// replies and refusals are read, and every transport failure the service can be made to play; and
-// what the service itself does that the program's other tests do not show.
+// replies and refusals are read, and every transport failure the service can be made to play.
 #include "ServiceFixture.h"
 #include "TestKit.h"
 #include "app/Registry.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/ServiceXml.h"
-
-#include <QTcpServer>
 
 using Params = ApiRequest::Params;
 
@@ -220,67 +217,6 @@ private slots:
         QCOMPARE(prompter.shown(), QString());
         // The fixture's own client trusts the service: no call reached it.
         QVERIFY(secure.receivedRequests().isEmpty());
-    }
-
-    void commandLineRefusals()
-    {
-        QTemporaryDir folder;
-        QTcpServer busy;
-        QVERIFY(busy.listen(QHostAddress::LocalHost));
-        const QString seed = folder.filePath("seed.json");
-        const struct
-        {
-            QStringList arguments;
-            QByteArray seed; // written to `seed` first
-            QString message;
-        } rows[] = {
-            {{"--seed", seed}, "{\"users\": [", "is not valid JSON"},
-            {{"--seed", seed},
-             R"({"users": [{"email": "a@b", "password": "p", "api_key": "k", "clients": [{"name": "c", "projects":
-                [{"name": "p", "task_lists": [{"name": "l", "tasks": [{}]}]}]}]}]})",
-             "users[0].clients[0].projects[0].task_lists[0].tasks[0]: \"name\""},
-            {{"--seed", "/nonexistent/seed.json"}, {}, "cannot read seed file /nonexistent/seed.json"},
-            {{"--port", "http"}, {}, "bad port \"http\""},
-            {{"--tls-cert", "/nonexistent.pem"}, {}, "cannot read"},
-            {{"--port", QString::number(busy.serverPort())}, {}, "cannot listen on 127.0.0.1:"},
-        };
-        for (const auto& row : rows) {
-            QFile file(seed);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(row.seed);
-            file.close();
-            QProcess process;
-            process.start(ServiceFixture::binary(), QStringList{"--port", "0"} + row.arguments);
-            QVERIFY(process.waitForFinished(15000));
-            QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-            QCOMPARE(process.exitCode(), 1);
-            const QString stderrText = QString::fromUtf8(process.readAllStandardError());
-            QVERIFY2(stderrText.startsWith("verrin-service: ") && stderrText.contains(row.message),
-                     qPrintable(stderrText));
-            QCOMPARE(process.readAllStandardOutput(), QByteArray());
-        }
-    }
-
-    void serviceKeepsBulkEntriesOverARestart()
-    {
-        // Two entries in one call, each its own run of date, duration, task and description.
-        const Params two{{"date", "2026-11-16"}, {"duration", "3600"}, {"task_id", "1010"}, {"description", "one"},
-                         {"date", "2026-11-17"}, {"duration", "90"},   {"task_id", "1011"}, {"description", "two"}};
-        QDomDocument document;
-        QVERIFY(servicexml::load(call("verrin.entries.addBulk", "post", withSession(two)), document, nullptr));
-        const QDomNodeList entries = document.elementsByTagName("entry");
-        QCOMPARE(entries.size(), 2);
-        QVERIFY(!entries.at(0).toElement().attribute("updated").isEmpty());
-        const Params second{{"entry_id", entries.at(1).toElement().attribute("id")}};
-        // Someone else's entry is as good as missing.
-        const Params otherKey{{"api_key", "other-api-key"}, {"auth_token", "valid-token"}};
-        QCOMPARE(servicexml::status(call("verrin.entries.getInfo", "get", otherKey + second)), QStringLiteral("error"));
-        service->stop();
-        QVERIFY2(service->start(), qPrintable(service->error()));
-        QVERIFY(servicexml::load(call("verrin.entries.getInfo", "get", withSession(second)), document, nullptr));
-        const QDomElement entry = document.documentElement().firstChildElement("entry");
-        QCOMPARE(entry.firstChildElement("description").text() + ' ' + entry.firstChildElement("duration").text(),
-                 QStringLiteral("two 90"));
     }
 };
 

@@ -116,35 +116,17 @@ private slots:
             QCOMPARE(listDialog.projectId, 103);
     }
 
-    void loginDialogShowsAndHandsBack()
+    void loginDialogShowsRememberAndHidesAnEmptyError()
     {
-        for (const QString error : {"", "<b>markup</b> stays & text"}) {
-            LoginDialog dialog;
-            dialog.username = QStringLiteral("ann@example.com");
-            dialog.password = QStringLiteral("pä ss");
-            dialog.remember = !error.isEmpty();
-            dialog.error = error;
-            dialog.putData();
-            dialog.show();
-            QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-            // The error line shows only when there is one, as plain text.
-            auto* label = child<QLabel>(&dialog, "labelError");
-            QCOMPARE(label->isVisible(), !error.isEmpty());
-            QCOMPARE(label->text(), error);
-            auto* password = child<QLineEdit>(&dialog, "editPassword");
-            auto* remember = child<QCheckBox>(&dialog, "checkRemember");
-            QCOMPARE(password->text(), QStringLiteral("pä ss"));
-            QCOMPARE(password->echoMode(), QLineEdit::Password);
-            QCOMPARE(remember->isChecked(), dialog.remember);
-            // What was typed comes back; the error is the caller's and stays.
-            child<QLineEdit>(&dialog, "editUsername")->setText(QStringLiteral("new@example.com"));
-            password->setText(QStringLiteral("sécret"));
-            remember->setChecked(error.isEmpty());
-            dialog.getData();
-            QCOMPARE(dialog.username + '|' + dialog.password, QStringLiteral("new@example.com|sécret"));
-            QCOMPARE(dialog.remember, error.isEmpty());
-            QCOMPARE(dialog.error, error);
-        }
+        // The rest of the dialog is walked through the real sign-in in TestVerrinController.
+        LoginDialog dialog;
+        dialog.remember = true;
+        dialog.putData();
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        QVERIFY(!child<QLabel>(&dialog, "labelError")->isVisible());
+        QCOMPARE(child<QLineEdit>(&dialog, "editPassword")->echoMode(), QLineEdit::Password);
+        QVERIFY(child<QCheckBox>(&dialog, "checkRemember")->isChecked());
     }
 
     void linkTimeDialogListsOpenTasksUnderHeaders()
