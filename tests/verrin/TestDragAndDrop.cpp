@@ -2,21 +2,15 @@
 #include "CatalogueSample.h"
 #include "FakePrompter.h"
 #include "ModalDialogHelper.h"
-#include "TestKit.h"
 #include "store/util.h"
 #include "verrin/EntriesDragPayload.h"
-#include "verrin/ProjectsTree.h"
 #include "views/TimeTree.h"
 
-#include <QComboBox>
-#include <QDialogButtonBox>
 #include <QDrag>
 #include <QDragEnterEvent>
-#include <QLabel>
 #include <QMimeData>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QtEndian>
 
 namespace {
@@ -102,11 +96,6 @@ QByteArray handBuilt(const QStringList& ids, const QString& notes, qint32 second
 }
 
 const QRegularExpression kPayloadRefused(QStringLiteral("^refusing dragged entries payload"));
-
-void press(QWidget* dialog, QDialogButtonBox::StandardButton which)
-{
-    dialog->findChild<QDialogButtonBox*>(QStringLiteral("buttonBox"))->button(which)->click();
-}
 
 } // namespace
 

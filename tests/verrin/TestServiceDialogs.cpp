@@ -1,16 +1,8 @@
 #include "CatalogueSample.h"
-#include "TestKit.h"
 #include "verrin/AddTaskDialog.h"
 #include "verrin/AddTaskListDialog.h"
 #include "verrin/LinkTimeDialog.h"
 #include "verrin/LoginDialog.h"
-
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDialogButtonBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
 
 namespace {
 template <typename T>

@@ -1,27 +1,18 @@
 // The window's service widgets driven by the controller against the real local service: sign-in at
 // start-up fills the projects tree, sign-out clears it, the watch notices the service leaving and
 // coming back, the tree's requests reach the service, and the real login dialog answers the session.
+#include "CatalogueSample.h"
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
-#include "TestKit.h"
 #include "app/Registry.h"
 #include "verrin/LoginDialogPrompt.h"
-#include "verrin/ProjectsTree.h"
 #include "verrin/Session.h"
 #include "verrin/VerrinController.h"
 #include "views/ClickableLabel.h"
 #include "views/LineEdit.h"
 
-#include <QAction>
-#include <QCheckBox>
-#include <QDialog>
-#include <QDialogButtonBox>
-#include <QLabel>
-#include <QLineEdit>
 #include <QMainWindow>
-#include <QPushButton>
 #include <QStatusBar>
-#include <QTreeWidgetItemIterator>
 
 namespace {
 
@@ -280,7 +271,7 @@ private slots:
             dialog->findChild<QLineEdit*>("editUsername")->setText(QStringLiteral("tester@verrin.test"));
             password->setText(correct);
             dialog->findChild<QCheckBox*>("checkRemember")->setChecked(true);
-            dialog->findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Ok)->click();
+            press(dialog, QDialogButtonBox::Ok);
         });
         Session session(&manager, &prompter, nullptr);
         LoginDialogPrompt prompt(&window->window);
