@@ -37,33 +37,25 @@ protected:
     }
 };
 
-struct DropOutcome
-{
-    bool enterAccepted = false;
-    bool moveAccepted = false;
-    bool dropAccepted = false;
-    Qt::DropAction action = Qt::IgnoreAction;
-};
-
-// What the window system sends while the pointer enters the tree over `item` and lets go. The
-// drop goes out even when the move was refused, so the drop handler's own checks are tried too.
-DropOutcome dropOn(ProjectsTree& tree, QTreeWidgetItem* item, const QMimeData* data,
-                   Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+// What the window system sends while the pointer enters the tree over `item` and lets go, and which
+// of enter, move and drop the tree accepted; the drop goes out even after a refused move.
+QString dropOn(ProjectsTree& tree, QTreeWidgetItem* item, const QMimeData* data,
+               Qt::KeyboardModifiers modifiers = Qt::NoModifier, Qt::DropAction* action = nullptr)
 {
     tree.scrollToItem(item);
     const QPoint pos = tree.visualItemRect(item).center();
-    DropOutcome outcome;
     QDragEnterEvent enter(pos, Qt::MoveAction, data, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(tree.viewport(), &enter);
-    outcome.enterAccepted = enter.isAccepted();
     QDragMoveEvent move(pos, Qt::MoveAction, data, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(tree.viewport(), &move);
-    outcome.moveAccepted = move.isAccepted();
     QDropEvent drop(pos, Qt::MoveAction, data, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(tree.viewport(), &drop);
-    outcome.dropAccepted = drop.isAccepted();
-    outcome.action = drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
-    return outcome;
+    if (action)
+        *action = drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
+    return QStringList{enter.isAccepted() ? "enter" : "", move.isAccepted() ? "move" : "",
+                       drop.isAccepted() ? "drop" : ""}
+        .join(' ')
+        .simplified();
 }
 
 // The payload layout written out by hand, independent of QDataStream: big-endian 32-bit words,
@@ -341,32 +333,40 @@ private slots:
                 QTest::ignoreMessage(QtWarningMsg, kPayloadRefused);
             else if (!row.bytes.isEmpty()) // after a refused enter the window system sends nothing more
                 QTest::ignoreMessage(QtDebugMsg, kRefused);
-            const DropOutcome outcome = dropOn(*projects, item(row.kind, row.id), &data);
-            QCOMPARE(outcome.enterAccepted, !row.bytes.isEmpty());
-            QCOMPARE(outcome.moveAccepted, broken);
-            QVERIFY(!outcome.dropAccepted);
+            const QString accepted = row.bytes.isEmpty() ? "" : broken ? "enter move" : "enter";
+            QCOMPARE(dropOn(*projects, item(row.kind, row.id), &data), accepted);
         }
         QCOMPARE(link.count(), 0);
     }
 
-    void cancellingTheCtrlDialogKeepsTheRows()
+    void ctrlDialogCancelledOrWithoutATaskKeepsTheRows()
     {
-        QString project;
-        QString task;
-        QString time;
+        QString shown;
         onNextModal([&](QWidget* dialog) {
-            project = dialog->findChild<QComboBox*>("cbProjects")->currentText();
-            task = dialog->findChild<QComboBox*>("cbTasks")->currentText();
-            time = dialog->findChild<QLabel*>("labelTime")->text();
+            shown = QStringList{dialog->findChild<QComboBox*>("cbProjects")->currentText(),
+                                dialog->findChild<QComboBox*>("cbTasks")->currentText(),
+                                dialog->findChild<QLabel*>("labelTime")->text()}
+                        .join('|');
             press(dialog, QDialogButtonBox::Cancel);
         });
         QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
         const QString before = DayFixture::outline(model->root());
         QTest::ignoreMessage(QtDebugMsg, "dialog CANCEL");
         drag({app("/e")}, 305, Qt::ControlModifier);
-        QCOMPARE(project, QStringLiteral("Website Relaunch"));
-        QCOMPARE(task, QStringLiteral("  Contact form"));
-        QCOMPARE(time, util::format_time(193));
+        QCOMPARE(shown, "Website Relaunch|  Contact form|" + util::format_time(193));
+
+        onNextModal([&](QWidget* dialog) {
+            // "Backlog" of the mobile app has no open task: its caption is the last item and stays.
+            auto* projectsBox = dialog->findChild<QComboBox*>("cbProjects");
+            const int mobile = projectsBox->findData(102);
+            projectsBox->setCurrentIndex(mobile);
+            QMetaObject::invokeMethod(dialog, "on_cbProjects_activated", Q_ARG(int, mobile));
+            auto* tasks = dialog->findChild<QComboBox*>("cbTasks");
+            tasks->setCurrentIndex(tasks->count() - 1);
+            press(dialog, QDialogButtonBox::Ok);
+        });
+        QTest::ignoreMessage(QtDebugMsg, "no task selected - CANCEL");
+        drag({app("/s")}, 304, Qt::ControlModifier);
         QCOMPARE(link.count(), 0);
         QCOMPARE(DayFixture::outline(model->root()), before);
         QCOMPARE(model->getTotalTime(), 223);
@@ -394,26 +394,6 @@ private slots:
         QVERIFY(!app("/s").isValid());
     }
 
-    void ctrlDialogWithoutATaskRefusesTheDrop()
-    {
-        onNextModal([&](QWidget* dialog) {
-            // "Backlog" of the mobile app has no open task: its caption is the last item and stays.
-            auto* projectsBox = dialog->findChild<QComboBox*>("cbProjects");
-            const int mobile = projectsBox->findData(102);
-            projectsBox->setCurrentIndex(mobile);
-            QMetaObject::invokeMethod(dialog, "on_cbProjects_activated", Q_ARG(int, mobile));
-            auto* tasks = dialog->findChild<QComboBox*>("cbTasks");
-            tasks->setCurrentIndex(tasks->count() - 1);
-            press(dialog, QDialogButtonBox::Ok);
-        });
-        QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
-        std::unique_ptr<QMimeData> data(EntriesDragPayload{{"4"}, "", 30}.toMimeData());
-        QTest::ignoreMessage(QtDebugMsg, "no task selected - CANCEL");
-        const DropOutcome outcome = dropOn(*projects, item("task", 304), data.get(), Qt::ControlModifier);
-        QVERIFY(!outcome.dropAccepted);
-        QCOMPARE(link.count(), 0);
-    }
-
 private:
     QTreeWidgetItem* item(const QString& kind, int id) const { return itemOf(*projects, kind, id); }
 
@@ -428,7 +408,9 @@ private:
     void drag(const QModelIndexList& rows, int taskId, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     {
         view->target = [this, taskId, modifiers](QDrag* drag) {
-            return dropOn(*projects, item("task", taskId), drag->mimeData(), modifiers).action;
+            Qt::DropAction action = Qt::IgnoreAction;
+            dropOn(*projects, item("task", taskId), drag->mimeData(), modifiers, &action);
+            return action;
         };
         select(rows);
         view->startDrag(Qt::MoveAction);

@@ -164,7 +164,7 @@ private slots:
         if (tasks.isEmpty())
             QCOMPARE(tree->topLevelItemCount(), 0);
         // Filtering hides, it never forgets: the maps still name everything.
-        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
+        QCOMPARE(maps().taskNames.size(), 10);
         tree->applyFilter(QString());
         QCOMPARE(shownIds(*tree, "task").size(), 7);
         // A matching empty list shows, and its project with it.
@@ -265,8 +265,7 @@ private slots:
         CatalogueTask stored;
         QVERIFY(Registry::instance()->catalogue().findTask(303, &stored));
         QCOMPARE(stored.isOpen(), !done);
-        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.value("303").toString(),
-                 QStringLiteral("Style guide"));
+        QCOMPARE(maps().taskNames.value("303").toString(), QStringLiteral("Style guide"));
         tree->applyFilter(QString());
         QCOMPARE(task() != nullptr, !done);
     }
@@ -288,8 +287,7 @@ private slots:
         tree->taskAdded(101, 202, 400, QStringLiteral("Task Name"), QString(), false);
         QVERIFY(tree->locateTask(101, 202, 400));
         QVERIFY(!tree->locateTask(101, 202, 400)->icon(0).pixmap(16).isNull());
-        QCOMPARE(Registry::instance()->catalogueMaps().taskParentTasklists.value("400").toString(),
-                 QStringLiteral("202"));
+        QCOMPARE(maps().taskParentTasklists.value("400").toString(), QStringLiteral("202"));
 
         QSignalSpy listSpy(tree.get(), &ProjectsTree::signalAddTaskList);
         tree->setCurrentItem(tree->locateTaskList(103, 205));
@@ -301,13 +299,30 @@ private slots:
         QCOMPARE(listSpy.size(), 1);
         QCOMPARE(listSpy.first(), (QVariantList{103, "Getränke"}));
         tree->taskListAdded(103, 260, QStringLiteral("Getränke"));
-        QVERIFY(tree->locateTaskList(103, 260));
-        QCOMPARE(Registry::instance()->catalogueMaps().tasklistNames.value("260").toString(),
-                 QStringLiteral("Getränke"));
-        // A rebuild from the cache keeps both.
+        tree->taskAdded(103, 260, 950, QStringLiteral("Budget"), QStringLiteral("Q1"), true);
+        QCOMPARE(maps().tasklistNames.value("260").toString(), QStringLiteral("Getränke"));
+        CatalogueTask task;
+        QVERIFY(Registry::instance()->catalogue().findTask(950, &task));
+        QCOMPARE(fields(task), QStringLiteral("260|Budget|1|Q1||"));
+        QVERIFY(task.isOpen());
+        // A rebuild from the cache keeps them, and maps rebuilt from it agree with those updated in place.
         tree->applyFilter(QString());
-        QVERIFY(tree->locateTask(101, 202, 400));
+        QVERIFY(tree->locateTask(101, 202, 400) && tree->locateTask(103, 260, 950));
         QCOMPARE(tree->locateTaskList(103, 260)->text(0), QStringLiteral("Getränke"));
+        const CatalogueMaps rebuilt = ProjectsCatalogue::buildMaps(Registry::instance()->catalogue());
+        QCOMPARE(rebuilt.taskNames, maps().taskNames);
+        QCOMPARE(rebuilt.tasklistNames, maps().tasklistNames);
+        QCOMPARE(rebuilt.taskParentTasklists, maps().taskParentTasklists);
+        QCOMPARE(rebuilt.taskParentProjects, maps().taskParentProjects);
+        QCOMPARE(rebuilt.projectNames, maps().projectNames);
+
+        // With no catalogue kept a task is refused but still named, for time linked to it.
+        Registry::drop();
+        QString error;
+        QVERIFY(!ProjectsCatalogue::recordAddedTask(101, 201, 960, QStringLiteral("Orphan"), QString(), false, &error));
+        QVERIFY(!error.isEmpty());
+        QCOMPARE(maps().taskNames.value("960").toString(), QStringLiteral("Orphan"));
+        QVERIFY(!Registry::instance()->catalogueLoaded());
     }
 
     void addedTaskShowsEvenWhenFilteredOut()
@@ -395,37 +410,6 @@ private slots:
         QVERIFY(!error.isEmpty());
         QCOMPARE(taskIds(catalogue), before);
         QCOMPARE(catalogue.project(101)->taskLists.size(), lists);
-    }
-
-    void recordsAddedTaskListThenTask()
-    {
-        QVERIFY(ProjectsCatalogue::keep(sampleCatalogueReply()));
-        QVERIFY(ProjectsCatalogue::recordAddedTaskList(104, 250, QStringLiteral("Année 2027")));
-        QVERIFY(
-            ProjectsCatalogue::recordAddedTask(104, 250, 950, QStringLiteral("Budget"), QStringLiteral("Q1"), true));
-        const Catalogue& after = Registry::instance()->catalogue();
-        const CatalogueTaskList* list = after.taskList(104, 250);
-        QVERIFY(list && list->tasks.size() == 1);
-        QCOMPARE(list->name, QStringLiteral("Année 2027"));
-        QCOMPARE(list->tasks.first().id, 950);
-        QCOMPARE(fields(list->tasks.first()), QStringLiteral("250|Budget|1|Q1||"));
-        QVERIFY(list->tasks.first().isOpen());
-        QCOMPARE(maps().taskParentProjects.value("950").toString(), QStringLiteral("104"));
-        QCOMPARE(maps().taskNames.value("309").toString(), QStringLiteral("Quarterly report"));
-        // Maps rebuilt from the updated catalogue agree with the maps updated in place.
-        const CatalogueMaps rebuilt = ProjectsCatalogue::buildMaps(after);
-        QCOMPARE(rebuilt.taskNames, maps().taskNames);
-        QCOMPARE(rebuilt.tasklistNames, maps().tasklistNames);
-        QCOMPARE(rebuilt.taskParentTasklists, maps().taskParentTasklists);
-        QCOMPARE(rebuilt.projectNames, maps().projectNames);
-
-        // With no catalogue kept the task is refused but still named, for time linked to it.
-        Registry::drop();
-        QString error;
-        QVERIFY(!ProjectsCatalogue::recordAddedTask(101, 201, 960, QStringLiteral("Orphan"), QString(), false, &error));
-        QVERIFY(!error.isEmpty());
-        QCOMPARE(maps().taskNames.value("960").toString(), QStringLiteral("Orphan"));
-        QVERIFY(!Registry::instance()->catalogueLoaded());
     }
 
     void readsIdsOfAddReplies()
