@@ -6,8 +6,7 @@
 #include <QNetworkAccessManager>
 #include <QUrl>
 
-// Runs the built verrin-service on 127.0.0.1 on a free port with a throwaway database for the life
-// of the object, and talks to its control surface: faults to play, requests received, tokens.
+// The built verrin-service on 127.0.0.1 with a throwaway database, and its control surface.
 class ServiceFixture
 {
 public:
@@ -40,8 +39,7 @@ public:
     bool setFault(const QString& method, const QString& kind) { return setFault(method, kind, FaultOptions()); }
     bool clearFaults() { return control("clear-faults"); }
     bool expireTokens() { return control("expire-tokens"); }
-    // Every method call received so far, oldest first: objects with "method", "verb", "query",
-    // "body", "contentType", "userAgent" and "params" (an array of [name, value] pairs).
+    // Calls so far, oldest first: "method", "verb", "query", "body", "contentType", "userAgent", "params".
     QJsonArray receivedRequests();
     bool clearRequests() { return control("clear-requests"); }
     // Running again if a test stopped it, no faults, no requests remembered.
@@ -66,8 +64,7 @@ private:
     QString lastError;
 };
 
-// Base of test classes sharing one service: started once per class, then before every case running
-// again, without faults or remembered requests, the registry pointed at it and the prompter empty.
+// One service per test class, reset before each case with the registry pointed at it.
 class ServiceTest : public QObject
 {
     Q_OBJECT

@@ -1,5 +1,4 @@
-// ApiRequest against the real local service over HTTP on 127.0.0.1: what goes on the wire, how
-// replies and refusals are read, and every transport failure the service can be made to play.
+// ApiRequest against the local service: the wire, replies, refusals and every transport failure.
 #include "ServiceFixture.h"
 #include "TestKit.h"
 #include "app/Registry.h"

@@ -17,8 +17,7 @@ namespace {
 const QDate kDay(2026, 11, 15);
 const char* kRefused = "ignoring drop: doesn't match criteria";
 
-// The unlinked view with the drag's own event loop replaced: the test decides what the drop
-// target did, or hands the drag to a real projects tree.
+// The unlinked view with the drag's own event loop replaced by the test's `target`.
 class DragProbeTree : public TimeTree
 {
 public:
@@ -37,8 +36,7 @@ protected:
     }
 };
 
-// What the window system sends while the pointer enters the tree over `item` and lets go, and which
-// of enter, move and drop the tree accepted; the drop goes out even after a refused move.
+// Enter, move and drop over `item` as the window system sends them; says which the tree accepted.
 QString dropOn(ProjectsTree& tree, QTreeWidgetItem* item, const QMimeData* data,
                Qt::KeyboardModifiers modifiers = Qt::NoModifier, Qt::DropAction* action = nullptr)
 {
@@ -58,8 +56,7 @@ QString dropOn(ProjectsTree& tree, QTreeWidgetItem* item, const QMimeData* data,
         .simplified();
 }
 
-// The payload layout written out by hand, independent of QDataStream: big-endian 32-bit words,
-// texts as a byte length and UTF-16 big-endian code units.
+// The payload by hand: big-endian 32-bit words, texts as byte length and UTF-16 big-endian units.
 QByteArray words(std::initializer_list<quint32> values)
 {
     QByteArray bytes;
@@ -91,8 +88,7 @@ const QRegularExpression kPayloadRefused(QStringLiteral("^refusing dragged entri
 
 } // namespace
 
-// Dragging recorded time from the unlinked view onto tasks of the projects tree, on a real
-// database and the sample catalogue.
+// Dragging recorded time from the unlinked view onto tasks of the projects tree.
 class TestDragAndDrop : public QObject
 {
     Q_OBJECT

@@ -4,17 +4,6 @@
 #include "verrin/LinkTimeDialog.h"
 #include "verrin/LoginDialog.h"
 
-namespace {
-template <typename T>
-T* child(QWidget* parent, const char* name)
-{
-    T* widget = parent->findChild<T*>(QLatin1String(name));
-    if (!widget)
-        qFatal("missing widget %s", name);
-    return widget;
-}
-} // namespace
-
 class TestServiceDialogs : public QObject
 {
     Q_OBJECT
@@ -24,8 +13,8 @@ private slots:
     {
         AddTaskDialog dialog;
         dialog.populateData(sampleCatalogue());
-        auto* projects = child<QComboBox>(&dialog, "cbProjects");
-        auto* lists = child<QComboBox>(&dialog, "cbTaskLists");
+        auto* projects = dialog.findChild<QComboBox*>("cbProjects");
+        auto* lists = dialog.findChild<QComboBox*>("cbTaskLists");
         QCOMPARE(comboTexts(projects), (QStringList{"Website Relaunch", "Mobile App", "Café Menü", "Internal"}));
         QCOMPARE(comboTexts(lists), (QStringList{"Design", "Build"}));
         dialog.projectId = 102;
@@ -35,7 +24,7 @@ private slots:
         dialog.billable = true;
         dialog.putData();
         QCOMPARE(projects->currentText() + '|' + lists->currentText(), QStringLiteral("Mobile App|Backlog"));
-        QVERIFY(child<QCheckBox>(&dialog, "checkBillable")->isChecked());
+        QVERIFY(dialog.findChild<QCheckBox*>("checkBillable")->isChecked());
         // Choosing another project offers its lists.
         projects->setCurrentIndex(3);
         dialog.on_cbProjects_activated(3);
@@ -80,7 +69,7 @@ private slots:
         listDialog.populateData(sampleCatalogue());
         listDialog.projectId = 103;
         task ? taskDialog.putData() : listDialog.putData();
-        QLineEdit* name = child<QLineEdit>(dialog, task ? "editTaskName" : "editTaskListName");
+        auto* name = dialog->findChild<QLineEdit*>(task ? "editTaskName" : "editTaskListName");
         dialog->show();
         QVERIFY(QTest::qWaitForWindowExposed(dialog));
         // A name is suggested, selected so typing replaces it.
@@ -88,7 +77,7 @@ private slots:
         QCOMPARE(name->text() + '|' + name->selectedText(), suggestion + '|' + suggestion);
         QTRY_VERIFY(name->hasFocus());
         name->setText(blank);
-        QPushButton* ok = child<QDialogButtonBox>(dialog, "buttonBox")->button(QDialogButtonBox::Ok);
+        QPushButton* ok = dialog->findChild<QDialogButtonBox*>("buttonBox")->button(QDialogButtonBox::Ok);
         ok->click();
         QVERIFY(dialog->isVisible());
         QCOMPARE(name->styleSheet(), QStringLiteral("background-color: #F5BACE;"));
@@ -116,16 +105,16 @@ private slots:
         dialog.putData();
         dialog.show();
         QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-        QVERIFY(!child<QLabel>(&dialog, "labelError")->isVisible());
-        QCOMPARE(child<QLineEdit>(&dialog, "editPassword")->echoMode(), QLineEdit::Password);
-        QVERIFY(child<QCheckBox>(&dialog, "checkRemember")->isChecked());
+        QVERIFY(!dialog.findChild<QLabel*>("labelError")->isVisible());
+        QCOMPARE(dialog.findChild<QLineEdit*>("editPassword")->echoMode(), QLineEdit::Password);
+        QVERIFY(dialog.findChild<QCheckBox*>("checkRemember")->isChecked());
     }
 
     void linkTimeDialogListsOpenTasksUnderHeaders()
     {
         LinkTimeDialog dialog;
         dialog.populateData(sampleCatalogue());
-        auto* tasks = child<QComboBox>(&dialog, "cbTasks");
+        auto* tasks = dialog.findChild<QComboBox*>("cbTasks");
         dialog.populateTasks(101);
         QCOMPARE(comboTexts(tasks), (QStringList{"Design", "  Homepage mockup", "  Style guide", "Build",
                                                  "  Landing page", "  Contact form"}));
@@ -144,7 +133,7 @@ private slots:
             fallback.taskId = 1000;
             fallback.putData();
             fallback.getData();
-            QCOMPARE(child<QComboBox>(&fallback, "cbTasks")->count(), catalogue.projects.isEmpty() ? 0 : 6);
+            QCOMPARE(fallback.findChild<QComboBox*>("cbTasks")->count(), catalogue.projects.isEmpty() ? 0 : 6);
             QCOMPARE(fallback.taskId, catalogue.projects.isEmpty() ? 0 : 301);
         }
     }

@@ -1,5 +1,4 @@
-// Time-entry calls over real HTTP, alone and driven by the linker against a real SQLite file, with the
-// local service losing answers, resetting connections and failing in every way linking must survive.
+// Time-entry calls and the linker over real HTTP and SQLite, with the service failing every way it can.
 #include "RecordedRows.h"
 #include "ServiceFixture.h"
 #include "TestKit.h"
@@ -24,8 +23,7 @@ QString paramOf(const QJsonObject& request, const QString& name)
     return QString();
 }
 
-// Every service entry of the test user with its seconds, found by asking for ids one by one (the
-// service has no listing; the seed's entries are 500 and 600, new ones follow, never reused).
+// Every service entry of the test user with its seconds, asked id by id: the service has no listing.
 QMap<qint64, int> serviceEntries(TimeEntryApi& api)
 {
     QMap<qint64, int> entries;
@@ -91,8 +89,7 @@ class TestServiceTimeEntryApi : public ServiceTest
         return ids;
     }
 
-    // Every second once: each service entry the linking made is one the rows point to, with the
-    // rows' seconds, the check agrees, and nothing is pending.
+    // Every second booked once: the entries made match the linked rows, the check agrees, none pending.
     void verifyBookedOnce()
     {
         QMap<qint64, int> made = serviceEntries(*api);

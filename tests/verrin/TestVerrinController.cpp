@@ -1,6 +1,4 @@
-// The window's service widgets driven by the controller against the real local service: sign-in at
-// start-up fills the projects tree, sign-out clears it, the watch notices the service leaving and
-// coming back, the tree's requests reach the service, and the real login dialog answers the session.
+// The window's service widgets driven by the controller against the local service.
 #include "CatalogueSample.h"
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
