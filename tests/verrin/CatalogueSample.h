@@ -41,6 +41,17 @@ inline QTreeWidgetItem* itemOf(const ProjectsTree& tree, const QString& kind, in
     return nullptr;
 }
 
+// Names of the shown items of one kind, or their ids.
+inline QStringList shown(const ProjectsTree& tree, const QString& kind, bool ids = false)
+{
+    QStringList found;
+    for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
+        if (ProjectsTree::kindOf(*it) == kind)
+            found << (ids ? QString::number(ProjectsTree::idOf(*it)) : (*it)->text(0));
+    }
+    return found;
+}
+
 inline QStringList comboTexts(const QComboBox* combo)
 {
     QStringList texts;

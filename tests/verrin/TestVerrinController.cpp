@@ -21,16 +21,6 @@ Registry& registry()
     return *Registry::instance();
 }
 
-QStringList shown(const ProjectsTree& tree, const QString& kind)
-{
-    QStringList names;
-    for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
-        if (ProjectsTree::kindOf(*it) == kind)
-            names << (*it)->text(0);
-    }
-    return names;
-}
-
 // The window parts the controller drives, as the main window has them.
 struct Window
 {
