@@ -131,8 +131,10 @@ private slots:
             fallback.populateData(catalogue);
             fallback.projectId = 999;
             fallback.taskId = 1000;
+            fallback.notes = QStringLiteral("call with \"Ann\"");
             fallback.putData();
             fallback.getData();
+            QCOMPARE(fallback.notes, QStringLiteral("call with \"Ann\""));
             QCOMPARE(fallback.findChild<QComboBox*>("cbTasks")->count(), catalogue.projects.isEmpty() ? 0 : 6);
             QCOMPARE(fallback.taskId, catalogue.projects.isEmpty() ? 0 : 301);
         }
