@@ -16,15 +16,17 @@ public:
         QString kind; // "ask", "inform", "warn", "critical" or "choose"
         QString title;
         QString text;
-        // For questions: whether Yes was the default answer.
-        bool defaultYes = false;
+        bool defaultYes = false; // for questions: whether Yes was the default answer
     };
 
-    bool ask(const QString& title, const QString& text) override;
-    bool askDefaultYes(const QString& title, const QString& text) override;
-    void inform(const QString& title, const QString& text) override;
-    void warn(const QString& title, const QString& text) override;
-    void critical(const QString& title, const QString& text) override;
+    bool ask(const QString& title, const QString& text) override { return question({"ask", title, text}); }
+    bool askDefaultYes(const QString& title, const QString& text) override
+    {
+        return question({"ask", title, text, true});
+    }
+    void inform(const QString& title, const QString& text) override { calls.append({"inform", title, text}); }
+    void warn(const QString& title, const QString& text) override { calls.append({"warn", title, text}); }
+    void critical(const QString& title, const QString& text) override { calls.append({"critical", title, text}); }
     // Answers from `choices` (an empty queue dismisses the question).
     int choose(const QString& title, const QString& text, const QStringList& options) override;
 
@@ -34,4 +36,11 @@ public:
     QQueue<bool> answers;
     QQueue<int> choices;
     QList<Call> calls;
+
+private:
+    bool question(const Call& call)
+    {
+        calls.append(call);
+        return answers.isEmpty() ? false : answers.dequeue();
+    }
 };

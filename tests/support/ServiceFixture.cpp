@@ -1,6 +1,5 @@
 #include "ServiceFixture.h"
 
-#include "TestKit.h"
 #include "app/Registry.h"
 
 #include <QDeadlineTimer>
@@ -23,26 +22,6 @@ ServiceFixture::ServiceFixture(const QString& seedFile, const QStringList& extra
     : seed(seedFile), extraArgs(extraArguments)
 {
     start();
-}
-
-ServiceFixture::~ServiceFixture()
-{
-    stop();
-}
-
-QString ServiceFixture::binary()
-{
-    return QStringLiteral(VERRIN_SERVICE_BINARY);
-}
-
-QString ServiceFixture::testSeed()
-{
-    return QStringLiteral(VERRIN_SERVICE_SEEDS "/test-seed.json");
-}
-
-bool ServiceFixture::isRunning() const
-{
-    return process.state() == QProcess::Running && listenPort != 0;
 }
 
 bool ServiceFixture::start()
@@ -94,12 +73,12 @@ void ServiceFixture::stop()
     process.waitForFinished(startLimitMs);
 }
 
-bool ServiceFixture::control(const QString& command, const QByteArray& form, QByteArray* reply)
+bool ServiceFixture::control(const char* command, const QByteArray& form, QByteArray* reply)
 {
     if (!isRunning())
         return false;
     QUrl url(base);
-    url.setPath(QStringLiteral("/control/") + command);
+    url.setPath(QStringLiteral("/control/") + QLatin1String(command));
     QNetworkRequest request(url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/x-www-form-urlencoded"));
     QNetworkAccessManager manager;
@@ -114,7 +93,7 @@ bool ServiceFixture::control(const QString& command, const QByteArray& form, QBy
     if (ok && reply)
         *reply = networkReply->readAll();
     if (!ok)
-        lastError = QStringLiteral("control %1 failed: %2").arg(command, networkReply->errorString());
+        lastError = QStringLiteral("control %1 failed: %2").arg(QLatin1String(command), networkReply->errorString());
     networkReply->abort();
     delete networkReply;
     return ok;
@@ -133,13 +112,13 @@ bool ServiceFixture::setFault(const QString& method, const QString& kind, const 
         form << formPair("body", options.body);
     if (options.after)
         form << formPair("after", "1");
-    return control(QStringLiteral("fault"), form.join('&'));
+    return control("fault", form.join('&'));
 }
 
 QJsonArray ServiceFixture::receivedRequests()
 {
     QByteArray json;
-    if (!control(QStringLiteral("requests"), QByteArray(), &json))
+    if (!control("requests", QByteArray(), &json))
         return QJsonArray();
     return QJsonDocument::fromJson(json).array();
 }

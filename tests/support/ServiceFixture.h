@@ -1,21 +1,12 @@
 #pragma once
 
 #include "FakePrompter.h"
+#include "TestKit.h"
 
-#include <QByteArray>
-#include <QJsonArray>
 #include <QNetworkAccessManager>
-#include <QObject>
-#include <QProcess>
-#include <QString>
-#include <QStringList>
-#include <QTemporaryDir>
 #include <QUrl>
 
-#include <memory>
-
-// Runs the built verrin-service on 127.0.0.1 on a free port with a throwaway database for the life
-// of the object, and talks to its control surface: faults to play, requests received, tokens.
+// The built verrin-service on 127.0.0.1 with a throwaway database, and its control surface.
 class ServiceFixture
 {
 public:
@@ -30,17 +21,15 @@ public:
     };
 
     explicit ServiceFixture(const QString& seedFile = testSeed(), const QStringList& extraArguments = {});
-    ~ServiceFixture();
+    ~ServiceFixture() { stop(); }
     ServiceFixture(const ServiceFixture&) = delete;
     ServiceFixture& operator=(const ServiceFixture&) = delete;
 
     // False, with the reason in error(), when the service did not come up.
-    bool isRunning() const;
+    bool isRunning() const { return process.state() == QProcess::Running && listenPort != 0; }
     QString error() const { return lastError; }
-
     // "http://127.0.0.1:PORT/service/" (https with TLS).
     QString baseUrl() const { return base; }
-
     // Stops the service; start() brings it back on the same port with the same database.
     void stop();
     bool start();
@@ -48,25 +37,23 @@ public:
     // kind: delay, error, error-bare, http500, reset, close, raw, none. method "*" means every method.
     bool setFault(const QString& method, const QString& kind, const FaultOptions& options);
     bool setFault(const QString& method, const QString& kind) { return setFault(method, kind, FaultOptions()); }
-    bool clearFaults() { return control(QStringLiteral("clear-faults"), {}); }
-    bool expireTokens() { return control(QStringLiteral("expire-tokens"), {}); }
-    // Every method call received so far, oldest first: objects with "method", "verb", "query",
-    // "body", "contentType", "userAgent" and "params" (an array of [name, value] pairs).
+    bool clearFaults() { return control("clear-faults"); }
+    bool expireTokens() { return control("expire-tokens"); }
+    // Calls so far, oldest first: "method", "verb", "query", "body", "contentType", "userAgent", "params".
     QJsonArray receivedRequests();
-    bool clearRequests() { return control(QStringLiteral("clear-requests"), {}); }
-    // Ready for the next test case: running again if a test stopped it, no faults, no requests
-    // remembered. False with the reason in error().
+    bool clearRequests() { return control("clear-requests"); }
+    // Running again if a test stopped it, no faults, no requests remembered.
     bool reset();
     // A fresh registry that reaches this service, as the settings of a signed-out program would.
     void pointRegistryHere() const;
 
-    static QString binary();
-    static QString testSeed();
+    static QString binary() { return QStringLiteral(VERRIN_SERVICE_BINARY); }
+    static QString testSeed() { return QStringLiteral(VERRIN_SERVICE_SEEDS "/test-seed.json"); }
     // Writes a self-signed certificate for 127.0.0.1 and its key into `folder` with openssl.
     static bool makeSelfSignedCertificate(const QString& folder, QString* certFile, QString* keyFile, QString* error);
 
 private:
-    bool control(const QString& command, const QByteArray& form, QByteArray* reply = nullptr);
+    bool control(const char* command, const QByteArray& form = {}, QByteArray* reply = nullptr);
 
     QTemporaryDir dataDir;
     QString seed;
@@ -77,8 +64,7 @@ private:
     QString lastError;
 };
 
-// Base of test classes sharing one service: started once per class, then before every case running
-// again, without faults or remembered requests, the registry pointed at it and the prompter empty.
+// One service per test class, reset before each case with the registry pointed at it.
 class ServiceTest : public QObject
 {
     Q_OBJECT

@@ -7,23 +7,6 @@ StaticHttpServer::StaticHttpServer(QObject* parent) : QTcpServer(parent)
     connect(this, &QTcpServer::newConnection, this, &StaticHttpServer::answer);
 }
 
-bool StaticHttpServer::start()
-{
-    return listen(QHostAddress::LocalHost, 0);
-}
-
-QUrl StaticHttpServer::url(const QString& path) const
-{
-    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(path));
-}
-
-void StaticHttpServer::setReply(int newStatus, const QByteArray& newBody, const QByteArray& newContentType)
-{
-    status = newStatus;
-    body = newBody;
-    contentType = newContentType;
-}
-
 void StaticHttpServer::answer()
 {
     while (QTcpSocket* socket = nextPendingConnection()) {

@@ -12,11 +12,19 @@ class StaticHttpServer : public QTcpServer
 public:
     explicit StaticHttpServer(QObject* parent = nullptr);
 
-    bool start();
-    QUrl url(const QString& path = QStringLiteral("/appcast.xml")) const;
+    bool start() { return listen(QHostAddress::LocalHost, 0); }
+    QUrl url(const QString& path = QStringLiteral("/appcast.xml")) const
+    {
+        return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(path));
+    }
 
     // A negative status keeps every connection open without ever answering.
-    void setReply(int status, const QByteArray& body, const QByteArray& contentType = "application/xml");
+    void setReply(int newStatus, const QByteArray& newBody, const QByteArray& newContentType = "application/xml")
+    {
+        status = newStatus;
+        body = newBody;
+        contentType = newContentType;
+    }
     int requestCount() const { return requests; }
     QByteArray lastRequest() const { return lastRequestText; }
 

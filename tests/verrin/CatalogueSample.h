@@ -1,11 +1,18 @@
 #pragma once
 
+// What the verrin widget tests share: the sample catalogue, the widgets they reach into, and finders.
+#include "TestKit.h"
 #include "verrin/ProjectsCatalogue.h"
 #include "verrin/ProjectsTree.h"
 
+#include <QAction>
+#include <QCheckBox>
 #include <QComboBox>
-#include <QFile>
-#include <QString>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
 #include <QTreeWidgetItemIterator>
 
 // The sample catalogue as the transport hands it over: the reply's bytes, one character each.
@@ -15,6 +22,13 @@ inline QString sampleCatalogueReply()
     if (!file.open(QIODevice::ReadOnly))
         qFatal("cannot read the sample catalogue");
     return QString::fromLatin1(file.readAll());
+}
+
+inline Catalogue sampleCatalogue()
+{
+    Catalogue catalogue;
+    ProjectsCatalogue::parse(sampleCatalogueReply(), catalogue);
+    return catalogue;
 }
 
 // The item of the tree with that kind and id, or null.
@@ -27,11 +41,15 @@ inline QTreeWidgetItem* itemOf(const ProjectsTree& tree, const QString& kind, in
     return nullptr;
 }
 
-inline Catalogue sampleCatalogue()
+// Names of the shown items of one kind, or their ids.
+inline QStringList shown(const ProjectsTree& tree, const QString& kind, bool ids = false)
 {
-    Catalogue catalogue;
-    ProjectsCatalogue::parse(sampleCatalogueReply(), catalogue);
-    return catalogue;
+    QStringList found;
+    for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
+        if (ProjectsTree::kindOf(*it) == kind)
+            found << (ids ? QString::number(ProjectsTree::idOf(*it)) : (*it)->text(0));
+    }
+    return found;
 }
 
 inline QStringList comboTexts(const QComboBox* combo)
@@ -40,4 +58,9 @@ inline QStringList comboTexts(const QComboBox* combo)
     for (int i = 0; i < combo->count(); ++i)
         texts << combo->itemText(i);
     return texts;
+}
+
+inline void press(QWidget* dialog, QDialogButtonBox::StandardButton which)
+{
+    dialog->findChild<QDialogButtonBox*>(QStringLiteral("buttonBox"))->button(which)->click();
 }

@@ -2,29 +2,22 @@
 #include "CatalogueSample.h"
 #include "FakePrompter.h"
 #include "ModalDialogHelper.h"
-#include "TestKit.h"
 #include "store/util.h"
 #include "verrin/EntriesDragPayload.h"
-#include "verrin/ProjectsTree.h"
 #include "views/TimeTree.h"
 
-#include <QComboBox>
-#include <QDialogButtonBox>
 #include <QDrag>
 #include <QDragEnterEvent>
-#include <QLabel>
 #include <QMimeData>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
-#include <QPushButton>
-#include <QTreeWidgetItemIterator>
+#include <QtEndian>
 
 namespace {
 const QDate kDay(2026, 11, 15);
 const char* kRefused = "ignoring drop: doesn't match criteria";
 
-// The unlinked view with the drag's own event loop replaced: the test decides what the drop
-// target did, or hands the drag to a real projects tree.
+// The unlinked view with the drag's own event loop replaced by the test's `target`.
 class DragProbeTree : public TimeTree
 {
 public:
@@ -43,44 +36,59 @@ protected:
     }
 };
 
-struct DropOutcome
-{
-    bool enterAccepted = false;
-    bool moveAccepted = false;
-    bool dropAccepted = false;
-    Qt::DropAction action = Qt::IgnoreAction;
-};
-
-// What the window system sends while the pointer enters the tree over `item` and lets go. The
-// drop goes out even when the move was refused, so the drop handler's own checks are tried too.
-DropOutcome dropOn(ProjectsTree& tree, QTreeWidgetItem* item, const QMimeData* data,
-                   Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+// Enter, move and drop over `item` as the window system sends them; says which the tree accepted.
+QString dropOn(ProjectsTree& tree, QTreeWidgetItem* item, const QMimeData* data,
+               Qt::KeyboardModifiers modifiers = Qt::NoModifier, Qt::DropAction* action = nullptr)
 {
     tree.scrollToItem(item);
     const QPoint pos = tree.visualItemRect(item).center();
-    DropOutcome outcome;
     QDragEnterEvent enter(pos, Qt::MoveAction, data, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(tree.viewport(), &enter);
-    outcome.enterAccepted = enter.isAccepted();
     QDragMoveEvent move(pos, Qt::MoveAction, data, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(tree.viewport(), &move);
-    outcome.moveAccepted = move.isAccepted();
     QDropEvent drop(pos, Qt::MoveAction, data, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(tree.viewport(), &drop);
-    outcome.dropAccepted = drop.isAccepted();
-    outcome.action = drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
-    return outcome;
+    if (action)
+        *action = drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
+    return QStringList{enter.isAccepted() ? "enter" : "", move.isAccepted() ? "move" : "",
+                       drop.isAccepted() ? "drop" : ""}
+        .join(' ')
+        .simplified();
 }
 
-void press(QWidget* dialog, QDialogButtonBox::StandardButton which)
+// The payload by hand: big-endian 32-bit words, texts as byte length and UTF-16 big-endian units.
+QByteArray words(std::initializer_list<quint32> values)
 {
-    dialog->findChild<QDialogButtonBox*>(QStringLiteral("buttonBox"))->button(which)->click();
+    QByteArray bytes;
+    for (quint32 value : values) {
+        char raw[4];
+        qToBigEndian(value, raw);
+        bytes.append(raw, 4);
+    }
+    return bytes;
 }
+
+QByteArray text(const QString& text)
+{
+    QByteArray bytes = words({quint32(text.size() * 2)});
+    for (QChar c : text)
+        bytes.append(char(c.unicode() >> 8)).append(char(c.unicode() & 0xff));
+    return bytes;
+}
+
+QByteArray handBuilt(const QStringList& ids, const QString& notes, qint32 seconds)
+{
+    QByteArray bytes = words({quint32(ids.size())});
+    for (const QString& id : ids)
+        bytes += text(id);
+    return bytes + text(notes) + words({quint32(seconds)});
+}
+
+const QRegularExpression kPayloadRefused(QStringLiteral("^refusing dragged entries payload"));
 
 } // namespace
 
-// Dragging recorded time from the unlinked view onto tasks of the projects tree, on a real
-// database and the sample catalogue.
+// Dragging recorded time from the unlinked view onto tasks of the projects tree.
 class TestDragAndDrop : public QObject
 {
     Q_OBJECT
@@ -117,6 +125,74 @@ private slots:
         view.reset();
         model.reset();
         fixture.close();
+    }
+
+    void payloadBytesFollowTheLayout()
+    {
+        QStringList manyIds;
+        for (int i = 1; i <= 1000; ++i)
+            manyIds << QString::number(i * 7919);
+        const EntriesDragPayload rows[] = {
+            {{"17"}, "", 0},
+            {{"3", "4"}, QString(), 90}, // unset notes travel as the empty text, not the null marker
+            {{"1", "22", "333", "4444"}, "", 3723},
+            {{"5"}, "Überstunden – 日本 😀 \"x\"", 59},
+            {{}, "", 0},
+            {manyIds, "", 2147483647},
+        };
+        for (const EntriesDragPayload& payload : rows) {
+            const QByteArray expected = handBuilt(payload.entryIds, payload.notes, payload.seconds);
+            QCOMPARE(payload.encode(), expected);
+            EntriesDragPayload read;
+            QVERIFY(read.decode(expected));
+            QCOMPARE(read, payload);
+            std::unique_ptr<QMimeData> mime(payload.toMimeData());
+            QCOMPARE(mime->formats(), QStringList{"application/x-verrin"});
+            EntriesDragPayload viaMime;
+            QVERIFY(viaMime.fromMimeData(mime.get()));
+            QCOMPARE(viaMime, read);
+        }
+    }
+
+    void brokenPayloadsAreRefused()
+    {
+        // Every truncation, leaving what was read before alone.
+        const QByteArray whole = handBuilt({"12", "345"}, QStringLiteral("Ä note"), 61);
+        const EntriesDragPayload kept{{"99"}, QString(), 0};
+        for (qsizetype length = 0; length < whole.size(); ++length) {
+            QTest::ignoreMessage(QtWarningMsg, kPayloadRefused);
+            EntriesDragPayload payload = kept;
+            QString error;
+            QVERIFY2(!payload.decode(whole.left(length), &error), qPrintable(QString::number(length)));
+            QVERIFY(!error.isEmpty());
+            QCOMPARE(payload, kept);
+        }
+        const QByteArray malformed[] = {
+            words({0xffffffffu}) + text("1"),                          // count far beyond the bytes
+            words({1, 0x7ffffffe}) + QByteArray("\0\x31", 2),          // id length beyond the bytes
+            words({1, 3}) + QByteArray("\0\x31\0", 3) + words({0, 0}), // odd byte length
+            words({1, 0xffffffffu, 0, 0}),                             // null id
+            handBuilt({"12a"}, QString(), 1),
+            handBuilt({"0"}, QString(), 1),
+            handBuilt({"-4"}, QString(), 1),
+            handBuilt({"1) OR (1=1"}, QString(), 1),
+            handBuilt({" 7"}, QString(), 1),
+            handBuilt({"7"}, QString(), -5),
+            handBuilt({"7"}, QString(), 5) + QByteArray(1, '\0'), // a byte too many
+        };
+        for (const QByteArray& bytes : malformed) {
+            QTest::ignoreMessage(QtWarningMsg, kPayloadRefused);
+            EntriesDragPayload payload;
+            QVERIFY2(!payload.decode(bytes), bytes.toHex().constData());
+            QVERIFY(payload.entryIds.isEmpty());
+        }
+        EntriesDragPayload payload;
+        QVERIFY(!payload.fromMimeData(nullptr));
+        QMimeData plain;
+        plain.setText(QStringLiteral("12"));
+        QString error;
+        QVERIFY(!payload.fromMimeData(&plain, &error));
+        QVERIFY(error.contains("application/x-verrin"));
     }
 
     void dragCarriesTheWidenedSelection_data()
@@ -226,85 +302,67 @@ private slots:
         QCOMPARE(view->drags, 1);
     }
 
-    void dropsOffTasksAreRefused_data()
-    {
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<int>("id");
-        QTest::addColumn<bool>("signedIn");
-        QTest::addColumn<QByteArray>("bytes"); // empty: plain text instead of our type
-        QTest::addColumn<bool>("enterAccepted");
-        const auto row = [](const char* name, const char* kind, int id, bool signedIn, const QByteArray& bytes) {
-            QTest::newRow(name) << QString(kind) << id << signedIn << bytes << !bytes.isEmpty();
-        };
-        const QByteArray good = EntriesDragPayload{{"1", "2"}, QString(), 133}.encode();
-        row("client", "client", 11, true, good);
-        row("project", "project", 101, true, good);
-        row("task list", "tasklist", 201, true, good);
-        row("task while signed out", "task", 304, false, good);
-        row("task, other data", "task", 304, true, QByteArray());
-        row("task, broken payload", "task", 304, true, good.left(good.size() - 1));
-    }
-
     void dropsOffTasksAreRefused()
     {
-        QFETCH(QString, kind);
-        QFETCH(int, id);
-        QFETCH(bool, signedIn);
-        QFETCH(QByteArray, bytes);
-        QFETCH(bool, enterAccepted);
-        Registry::instance()->setLoggedIn(signedIn);
-        QMimeData data;
-        if (bytes.isEmpty())
-            data.setText("1");
-        else
-            data.setData(EntriesDragPayload::mimeType(), bytes);
-        const bool broken = QTest::currentDataTag() == QByteArray("task, broken payload");
-        if (broken) {
-            QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^refusing dragged entries payload"));
-        } else if (enterAccepted) {
-            QTest::ignoreMessage(QtDebugMsg, kRefused);
-        } // else: after a refused enter the window system sends this tree nothing more
-
+        const QByteArray good = EntriesDragPayload{{"1", "2"}, QString(), 133}.encode();
+        const struct
+        {
+            const char* kind;
+            int id;
+            bool signedIn;
+            QByteArray bytes; // empty: plain text instead of our type
+        } rows[] = {
+            {"client", 11, true, good},           {"project", 101, true, good},      {"tasklist", 201, true, good},
+            {"task", 304, false, good},           {"task", 304, true, QByteArray()}, // signed out; other data
+            {"task", 304, true, good.chopped(1)}, // broken: the type is right, the bytes are checked on the drop
+        };
         QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
-        QTreeWidgetItem* target = item(kind, id);
-        QVERIFY(target);
-        const DropOutcome outcome = dropOn(*projects, target, &data);
-        QCOMPARE(outcome.enterAccepted, enterAccepted);
-        QCOMPARE(outcome.moveAccepted, broken); // the type is right, the bytes are checked on the drop
-        QVERIFY(!outcome.dropAccepted);
+        for (const auto& row : rows) {
+            Registry::instance()->setLoggedIn(row.signedIn);
+            QMimeData data;
+            if (row.bytes.isEmpty())
+                data.setText("1");
+            else
+                data.setData(EntriesDragPayload::mimeType(), row.bytes);
+            const bool broken = !row.bytes.isEmpty() && row.bytes != good;
+            if (broken)
+                QTest::ignoreMessage(QtWarningMsg, kPayloadRefused);
+            else if (!row.bytes.isEmpty()) // after a refused enter the window system sends nothing more
+                QTest::ignoreMessage(QtDebugMsg, kRefused);
+            const QString accepted = row.bytes.isEmpty() ? "" : broken ? "enter move" : "enter";
+            QCOMPARE(dropOn(*projects, item(row.kind, row.id), &data), accepted);
+        }
         QCOMPARE(link.count(), 0);
     }
 
-    void plainDropOnATaskAsksForTheLink()
+    void ctrlDialogCancelledOrWithoutATaskKeepsTheRows()
     {
-        std::unique_ptr<QMimeData> data(EntriesDragPayload{{"4", "12", "7"}, "", 77}.toMimeData());
-        QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
-        // Ctrl is the only modifier that asks first.
-        const DropOutcome outcome = dropOn(*projects, item("task", 308), data.get(), Qt::ShiftModifier);
-        QVERIFY(outcome.enterAccepted && outcome.moveAccepted && outcome.dropAccepted);
-        QCOMPARE(outcome.action, Qt::MoveAction);
-        QCOMPARE(link.count(), 1);
-        QCOMPARE(link.first(), (QVariantList{QStringList{"4", "12", "7"}, "308", QString()}));
-    }
-
-    void cancellingTheCtrlDialogKeepsTheRows()
-    {
-        QString project;
-        QString task;
-        QString time;
+        QString shown;
         onNextModal([&](QWidget* dialog) {
-            project = dialog->findChild<QComboBox*>("cbProjects")->currentText();
-            task = dialog->findChild<QComboBox*>("cbTasks")->currentText();
-            time = dialog->findChild<QLabel*>("labelTime")->text();
+            shown = QStringList{dialog->findChild<QComboBox*>("cbProjects")->currentText(),
+                                dialog->findChild<QComboBox*>("cbTasks")->currentText(),
+                                dialog->findChild<QLabel*>("labelTime")->text()}
+                        .join('|');
             press(dialog, QDialogButtonBox::Cancel);
         });
         QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
         const QString before = DayFixture::outline(model->root());
         QTest::ignoreMessage(QtDebugMsg, "dialog CANCEL");
         drag({app("/e")}, 305, Qt::ControlModifier);
-        QCOMPARE(project, QStringLiteral("Website Relaunch"));
-        QCOMPARE(task, QStringLiteral("  Contact form"));
-        QCOMPARE(time, util::format_time(193));
+        QCOMPARE(shown, "Website Relaunch|  Contact form|" + util::format_time(193));
+
+        onNextModal([&](QWidget* dialog) {
+            // "Backlog" of the mobile app has no open task: its caption is the last item and stays.
+            auto* projectsBox = dialog->findChild<QComboBox*>("cbProjects");
+            const int mobile = projectsBox->findData(102);
+            projectsBox->setCurrentIndex(mobile);
+            QMetaObject::invokeMethod(dialog, "on_cbProjects_activated", Q_ARG(int, mobile));
+            auto* tasks = dialog->findChild<QComboBox*>("cbTasks");
+            tasks->setCurrentIndex(tasks->count() - 1);
+            press(dialog, QDialogButtonBox::Ok);
+        });
+        QTest::ignoreMessage(QtDebugMsg, "no task selected - CANCEL");
+        drag({app("/s")}, 304, Qt::ControlModifier);
         QCOMPARE(link.count(), 0);
         QCOMPARE(DayFixture::outline(model->root()), before);
         QCOMPARE(model->getTotalTime(), 223);
@@ -325,31 +383,11 @@ private slots:
         QVERIFY(!model->findItemIndex("entry", "title", "plan").isValid());
         QCOMPARE(model->getTotalTime(), 163);
 
-        // The dialog's choice is used once: the next plain drop links to the task it lands on.
-        drag({app("/s")}, 306);
+        // The dialog's choice is used once: the next drop links to the task it lands on; only Ctrl asks.
+        drag({app("/s")}, 306, Qt::ShiftModifier);
         QCOMPARE(link.count(), 2);
         QCOMPARE(link.last(), (QVariantList{QStringList{"4"}, "306", QString()}));
         QVERIFY(!app("/s").isValid());
-    }
-
-    void ctrlDialogWithoutATaskRefusesTheDrop()
-    {
-        onNextModal([&](QWidget* dialog) {
-            // "Backlog" of the mobile app has no open task: its caption is the last item and stays.
-            auto* projectsBox = dialog->findChild<QComboBox*>("cbProjects");
-            const int mobile = projectsBox->findData(102);
-            projectsBox->setCurrentIndex(mobile);
-            QMetaObject::invokeMethod(dialog, "on_cbProjects_activated", Q_ARG(int, mobile));
-            auto* tasks = dialog->findChild<QComboBox*>("cbTasks");
-            tasks->setCurrentIndex(tasks->count() - 1);
-            press(dialog, QDialogButtonBox::Ok);
-        });
-        QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
-        std::unique_ptr<QMimeData> data(EntriesDragPayload{{"4"}, "", 30}.toMimeData());
-        QTest::ignoreMessage(QtDebugMsg, "no task selected - CANCEL");
-        const DropOutcome outcome = dropOn(*projects, item("task", 304), data.get(), Qt::ControlModifier);
-        QVERIFY(!outcome.dropAccepted);
-        QCOMPARE(link.count(), 0);
     }
 
 private:
@@ -366,7 +404,9 @@ private:
     void drag(const QModelIndexList& rows, int taskId, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     {
         view->target = [this, taskId, modifiers](QDrag* drag) {
-            return dropOn(*projects, item("task", taskId), drag->mimeData(), modifiers).action;
+            Qt::DropAction action = Qt::IgnoreAction;
+            dropOn(*projects, item("task", taskId), drag->mimeData(), modifiers, &action);
+            return action;
         };
         select(rows);
         view->startDrag(Qt::MoveAction);

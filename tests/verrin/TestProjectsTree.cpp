@@ -1,40 +1,49 @@
+// The projects catalogue read from the service's reply and shown in the projects tree.
 #include "CatalogueSample.h"
 #include "FakePrompter.h"
 #include "ModalDialogHelper.h"
-#include "TestKit.h"
 #include "app/Registry.h"
-#include "verrin/ProjectsCatalogue.h"
-#include "verrin/ProjectsTree.h"
-
-#include <QAction>
-#include <QApplication>
-#include <QComboBox>
-#include <QDialog>
-#include <QDialogButtonBox>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTreeWidgetItemIterator>
+#include "verrin/ServiceXml.h"
 
 namespace {
-QList<int> shownIds(const ProjectsTree& tree, const QString& kind)
+QList<int> taskIds(const Catalogue& catalogue)
 {
     QList<int> ids;
-    for (QTreeWidgetItemIterator it(const_cast<ProjectsTree*>(&tree)); *it; ++it) {
-        if (ProjectsTree::kindOf(*it) == kind)
-            ids << ProjectsTree::idOf(*it);
+    for (const CatalogueProject& project : catalogue.projects) {
+        for (const CatalogueTaskList& list : project.taskLists) {
+            for (const CatalogueTask& task : list.tasks)
+                ids << task.id;
+        }
     }
     return ids;
 }
 
-void signIn(bool on)
+QString reply(const QString& body, const QString& status = QStringLiteral("ok"))
 {
-    Registry::instance()->setLoggedIn(on);
+    return QStringLiteral("<?xml version=\"1.0\"?><rsp status=\"%1\">%2</rsp>").arg(status, body);
 }
 
-void pressOk(QWidget* dialog)
+// One project whose single list holds `tasks`.
+QString oneList(const QString& tasks, const QString& listId = "3", const QString& projectId = "1")
 {
-    dialog->findChild<QDialogButtonBox*>(QStringLiteral("buttonBox"))->button(QDialogButtonBox::Ok)->click();
+    return reply(QStringLiteral("<projects><project id=\"%1\" name=\"p\"><task_lists><task_list id=\"%2\"><tasks>%3"
+                                "</tasks></task_list></task_lists></project></projects>")
+                     .arg(projectId, listId, tasks));
 }
+
+// A task's own attributes, "|"-separated: list, name, billable, description, price, due date.
+QString fields(const CatalogueTask& task)
+{
+    return QStringList{
+        QString::number(task.tasklistId), task.name, task.billable, task.description, task.pricePerHour, task.dueDate}
+        .join('|');
+}
+
+const CatalogueMaps& maps()
+{
+    return Registry::instance()->catalogueMaps();
+}
+
 } // namespace
 
 class TestProjectsTree : public QObject
@@ -44,6 +53,8 @@ class TestProjectsTree : public QObject
     FakePrompter prompter;
     std::unique_ptr<ProjectsTree> tree;
 
+    bool menuAction(const char* name) const { return tree->findChild<QAction*>(name)->isEnabled(); }
+
 private slots:
     void init()
     {
@@ -52,7 +63,7 @@ private slots:
         tree = std::make_unique<ProjectsTree>();
         tree->setPrompter(&prompter);
         tree->setCompletedRemovalDelay(0);
-        signIn(true);
+        Registry::instance()->setLoggedIn(true);
         tree->showCatalogueReply(true, sampleCatalogueReply());
     }
 
@@ -64,163 +75,152 @@ private slots:
 
     void cleanupTestCase() { Registry::drop(); }
 
-    void buildsClientsProjectsListsAndOpenTasks()
+    void readsEveryLevelIntoCatalogueMapsAndTree()
     {
+        Catalogue catalogue;
+        QString error;
+        QVERIFY2(ProjectsCatalogue::parse(sampleCatalogueReply(), catalogue, &error), qPrintable(error));
+        QVERIFY(catalogue.problems.isEmpty());
+        QCOMPARE(catalogue.projects.size(), 4);
+        QCOMPARE(taskIds(catalogue).size(), 10);
+        const CatalogueProject* cafe = catalogue.project(103);
+        QVERIFY(cafe);
+        // The reply's bytes are UTF-8: names come back decoded, not as 8-bit characters.
+        QCOMPARE(cafe->name + '|' + cafe->clientName + '|' + QString::number(cafe->clientId) + '|' +
+                     cafe->taskLists.value(0).name,
+                 QStringLiteral("Café Menü|Globex Bäckerei|12|Übersetzung"));
+        CatalogueTask task;
+        int projectId = 0;
+        int tasklistId = 0;
+        QVERIFY(catalogue.findTask(301, &task, &projectId, &tasklistId));
+        QCOMPARE(QPair(projectId, tasklistId), QPair(101, 201));
+        QCOMPARE(fields(task), QStringLiteral("201|Homepage mockup|1|First draft for the board|85.00|2026-12-01"));
+        QVERIFY(catalogue.findTask(303, &task));
+        QCOMPARE(task.description, QStringLiteral("Colours & fonts <v2>"));
+        QVERIFY(catalogue.findTask(308, &task));
+        QCOMPARE(task.description, QStringLiteral("Deutsch → English"));
+
+        // The maps name every task, completed ones too: linked time may still point at them.
+        const QStringList named{maps().projectNames.value("103").toString(),
+                                maps().tasklistNames.value("204").toString(), // an empty list
+                                maps().taskNames.value("302").toString(),
+                                maps().taskParentProjects.value("307").toString(),
+                                maps().taskParentTasklists.value("305").toString()};
+        QCOMPARE(named, (QStringList{"Café Menü", "Backlog", "Logo refresh", "102", "202"}));
+        QCOMPARE(maps().taskNames.size(), 10);
+
         QCOMPARE(tree->topLevelItemCount(), 2);
         QTreeWidgetItem* acme = tree->topLevelItem(0);
-        QCOMPARE(acme->text(0), QStringLiteral("Acme Corp"));
-        QCOMPARE(ProjectsTree::kindOf(acme), QStringLiteral("client"));
+        QCOMPARE(acme->text(0) + '|' + ProjectsTree::kindOf(acme), QStringLiteral("Acme Corp|client"));
         QCOMPARE(acme->childCount(), 2);
+        QVERIFY(acme->isExpanded());
         QCOMPARE(tree->topLevelItem(1)->text(0), QStringLiteral("Globex Bäckerei"));
-
-        QTreeWidgetItem* task = tree->locateTask(103, 205, 308);
-        QVERIFY(task);
+        QTreeWidgetItem* item = tree->locateTask(103, 205, 308);
+        QVERIFY(item);
         // Name, id and kind of the task and the kinds of its parents, as drops and menus read them.
-        QCOMPARE(QStringList({task->text(0), task->data(0, Qt::UserRole + 1).toString(),
-                              task->data(0, Qt::UserRole + 2).toString(),
-                              task->parent()->data(0, Qt::UserRole + 2).toString(),
-                              task->parent()->parent()->data(0, Qt::UserRole + 2).toString()}),
+        QCOMPARE(QStringList({item->text(0), item->data(0, Qt::UserRole + 1).toString(),
+                              item->data(0, Qt::UserRole + 2).toString(),
+                              item->parent()->data(0, Qt::UserRole + 2).toString(),
+                              item->parent()->parent()->data(0, Qt::UserRole + 2).toString()}),
                  (QStringList{"Speisekarte übersetzen", "308", "task", "tasklist", "project"}));
         for (QTreeWidgetItemIterator it(tree.get()); *it; ++it)
             QVERIFY2(!(*it)->icon(0).pixmap(16).isNull(), qPrintable((*it)->text(0)));
-        QVERIFY(tree->topLevelItem(0)->isExpanded());
-
-        // Completed tasks never show; the empty backlog does, so tasks can be added to it.
-        QCOMPARE(shownIds(*tree, "task"), (QList<int>{301, 303, 304, 305, 306, 308, 309}));
-        QVERIFY(tree->locateTaskList(102, 204));
+        QVERIFY(tree->locateTaskList(102, 204)); // empty, shown so tasks can be added to it
         QVERIFY(Registry::instance()->catalogueLoaded());
-        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
     }
 
     void filtersByWordsAndPhrases_data()
     {
         QTest::addColumn<QString>("filter");
-        QTest::addColumn<QList<int>>("tasks");
-        const auto row = [](const char* name, const char* filter, const QList<int>& tasks) {
-            QTest::newRow(name) << QString(filter) << tasks;
-        };
-        row("no filter", "", {301, 303, 304, 305, 306, 308, 309});
-        row("two words, either may match", "mockup LANDING", {301, 304});
-        row("quoted phrase", "\"contact form\"", {305});
-        row("phrase in the wrong order", "\"form contact\"", {});
-        row("phrase and word", "\"quarterly report\" landing", {304, 309});
-        row("client name", "globex", {308, 309});
-        row("project name", "mobile", {306});
-        row("task list name", "build", {304, 305});
-        row("non-ascii", "ÜBERSETZ", {308});
-        row("only a completed task matches", "logo", {});
-        row("nothing matches", "zebra", {});
+        QTest::addColumn<QStringList>("tasks");
+        QTest::newRow("no filter, no completed tasks")
+            << "" << QStringList{"301", "303", "304", "305", "306", "308", "309"};
+        QTest::newRow("two words, either may match") << "mockup LANDING" << QStringList{"301", "304"};
+        QTest::newRow("quoted phrase") << "\"contact form\"" << QStringList{"305"};
+        QTest::newRow("phrase in the wrong order") << "\"form contact\"" << QStringList{};
+        QTest::newRow("phrase and word") << "\"quarterly report\" landing" << QStringList{"304", "309"};
+        QTest::newRow("client name") << "globex" << QStringList{"308", "309"};
+        QTest::newRow("project name") << "mobile" << QStringList{"306"};
+        QTest::newRow("task list name") << "build" << QStringList{"304", "305"};
+        QTest::newRow("non-ascii") << "ÜBERSETZ" << QStringList{"308"};
+        QTest::newRow("only a completed task matches") << "logo" << QStringList{};
     }
 
     void filtersByWordsAndPhrases()
     {
         QFETCH(QString, filter);
-        QFETCH(QList<int>, tasks);
+        QFETCH(QStringList, tasks);
         tree->applyFilter(filter);
-        QCOMPARE(shownIds(*tree, "task"), tasks);
+        QCOMPARE(shown(*tree, "task", true), tasks);
         if (tasks.isEmpty())
             QCOMPARE(tree->topLevelItemCount(), 0);
         // Filtering hides, it never forgets: the maps still name everything.
-        QCOMPARE(Registry::instance()->catalogueMaps().taskNames.size(), 10);
+        QCOMPARE(maps().taskNames.size(), 10);
         tree->applyFilter(QString());
-        QCOMPARE(shownIds(*tree, "task").size(), 7);
-    }
-
-    void filterShowsMatchingEmptyListsOnly()
-    {
+        QCOMPARE(shown(*tree, "task").size(), 7);
+        // A matching empty list shows, and its project with it.
         tree->applyFilter(QStringLiteral("backlog"));
-        QCOMPARE(shownIds(*tree, "tasklist"), QList<int>{204});
-        QCOMPARE(shownIds(*tree, "project"), QList<int>{102});
+        QCOMPARE(shown(*tree, "tasklist", true), QStringList{"204"});
+        QCOMPARE(shown(*tree, "project", true), QStringList{"102"});
     }
 
-    void refusedCatalogueWarnsAndStillCaches()
+    void failedOrRefusedCatalogue()
     {
-        const QString refused = QStringLiteral("<rsp status=\"error\"><error code=\"98\" message=\"x\"/></rsp>");
-        tree->showCatalogueReply(true, refused);
-        QCOMPARE(tree->topLevelItemCount(), 0);
-        QCOMPARE(prompter.shown(), QStringLiteral("warn|Error|Could not load projects tree"));
-        QVERIFY(!Registry::instance()->catalogueLoaded());
-        // Typing a filter over a bad cache stays quiet.
-        tree->applyFilter(QStringLiteral("x"));
-        QCOMPARE(prompter.calls.size(), 1);
-    }
-
-    void failedRequestKeepsTreeAndCachesEmptyText()
-    {
+        // A failed request keeps the tree and says nothing: the transport told the user.
         tree->showCatalogueReply(false, QString());
         QVERIFY(prompter.calls.isEmpty());
         QVERIFY(tree->topLevelItemCount() > 0);
         QVERIFY(!Registry::instance()->catalogueLoaded());
+        tree->showCatalogueReply(true, QStringLiteral("<rsp status=\"error\"><error code=\"98\"/></rsp>"));
+        QCOMPARE(tree->topLevelItemCount(), 0);
+        QCOMPARE(prompter.shown(), QStringLiteral("warn|Error|Could not load projects tree"));
+        QVERIFY(!Registry::instance()->catalogueLoaded());
+        tree->applyFilter(QStringLiteral("x")); // over a bad cache, quietly
+        QCOMPARE(prompter.calls.size(), 1);
     }
 
-    void selectionGivesIds()
+    void selectionGivesIdsAndMenuEnablesWhatFits()
     {
-        // The selected item's own and enclosing ids as "project list task", 0 where there is none.
+        // The selected item's ids as "project list task", then the initials of the enabled commands.
         const struct
         {
+            bool signedIn;
             const char* kind;
             int id;
-            const char* ids;
-        } rows[] = {{"client", 11, "0 0 0"},
-                    {"project", 102, "102 0 0"},
-                    {"tasklist", 202, "101 202 0"},
-                    {"task", 303, "101 201 303"}};
-        for (const auto& row : rows) {
-            QTreeWidgetItem* item = itemOf(*tree, row.kind, row.id);
-            QVERIFY(item);
-            tree->setCurrentItem(item);
-            QCOMPARE(QStringLiteral("%1 %2 %3")
-                         .arg(tree->getSelectedProjectId())
-                         .arg(tree->getSelectedTasklistId())
-                         .arg(tree->getSelectedTaskId()),
-                     QString(row.ids));
-        }
-    }
-
-    void menuEnablesWhatFits_data()
-    {
-        QTest::addColumn<bool>("signedIn");
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<int>("id");
-        QTest::addColumn<QString>("enabled"); // initials of the enabled service commands
-        const auto row = [](const char* name, bool signedIn, const char* kind, int id, const char* enabled) {
-            QTest::newRow(name) << signedIn << QString(kind) << id << QString(enabled);
+            const char* expected;
+        } rows[] = {
+            {true, "client", 11, "0 0 0 R"},
+            {true, "project", 102, "102 0 0 TLR"},
+            {true, "tasklist", 204, "102 204 0 TLR"},
+            {true, "task", 303, "101 201 303 TLCR"},
+            {true, "", 0, "R"},
+            {false, "task", 301, "101 201 301 "},
         };
-        row("client", true, "client", 11, "R");
-        row("project", true, "project", 101, "TLR");
-        row("task list", true, "tasklist", 204, "TLR");
-        row("task", true, "task", 301, "TLCR");
-        row("empty space", true, "", 0, "R");
-        row("signed out, task", false, "task", 301, "");
-    }
-
-    void menuEnablesWhatFits()
-    {
-        QFETCH(bool, signedIn);
-        QFETCH(QString, kind);
-        QFETCH(int, id);
-        QFETCH(QString, enabled);
-        signIn(signedIn);
-        tree->prepareMenu(kind.isEmpty() ? nullptr : itemOf(*tree, kind, id));
-        const auto isOn = [this](const char* name) { return tree->findChild<QAction*>(name)->isEnabled(); };
-        QString got;
-        got += isOn("actionAddTask") ? "T" : "";
-        got += isOn("actionAddTaskList") ? "L" : "";
-        got += isOn("actionComplete") ? "C" : "";
-        got += isOn("actionRefresh") ? "R" : "";
-        QCOMPARE(got, enabled);
-        QVERIFY(!isOn("actionDelete"));
-        QVERIFY(isOn("actionExpandAll") && isOn("actionCollapseAll"));
-    }
-
-    void projectWithoutListsOffersNoAddTask()
-    {
+        for (const auto& row : rows) {
+            Registry::instance()->setLoggedIn(row.signedIn);
+            QTreeWidgetItem* item = *row.kind ? itemOf(*tree, row.kind, row.id) : nullptr;
+            QString got;
+            if (item) {
+                tree->setCurrentItem(item);
+                got = QStringLiteral("%1 %2 %3 ")
+                          .arg(tree->getSelectedProjectId())
+                          .arg(tree->getSelectedTasklistId())
+                          .arg(tree->getSelectedTaskId());
+            }
+            tree->prepareMenu(item);
+            got += QString(menuAction("actionAddTask") ? "T" : "") + (menuAction("actionAddTaskList") ? "L" : "") +
+                   (menuAction("actionComplete") ? "C" : "") + (menuAction("actionRefresh") ? "R" : "");
+            QCOMPARE(got, QString(row.expected));
+            QVERIFY(!menuAction("actionDelete"));
+            QVERIFY(menuAction("actionExpandAll") && menuAction("actionCollapseAll"));
+        }
+        // A project without lists has nowhere to add a task.
+        Registry::instance()->setLoggedIn(true);
         ProjectsCatalogue::keep(QStringLiteral("<rsp status=\"ok\"><projects><project id=\"5\" name=\"Bare\">"
                                                "<client name=\"C\"/></project></projects></rsp>"));
         tree->applyFilter(QString());
         tree->prepareMenu(tree->locateProject(5));
-        QVERIFY(!tree->findChild<QAction*>("actionAddTask")->isEnabled());
-        QVERIFY(tree->findChild<QAction*>("actionAddTaskList")->isEnabled());
+        QVERIFY(!menuAction("actionAddTask") && menuAction("actionAddTaskList"));
     }
 
     void completeAsksStrikesOutAndRemoves_data()
@@ -256,57 +256,64 @@ private slots:
         CatalogueTask stored;
         QVERIFY(Registry::instance()->catalogue().findTask(303, &stored));
         QCOMPARE(stored.isOpen(), !done);
+        QCOMPARE(maps().taskNames.value("303").toString(), QStringLiteral("Style guide"));
         tree->applyFilter(QString());
         QCOMPARE(task() != nullptr, !done);
     }
 
-    void addTaskAsksThenShowsTheNewTask()
+    void addTaskAndListAskThenShowTheNewOnes()
     {
-        QSignalSpy spy(tree.get(), &ProjectsTree::signalAddTask);
+        QSignalSpy taskSpy(tree.get(), &ProjectsTree::signalAddTask);
         tree->setCurrentItem(tree->locateTask(101, 202, 305));
-        QString projectShown;
-        QString listShown;
+        QString shown;
         onNextModal([&](QWidget* dialog) {
-            projectShown = dialog->findChild<QComboBox*>(QStringLiteral("cbProjects"))->currentText();
-            listShown = dialog->findChild<QComboBox*>(QStringLiteral("cbTaskLists"))->currentText();
-            pressOk(dialog); // name untouched: the suggestion is submitted
+            shown = dialog->findChild<QComboBox*>(QStringLiteral("cbProjects"))->currentText() + '|' +
+                    dialog->findChild<QComboBox*>(QStringLiteral("cbTaskLists"))->currentText();
+            press(dialog, QDialogButtonBox::Ok); // name untouched: the suggestion is submitted
         });
         tree->onMenuAddTask();
-        QCOMPARE(projectShown, QStringLiteral("Website Relaunch"));
-        QCOMPARE(listShown, QStringLiteral("Build"));
-        QCOMPARE(spy.size(), 1);
-        QCOMPARE(spy.first(), (QVariantList{101, 202, "Task Name", "", false}));
-
+        QCOMPARE(shown, QStringLiteral("Website Relaunch|Build"));
+        QCOMPARE(taskSpy.size(), 1);
+        QCOMPARE(taskSpy.first(), (QVariantList{101, 202, "Task Name", "", false}));
         tree->taskAdded(101, 202, 400, QStringLiteral("Task Name"), QString(), false);
-        QTreeWidgetItem* added = tree->locateTask(101, 202, 400);
-        QVERIFY(added);
-        QVERIFY(!added->icon(0).pixmap(16).isNull());
-        QCOMPARE(Registry::instance()->catalogueMaps().taskParentTasklists.value("400").toString(),
-                 QStringLiteral("202"));
-        // A rebuild from the cache keeps it.
-        tree->applyFilter(QString());
         QVERIFY(tree->locateTask(101, 202, 400));
-    }
+        QVERIFY(!tree->locateTask(101, 202, 400)->icon(0).pixmap(16).isNull());
+        QCOMPARE(maps().taskParentTasklists.value("400").toString(), QStringLiteral("202"));
 
-    void addTaskListAsksThenShowsTheNewList()
-    {
-        QSignalSpy spy(tree.get(), &ProjectsTree::signalAddTaskList);
+        QSignalSpy listSpy(tree.get(), &ProjectsTree::signalAddTaskList);
         tree->setCurrentItem(tree->locateTaskList(103, 205));
         onNextModal([](QWidget* dialog) {
-            auto* edit = dialog->findChild<QLineEdit*>(QStringLiteral("editTaskListName"));
-            edit->setText(QStringLiteral("Getränke"));
-            pressOk(dialog);
+            dialog->findChild<QLineEdit*>(QStringLiteral("editTaskListName"))->setText(QStringLiteral("Getränke"));
+            press(dialog, QDialogButtonBox::Ok);
         });
         tree->onMenuAddTaskList();
-        QCOMPARE(spy.size(), 1);
-        QCOMPARE(spy.first(), (QVariantList{103, "Getränke"}));
-
+        QCOMPARE(listSpy.size(), 1);
+        QCOMPARE(listSpy.first(), (QVariantList{103, "Getränke"}));
         tree->taskListAdded(103, 260, QStringLiteral("Getränke"));
-        QVERIFY(tree->locateTaskList(103, 260));
-        QCOMPARE(Registry::instance()->catalogueMaps().tasklistNames.value("260").toString(),
-                 QStringLiteral("Getränke"));
+        tree->taskAdded(103, 260, 950, QStringLiteral("Budget"), QStringLiteral("Q1"), true);
+        QCOMPARE(maps().tasklistNames.value("260").toString(), QStringLiteral("Getränke"));
+        CatalogueTask task;
+        QVERIFY(Registry::instance()->catalogue().findTask(950, &task));
+        QCOMPARE(fields(task), QStringLiteral("260|Budget|1|Q1||"));
+        QVERIFY(task.isOpen());
+        // A rebuild from the cache keeps them, and maps rebuilt from it agree with those updated in place.
         tree->applyFilter(QString());
+        QVERIFY(tree->locateTask(101, 202, 400) && tree->locateTask(103, 260, 950));
         QCOMPARE(tree->locateTaskList(103, 260)->text(0), QStringLiteral("Getränke"));
+        const CatalogueMaps rebuilt = ProjectsCatalogue::buildMaps(Registry::instance()->catalogue());
+        QCOMPARE(rebuilt.taskNames, maps().taskNames);
+        QCOMPARE(rebuilt.tasklistNames, maps().tasklistNames);
+        QCOMPARE(rebuilt.taskParentTasklists, maps().taskParentTasklists);
+        QCOMPARE(rebuilt.taskParentProjects, maps().taskParentProjects);
+        QCOMPARE(rebuilt.projectNames, maps().projectNames);
+
+        // With no catalogue kept a task is refused but still named, for time linked to it.
+        Registry::drop();
+        QString error;
+        QVERIFY(!ProjectsCatalogue::recordAddedTask(101, 201, 960, QStringLiteral("Orphan"), QString(), false, &error));
+        QVERIFY(!error.isEmpty());
+        QCOMPARE(maps().taskNames.value("960").toString(), QStringLiteral("Orphan"));
+        QVERIFY(!Registry::instance()->catalogueLoaded());
     }
 
     void addedTaskShowsEvenWhenFilteredOut()
@@ -316,6 +323,123 @@ private slots:
         tree->taskAdded(101, 201, 401, QStringLiteral("Favicon"), QString(), true);
         QVERIFY(tree->locateTask(101, 201, 401));
         QCOMPARE(tree->locateClient(QStringLiteral("Acme Corp"))->childCount(), 1);
+    }
+    void refusesBrokenAndHostileText_data()
+    {
+        QTest::addColumn<QString>("xml");
+        QTest::addColumn<QString>("reason");
+        const QString sample = sampleCatalogueReply();
+        QTest::newRow("empty") << QString() << "empty";
+        QTest::newRow("blank") << "  \n "
+                               << "empty";
+        QTest::newRow("not xml") << "<html><body>502 Bad Gateway"
+                                 << "well-formed";
+        QTest::newRow("truncated") << sample.left(sample.size() / 2) << "well-formed";
+        QTest::newRow("no status") << "<projects/>"
+                                   << "status";
+        QTest::newRow("status error") << reply("<error code=\"98\" message=\"x\"/>", "error") << "status";
+        QTest::newRow("two roots") << reply(QString()) + reply(QString()) << "well-formed";
+        QTest::newRow("entities")
+            << "<!DOCTYPE rsp [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><rsp status=\"ok\">&x;</rsp>"
+            << "document type";
+        QTest::newRow("deep nesting") << reply(QString("<a>").repeated(100000) + QString("</a>").repeated(100000))
+                                      << "nested";
+        QTest::newRow("control characters") << reply("\x01\x02") << "well-formed";
+    }
+
+    void refusesBrokenAndHostileText()
+    {
+        QFETCH(QString, xml);
+        QFETCH(QString, reason);
+        Catalogue catalogue;
+        catalogue.projects << CatalogueProject{};
+        QString error;
+        QVERIFY(!ProjectsCatalogue::parse(xml, catalogue, &error));
+        QVERIFY2(error.contains(reason), qPrintable(error));
+        QVERIFY(catalogue.projects.isEmpty());
+        // Kept as a reply, such text forgets the catalogue; the maps still name linked time.
+        QVERIFY(ProjectsCatalogue::keep(sampleCatalogueReply()));
+        QVERIFY(!ProjectsCatalogue::keep(xml));
+        QVERIFY(!Registry::instance()->catalogueLoaded());
+        QVERIFY(Registry::instance()->catalogue().projects.isEmpty());
+        QCOMPARE(maps().taskNames.size(), 10);
+    }
+
+    void skipsElementsWithoutUsableIds()
+    {
+        const QString kept = QStringLiteral("<task id=\"7\" name=\"kept\"/>");
+        const struct
+        {
+            QString xml;
+            QList<int> tasks;
+            int problems;
+        } rows[] = {
+            {oneList(kept, "3", ""), {}, 1},
+            {oneList(kept, "two"), {}, 1},
+            {oneList("<task id=\"-4\"/><task id=\"\"/><task/>" + kept), {7}, 3},
+            {reply(kept), {}, 0}, // no projects element
+        };
+        for (const auto& row : rows) {
+            Catalogue catalogue;
+            QVERIFY(ProjectsCatalogue::parse(row.xml, catalogue));
+            QCOMPARE(taskIds(catalogue), row.tasks);
+            QCOMPARE(catalogue.problems.size(), row.problems);
+        }
+    }
+
+    void refusesEditsOfUnknownParents()
+    {
+        QVERIFY(ProjectsCatalogue::keep(sampleCatalogueReply()));
+        const Catalogue& catalogue = Registry::instance()->catalogue();
+        const QList<int> before = taskIds(catalogue);
+        const qsizetype lists = catalogue.project(101)->taskLists.size();
+        QString error;
+        QVERIFY(!ProjectsCatalogue::recordAddedTask(999, 201, 900, "x", QString(), false, &error)); // unknown project
+        QVERIFY(!ProjectsCatalogue::recordAddedTask(101, 203, 900, "x", QString(), false, &error)); // another's list
+        QVERIFY(!ProjectsCatalogue::recordAddedTaskList(999, 900, "x", &error));
+        QVERIFY(!ProjectsCatalogue::recordCompletedTask(999, &error));
+        QVERIFY(!error.isEmpty());
+        QCOMPARE(taskIds(catalogue), before);
+        QCOMPARE(catalogue.project(101)->taskLists.size(), lists);
+    }
+
+    void readsIdsOfAddReplies()
+    {
+        const struct
+        {
+            QString reply;
+            int taskId;
+            int tasklistId;
+        } rows[] = {
+            {reply("<task id=\"77\"/>"), 77, 0},
+            {reply("<tasklist id=\"55\"/>"), 0, 55},
+            {reply("<task id=\"77\"/><error code=\"4\"/>", "error"), 0, 0}, // refused
+            {reply("<task id=\"7x\"/>"), 0, 0},
+            {"<rsp status=\"ok\"><task id=\"77\"", 0, 0}, // cut off
+        };
+        for (const auto& row : rows) {
+            QCOMPARE(ProjectsCatalogue::addedTaskId(row.reply), row.taskId);
+            QCOMPARE(ProjectsCatalogue::addedTaskListId(row.reply), row.tasklistId);
+        }
+    }
+
+    void decodesEightBitText()
+    {
+        const QString wide = QStringLiteral("Zoë → ok");
+        const struct
+        {
+            QString wire;
+            QString text;
+        } rows[] = {
+            {QString::fromLatin1(wide.toUtf8()), wide},                       // UTF-8 bytes
+            {wide, wide},                                                     // already decoded
+            {QString::fromLatin1("Caf\xe9"), QString::fromLatin1("Caf\xe9")}, // Latin-1, not UTF-8
+        };
+        for (const auto& row : rows) {
+            QCOMPARE(servicexml::decode8Bit(row.wire), row.text);
+            if (row.wire != row.text)
+                QCOMPARE(servicexml::encode8Bit(row.text), row.wire);
+        }
     }
 };
 
