@@ -4,17 +4,25 @@
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QDebug>
 
 namespace {
 constexpr int startTimeoutMs = 30000;
+const QString control = QStringLiteral("verrin-kwin-control");
 } // namespace
 
 HeadlessKWin::~HeadlessKWin()
 {
     windows.closeAll();
-    QDBusConnection::disconnectFromBus(QStringLiteral("verrin-kwin-control"));
+    QDBusConnection::disconnectFromBus(control);
     endProcess(kwin);
+}
+
+QDBusMessage HeadlessKWin::scripting(const QString& method, const QVariantList& arguments) const
+{
+    QDBusMessage message =
+        QDBusMessage::createMethodCall("org.kde.KWin", "/Scripting", "org.kde.kwin.Scripting", method);
+    message.setArguments(arguments);
+    return bus.connect(control).call(message, QDBus::Block, 10000);
 }
 
 bool HeadlessKWin::start(QString* whyNot)
@@ -48,17 +56,12 @@ bool HeadlessKWin::start(QString* whyNot)
     kwin.start(binary, {"--virtual", "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities", "--socket",
                         "verrin-kwin", "--width", "1280", "--height", "720"});
     wayland = runtime.filePath(QStringLiteral("verrin-kwin"));
-    QDBusConnection controlBus = control();
+    // KWin takes its name on the bus before its scripting object exists.
     const bool ready = QTest::qWaitFor(
         [&] {
-            // KWin takes its name on the bus before its scripting object exists.
-            QDBusMessage ask = QDBusMessage::createMethodCall(
-                QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"), QStringLiteral("org.kde.kwin.Scripting"),
-                QStringLiteral("isScriptLoaded"));
-            ask << QStringLiteral("verrin-none");
             return (QFile::exists(wayland) &&
-                    controlBus.interface()->isServiceRegistered(QStringLiteral("org.kde.KWin")) &&
-                    controlBus.call(ask, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage) ||
+                    bus.connect(control).interface()->isServiceRegistered(QStringLiteral("org.kde.KWin")) &&
+                    scripting("isScriptLoaded", {"verrin-none"}).type() == QDBusMessage::ReplyMessage) ||
                    kwin.state() == QProcess::NotRunning;
         },
         startTimeoutMs);
@@ -75,35 +78,23 @@ bool HeadlessKWin::start(QString* whyNot)
 
 bool HeadlessKWin::activate(const QString& caption)
 {
-    QByteArray quoted = QJsonDocument(QJsonArray{caption}).toJson(QJsonDocument::Compact);
-    quoted = quoted.mid(1, quoted.size() - 2);
-    return runScript("var all = workspace.windowList ? workspace.windowList() : workspace.clientList();\n"
-                     "for (var i = 0; i < all.length; ++i) {\n"
-                     "    if (all[i].caption === " +
-                     quoted +
-                     ") {\n"
-                     "        if (workspace.windowList) { workspace.activeWindow = all[i]; }\n"
-                     "        else { workspace.activeClient = all[i]; }\n"
-                     "    }\n"
-                     "}\n");
-}
-
-bool HeadlessKWin::runScript(const QByteArray& text)
-{
+    const QByteArray quoted = QJsonDocument(QJsonArray{caption}).toJson(QJsonDocument::Compact);
+    const QByteArray text = "var all = workspace.windowList ? workspace.windowList() : workspace.clientList();\n"
+                            "var wanted = " +
+                            quoted +
+                            "[0];\n"
+                            "for (var i = 0; i < all.length; ++i) {\n"
+                            "    if (all[i].caption !== wanted) { continue; }\n"
+                            "    if (workspace.windowList) { workspace.activeWindow = all[i]; }\n"
+                            "    else { workspace.activeClient = all[i]; }\n"
+                            "}\n";
     const QString name = QStringLiteral("verrin-test-%1").arg(++scripts);
     QFile file(runtime.filePath(name + QStringLiteral(".js")));
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size()) {
         return false;
     }
     file.close();
-    auto call = [&](const QString& method, const QVariantList& arguments) {
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"),
-                                           QStringLiteral("org.kde.kwin.Scripting"), method);
-        message.setArguments(arguments);
-        return control().call(message, QDBus::Block, 10000);
-    };
-    const QDBusMessage loaded = call(QStringLiteral("loadScript"), {file.fileName(), name});
+    const QDBusMessage loaded = scripting("loadScript", {file.fileName(), name});
     return loaded.type() == QDBusMessage::ReplyMessage && loaded.arguments().value(0).toInt() >= 0 &&
-           call(QStringLiteral("start"), {}).type() == QDBusMessage::ReplyMessage;
+           scripting("start", {}).type() == QDBusMessage::ReplyMessage;
 }

@@ -3,6 +3,7 @@
 #include "PrivateBus.h"
 #include "WaylandTestWindows.h"
 
+#include <QDBusMessage>
 #include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
@@ -23,15 +24,14 @@ public:
 
     QDBusConnection connect(const QString& name) const { return bus.connect(name); }
     QString waylandSocket() const { return wayland; }
+    // Calls KWin's scripting object on the test's own connection.
+    QDBusMessage scripting(const QString& method, const QVariantList& arguments) const;
     // Makes the window with this caption the active one, through a script of KWin's own API.
     bool activate(const QString& caption);
 
     WaylandTestWindows windows;
 
 private:
-    QDBusConnection control() const { return bus.connect(QStringLiteral("verrin-kwin-control")); }
-    bool runScript(const QByteArray& text);
-
     PrivateBus bus;
     QTemporaryDir runtime;
     QTemporaryDir clientRuntime;

@@ -23,7 +23,8 @@ HeadlessSway::~HeadlessSway()
     stop();
 }
 
-QStringList HeadlessSway::dropPrivileges(QString* error)
+// As root: the setpriv arguments that run sway as swayUser, who gets the runtime folder. The error, if any.
+QString HeadlessSway::dropPrivileges(QStringList* setpriv)
 {
     if (::geteuid() != 0) {
         return {};
@@ -32,30 +33,20 @@ QStringList HeadlessSway::dropPrivileges(QString* error)
         QProcess add;
         add.start(QStringLiteral("useradd"), {"--system", "--user-group", "--no-create-home", "--home-dir",
                                               "/nonexistent", "--shell", "/usr/sbin/nologin", swayUser});
-        // Another test may have created it at the same moment; only a missing user is a failure.
-        if (!add.waitForFinished(30000) || (add.exitCode() != 0 && !::getpwnam(swayUser))) {
-            *error = "cannot create the user " + QString(swayUser) + ": " + add.readAllStandardError();
-            return {};
-        }
+        add.waitForFinished(30000); // another test may create it at the same moment
     }
     const passwd* user = ::getpwnam(swayUser);
-    if (!user) {
-        *error = "no user " + QString(swayUser);
-        return {};
+    if (!user || ::chown(QFile::encodeName(swayRuntime.path()).constData(), user->pw_uid, user->pw_gid) != 0) {
+        return "cannot create the user " + QString(swayUser) + " or hand it the runtime folder";
     }
-    const QByteArray dir = QFile::encodeName(swayRuntime.path());
-    if (::chown(dir.constData(), user->pw_uid, user->pw_gid) != 0) {
-        *error = "cannot hand the runtime folder to " + QString(swayUser);
-        return {};
-    }
-    return {QStringLiteral("--reuid=%1").arg(user->pw_uid), QStringLiteral("--regid=%1").arg(user->pw_gid),
-            QStringLiteral("--clear-groups")};
+    *setpriv = QStringList{QStringLiteral("--reuid=%1").arg(user->pw_uid),
+                           QStringLiteral("--regid=%1").arg(user->pw_gid), "--clear-groups", "--", "sway"};
+    return {};
 }
 
 QString HeadlessSway::findInRuntime(const QString& pattern) const
 {
-    const QStringList names = QDir(swayRuntime.path()).entryList({pattern}, QDir::System | QDir::Files);
-    for (const QString& name : names) {
+    for (const QString& name : QDir(swayRuntime.path()).entryList({pattern}, QDir::System | QDir::Files)) {
         if (!name.endsWith(QLatin1String(".lock"))) {
             return swayRuntime.filePath(name);
         }
@@ -69,9 +60,8 @@ bool HeadlessSway::start(QString* whyNot)
         *whyNot = QStringLiteral("sway is not installed (scripts/install-deps.sh installs it)");
         return false;
     }
-    QString error;
-    const QStringList privileges = dropPrivileges(&error);
-    if (!error.isEmpty()) {
+    QStringList setpriv;
+    if (const QString error = dropPrivileges(&setpriv); !error.isEmpty()) {
         *whyNot = "sway cannot start: " + error;
         return false;
     }
@@ -90,11 +80,7 @@ bool HeadlessSway::start(QString* whyNot)
     sway.setProcessEnvironment(env);
     sway.setProcessChannelMode(QProcess::MergedChannels);
     const QStringList swayArgs = {"-c", config.fileName()};
-    if (privileges.isEmpty()) {
-        sway.start(QStringLiteral("sway"), swayArgs);
-    } else {
-        sway.start(QStringLiteral("setpriv"), privileges + QStringList{"--", "sway"} + swayArgs);
-    }
+    sway.start(setpriv.isEmpty() ? QStringLiteral("sway") : QStringLiteral("setpriv"), setpriv + swayArgs);
     const bool ready = QTest::qWaitFor(
         [&] {
             wayland = findInRuntime("wayland-*");

@@ -18,7 +18,6 @@ public:
 
     // Starts sway and waits until it listens. False, with the reason, when sway cannot run here.
     bool start(QString* whyNot);
-    // Ends sway (its clients lose their connection).
     void stop() { endProcess(sway); }
 
     // The Wayland socket as an absolute path (a valid WAYLAND_DISPLAY) and sway's IPC socket.
@@ -32,7 +31,7 @@ public:
     WaylandTestWindows windows;
 
 private:
-    QStringList dropPrivileges(QString* error);
+    QString dropPrivileges(QStringList* setpriv);
     QString findInRuntime(const QString& pattern) const;
 
     QTemporaryDir swayRuntime;

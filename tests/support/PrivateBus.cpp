@@ -1,36 +1,22 @@
 #include "PrivateBus.h"
 
 #include "TestKit.h"
+#include "WaylandTestWindows.h"
 
 PrivateBus::~PrivateBus()
 {
-    if (daemon.state() != QProcess::NotRunning) {
-        daemon.terminate();
-        if (!daemon.waitForFinished(5000)) {
-            daemon.kill();
-            daemon.waitForFinished(5000);
-        }
-    }
+    endProcess(daemon);
 }
 
 bool PrivateBus::start(QString* whyNot)
 {
-    if (QStandardPaths::findExecutable(QStringLiteral("dbus-daemon")).isEmpty()) {
-        *whyNot = QStringLiteral("dbus-daemon is not installed");
-        return false;
-    }
     daemon.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     daemon.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address=1"});
     if (!QTest::qWaitFor([&] { return daemon.canReadLine() || daemon.state() == QProcess::NotRunning; }, 10000) ||
         !daemon.canReadLine()) {
-        *whyNot = QStringLiteral("dbus-daemon did not start");
+        *whyNot = QStringLiteral("dbus-daemon did not start (is it installed?)");
         return false;
     }
     busAddress = QString::fromLocal8Bit(daemon.readLine().trimmed());
     return !busAddress.isEmpty();
-}
-
-QDBusConnection PrivateBus::connect(const QString& name) const
-{
-    return QDBusConnection::connectToBus(busAddress, name);
 }

@@ -10,16 +10,14 @@
 class PrivateBus
 {
 public:
-    PrivateBus() = default;
     ~PrivateBus();
 
     bool start(QString* whyNot);
     QString address() const { return busAddress; }
     // A connection of its own to this bus under `name` (one per name and process).
-    QDBusConnection connect(const QString& name) const;
+    QDBusConnection connect(const QString& name) const { return QDBusConnection::connectToBus(busAddress, name); }
 
 private:
     QProcess daemon;
     QString busAddress;
-    QStringList connectionNames;
 };

@@ -20,53 +20,39 @@ void endProcess(QProcess& process, bool closeInput)
     }
 }
 
+bool writeEditorEntry(const QString& folder)
+{
+    QFile entry(folder + "/verrin-test-editor.desktop");
+    return entry.open(QIODevice::WriteOnly) &&
+           entry.write("[Desktop Entry]\nType=Application\nName=Test Editor\nExec=/bin/true\n") > 0;
+}
+
 void WaylandTestWindows::closeAll()
 {
     while (!windows.empty()) {
-        close(windows.front().get());
+        close(windows.begin()->first);
     }
 }
 
-WaylandTestWindows::Window* WaylandTestWindows::open(const QString& appId, const QString& title)
+bool WaylandTestWindows::open(const QString& appId, const QString& title)
 {
-    Window* window = windows.emplace_back(std::make_unique<Window>()).get();
-    window->appId = appId;
-    window->process = std::make_unique<QProcess>();
+    QProcess* window = (windows[appId] = std::make_unique<QProcess>()).get();
     QProcessEnvironment env = environment;
     env.insert("QT_QPA_PLATFORM", "wayland");
     env.remove("DISPLAY");
-    window->process->setProcessEnvironment(env);
-    window->process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    window->process->start(program, {appId, title});
-    if (!QTest::qWaitFor(
-            [&] { return window->process->canReadLine() || window->process->state() == QProcess::NotRunning; },
-            timeoutMs) ||
-        !window->process->readLine().startsWith("mapped")) {
+    window->setProcessEnvironment(env);
+    window->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    window->start(program, {appId, title});
+    if (!QTest::qWaitFor([&] { return window->canReadLine() || window->state() == QProcess::NotRunning; }, timeoutMs) ||
+        !window->readLine().startsWith("mapped")) {
         qWarning() << "the test window" << appId << "did not map";
-        return nullptr;
+        return false;
     }
-    return window;
+    return true;
 }
 
-WaylandTestWindows::Window* WaylandTestWindows::find(const QString& appId) const
+void WaylandTestWindows::close(const QString& appId)
 {
-    for (const auto& window : windows) {
-        if (window->appId == appId) {
-            return window.get();
-        }
-    }
-    return nullptr;
-}
-
-void WaylandTestWindows::retitle(const QString& appId, const QString& title)
-{
-    if (Window* w = find(appId)) {
-        w->process->write("title " + title.toUtf8() + "\n");
-    }
-}
-
-void WaylandTestWindows::close(Window* window)
-{
-    endProcess(*window->process, true); // end of input closes it
-    std::erase_if(windows, [window](const auto& w) { return w.get() == window; });
+    endProcess(*windows.at(appId), true); // end of input closes it
+    windows.erase(appId);
 }

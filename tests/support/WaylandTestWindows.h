@@ -3,32 +3,31 @@
 #include <QProcess>
 #include <QString>
 
+#include <map>
 #include <memory>
-#include <vector>
 
 // Ends a helper process: end of its input (closeInput) or SIGTERM first, SIGKILL when it lingers.
 void endProcess(QProcess& process, bool closeInput = false);
+// Writes the desktop entry of the app id "verrin-test-editor" ("Test Editor") into `folder`.
+bool writeEditorEntry(const QString& folder);
 
-// The Qt Wayland test windows (wayland_test_window) a test opens on a compositor of its own: each
-// lives as long as its input stays open and takes new titles as lines. All are closed by the
-// destructor.
+// The Qt Wayland test windows (wayland_test_window) a test opens on a compositor of its own, one per
+// app id: each lives as long as its input stays open and takes new titles as lines. All are closed by
+// the destructor.
 class WaylandTestWindows
 {
 public:
-    struct Window
-    {
-        std::unique_ptr<QProcess> process;
-        QString appId;
-    };
-
     explicit WaylandTestWindows(QString program) : program(std::move(program)) {}
     ~WaylandTestWindows() { closeAll(); }
 
-    // Starts a window and waits until it says it is mapped; null on failure.
-    Window* open(const QString& appId, const QString& title);
-    Window* find(const QString& appId) const;
-    void retitle(const QString& appId, const QString& title);
-    void close(Window* window);
+    // Starts a window and waits until it says it is mapped.
+    bool open(const QString& appId, const QString& title);
+    qint64 pid(const QString& appId) const { return windows.at(appId)->processId(); }
+    void retitle(const QString& appId, const QString& title)
+    {
+        windows.at(appId)->write("title " + title.toUtf8() + "\n");
+    }
+    void close(const QString& appId);
     void closeAll();
 
     // Set by the compositor: the clients' environment and how long a window may take to map.
@@ -37,5 +36,5 @@ public:
 
 private:
     QString program;
-    std::vector<std::unique_ptr<Window>> windows;
+    std::map<QString, std::unique_ptr<QProcess>> windows;
 };

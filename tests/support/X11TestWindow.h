@@ -29,5 +29,3 @@ private:
 
 // Runs xdotool with these arguments, bounded in time; false when it failed.
 bool runXdotool(const QStringList& args);
-// Asks the window manager to activate the window.
-bool requestActivation(uint32_t window);
