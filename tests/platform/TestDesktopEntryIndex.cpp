@@ -22,8 +22,7 @@ QByteArray entry(const QByteArray& keys)
     return "[Desktop Entry]\nType=Application\n" + keys;
 }
 
-// Moves a folder's modification time well away from now, so a change is seen even when the file
-// system's clock granularity would hide it.
+// Moves a folder's time well away from now, so the file system's clock granularity cannot hide a change.
 void touchFolder(const QString& dir)
 {
     struct timeval times[2];
@@ -166,9 +165,7 @@ private slots:
         index.setRefreshInterval(0);
         DesktopEntryIndex::Query query;
         query.wmClass = QStringLiteral("two");
-        for (int i = 0; i < 5; ++i) {
-            QVERIFY(!index.find(query));
-        }
+        QVERIFY(!index.find(query) && !index.find(query) && !index.find(query));
         QCOMPARE(index.scanCount(), 1);
 
         QVERIFY(writeFile(apps.filePath("two.desktop"), entry("Name=Two\n")));
@@ -238,16 +235,6 @@ private slots:
         // A different class under the same pid is another program (the pid was reused): asked afresh.
         makeProcess(201, "/usr/bin/reused", "");
         QCOMPARE(resolver.resolve(201, "r", "Reused").path, QStringLiteral("/usr/bin/reused"));
-    }
-
-    void defaultFolders()
-    {
-        const QByteArray saved = qgetenv("XDG_DATA_HOME");
-        qputenv("XDG_DATA_HOME", QFile::encodeName(root.path()));
-        const QStringList folders = DesktopEntryIndex::defaultFolders();
-        qputenv("XDG_DATA_HOME", saved);
-        QCOMPARE(folders.value(0), root.filePath(QStringLiteral("applications")));
-        QVERIFY(folders.contains(QStringLiteral("/var/lib/flatpak/exports/share/applications")));
     }
 
 private:

@@ -1,5 +1,4 @@
-// The GNOME backend against stand-ins of the VerrinPlus GNOME Shell extension and of Mutter's
-// IdleMonitor on a bus of the test's own, the extension's own files, and its installation.
+// The GNOME backend against stand-ins of its Shell extension and Mutter's IdleMonitor; the extension's files.
 #include "DesktopStandIns.h"
 #include "FakePrompter.h"
 #include "PrivateBus.h"
@@ -33,13 +32,7 @@ private:
     std::unique_ptr<DesktopStandIns> desktop;
     std::unique_ptr<GnomeShellPlatform> platform;
 
-    std::unique_ptr<GnomeShellPlatform> newPlatform(const QString& connection)
-    {
-        return std::make_unique<GnomeShellPlatform>(bus.connect(connection), QStringList{applications.path()});
-    }
-
-    // The backend on `connection` has taken in every answer sent to it so far: a round trip on its
-    // connection, then the deliveries Qt queued for them.
+    // The backend on `connection` has taken in every answer so far: a round trip, then Qt's queued deliveries.
     void settle(const QString& connection)
     {
         QDBusMessage ask =
@@ -72,14 +65,9 @@ private slots:
         desktop = std::make_unique<DesktopStandIns>(bus.address(),
                                                     DesktopStandIns::GnomeShell | DesktopStandIns::IdleMonitor);
         QVERIFY(desktop->isReady());
-        platform = newPlatform("verrin-gnome-platform");
+        platform = std::make_unique<GnomeShellPlatform>(bus.connect("verrin-gnome-platform"),
+                                                        QStringList{applications.path()});
         QVERIFY2(platform->isSupported(), qPrintable(platform->unsupportedReason()));
-    }
-
-    void cleanupTestCase()
-    {
-        platform.reset();
-        desktop.reset();
     }
 
     void frontWindow()
@@ -110,7 +98,7 @@ private slots:
         }
     }
 
-    void idleComesAndGoes()
+    void idleComesAndGoesAndWatchesAreRemoved()
     {
         QCOMPARE(platform->idleSeconds(), 0);
         const int watches = desktop->idle.watchCount();
@@ -119,40 +107,15 @@ private slots:
             QTRY_VERIFY_WITH_TIMEOUT(platform->idleSeconds() >= 1, timeoutMs);
             comeBack("verrin-gnome-platform", watches + 1);
         }
-    }
-
-    void alreadyIdleAtStartAndWatchesRemoved()
-    {
-        const int before = desktop->idle.watchCount();
+        // A backend started while the user is idle knows at once; its two watches go with it.
         desktop->idle.idleFor(120000);
-        // The running backend now watches for activity as well.
-        QTRY_VERIFY_WITH_TIMEOUT(platform->idleSeconds() >= 1, timeoutMs);
-        QTRY_COMPARE_WITH_TIMEOUT(desktop->idle.watchCount(), before + 1, timeoutMs);
-        auto late = newPlatform("verrin-gnome-late");
+        QTRY_COMPARE_WITH_TIMEOUT(desktop->idle.watchCount(), watches + 1, timeoutMs);
+        auto late = std::make_unique<GnomeShellPlatform>(bus.connect("verrin-gnome-late"), QStringList{});
         QVERIFY(late->idleSeconds() >= 120);
-        QTRY_COMPARE_WITH_TIMEOUT(desktop->idle.watchCount(), before + 3, timeoutMs); // its idle + activity
+        QTRY_COMPARE_WITH_TIMEOUT(desktop->idle.watchCount(), watches + 3, timeoutMs);
         settle("verrin-gnome-late");
-        late.reset(); // and both its watches go with it
-        comeBack("verrin-gnome-platform", before + 1);
-    }
-
-    void withoutExtension()
-    {
-        PrivateBus empty; // a session where the shell runs without the extension
-        QString whyNot;
-        QVERIFY2(empty.start(&whyNot), qPrintable(whyNot));
-        for (const bool installed : {false, true}) {
-            QDir(GnomeShellExtension::installFolder()).removeRecursively();
-            QString error;
-            QVERIFY2(!installed || GnomeShellExtension::install(0, &error), qPrintable(error));
-            GnomeShellPlatform without(empty.connect("verrin-gnome-without"), QStringList{applications.path()});
-            const QString reason = installed ? "The VerrinPlus GNOME Shell extension is not active yet"
-                                             : "Recording on GNOME (Wayland) needs the VerrinPlus GNOME Shell";
-            QVERIFY2(without.unsupportedReason().startsWith(reason), qPrintable(without.unsupportedReason()));
-            QVERIFY(!without.isSupported() && !without.foregroundWindow().valid);
-            QCOMPARE(without.idleSeconds(), 0);
-        }
-        QDBusConnection::disconnectFromBus("verrin-gnome-without");
+        late.reset();
+        comeBack("verrin-gnome-platform", watches + 1);
     }
 
     void extensionFiles()
@@ -161,7 +124,6 @@ private slots:
         const QJsonObject metadata =
             QJsonDocument::fromJson(contents(extensionFolder + "/metadata.json"), &error).object();
         QVERIFY2(error.error == QJsonParseError::NoError, qPrintable(error.errorString()));
-        QCOMPARE(metadata.value("uuid").toString(), QFileInfo(extensionFolder).fileName());
         QCOMPARE(metadata.value("uuid").toString(), GnomeShellExtension::uuid());
         const QJsonArray versions = metadata.value("shell-version").toArray();
         for (const char* version : {"43", "44", "45", "46", "47"}) {
@@ -189,7 +151,9 @@ private slots:
 
     void installWithConsentFittingTheShell()
     {
-        // The running shell's version comes over the bus; the stand-ins have none, which means the newest.
+        PrivateBus empty; // a session where the shell runs without the extension
+        QString whyNot;
+        QVERIFY2(empty.start(&whyNot), qPrintable(whyNot));
         for (const bool answer : {false, true}) {
             QDir(GnomeShellExtension::installFolder()).removeRecursively();
             FakePrompter prompter;
@@ -200,7 +164,15 @@ private slots:
             QCOMPARE(prompter.calls.size(), answer ? 2 : 1);
             QCOMPARE(prompter.calls[0].kind, QString("ask"));
             QVERIFY(!answer || prompter.calls[1].text.contains("log out and back in"));
+            // Until then nothing is recorded, and the reason says which step is missing.
+            GnomeShellPlatform without(empty.connect("verrin-gnome-without"), QStringList{});
+            const QString reason = answer ? "The VerrinPlus GNOME Shell extension is not active yet"
+                                          : "Recording on GNOME (Wayland) needs the VerrinPlus GNOME Shell";
+            QVERIFY2(without.unsupportedReason().startsWith(reason), qPrintable(without.unsupportedReason()));
+            QVERIFY(!without.isSupported() && !without.foregroundWindow().valid);
+            QCOMPARE(without.idleSeconds(), 0);
         }
+        QDBusConnection::disconnectFromBus("verrin-gnome-without");
         QCOMPARE(GnomeShellExtension::installFolder(),
                  dataHome.path() + "/gnome-shell/extensions/" + GnomeShellExtension::uuid());
         for (const auto& [shellMajor, source] :

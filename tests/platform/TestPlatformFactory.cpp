@@ -27,72 +27,49 @@ private slots:
         qputenv("DBUS_SESSION_BUS_ADDRESS", bus.address().toLocal8Bit());
         qputenv("XDG_RUNTIME_DIR", QFile::encodeName(noSockets.path()));
         qputenv("XDG_DATA_HOME", QFile::encodeName(noSockets.path()));
-        qputenv("XDG_CURRENT_DESKTOP", "");
     }
 
-    void unsupportedSessions()
-    {
-        // A Wayland session never falls back to X11; without a compositor to ask, nothing is recorded.
-        const struct
-        {
-            const char* sessionType;
-            const char* waylandDisplay;
-            const char* reason;
-        } cases[] = {
-            {"x11", "", "Recording needs an X11 display"},
-            {"wayland", "", "Cannot connect to the Wayland compositor (wayland-0): recording is off"},
-            {"", "verrin-none-9", "Cannot connect to the Wayland compositor (verrin-none-9): recording is off"},
-        };
-        // The reason is logged once per run, not at every start of recording.
-        QTest::ignoreMessage(QtWarningMsg, cases[0].reason);
-        for (const auto& c : cases) {
-            qputenv("XDG_SESSION_TYPE", c.sessionType);
-            qputenv("WAYLAND_DISPLAY", c.waylandDisplay);
-            std::unique_ptr<Platform> platform = createPlatform();
-            QTest::failOnWarning(QRegularExpression(QStringLiteral("^Recording|recording is off")));
-            QCOMPARE(platform->unsupportedReason(), QString(c.reason));
-            // Nothing wrong is recorded: no window in front, never idle.
-            QVERIFY(!platform->isSupported() && !platform->foregroundWindow().valid);
-            QCOMPARE(platform->idleSeconds(), 0);
-        }
-    }
-
-    void desktopBackends()
+    void choice()
     {
         const int kwin = DesktopStandIns::KWin;
         const int gnome = DesktopStandIns::GnomeShell | DesktopStandIns::IdleMonitor;
-        const QString noCompositor = "Cannot connect to the Wayland compositor";
-        const struct
-        {
-            const char* desktop;
-            int services;
-            const char* chosen;
-            QString reason;
-        } cases[] = {
-            {"KDE", kwin, "kwin", ""},
-            {"KDE", kwin | DesktopStandIns::KWinRefusesScripts, "", "KWin did not take VerrinPlus's window script"},
+        const QString noCompositor = "Cannot connect to the Wayland compositor (verrin-none-9): recording is off";
+        // XDG_SESSION_TYPE, WAYLAND_DISPLAY, XDG_CURRENT_DESKTOP and the desktop services on the bus, then the
+        // backend chosen ("" for none) and the start of the reason it gives.
+        const std::tuple<const char*, const char*, const char*, int, QString, QString> cases[] = {
+            {"x11", "", "", 0, "", "Recording needs an X11 display"},
+            // A Wayland session never falls back to X11; without a compositor to ask, nothing is recorded.
+            {"wayland", "", "", 0, "", "Cannot connect to the Wayland compositor (wayland-0): recording is off"},
+            {"", "verrin-none-9", "", 0, "", noCompositor},
+            {"wayland", "verrin-none-9", "KDE", kwin, "kwin", ""},
+            {"wayland", "verrin-none-9", "KDE", kwin | DesktopStandIns::KWinRefusesScripts, "",
+             "KWin did not take VerrinPlus's window script"},
             // Another compositor in a session that calls itself KDE: the wlroots path decides.
-            {"KDE", 0, "", noCompositor},
-            {"ubuntu:GNOME", gnome, "gnome", ""},
-            {"GNOME", DesktopStandIns::IdleMonitor, "",
+            {"wayland", "verrin-none-9", "KDE", 0, "", noCompositor},
+            {"wayland", "verrin-none-9", "ubuntu:GNOME", gnome, "gnome", ""},
+            {"wayland", "verrin-none-9", "GNOME", DesktopStandIns::IdleMonitor, "",
              "Recording on GNOME (Wayland) needs the VerrinPlus GNOME Shell extension"},
             // KWin on the bus but not the desktop named: not asked.
-            {"sway", kwin, "", noCompositor},
+            {"wayland", "verrin-none-9", "sway", kwin, "", noCompositor},
         };
-        qputenv("XDG_SESSION_TYPE", "wayland");
-        qputenv("WAYLAND_DISPLAY", "verrin-none-9");
-        for (const auto& c : cases) {
-            const QString chosen = c.chosen;
-            qputenv("XDG_CURRENT_DESKTOP", c.desktop);
-            DesktopStandIns standIns(bus.address(), c.services);
+        // The reason is logged once per run, not at every start of recording.
+        QTest::ignoreMessage(QtWarningMsg, "Recording needs an X11 display");
+        for (const auto& [session, display, desktop, services, chosen, reason] : cases) {
+            qputenv("XDG_SESSION_TYPE", session);
+            qputenv("WAYLAND_DISPLAY", display);
+            qputenv("XDG_CURRENT_DESKTOP", desktop);
+            DesktopStandIns standIns(bus.address(), services);
             QVERIFY(standIns.isReady());
             std::unique_ptr<Platform> platform = createPlatform();
-            QVERIFY2(c.reason.isEmpty() ? platform->unsupportedReason().isEmpty()
-                                        : platform->unsupportedReason().startsWith(c.reason),
-                     qPrintable(c.desktop + (": " + platform->unsupportedReason())));
+            QTest::failOnWarning(QRegularExpression(QStringLiteral("^Recording|recording is off")));
+            QVERIFY2(reason.isEmpty() ? platform->unsupportedReason().isEmpty()
+                                      : platform->unsupportedReason().startsWith(reason),
+                     qPrintable(desktop + (": " + platform->unsupportedReason())));
             QCOMPARE(platform->isSupported(), !chosen.isEmpty());
             QCOMPARE(dynamic_cast<KWinPlatform*>(platform.get()) != nullptr, chosen == "kwin");
             QCOMPARE(dynamic_cast<GnomeShellPlatform*>(platform.get()) != nullptr, chosen == "gnome");
+            // Nothing wrong is recorded without a backend: no window in front, never idle.
+            QVERIFY(!chosen.isEmpty() || (!platform->foregroundWindow().valid && platform->idleSeconds() == 0));
             if (chosen == "kwin") {
                 QCOMPARE(standIns.kwinPlugins(), QStringList{static_cast<KWinPlatform*>(platform.get())->pluginName()});
                 platform.reset(); // and the script leaves with it
@@ -105,21 +82,16 @@ private slots:
     void waylandDesktopsAreNamed()
     {
         const QString own = QStringLiteral("This Wayland compositor does not tell which window is in front");
-        const struct
-        {
-            const char* desktop;
-            QSet<QByteArray> offered;
-            QString start;
-        } cases[] = {
+        const std::tuple<const char*, QSet<QByteArray>, QString> cases[] = {
             {"KDE", {"wl_seat"}, "Recording on KDE Plasma (Wayland)"},
             {"", {"org_kde_plasma_window_management"}, "Recording on KDE Plasma (Wayland)"},
             {"ubuntu:GNOME", {}, "Recording on GNOME (Wayland)"},
             {"", {"gtk_shell1"}, "Recording on GNOME (Wayland)"},
             {"weston", {"wl_seat"}, own},
         };
-        for (const auto& c : cases) {
-            const QString reason = WlrootsPlatform::sessionReason(c.desktop, c.offered, own);
-            QVERIFY2(reason.startsWith(c.start), qPrintable(reason));
+        for (const auto& [desktop, offered, start] : cases) {
+            const QString reason = WlrootsPlatform::sessionReason(desktop, offered, own);
+            QVERIFY2(reason.startsWith(start), qPrintable(reason));
         }
     }
 

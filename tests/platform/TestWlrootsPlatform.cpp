@@ -1,7 +1,4 @@
-// The wlroots backend against a real headless sway with real Wayland client windows. sway refuses to
-// run as root, so as root the test starts it as an unprivileged user of its own; root may still
-// connect to that user's socket. The test's own Qt stays offscreen: the backend keeps a connection
-// of its own.
+// The wlroots backend against a real headless sway and real Wayland windows (the test's own Qt is offscreen).
 #include "HeadlessSway.h"
 #include "TestKit.h"
 #include "platform/Platform.h"
@@ -36,48 +33,17 @@ private slots:
         QVERIFY2(platform->isSupported(), qPrintable(platform->unsupportedReason()));
         plain = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{applications.path()});
         plain->setSwaySocket(QString());
-        // sway 1.7 offers only KDE's idle protocol, later ones ext-idle-notify as well.
-        QVERIFY2(platform->idleProtocol() == "ext_idle_notifier_v1" || platform->idleProtocol() == "org_kde_kwin_idle",
-                 platform->idleProtocol().constData());
-        QVERIFY(sway.windows.open("verrin-test-editor", "Notes — draft 1"));
-        QVERIFY(sway.windows.open("verrin-test-viewer", "Report 'Q3' \"final\""));
+        QVERIFY(sway.windows.openEditorAndViewer());
     }
 
     void frontWindowAndItsTitle()
     {
-        const QString editor = applications.filePath("verrin-test-editor.desktop");
         // An app id with a desktop entry is recorded under the entry. Without one, the executable
         // when sway names the process, else the app id.
-        const struct
-        {
-            const char* appId;
-            const char* title;
-            QString path;
-            QString plainPath;
-        } cases[] = {
-            {"verrin-test-editor", "Notes — draft 1", editor, editor},
-            {"verrin-test-viewer", "Report 'Q3' \"final\"",
-             QFileInfo(QStringLiteral(WAYLAND_TEST_WINDOW)).canonicalFilePath(), "wayland-app-id:verrin-test-viewer"},
-            {"verrin-test-editor", "Notes — draft 1", editor, editor}, // back again
-        };
-        for (const auto& c : cases) {
-            const QString name = c.path == editor ? QString("Test Editor") : QString(c.appId);
-            QVERIFY(sway.focus(c.appId));
-            QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString(c.title), timeoutMs);
-            const ForegroundWindow front = platform->foregroundWindow();
-            QVERIFY(front.valid);
-            QCOMPARE(front.name, name);
-            QCOMPARE(front.path, c.path);
-            QCOMPARE(front.pid, sway.windows.pid(c.appId));
-
-            QTRY_COMPARE_WITH_TIMEOUT(plain->foregroundWindow().title, QString(c.title), timeoutMs);
-            QCOMPARE(plain->foregroundWindow().name, name);
-            QCOMPARE(plain->foregroundWindow().path, c.plainPath);
-            QCOMPARE(plain->foregroundWindow().pid, 0);
-        }
-        sway.windows.retitle("verrin-test-editor", "Notes — draft 2 ✓");
-        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 2 ✓"), timeoutMs);
-        QCOMPARE(platform->foregroundWindow().name, QString("Test Editor"));
+        checkFrontWindows(sway.windows, applications.path(),
+                          [&](const char* appId, const char*) { return sway.focus(appId); },
+                          {{platform.get(), QFileInfo(WAYLAND_TEST_WINDOW).canonicalFilePath(), true},
+                           {plain.get(), "wayland-app-id:verrin-test-viewer", false}});
     }
 
     void closedWindowLeavesFront()

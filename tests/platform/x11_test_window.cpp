@@ -1,12 +1,8 @@
-// A bare X11 client for the platform tests: one window whose properties the test chooses, in a
-// process of its own so its pid and executable differ from the test's.
-//
+// A bare X11 window whose properties the test chooses, in a process of its own:
 //   x11_test_window [--title T] [--wm-name T] [--class INSTANCE,CLASS] [--no-pid] [--icon]
 //
-// --wm-name sets WM_NAME typed STRING (so read as Latin-1) to the argument's bytes instead of
-// _NET_WM_NAME. Prints "window <id>" once the window is mapped, then obeys one command per line on
-// stdin, answering "ok" after the server has seen the change: "title <text>" (sets _NET_WM_NAME),
-// "unmap", "map"; end of input quits.
+// --wm-name sets WM_NAME (typed STRING) instead of _NET_WM_NAME. Prints "window <id>" once mapped, then
+// answers "ok" to each command on stdin once the server has it: "title <text>", "unmap", "map".
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -14,6 +10,8 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <map>
+#include <set>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -39,24 +37,20 @@ void setProperty(xcb_atom_t property, xcb_atom_t type, uint8_t format, uint32_t 
 
 int main(int argc, char** argv)
 {
-    std::string title = "Test window";
-    std::string wmName;
-    std::string wmClass = "x11_test_window,X11TestWindow";
-    bool setPid = true;
-    bool withIcon = false;
+    std::map<std::string, std::string> values = {
+        {"--title", "Test window"}, {"--wm-name", ""}, {"--class", "x11_test_window,X11TestWindow"}};
+    std::set<std::string> flags;
     for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (arg == "--title" && hasValue) {
-            title = argv[++i];
-        } else if (arg == "--wm-name" && hasValue) {
-            wmName = argv[++i];
-        } else if (arg == "--class" && hasValue) {
-            wmClass = argv[++i];
+        if (values.count(argv[i]) && i + 1 < argc) {
+            values[argv[i]] = argv[i + 1];
+            ++i;
+        } else {
+            flags.insert(argv[i]);
         }
-        setPid = setPid && arg != "--no-pid";
-        withIcon = withIcon || arg == "--icon";
     }
+    const std::string& title = values["--title"];
+    const std::string& wmName = values["--wm-name"];
+    std::string wmClass = values["--class"];
 
     int screenNumber = 0;
     conn = xcb_connect(nullptr, &screenNumber);
@@ -69,9 +63,9 @@ int main(int argc, char** argv)
         xcb_screen_next(&it);
     }
     window = xcb_generate_id(conn);
-    const uint32_t values[] = {it.data->white_pixel};
+    const uint32_t background[] = {it.data->white_pixel};
     xcb_create_window(conn, XCB_COPY_FROM_PARENT, window, it.data->root, 100, 100, 320, 200, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, it.data->root_visual, XCB_CW_BACK_PIXEL, values);
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, it.data->root_visual, XCB_CW_BACK_PIXEL, background);
 
     const xcb_atom_t utf8 = atom("UTF8_STRING");
     const xcb_atom_t netWmName = atom("_NET_WM_NAME");
@@ -82,11 +76,11 @@ int main(int argc, char** argv)
     } else {
         setProperty(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, uint32_t(wmName.size()), wmName.data());
     }
-    if (setPid) {
+    if (!flags.count("--no-pid")) {
         const uint32_t pid = uint32_t(getpid());
         setProperty(atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
     }
-    if (withIcon) {
+    if (flags.count("--icon")) {
         // A 16x16 red and a 48x48 blue image: the backend should prefer the one of at least 32 pixels.
         std::vector<uint32_t> data;
         for (uint32_t size : {16u, 48u}) {

@@ -22,13 +22,6 @@ void GnomeShellExtensionStandIn::focus(const QString& newTitle, const QString& n
     });
 }
 
-QString GnomeShellExtensionStandIn::Get(QString& outClass, uint& outPid)
-{
-    outClass = wmClass;
-    outPid = pid;
-    return title;
-}
-
 void IdleMonitorStandIn::idleFor(qint64 ms)
 {
     QMetaObject::invokeMethod(this, [ms, this] {
@@ -54,12 +47,6 @@ int IdleMonitorStandIn::watchCount()
     QMetaObject::invokeMethod(
         this, [this] { return int(watches.size()); }, Qt::BlockingQueuedConnection, &count);
     return count;
-}
-
-uint IdleMonitorStandIn::addWatch(quint64 interval)
-{
-    watches.insert(nextId, interval);
-    return nextId++;
 }
 
 DesktopStandIns::DesktopStandIns(const QString& address, int services)

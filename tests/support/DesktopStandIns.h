@@ -8,8 +8,7 @@
 
 #include <algorithm>
 
-// Stand-ins for the desktop services the KWin and GNOME backends talk to, on a bus of the test's
-// own. They live in a thread of their own, as a real desktop answers from its own process, so a
+// Stand-ins for the desktop services of the KWin and GNOME backends. They live in a thread of their own, so a
 // backend's blocking call on the test's thread gets its answer; their state is only touched there.
 
 // org.kde.KWin /Scripting: takes scripts and remembers them; runs nothing.
@@ -39,7 +38,12 @@ public:
     void focus(const QString& title, const QString& wmClass, uint pid);
 
 public slots:
-    Q_SCRIPTABLE QString Get(QString& wmClass, uint& pid);
+    Q_SCRIPTABLE QString Get(QString& outClass, uint& outPid)
+    {
+        outClass = wmClass;
+        outPid = pid;
+        return title;
+    }
 
 signals:
     Q_SCRIPTABLE void Changed(const QString& title, const QString& wmClass, uint pid);
@@ -72,7 +76,11 @@ signals:
     Q_SCRIPTABLE void WatchFired(uint id);
 
 private:
-    uint addWatch(quint64 interval);
+    uint addWatch(quint64 interval)
+    {
+        watches.insert(nextId, interval);
+        return nextId++;
+    }
 
     qint64 idleMs = 0;
     uint nextId = 1;
@@ -83,13 +91,8 @@ private:
 class DesktopStandIns
 {
 public:
-    enum Service
-    {
-        KWin = 1,
-        GnomeShell = 2,
-        IdleMonitor = 4,
-        KWinRefusesScripts = 8
-    };
+    // The services to stand in for (KWin may refuse scripts).
+    static constexpr int KWin = 1, GnomeShell = 2, IdleMonitor = 4, KWinRefusesScripts = 8;
 
     // Registers the chosen services on the bus at `address`.
     DesktopStandIns(const QString& address, int services);

@@ -4,9 +4,7 @@
 #include <QProcess>
 #include <QString>
 
-// A D-Bus session bus of a test's own (dbus-daemon with the session configuration), so the
-// desktop services a test stands in for or starts never meet the developer's real session. Ended by
-// the destructor.
+// A D-Bus session bus of a test's own, ended by the destructor, so tests never meet the real session.
 class PrivateBus
 {
 public:

@@ -6,8 +6,7 @@
 
 #include <cstdint>
 
-// One x11_test_window process (a bare X11 client in a process of its own); ended by stop() or when
-// the object goes away.
+// One x11_test_window process, ended by stop() or the destructor.
 class TestWindow
 {
 public:
