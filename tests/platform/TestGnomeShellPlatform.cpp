@@ -1,7 +1,6 @@
 // The GNOME backend against stand-ins of its Shell extension and Mutter's IdleMonitor; the extension's files.
 #include "DesktopStandIns.h"
 #include "FakePrompter.h"
-#include "PrivateBus.h"
 #include "TestKit.h"
 #include "WaylandTestWindows.h"
 #include "wayland/GnomeShellExtension.h"

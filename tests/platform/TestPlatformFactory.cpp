@@ -1,6 +1,5 @@
 // The backend choice outside an X11 session (offscreen Qt stands in for "no X11 display").
 #include "DesktopStandIns.h"
-#include "PrivateBus.h"
 #include "TestKit.h"
 #include "platform/Platform.h"
 #include "wayland/GnomeShellPlatform.h"

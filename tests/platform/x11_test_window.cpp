@@ -52,20 +52,16 @@ int main(int argc, char** argv)
     const std::string& wmName = values["--wm-name"];
     std::string wmClass = values["--class"];
 
-    int screenNumber = 0;
-    conn = xcb_connect(nullptr, &screenNumber);
+    conn = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(conn)) {
         std::fprintf(stderr, "x11_test_window: cannot open the display\n");
         return 1;
     }
-    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(conn));
-    for (int i = 0; i < screenNumber; ++i) {
-        xcb_screen_next(&it);
-    }
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(conn)).data; // run-x11.sh has one screen
     window = xcb_generate_id(conn);
-    const uint32_t background[] = {it.data->white_pixel};
-    xcb_create_window(conn, XCB_COPY_FROM_PARENT, window, it.data->root, 100, 100, 320, 200, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, it.data->root_visual, XCB_CW_BACK_PIXEL, background);
+    const uint32_t background[] = {screen->white_pixel};
+    xcb_create_window(conn, XCB_COPY_FROM_PARENT, window, screen->root, 100, 100, 320, 200, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, background);
 
     const xcb_atom_t utf8 = atom("UTF8_STRING");
     const xcb_atom_t netWmName = atom("_NET_WM_NAME");

@@ -3,10 +3,27 @@
 #include <QDBusConnection>
 #include <QHash>
 #include <QObject>
+#include <QProcess>
 #include <QStringList>
 #include <QThread>
 
 #include <algorithm>
+
+// A D-Bus session bus of a test's own, ended by the destructor, so tests never meet the real session.
+class PrivateBus
+{
+public:
+    ~PrivateBus();
+
+    bool start(QString* whyNot);
+    QString address() const { return busAddress; }
+    // A connection of its own to this bus under `name` (one per name and process).
+    QDBusConnection connect(const QString& name) const { return QDBusConnection::connectToBus(busAddress, name); }
+
+private:
+    QProcess daemon;
+    QString busAddress;
+};
 
 // Stand-ins for the desktop services of the KWin and GNOME backends. They live in a thread of their own, so a
 // backend's blocking call on the test's thread gets its answer; their state is only touched there.

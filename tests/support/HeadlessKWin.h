@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PrivateBus.h"
+#include "DesktopStandIns.h"
 #include "WaylandTestWindows.h"
 
 #include <QDBusMessage>
