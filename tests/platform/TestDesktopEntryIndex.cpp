@@ -178,7 +178,7 @@ private slots:
         QCOMPARE(index.scanCount(), 2);
     }
 
-    void resolver()
+    void resolverAndItsCache()
     {
         // The executable was replaced while running: the kernel marks the link " (deleted)".
         makeProcess(101, "/usr/bin/replaced-program (deleted)", "LANG=C");
@@ -214,19 +214,14 @@ private slots:
                 QCOMPARE(identity.path + " " + identity.name, path + " " + name);
             }
         }
-    }
 
-    void resolverCachesPerProcess()
-    {
         makeProcess(201, bin() + "/deltaprog", "");
         DesktopEntryIndex index = makeIndex();
         ApplicationResolver resolver(&index, proc());
         QCOMPARE(resolver.resolve(201, "d", "D").path, root.filePath("system/delta.desktop"));
-
         // The process is gone from /proc, yet the answer for the same window class comes from the cache.
         QDir(proc() + "/201").removeRecursively();
         QCOMPARE(resolver.resolve(201, "d", "D").path, root.filePath("system/delta.desktop"));
-
         // A different class under the same pid is another program (the pid was reused): asked afresh.
         makeProcess(201, "/usr/bin/reused", "");
         QCOMPARE(resolver.resolve(201, "r", "Reused").path, QStringLiteral("/usr/bin/reused"));

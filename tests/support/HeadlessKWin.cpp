@@ -60,16 +60,12 @@ bool HeadlessKWin::start(QString* whyNot)
 
 bool HeadlessKWin::activate(const QString& caption)
 {
-    const QByteArray quoted = QJsonDocument(QJsonArray{caption}).toJson(QJsonDocument::Compact);
-    const QByteArray text = "var all = workspace.windowList ? workspace.windowList() : workspace.clientList();\n"
-                            "var wanted = " +
-                            quoted +
-                            "[0];\n"
-                            "for (var i = 0; i < all.length; ++i) {\n"
-                            "    if (all[i].caption !== wanted) { continue; }\n"
-                            "    if (workspace.windowList) { workspace.activeWindow = all[i]; }\n"
-                            "    else { workspace.activeClient = all[i]; }\n"
-                            "}\n";
+    // KWin 6 calls windows what KWin 5 called clients.
+    const QByteArray text = "const v6 = !!workspace.windowList;\n"
+                            "for (const w of v6 ? workspace.windowList() : workspace.clientList())\n"
+                            "    if (w.caption === " +
+                            QJsonDocument(QJsonArray{caption}).toJson(QJsonDocument::Compact) +
+                            "[0]) v6 ? (workspace.activeWindow = w) : (workspace.activeClient = w);\n";
     const QString name = QStringLiteral("verrin-test-%1").arg(++scripts);
     QFile file(runtime.filePath(name + ".js"));
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size()) {
