@@ -1,7 +1,4 @@
-// The wlroots backend against a real headless sway with real Wayland client windows. sway refuses to
-// run as root, so as root the test starts it as an unprivileged user of its own; root may still
-// connect to that user's socket. The test's own Qt stays offscreen: the backend keeps a connection
-// of its own.
+// The wlroots backend against a real headless sway and real Wayland windows (the test's own Qt is offscreen).
 #include "HeadlessSway.h"
 #include "TestKit.h"
 #include "platform/Platform.h"
@@ -28,91 +25,32 @@ private slots:
         if (!sway.start(&whyNot)) {
             QSKIP(qPrintable(whyNot));
         }
-        QVERIFY(applications.isValid());
+        QVERIFY(writeEditorEntry(applications.path()));
         qputenv("WAYLAND_DISPLAY", QFile::encodeName(sway.waylandSocket()));
         qputenv("XDG_SESSION_TYPE", "wayland");
-
-        QFile entry(applications.filePath("verrin-test-editor.desktop"));
-        QVERIFY(entry.open(QIODevice::WriteOnly));
-        entry.write("[Desktop Entry]\nType=Application\nName=Test Editor\nExec=/bin/true\n");
-        entry.close();
-
         qputenv("SWAYSOCK", QFile::encodeName(sway.ipcSocket()));
         platform = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{applications.path()});
         QVERIFY2(platform->isSupported(), qPrintable(platform->unsupportedReason()));
         plain = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{applications.path()});
         plain->setSwaySocket(QString());
-        // sway 1.7 offers only KDE's idle protocol, later ones ext-idle-notify as well.
-        QVERIFY2(platform->idleProtocol() == "ext_idle_notifier_v1" || platform->idleProtocol() == "org_kde_kwin_idle",
-                 platform->idleProtocol().constData());
-
-        QVERIFY(sway.windows.open("verrin-test-editor", "Notes — draft 1"));
-        QVERIFY(sway.windows.open("verrin-test-viewer", "Report 'Q3' \"final\""));
+        QVERIFY(sway.windows.openEditorAndViewer());
     }
 
-    void cleanupTestCase()
+    void frontWindowAndItsTitle()
     {
-        platform.reset();
-        plain.reset();
-    }
-
-    void frontWindow_data()
-    {
-        QTest::addColumn<QString>("appId");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("plainPath");
-        QTest::addColumn<QString>("title");
-        const QString editorEntry = applications.filePath("verrin-test-editor.desktop");
-        const QString executable = QFileInfo(QStringLiteral(WAYLAND_TEST_WINDOW)).canonicalFilePath();
         // An app id with a desktop entry is recorded under the entry. Without one, the executable
         // when sway names the process, else the app id.
-        const auto row = [](const char* tag, const QString& appId, const QString& name, const QString& path,
-                            const QString& plainPath, const QString& title) {
-            QTest::newRow(tag) << appId << name << path << plainPath << title;
-        };
-        row("entry", "verrin-test-editor", "Test Editor", editorEntry, editorEntry, "Notes — draft 1");
-        row("no entry", "verrin-test-viewer", "verrin-test-viewer", executable, "wayland-app-id:verrin-test-viewer",
-            "Report 'Q3' \"final\"");
-        row("back again", "verrin-test-editor", "Test Editor", editorEntry, editorEntry, "Notes — draft 1");
-    }
-
-    void frontWindow()
-    {
-        QFETCH(QString, appId);
-        QFETCH(QString, name);
-        QFETCH(QString, path);
-        QFETCH(QString, plainPath);
-        QFETCH(QString, title);
-        QVERIFY(sway.focus(appId));
-        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, title, timeoutMs);
-        const ForegroundWindow front = platform->foregroundWindow();
-        QVERIFY(front.valid);
-        QCOMPARE(front.name, name);
-        QCOMPARE(front.path, path);
-        QCOMPARE(front.pid, sway.windows.find(appId)->process->processId());
-
-        QTRY_COMPARE_WITH_TIMEOUT(plain->foregroundWindow().title, title, timeoutMs);
-        QCOMPARE(plain->foregroundWindow().name, name);
-        QCOMPARE(plain->foregroundWindow().path, plainPath);
-        QCOMPARE(plain->foregroundWindow().pid, 0);
-    }
-
-    void titleFollowsWindow()
-    {
-        QVERIFY(sway.focus("verrin-test-editor"));
-        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 1"), timeoutMs);
-        sway.windows.retitle("verrin-test-editor", "Notes — draft 2 ✓");
-        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 2 ✓"), timeoutMs);
-        QCOMPARE(platform->foregroundWindow().name, QString("Test Editor"));
+        checkFrontWindows(sway.windows, applications.path(),
+                          [&](const char* appId, const char*) { return sway.focus(appId); },
+                          {{platform.get(), QFileInfo(WAYLAND_TEST_WINDOW).canonicalFilePath(), true},
+                           {plain.get(), "wayland-app-id:verrin-test-viewer", false}});
     }
 
     void closedWindowLeavesFront()
     {
-        WaylandTestWindows::Window* temporary = sway.windows.open("verrin-test-temporary", "Short-lived");
-        QVERIFY(temporary);
+        QVERIFY(sway.windows.open("verrin-test-temporary", "Short-lived"));
         QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Short-lived"), timeoutMs);
-        sway.windows.close(temporary);
+        sway.windows.close("verrin-test-temporary");
         // sway gives the focus to a remaining window; the closed one must never be reported again.
         QTRY_VERIFY_WITH_TIMEOUT(platform->foregroundWindow().valid &&
                                      platform->foregroundWindow().title != QLatin1String("Short-lived"),
@@ -134,7 +72,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(platform->idleSeconds(), 0, timeoutMs);
     }
 
-    void factoryChoosesWlroots()
+    void factoryChoosesWlrootsThenCompositorIsLost()
     {
         // XWayland or not, a Wayland session whose compositor reports windows gets this backend.
         qputenv("DISPLAY", ":999");
@@ -142,11 +80,8 @@ private slots:
         QVERIFY2(chosen->isSupported(), qPrintable(chosen->unsupportedReason()));
         QVERIFY(dynamic_cast<WlrootsPlatform*>(chosen.get()));
         QTRY_VERIFY_WITH_TIMEOUT(chosen->foregroundWindow().valid, timeoutMs);
-    }
 
-    void lostCompositorStopsRecording()
-    {
-        // Last: ends sway. Afterwards nothing is in front and the reason says why.
+        // Once sway ends, nothing is in front and the reason says why.
         sway.stop();
         QTRY_VERIFY_WITH_TIMEOUT(!platform->isSupported(), timeoutMs);
         QVERIFY(!platform->foregroundWindow().valid);

@@ -10,9 +10,9 @@
 namespace {
 void writeFile(const QString& path, const QByteArray& data)
 {
+    QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(data);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
 }
 
 QImage pixels(const QIcon& icon)
@@ -33,9 +33,8 @@ class TestX11Platform : public QObject
     std::unique_ptr<X11Platform> platform;
     std::vector<std::unique_ptr<TestWindow>> windows;
 
-    // Asks the window manager to activate the window and probes it once the backend sees it steadily in
-    // front (window managers pass through "nothing active" while switching); invalid when it never is.
-    // The request is repeated now and then: a window manager busy mapping windows may drop one.
+    // Probes the window once the backend sees it in front; invalid when it never is. The request is
+    // repeated: a window manager busy mapping windows may drop one.
     ForegroundWindow bringToFront(xcb_window_t window)
     {
         ForegroundWindow front;
@@ -44,63 +43,51 @@ class TestX11Platform : public QObject
             return front.valid && platform->lastWindow() == window;
         };
         for (int attempt = 0; attempt < 40; ++attempt) {
-            if (requestActivation(window) && QTest::qWaitFor(inFront, 500)) {
+            if (runXdotool({"windowactivate", QString::number(window)}) && QTest::qWaitFor(inFront, 500)) {
                 return front;
             }
         }
-        qWarning() << "window" << Qt::hex << window << "did not come to the front; front:" << platform->lastWindow()
-                   << Qt::dec << front.valid << front.pid << front.name << front.title.left(80);
+        qWarning() << "window" << window << "did not come to the front; front:" << platform->lastWindow();
         return ForegroundWindow{};
     }
 
-    TestWindow* startWindow(const QStringList& args,
-                            const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment())
-    {
-        windows.push_back(std::make_unique<TestWindow>());
-        TestWindow* window = windows.back().get();
-        if (!window->start(QStringLiteral(X11_TEST_WINDOW), args, env)) {
-            qWarning() << "test window did not start:" << window->process.readAllStandardError();
-            return nullptr;
-        }
-        return window;
-    }
-
-    // Starts a test window, brings it to the front and probes it there (invalid when any step failed).
-    ForegroundWindow showInFront(const QStringList& args, TestWindow** started = nullptr,
+    // Starts a test window (then windows.back()), brings it to the front and probes it there (invalid when any
+    // step failed).
+    ForegroundWindow showInFront(const QStringList& args,
                                  const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment())
     {
-        TestWindow* window = startWindow(args, env);
-        if (started) {
-            *started = window;
+        TestWindow* window = windows.emplace_back(std::make_unique<TestWindow>()).get();
+        if (!window->start(QStringLiteral(X11_TEST_WINDOW), args, env)) {
+            qWarning() << "test window did not start:" << window->process.readAllStandardError();
+            return ForegroundWindow{};
         }
-        return window ? bringToFront(window->id) : ForegroundWindow{};
-    }
-
-    xcb_atom_t activeWindowAtom()
-    {
-        xcb_connection_t* conn = platform->connection();
-        xcb_intern_atom_reply_t* reply =
-            xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, 18, "_NET_ACTIVE_WINDOW"), nullptr);
-        const xcb_atom_t atom = reply ? reply->atom : XCB_NONE;
-        free(reply);
-        return atom;
+        return bringToFront(window->id);
     }
 
 private slots:
     void initTestCase()
     {
         QVERIFY(apps.isValid());
-        writeFile(apps.filePath(QStringLiteral("verrin-probe.desktop")),
-                  "[Desktop Entry]\nType=Application\nName=Probe Application\nExec=/nonexistent/probe %U\n"
-                  "StartupWMClass=VerrinProbeApp\nIcon=" +
-                      apps.filePath(QStringLiteral("probe.png")).toUtf8() + "\n");
-        QImage green(24, 24, QImage::Format_ARGB32);
-        green.fill(Qt::green);
-        QVERIFY(green.save(apps.filePath(QStringLiteral("probe.png"))));
-        writeFile(apps.filePath(QStringLiteral("launched.desktop")),
-                  "[Desktop Entry]\nType=Application\nName=Launched Application\nExec=launched\n");
-        writeFile(apps.filePath(QStringLiteral("no-icon.desktop")),
-                  "[Desktop Entry]\nType=Application\nName=No Icon\n");
+        // Entries for the probes and icons: one icon a file, one a name in an icon theme of the test's own.
+        const QByteArray entry = "[Desktop Entry]\nType=Application\n";
+        writeFile(apps.filePath("verrin-probe.desktop"), entry +
+                                                             "Name=Probe Application\nExec=/nonexistent/probe %U\n"
+                                                             "StartupWMClass=VerrinProbeApp\nIcon=" +
+                                                             apps.filePath("probe.png").toUtf8() + "\n");
+        writeFile(apps.filePath("launched.desktop"), entry + "Name=Launched Application\nExec=launched\n");
+        writeFile(apps.filePath("no-icon.desktop"), entry + "Name=No Icon\n");
+        writeFile(apps.filePath("themed.desktop"), entry + "Name=Themed\nIcon=verrin-themed\n");
+        writeFile(apps.filePath("icons/verrintest/index.theme"),
+                  "[Icon Theme]\nName=verrintest\nDirectories=48x48/apps\n\n[48x48/apps]\nSize=48\nType=Fixed\n");
+        QVERIFY(QDir(apps.path()).mkpath("icons/verrintest/48x48/apps"));
+        for (const auto& [file, color] :
+             {std::pair{"probe.png", Qt::green}, std::pair{"icons/verrintest/48x48/apps/verrin-themed.png", Qt::red}}) {
+            QImage image(48, 48, QImage::Format_ARGB32);
+            image.fill(color);
+            QVERIFY(image.save(apps.filePath(file)));
+        }
+        QIcon::setThemeSearchPaths({apps.filePath("icons")});
+        QIcon::setThemeName("verrintest");
 
         helperExe = QFileInfo(QStringLiteral(X11_TEST_WINDOW)).canonicalFilePath();
         QVERIFY(!helperExe.isEmpty());
@@ -114,83 +101,54 @@ private slots:
 
     void cleanup()
     {
-        for (auto& window : windows) {
-            window->stop();
-        }
         windows.clear();
         for (QWidget* widget : QApplication::topLevelWidgets()) {
             widget->close();
         }
     }
 
-    void frontWindowOfAnotherProcess_data()
-    {
-        QTest::addColumn<QStringList>("args");
-        QTest::addColumn<QString>("launchedFile"); // GIO_LAUNCHED_DESKTOP_FILE in the window's environment
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("path"); // "" means the helper's executable
-        QTest::addColumn<QString>("name");
-        const auto plain = [](const char* tag, const QStringList& args, const QString& title) {
-            QTest::newRow(tag) << (QStringList{"--class", "probe,VerrinPlainHelper"} + args) << QString() << title
-                               << QString() << "VerrinPlainHelper";
-        };
-        plain("plain", {"--title", "Plain window"}, "Plain window");
-        const QString unicode =
-            QStringLiteral("Zeit \u2014 \u6642\u9593 \u2713 \u00dcn\u00efc\u00f6d\u00e9 \U0001F600");
-        plain("unicode", {"--title", unicode}, unicode);
-        const QString quoted = QStringLiteral("It's \"quoted\"; DROP TABLE entries; --");
-        plain("quote", {"--title", quoted}, quoted);
-        QString longTitle;
-        for (int i = 0; longTitle.size() < 20000; ++i) {
-            longTitle += QStringLiteral("segment %1 \u00e9 ").arg(i);
-        }
-        // The probe reads 16 KiB of a title, far more than is stored, and never cuts a character.
-        QString readPart;
-        for (qsizetype i = 0, bytes = 0; i < longTitle.size(); ++i) {
-            bytes += QString(longTitle.at(i)).toUtf8().size();
-            if (bytes > 16 * 1024) {
-                break;
-            }
-            readPart += longTitle.at(i);
-        }
-        plain("long title", {"--title", longTitle}, readPart);
-        plain("WM_NAME only", {"--wm-name", "Caf\u00e9 in Latin-1"}, QStringLiteral("Caf\u00e9 in Latin-1"));
-        plain("no _NET_WM_PID", {"--no-pid", "--title", "Pid from X-Resource"}, "Pid from X-Resource");
-
-        const QString probe = apps.filePath(QStringLiteral("verrin-probe.desktop"));
-        const QString launched = apps.filePath(QStringLiteral("launched.desktop"));
-        QTest::newRow("StartupWMClass") << QStringList{"--class", "probe,VerrinProbeApp", "--title", "Entry"}
-                                        << QString() << "Entry" << probe << "Probe Application";
-        QTest::newRow("desktop id") << QStringList{"--class", "probe,VERRIN-PROBE", "--title", "Id"} << QString()
-                                    << "Id" << probe << "Probe Application";
-        // Even with a matching StartupWMClass, the file the launcher used says best what was started.
-        QTest::newRow("launched file wins") << QStringList{"--class", "probe,VerrinProbeApp", "--title", "Launched"}
-                                            << launched << "Launched" << launched << "Launched Application";
-        QTest::newRow("no class") << QStringList{"--class", "", "--title", "Classless"} << QString() << "Classless"
-                                  << QString() << QFileInfo(helperExe).fileName();
-    }
-
     void frontWindowOfAnotherProcess()
     {
-        QFETCH(QStringList, args);
-        QFETCH(QString, launchedFile);
-        QFETCH(QString, title);
-        QFETCH(QString, path);
-        QFETCH(QString, name);
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        if (!launchedFile.isEmpty()) {
-            env.insert(QStringLiteral("GIO_LAUNCHED_DESKTOP_FILE"), launchedFile);
+        // The probe reads 16 KiB of a title (more than is stored) and never cuts a character; here it ends in an é.
+        const QString longTitle = QStringLiteral("\u00e9a").repeated(8000);
+        QString readPart = longTitle;
+        while (readPart.toUtf8().size() > 16 * 1024) {
+            readPart.chop(1);
         }
-        TestWindow* window = nullptr;
-        const ForegroundWindow front = showInFront(args, &window, env);
-        QVERIFY(front.valid);
-        QCOMPARE(front.title, title);
-        QCOMPARE(front.pid, window->pid());
-        QCOMPARE(front.path, path.isEmpty() ? helperExe : path);
-        QCOMPARE(front.name, name);
+        const QString unicode =
+            QStringLiteral("Zeit \u2014 \u6642\u9593 \u2713 \u00dcn\u00efc\u00f6d\u00e9 \U0001F600");
+        const QString latin1 = QStringLiteral("Caf\u00e9 in Latin-1");
+        const QString probe = apps.filePath("verrin-probe.desktop");
+        const QString launched = apps.filePath("launched.desktop");
+        const QString plain = "probe,VerrinPlainHelper";
+        // The window's arguments, then its title, application path ("" for the helper's executable) and name.
+        const std::tuple<QStringList, QString, QString, QString> cases[] = {
+            {{"--class", plain, "--title", unicode}, unicode, "", "VerrinPlainHelper"},
+            {{"--class", plain, "--title", longTitle}, readPart, "", "VerrinPlainHelper"},
+            // WM_NAME typed STRING is Latin-1: each UTF-8 byte the helper wrote is one character.
+            {{"--class", plain, "--wm-name", latin1}, QString::fromLatin1(latin1.toUtf8()), "", "VerrinPlainHelper"},
+            {{"--class", "probe,VerrinProbeApp", "--title", "Entry"}, "Entry", probe, "Probe Application"},
+            // Started with GIO_LAUNCHED_DESKTOP_FILE: that file says best what was started, whatever the class.
+            {{"--class", "probe,VerrinProbeApp", "--title", "Launched"}, "Launched", launched, "Launched Application"},
+            // Without _NET_WM_PID the pid comes from the X-Resource extension; without a class the name from the file.
+            {{"--class", "", "--no-pid", "--title", "Classless"}, "Classless", "", QFileInfo(helperExe).fileName()},
+        };
+        for (const auto& [args, title, path, name] : cases) {
+            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+            if (path == launched) {
+                env.insert(QStringLiteral("GIO_LAUNCHED_DESKTOP_FILE"), launched);
+            }
+            const ForegroundWindow front = showInFront(args, env);
+            QVERIFY2(front.valid, qPrintable(title.left(80)));
+            QCOMPARE(front.title, title);
+            QCOMPARE(front.pid, windows.back()->pid());
+            QCOMPARE(front.path, path.isEmpty() ? helperExe : path);
+            QCOMPARE(front.name, name);
+            cleanup();
+        }
     }
 
-    void ownWindowAndTitleChange()
+    void titleChangesAndWindowsGoing()
     {
         QWidget widget;
         widget.setWindowTitle(QStringLiteral("In-process \u00fcnic\u00f6de"));
@@ -204,8 +162,8 @@ private slots:
         widget.setWindowTitle(QStringLiteral("Renamed"));
         QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("Renamed"));
 
-        TestWindow* other = nullptr;
-        QCOMPARE(showInFront({"--title", "Before"}, &other).title, QStringLiteral("Before"));
+        QCOMPARE(showInFront({"--title", "Before"}).title, QStringLiteral("Before"));
+        TestWindow* other = windows.back().get();
         QVERIFY(other->command(QStringLiteral("title After \u2192 change")));
         QTRY_COMPARE(platform->foregroundWindow().title, QStringLiteral("After \u2192 change"));
         QVERIFY(other->command(QStringLiteral("title ")));
@@ -215,32 +173,47 @@ private slots:
         const ForegroundWindow back = bringToFront(xcb_window_t(widget.winId()));
         QCOMPARE(back.title, QStringLiteral("Renamed"));
         QCOMPARE(back.pid, QCoreApplication::applicationPid());
-    }
 
-    void noActiveWindow()
-    {
-        TestWindow* window = nullptr;
-        QVERIFY(showInFront({"--title", "Going away"}, &window).valid);
-        QVERIFY(window->command(QStringLiteral("unmap")));
+        widget.close(); // so that nothing else takes the front when the other window goes
+        QVERIFY(bringToFront(other->id).valid);
+        QVERIFY(other->command(QStringLiteral("unmap")));
         QTRY_VERIFY(!platform->foregroundWindow().valid);
-        QCOMPARE(platform->foregroundWindow().title, QString());
-
-        QVERIFY(window->command(QStringLiteral("map")));
-        QVERIFY(bringToFront(window->id).valid);
+        QVERIFY(other->command(QStringLiteral("map")));
+        QVERIFY(bringToFront(other->id).valid);
         // Destroyed: openbox may still name it as active; the questions about it then fail with BadWindow
-        // (logged; the exact lines depend on when the window goes, see vanishedWindowIsSkipped).
-        window->stop();
+        // (logged; the exact lines depend on when the window goes, see activeWindowPropertyMissingOrWrong).
+        other->stop();
         QTRY_VERIFY(!platform->foregroundWindow().valid && platform->lastWindow() == XCB_NONE);
     }
 
-    void vanishedWindowIsSkipped()
+    void activeWindowPropertyMissingOrWrong()
     {
-        // The active window disappears between the two round trips of a probe: here a window id that
-        // does not exist stands in the root property, so every request about it fails with BadWindow.
-        // The probe talks over a connection that holds the server grabbed meanwhile, so the window
-        // manager cannot name another window (or one an earlier test destroyed) in between.
-        const xcb_atom_t activeAtom = activeWindowAtom();
-        QVERIFY(activeAtom != XCB_NONE);
+        // Without an EWMH window manager there is no _NET_ACTIVE_WINDOW; the input focus tells instead.
+        QVERIFY(showInFront({"--title", "Focused"}).valid);
+        TestWindow* window = windows.back().get();
+        xcb_connection_t* conn = platform->connection();
+        const auto focus = [conn] {
+            xcb_get_input_focus_reply_t* reply = xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr);
+            const xcb_window_t window = reply ? reply->focus : XCB_NONE;
+            free(reply);
+            return window;
+        };
+        QTRY_COMPARE(focus(), window->id);
+        xcb_intern_atom_reply_t* atom =
+            xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, 18, "_NET_ACTIVE_WINDOW"), nullptr);
+        QVERIFY(atom);
+        const xcb_atom_t activeAtom = atom->atom;
+        free(atom);
+        xcb_delete_property(conn, platform->rootWindow(), activeAtom);
+        QCOMPARE(focus(), window->id); // also makes sure the server has deleted the property
+
+        const ForegroundWindow front = platform->foregroundWindow();
+        QCOMPARE(platform->lastWindow(), window->id);
+        QCOMPARE(front.title, QStringLiteral("Focused"));
+        QCOMPARE(front.pid, window->pid());
+
+        // The active window goes between the two round trips of a probe: a window id that does not exist
+        // stands in the root property, held there by a server grab on the probe's own connection.
         xcb_connection_t* held = xcb_connect(nullptr, nullptr);
         QVERIFY(held && !xcb_connection_has_error(held));
         xcb_grab_server(held);
@@ -268,75 +241,28 @@ private slots:
         QCOMPARE(showInFront({"--title", "Back"}).title, QStringLiteral("Back"));
     }
 
-    void inputFocusWithoutActiveWindowProperty()
-    {
-        // Without an EWMH window manager there is no _NET_ACTIVE_WINDOW; the input focus tells instead.
-        TestWindow* window = nullptr;
-        QVERIFY(showInFront({"--title", "Focused"}, &window).valid);
-        xcb_connection_t* conn = platform->connection();
-        const auto focus = [conn] {
-            xcb_get_input_focus_reply_t* reply = xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr);
-            const xcb_window_t window = reply ? reply->focus : XCB_NONE;
-            free(reply);
-            return window;
-        };
-        QTRY_COMPARE(focus(), window->id);
-        xcb_delete_property(conn, platform->rootWindow(), activeWindowAtom());
-        QCOMPARE(focus(), window->id); // also makes sure the server has deleted the property
-
-        const ForegroundWindow front = platform->foregroundWindow();
-        QCOMPARE(platform->lastWindow(), window->id);
-        QCOMPARE(front.title, QStringLiteral("Focused"));
-        QCOMPARE(front.pid, window->pid());
-    }
-
-    void idleGrowsAndResets_data()
-    {
-        QTest::addColumn<QStringList>("input");
-        QTest::newRow("pointer") << QStringList{"mousemove_relative", "--", "7", "7"};
-        QTest::newRow("keyboard") << QStringList{"key", "shift"};
-    }
-
     void idleGrowsAndResets()
     {
-        QFETCH(QStringList, input);
-        QTRY_VERIFY_WITH_TIMEOUT(platform->idleSeconds() >= 1, 15000);
-        QVERIFY(runXdotool(input));
-        QTRY_COMPARE_WITH_TIMEOUT(platform->idleSeconds(), 0, 5000);
+        for (const QStringList& input : {QStringList{"mousemove_relative", "--", "7", "7"}, {"key", "shift"}}) {
+            QTRY_VERIFY_WITH_TIMEOUT(platform->idleSeconds() >= 1, 15000);
+            QVERIFY(runXdotool(input));
+            QTRY_COMPARE_WITH_TIMEOUT(platform->idleSeconds(), 0, 5000);
+        }
     }
 
     void icons()
     {
+        // A window's own icon: the smallest image of at least 32 pixels (the helper offers 16 and 48).
         const ForegroundWindow front = showInFront({"--class", "iconic,VerrinIconic", "--icon", "--title", "Icon"});
-        QCOMPARE(front.title, QStringLiteral("Icon"));
         const QIcon fromWindow = platform->iconForPath(front.path);
         QCOMPARE(fromWindow.availableSizes(), QList<QSize>{QSize(48, 48)});
         QCOMPARE(pixels(fromWindow).pixel(5, 5), qRgb(0, 0, 255));
-        const QIcon fromEntry = platform->iconForPath(apps.filePath(QStringLiteral("verrin-probe.desktop")));
-        QCOMPARE(pixels(fromEntry).pixel(5, 5), qRgb(0, 255, 0));
-
-        // An icon name goes through the icon theme.
-        QVERIFY(QDir().mkpath(apps.filePath(QStringLiteral("icons/verrintest/48x48/apps"))));
-        writeFile(apps.filePath(QStringLiteral("icons/verrintest/index.theme")),
-                  "[Icon Theme]\nName=verrintest\nDirectories=48x48/apps\n\n[48x48/apps]\nSize=48\nType=Fixed\n");
-        QImage red(48, 48, QImage::Format_ARGB32);
-        red.fill(Qt::red);
-        QVERIFY(red.save(apps.filePath(QStringLiteral("icons/verrintest/48x48/apps/verrin-themed.png"))));
-        writeFile(apps.filePath(QStringLiteral("themed.desktop")),
-                  "[Desktop Entry]\nType=Application\nName=Themed\nIcon=verrin-themed\n");
-        const QStringList savedPaths = QIcon::themeSearchPaths();
-        const QString savedTheme = QIcon::themeName();
-        QIcon::setThemeSearchPaths({apps.filePath(QStringLiteral("icons"))});
-        QIcon::setThemeName(QStringLiteral("verrintest"));
-        const QImage themed = pixels(platform->iconForPath(apps.filePath(QStringLiteral("themed.desktop"))));
-        QIcon::setThemeSearchPaths(savedPaths);
-        QIcon::setThemeName(savedTheme);
-        QCOMPARE(themed.pixel(5, 5), qRgb(255, 0, 0));
-
-        const QImage generic = pixels(QIcon(QStringLiteral(":/icons/res/app.png")));
+        QCOMPARE(pixels(platform->iconForPath(apps.filePath("verrin-probe.desktop"))).pixel(5, 5), qRgb(0, 255, 0));
+        QCOMPARE(pixels(platform->iconForPath(apps.filePath("themed.desktop"))).pixel(5, 5), qRgb(255, 0, 0));
+        const QImage generic = pixels(QIcon(":/icons/res/app.png"));
         QVERIFY(!generic.isNull());
-        QCOMPARE(pixels(platform->iconForPath(QStringLiteral("/usr/bin/never-seen-here"))), generic);
-        QCOMPARE(pixels(platform->iconForPath(apps.filePath(QStringLiteral("no-icon.desktop")))), generic);
+        QCOMPARE(pixels(platform->iconForPath("/usr/bin/never-seen-here")), generic);
+        QCOMPARE(pixels(platform->iconForPath(apps.filePath("no-icon.desktop"))), generic);
     }
 
     void hideApplicationAndFactory()
@@ -345,21 +271,12 @@ private slots:
         QWidget second;
         first.show();
         second.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&second));
         platform->hideApplication();
-        QVERIFY(!first.isVisible());
-        QVERIFY(!second.isVisible());
-        // In an X11 session the factory gives this backend, unless it is XWayland inside a Wayland
-        // session, where it would only see part of the windows.
+        QVERIFY(!first.isVisible() && !second.isVisible());
+        // In an X11 session the factory gives this backend (a Wayland session never gets it, see
+        // TestPlatformFactory).
         std::unique_ptr<Platform> x11 = createPlatform();
-        QVERIFY(x11->isSupported());
-        QVERIFY(dynamic_cast<X11Platform*>(x11.get()));
-        qputenv("WAYLAND_DISPLAY", "verrin-none-9"); // a Wayland session whose compositor cannot be reached
-        QTest::ignoreMessage(QtWarningMsg,
-                             "Cannot connect to the Wayland compositor (verrin-none-9): recording is off");
-        const bool supported = createPlatform()->isSupported();
-        qunsetenv("WAYLAND_DISPLAY");
-        QVERIFY(!supported);
+        QVERIFY(x11->isSupported() && dynamic_cast<X11Platform*>(x11.get()));
     }
 };
 

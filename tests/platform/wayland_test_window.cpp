@@ -1,14 +1,11 @@
-// A Wayland client window whose app id and title the test chooses, in a process of its own.
-// Usage: wayland_test_window APP_ID TITLE; each line "title TEXT" on stdin retitles it, end of input
-// closes it. Prints "mapped" once the compositor has shown the window.
+// wayland_test_window APP_ID TITLE: prints "mapped" once shown; "title TEXT" on stdin retitles, end of input quits.
+#include <QFile>
 #include <QGuiApplication>
 #include <QPainter>
 #include <QRasterWindow>
 #include <QSocketNotifier>
-#include <QTimer>
 
 #include <cstdio>
-#include <unistd.h>
 
 class Window : public QRasterWindow
 {
@@ -17,8 +14,7 @@ protected:
     void exposeEvent(QExposeEvent* event) override
     {
         QRasterWindow::exposeEvent(event);
-        if (isExposed() && !announced) {
-            announced = true;
+        if (isExposed() && !std::exchange(announced, true)) {
             std::printf("mapped\n");
             std::fflush(stdout);
         }
@@ -35,29 +31,22 @@ int main(int argc, char** argv)
         return 2;
     }
     QGuiApplication app(argc, argv);
-    // Qt sends the desktop file name as the window's app id.
-    QGuiApplication::setDesktopFileName(QString::fromUtf8(argv[1]));
+    QGuiApplication::setDesktopFileName(QString::fromUtf8(argv[1])); // Qt sends it as the app id
     Window window;
     window.setTitle(QString::fromUtf8(argv[2]));
     window.resize(320, 200);
     window.show();
 
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    QByteArray buffer;
-    QObject::connect(&input, &QSocketNotifier::activated, [&] {
-        char chunk[4096];
-        const ssize_t n = ::read(STDIN_FILENO, chunk, sizeof(chunk));
-        if (n <= 0) {
+    // Unbuffered, so each line read leaves the rest in the pipe for the next notice; the test writes whole lines.
+    QFile input;
+    input.open(stdin, QIODevice::ReadOnly | QIODevice::Unbuffered);
+    QSocketNotifier notifier(input.handle(), QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, [&] {
+        const QByteArray line = input.readLine();
+        if (line.isEmpty()) {
             QGuiApplication::quit();
-            return;
-        }
-        buffer.append(chunk, n);
-        for (qsizetype end = buffer.indexOf('\n'); end >= 0; end = buffer.indexOf('\n')) {
-            const QByteArray line = buffer.left(end);
-            buffer.remove(0, end + 1);
-            if (line.startsWith("title ")) {
-                window.setTitle(QString::fromUtf8(line.mid(6)));
-            }
+        } else if (line.startsWith("title ")) {
+            window.setTitle(QString::fromUtf8(line.mid(6).trimmed()));
         }
     });
     return app.exec();

@@ -1,17 +1,17 @@
-// A bare X11 client for the platform tests: one window whose properties the test chooses, in a
-// process of its own so its pid and executable differ from the test's.
-//
+// A bare X11 window whose properties the test chooses, in a process of its own:
 //   x11_test_window [--title T] [--wm-name T] [--class INSTANCE,CLASS] [--no-pid] [--icon]
 //
-// Prints "window <id>" once the window is mapped, then obeys one command per line on stdin,
-// answering "ok" after the server has seen the change: "title <text>" (sets _NET_WM_NAME), "unmap",
-// "map", "quit" (so does the end of input).
+// --wm-name sets WM_NAME (typed STRING) instead of _NET_WM_NAME. Prints "window <id>" once mapped, then
+// answers "ok" to each command on stdin once the server has it: "title <text>", "unmap", "map".
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <map>
+#include <set>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -29,124 +29,76 @@ xcb_atom_t atom(const char* name)
     return result;
 }
 
-void setText(xcb_atom_t property, xcb_atom_t type, const std::string& text)
+void setProperty(xcb_atom_t property, xcb_atom_t type, uint8_t format, uint32_t length, const void* data)
 {
-    xcb_change_property(conn, XCB_PROP_MODE_REPLACE, window, property, type, 8, uint32_t(text.size()), text.data());
-}
-
-// Latin-1 bytes of a UTF-8 text (characters outside Latin-1 become '?'): lead bytes 0xC2 and 0xC3
-// start the two-byte sequences of U+0080 to U+00FF; other continuation bytes are dropped.
-std::string toLatin1(const std::string& utf8)
-{
-    std::string out;
-    for (size_t i = 0; i < utf8.size(); ++i) {
-        const unsigned char c = static_cast<unsigned char>(utf8[i]);
-        if ((c == 0xC2 || c == 0xC3) && i + 1 < utf8.size()) {
-            out += char(((c & 0x1F) << 6) | (static_cast<unsigned char>(utf8[++i]) & 0x3F));
-        } else if (c < 0x80 || (c & 0xC0) != 0x80) {
-            out += c < 0x80 ? char(c) : '?';
-        }
-    }
-    return out;
-}
-
-void roundTrip()
-{
-    free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr));
-}
-
-std::vector<uint32_t> icon()
-{
-    // A 16x16 red and a 48x48 blue image: the backend should prefer the one of at least 32 pixels.
-    std::vector<uint32_t> data;
-    for (uint32_t size : {16u, 48u}) {
-        data.push_back(size);
-        data.push_back(size);
-        data.insert(data.end(), size * size, size == 16 ? 0xffff0000u : 0xff0000ffu);
-    }
-    return data;
+    xcb_change_property(conn, XCB_PROP_MODE_REPLACE, window, property, type, format, length, data);
 }
 } // namespace
 
 int main(int argc, char** argv)
 {
-    std::string title = "Test window";
-    std::string wmName;
-    std::string wmClass = "x11_test_window,X11TestWindow";
-    bool setPid = true;
-    bool withIcon = false;
+    std::map<std::string, std::string> values = {
+        {"--title", "Test window"}, {"--wm-name", ""}, {"--class", "x11_test_window,X11TestWindow"}};
+    std::set<std::string> flags;
     for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (arg == "--title" && hasValue) {
-            title = argv[++i];
-        } else if (arg == "--wm-name" && hasValue) {
-            wmName = argv[++i];
-        } else if (arg == "--class" && hasValue) {
-            wmClass = argv[++i];
-        } else if (arg == "--no-pid") {
-            setPid = false;
-        } else if (arg == "--icon") {
-            withIcon = true;
+        if (values.count(argv[i]) && i + 1 < argc) {
+            values[argv[i]] = argv[i + 1];
+            ++i;
+        } else {
+            flags.insert(argv[i]);
         }
     }
+    const std::string& title = values["--title"];
+    const std::string& wmName = values["--wm-name"];
+    std::string wmClass = values["--class"];
 
-    int screenNumber = 0;
-    conn = xcb_connect(nullptr, &screenNumber);
+    conn = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(conn)) {
         std::fprintf(stderr, "x11_test_window: cannot open the display\n");
         return 1;
     }
-    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(conn));
-    for (int i = 0; i < screenNumber; ++i) {
-        xcb_screen_next(&it);
-    }
-    xcb_screen_t* screen = it.data;
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(conn)).data; // run-x11.sh has one screen
     window = xcb_generate_id(conn);
-    const uint32_t values[] = {screen->white_pixel};
+    const uint32_t background[] = {screen->white_pixel};
     xcb_create_window(conn, XCB_COPY_FROM_PARENT, window, screen->root, 100, 100, 320, 200, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, values);
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, background);
 
     const xcb_atom_t utf8 = atom("UTF8_STRING");
     const xcb_atom_t netWmName = atom("_NET_WM_NAME");
-    std::string classValue = wmClass;
-    const size_t comma = classValue.find(',');
-    if (comma != std::string::npos) {
-        classValue[comma] = '\0';
-    }
-    classValue.push_back('\0');
-    setText(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, classValue);
+    std::replace(wmClass.begin(), wmClass.end(), ',', '\0'); // "instance\0class\0"
+    setProperty(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8, uint32_t(wmClass.size() + 1), wmClass.c_str());
     if (wmName.empty()) {
-        setText(netWmName, utf8, title);
+        setProperty(netWmName, utf8, 8, uint32_t(title.size()), title.data());
     } else {
-        setText(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, toLatin1(wmName));
+        setProperty(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, uint32_t(wmName.size()), wmName.data());
     }
-    if (setPid) {
+    if (!flags.count("--no-pid")) {
         const uint32_t pid = uint32_t(getpid());
-        xcb_change_property(conn, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
+        setProperty(atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
     }
-    if (withIcon) {
-        const std::vector<uint32_t> data = icon();
-        xcb_change_property(conn, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_ICON"), XCB_ATOM_CARDINAL, 32,
-                            uint32_t(data.size()), data.data());
+    if (flags.count("--icon")) {
+        // A 16x16 red and a 48x48 blue image: the backend should prefer the one of at least 32 pixels.
+        std::vector<uint32_t> data;
+        for (uint32_t size : {16u, 48u}) {
+            data.insert(data.end(), {size, size});
+            data.insert(data.end(), size * size, size == 16 ? 0xffff0000u : 0xff0000ffu);
+        }
+        setProperty(atom("_NET_WM_ICON"), XCB_ATOM_CARDINAL, 32, uint32_t(data.size()), data.data());
     }
     xcb_map_window(conn, window);
-    roundTrip();
-    std::cout << "window " << window << std::endl;
-
-    std::string line;
-    while (std::getline(std::cin, line)) {
+    for (std::string line = "window " + std::to_string(window);; line = "ok") {
+        free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr)); // a round trip
+        std::cout << line << std::endl;
+        if (!std::getline(std::cin, line)) {
+            break;
+        }
         if (line.rfind("title ", 0) == 0) {
-            setText(netWmName, utf8, line.substr(6));
+            setProperty(netWmName, utf8, 8, uint32_t(line.size() - 6), line.data() + 6);
         } else if (line == "unmap") {
             xcb_unmap_window(conn, window);
         } else if (line == "map") {
             xcb_map_window(conn, window);
-        } else if (line == "quit") {
-            break;
         }
-        roundTrip();
-        std::cout << "ok" << std::endl;
     }
     xcb_disconnect(conn);
     return 0;

@@ -1,133 +1,73 @@
 #include "DesktopStandIns.h"
 
+#include "TestKit.h"
+#include "WaylandTestWindows.h"
+
 #include <QMetaObject>
-#include <QMutexLocker>
 
-#include <algorithm>
-
-void KWinScriptingStandIn::refuseScripts(bool value)
+PrivateBus::~PrivateBus()
 {
-    QMutexLocker lock(&mutex);
-    refuse = value;
+    endProcess(daemon);
 }
 
-QStringList KWinScriptingStandIn::loadedPlugins() const
+bool PrivateBus::start(QString* whyNot)
 {
-    QMutexLocker lock(&mutex);
-    return plugins;
+    daemon.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    daemon.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address=1"});
+    if (!QTest::qWaitFor([&] { return daemon.canReadLine() || daemon.state() == QProcess::NotRunning; }, 10000) ||
+        !daemon.canReadLine()) {
+        *whyNot = QStringLiteral("dbus-daemon did not start (is it installed?)");
+        return false;
+    }
+    busAddress = QString::fromLocal8Bit(daemon.readLine().trimmed());
+    return !busAddress.isEmpty();
 }
 
-int KWinScriptingStandIn::loadScript(const QString& filePath, const QString& pluginName)
+int KWinScriptingStandIn::loadScript(const QString&, const QString& pluginName)
 {
-    QMutexLocker lock(&mutex);
     // KWin answers -1 for a refused script and for a name already loaded.
     if (refuse || plugins.contains(pluginName)) {
         return -1;
     }
     plugins.append(pluginName);
-    scriptPath = filePath;
-    return plugins.size();
-}
-
-bool KWinScriptingStandIn::unloadScript(const QString& pluginName)
-{
-    QMutexLocker lock(&mutex);
-    return plugins.removeOne(pluginName);
+    return int(plugins.size());
 }
 
 void GnomeShellExtensionStandIn::focus(const QString& newTitle, const QString& newClass, uint newPid)
 {
-    QMetaObject::invokeMethod(this, "setFocus", Qt::QueuedConnection, Q_ARG(QString, newTitle),
-                              Q_ARG(QString, newClass), Q_ARG(uint, newPid));
-}
-
-void GnomeShellExtensionStandIn::setFocus(const QString& newTitle, const QString& newClass, uint newPid)
-{
-    {
-        QMutexLocker lock(&mutex);
+    QMetaObject::invokeMethod(this, [=, this] {
         title = newTitle;
         wmClass = newClass;
         pid = newPid;
-    }
-    emit Changed(newTitle, newClass, newPid);
-}
-
-QString GnomeShellExtensionStandIn::Get(QString& outClass, uint& outPid)
-{
-    QMutexLocker lock(&mutex);
-    outClass = wmClass;
-    outPid = pid;
-    return title;
+        emit Changed(newTitle, newClass, newPid);
+    });
 }
 
 void IdleMonitorStandIn::idleFor(qint64 ms)
 {
-    QMetaObject::invokeMethod(this, "setIdle", Qt::QueuedConnection, Q_ARG(qint64, ms));
-}
-
-void IdleMonitorStandIn::userActive()
-{
-    QMetaObject::invokeMethod(this, "setIdle", Qt::QueuedConnection, Q_ARG(qint64, 0));
-}
-
-int IdleMonitorStandIn::watchCount() const
-{
-    QMutexLocker lock(&mutex);
-    return int(idleWatches.size());
-}
-
-void IdleMonitorStandIn::setIdle(qint64 ms)
-{
-    QList<uint> fire;
-    {
-        QMutexLocker lock(&mutex);
-        const bool backFromIdle = ms == 0 && idleMs > 0;
+    QMetaObject::invokeMethod(this, [ms, this] {
+        const bool back = ms == 0 && idleMs > 0;
         idleMs = ms;
-        for (auto it = idleWatches.begin(); it != idleWatches.end();) {
-            if (it.value() == 0 && backFromIdle) {
-                fire.append(it.key());
-                it = idleWatches.erase(it);
-                continue;
+        for (auto it = watches.begin(); it != watches.end();) {
+            const bool active = it.value() == 0;
+            if ((active && back) || (!active && quint64(ms) >= it.value() && !firedIdle.contains(it.key()))) {
+                emit WatchFired(it.key());
+                firedIdle.append(it.key());
             }
-            if (it.value() > 0 && quint64(ms) >= it.value() && !firedIdle.contains(it.key())) {
-                fire.append(it.key());
-                firedIdle.insert(it.key());
-            }
-            ++it;
+            it = active && back ? watches.erase(it) : std::next(it);
         }
         if (ms == 0) {
             firedIdle.clear();
         }
-    }
-    for (uint id : fire) {
-        emit WatchFired(id);
-    }
+    });
 }
 
-uint IdleMonitorStandIn::AddIdleWatch(quint64 interval)
+int IdleMonitorStandIn::watchCount()
 {
-    QMutexLocker lock(&mutex);
-    idleWatches.insert(nextId, std::max<quint64>(1, interval));
-    return nextId++;
-}
-
-uint IdleMonitorStandIn::AddUserActiveWatch()
-{
-    QMutexLocker lock(&mutex);
-    idleWatches.insert(nextId, 0);
-    return nextId++;
-}
-
-void IdleMonitorStandIn::RemoveWatch(uint id)
-{
-    QMutexLocker lock(&mutex);
-    idleWatches.remove(id);
-}
-
-quint64 IdleMonitorStandIn::GetIdletime()
-{
-    QMutexLocker lock(&mutex);
-    return quint64(idleMs);
+    int count = 0;
+    QMetaObject::invokeMethod(
+        this, [this] { return int(watches.size()); }, Qt::BlockingQueuedConnection, &count);
+    return count;
 }
 
 DesktopStandIns::DesktopStandIns(const QString& address, int services)
@@ -135,21 +75,16 @@ DesktopStandIns::DesktopStandIns(const QString& address, int services)
       connection(QDBusConnection::connectToBus(address, connectionName)), kwin(*new KWinScriptingStandIn),
       shell(*new GnomeShellExtensionStandIn), idle(*new IdleMonitorStandIn)
 {
-    QDBusConnection& bus = connection;
+    kwin.refuse = services & KWinRefusesScripts;
     const auto exported = QDBusConnection::ExportScriptableSlots | QDBusConnection::ExportScriptableSignals;
-    ready = bus.isConnected();
-    if (services & KWin) {
-        ready = ready && bus.registerObject(QStringLiteral("/Scripting"), &kwin, exported) &&
-                bus.registerService(QStringLiteral("org.kde.KWin"));
-    }
-    if (services & GnomeShell) {
-        ready = ready && bus.registerObject(QStringLiteral("/com/verrin/VerrinPlus/ActiveWindow"), &shell, exported) &&
-                bus.registerService(QStringLiteral("org.gnome.Shell"));
-    }
-    if (services & IdleMonitor) {
-        ready = ready && bus.registerObject(QStringLiteral("/org/gnome/Mutter/IdleMonitor/Core"), &idle, exported) &&
-                bus.registerService(QStringLiteral("org.gnome.Mutter.IdleMonitor"));
-    }
+    ready = connection.isConnected();
+    const auto serve = [&](int service, const char* path, QObject* object, const char* name) {
+        ready = ready && (!(services & service) ||
+                          (connection.registerObject(path, object, exported) && connection.registerService(name)));
+    };
+    serve(KWin, "/Scripting", &kwin, "org.kde.KWin");
+    serve(GnomeShell, "/com/verrin/VerrinPlus/ActiveWindow", &shell, "org.gnome.Shell");
+    serve(IdleMonitor, "/org/gnome/Mutter/IdleMonitor/Core", &idle, "org.gnome.Mutter.IdleMonitor");
     // Moved only now: registering creates helper objects as their children, which must move along.
     for (QObject* object : std::initializer_list<QObject*>{&kwin, &shell, &idle}) {
         object->moveToThread(&thread);
@@ -170,4 +105,12 @@ DesktopStandIns::~DesktopStandIns()
     thread.quit();
     thread.wait();
     QDBusConnection::disconnectFromBus(connectionName);
+}
+
+QStringList DesktopStandIns::kwinPlugins()
+{
+    QStringList plugins;
+    QMetaObject::invokeMethod(
+        &kwin, [this] { return kwin.plugins; }, Qt::BlockingQueuedConnection, &plugins);
+    return plugins;
 }

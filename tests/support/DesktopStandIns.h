@@ -2,18 +2,31 @@
 
 #include <QDBusConnection>
 #include <QHash>
-#include <QMutex>
 #include <QObject>
-#include <QSet>
+#include <QProcess>
 #include <QStringList>
 #include <QThread>
 
-#include <memory>
+#include <algorithm>
 
-// Stand-ins for the desktop services the KWin and GNOME backends talk to, on a bus of the test's
-// own. They answer from a thread of their own, as a real desktop answers from its own process, so a
-// backend's blocking call on the test's thread gets its answer. Tests change them with the
-// thread-safe calls below.
+// A D-Bus session bus of a test's own, ended by the destructor, so tests never meet the real session.
+class PrivateBus
+{
+public:
+    ~PrivateBus();
+
+    bool start(QString* whyNot);
+    QString address() const { return busAddress; }
+    // A connection of its own to this bus under `name` (one per name and process).
+    QDBusConnection connect(const QString& name) const { return QDBusConnection::connectToBus(busAddress, name); }
+
+private:
+    QProcess daemon;
+    QString busAddress;
+};
+
+// Stand-ins for the desktop services of the KWin and GNOME backends. They live in a thread of their own, so a
+// backend's blocking call on the test's thread gets its answer; their state is only touched there.
 
 // org.kde.KWin /Scripting: takes scripts and remembers them; runs nothing.
 class KWinScriptingStandIn : public QObject
@@ -22,19 +35,13 @@ class KWinScriptingStandIn : public QObject
     Q_CLASSINFO("D-Bus Interface", "org.kde.kwin.Scripting")
 
 public:
-    void refuseScripts(bool refuse);
-    QStringList loadedPlugins() const;
-
-public slots:
-    Q_SCRIPTABLE int loadScript(const QString& filePath, const QString& pluginName);
-    Q_SCRIPTABLE void start() {}
-    Q_SCRIPTABLE bool unloadScript(const QString& pluginName);
-
-private:
-    mutable QMutex mutex;
     bool refuse = false;
     QStringList plugins;
-    QString scriptPath;
+
+public slots:
+    Q_SCRIPTABLE int loadScript(const QString&, const QString& pluginName);
+    Q_SCRIPTABLE void start() {}
+    Q_SCRIPTABLE bool unloadScript(const QString& pluginName) { return plugins.removeOne(pluginName); }
 };
 
 // The VerrinPlus GNOME Shell extension's object on org.gnome.Shell.
@@ -48,15 +55,17 @@ public:
     void focus(const QString& title, const QString& wmClass, uint pid);
 
 public slots:
-    Q_SCRIPTABLE QString Get(QString& wmClass, uint& pid);
+    Q_SCRIPTABLE QString Get(QString& outClass, uint& outPid)
+    {
+        outClass = wmClass;
+        outPid = pid;
+        return title;
+    }
 
 signals:
     Q_SCRIPTABLE void Changed(const QString& title, const QString& wmClass, uint pid);
 
 private:
-    Q_INVOKABLE void setFocus(const QString& title, const QString& wmClass, uint pid);
-
-    QMutex mutex;
     QString title;
     QString wmClass;
     uint pid = 0;
@@ -69,45 +78,44 @@ class IdleMonitorStandIn : public QObject
     Q_CLASSINFO("D-Bus Interface", "org.gnome.Mutter.IdleMonitor")
 
 public:
-    // The user has not touched anything for `ms`: idle watches of that length or less fire once.
+    // The user has not touched anything for `ms` (0: is back): idle watches of that length or less
+    // fire once; on return the user-active watches fire and are gone.
     void idleFor(qint64 ms);
-    // The user is back: user-active watches fire and are gone.
-    void userActive();
-    int watchCount() const;
+    int watchCount();
 
 public slots:
-    Q_SCRIPTABLE uint AddIdleWatch(quint64 interval);
-    Q_SCRIPTABLE uint AddUserActiveWatch();
-    Q_SCRIPTABLE void RemoveWatch(uint id);
-    Q_SCRIPTABLE quint64 GetIdletime();
+    Q_SCRIPTABLE uint AddIdleWatch(quint64 interval) { return addWatch(std::max<quint64>(1, interval)); }
+    Q_SCRIPTABLE uint AddUserActiveWatch() { return addWatch(0); }
+    Q_SCRIPTABLE void RemoveWatch(uint id) { watches.remove(id); }
+    Q_SCRIPTABLE quint64 GetIdletime() { return quint64(idleMs); }
 
 signals:
     Q_SCRIPTABLE void WatchFired(uint id);
 
 private:
-    Q_INVOKABLE void setIdle(qint64 ms);
+    uint addWatch(quint64 interval)
+    {
+        watches.insert(nextId, interval);
+        return nextId++;
+    }
 
-    mutable QMutex mutex;
     qint64 idleMs = 0;
     uint nextId = 1;
-    QHash<uint, quint64> idleWatches; // id → interval; 0 for user-active watches
-    QSet<uint> firedIdle;
+    QHash<uint, quint64> watches; // id → interval; 0 for user-active watches
+    QList<uint> firedIdle;
 };
 
 class DesktopStandIns
 {
 public:
-    enum Service
-    {
-        KWin = 1,
-        GnomeShell = 2,
-        IdleMonitor = 4
-    };
+    // The services to stand in for (KWin may refuse scripts).
+    static constexpr int KWin = 1, GnomeShell = 2, IdleMonitor = 4, KWinRefusesScripts = 8;
 
     // Registers the chosen services on the bus at `address`.
     DesktopStandIns(const QString& address, int services);
     ~DesktopStandIns();
     bool isReady() const { return ready; }
+    QStringList kwinPlugins();
 
 private:
     // Declared first: the connection and the thread outlive the stand-ins, which are deleted in

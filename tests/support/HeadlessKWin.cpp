@@ -3,107 +3,76 @@
 #include "TestKit.h"
 
 #include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDebug>
 
 namespace {
-constexpr int startTimeoutMs = 30000;
+const QString control = QStringLiteral("verrin-kwin-control");
 } // namespace
 
 HeadlessKWin::~HeadlessKWin()
 {
-    windows.closeAll();
-    QDBusConnection::disconnectFromBus(QStringLiteral("verrin-kwin-control"));
-    endProcess(kwin);
+    windows.closeAll(); // before the bus KWin is on goes
+    endProcess(compositor);
+    QDBusConnection::disconnectFromBus(control);
+}
+
+QDBusMessage HeadlessKWin::scripting(const QString& method, const QVariantList& arguments) const
+{
+    QDBusMessage message =
+        QDBusMessage::createMethodCall("org.kde.KWin", "/Scripting", "org.kde.kwin.Scripting", method);
+    message.setArguments(arguments);
+    return bus.connect(control).call(message, QDBus::Block, 10000);
 }
 
 bool HeadlessKWin::start(QString* whyNot)
 {
-    const QString installed = QStandardPaths::findExecutable(QStringLiteral("kwin_wayland"));
+    const QString installed = QStandardPaths::findExecutable("kwin_wayland");
     if (installed.isEmpty()) {
-        *whyNot = QStringLiteral("kwin_wayland is not installed (scripts/install-deps.sh installs it)");
-        return false;
-    }
-    if (!bus.start(whyNot)) {
+        *whyNot = "kwin_wayland is not installed (scripts/install-deps.sh installs it)";
         return false;
     }
     // Debian gives kwin_wayland a file capability (to raise its scheduling limits) that containers
     // often may not grant, and then it cannot be started at all; a copy has no capabilities. KWin
     // takes its own platform plugin only under the name kwin_wayland.
-    const QString binary = runtime.filePath(QStringLiteral("kwin_wayland"));
-    if (!QFile::copy(installed, binary) ||
+    const QString binary = runtime.filePath("kwin_wayland");
+    if (!bus.start(whyNot) || !QFile::copy(installed, binary) ||
         !QFile::setPermissions(binary, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner)) {
-        *whyNot = QStringLiteral("cannot copy kwin_wayland");
+        *whyNot = "cannot start a bus or copy kwin_wayland: " + *whyNot;
         return false;
     }
     QProcessEnvironment env;
-    env.insert("PATH", qEnvironmentVariable("PATH"));
-    env.insert("HOME", runtime.path());
-    env.insert("XDG_CONFIG_HOME", runtime.filePath(QStringLiteral("config")));
-    env.insert("XDG_RUNTIME_DIR", runtime.path());
+    env.insert("XDG_CONFIG_HOME", runtime.filePath("config"));
     env.insert("DBUS_SESSION_BUS_ADDRESS", bus.address());
     env.insert("KWIN_COMPOSE", "Q"); // software painting: no GPU here, and less CPU than llvmpipe
-    kwin.setProcessEnvironment(env);
-    kwin.setProcessChannelMode(QProcess::MergedChannels);
-    kwin.start(binary, {"--virtual", "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities", "--socket",
-                        "verrin-kwin", "--width", "1280", "--height", "720"});
-    wayland = runtime.filePath(QStringLiteral("verrin-kwin"));
-    QDBusConnection controlBus = control();
-    const bool ready = QTest::qWaitFor(
+    wayland = runtime.filePath("verrin-kwin");
+    windows.timeoutMs = 30000;
+    // KWin takes its name on the bus before its scripting object exists.
+    return launch(
+        binary,
+        {"--virtual", "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities", "--socket", "verrin-kwin",
+         "--width", "1280", "--height", "720"},
+        env,
         [&] {
-            // KWin takes its name on the bus before its scripting object exists.
-            QDBusMessage ask = QDBusMessage::createMethodCall(
-                QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"), QStringLiteral("org.kde.kwin.Scripting"),
-                QStringLiteral("isScriptLoaded"));
-            ask << QStringLiteral("verrin-none");
-            return (QFile::exists(wayland) &&
-                    controlBus.interface()->isServiceRegistered(QStringLiteral("org.kde.KWin")) &&
-                    controlBus.call(ask, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage) ||
-                   kwin.state() == QProcess::NotRunning;
+            return QFile::exists(wayland) && bus.connect(control).interface()->isServiceRegistered("org.kde.KWin") &&
+                   scripting("isScriptLoaded", {"verrin-none"}).type() == QDBusMessage::ReplyMessage;
         },
-        startTimeoutMs);
-    if (!ready || kwin.state() == QProcess::NotRunning) {
-        *whyNot = "kwin_wayland cannot start here: " + QString::fromLocal8Bit(kwin.readAll().right(2000));
-        return false;
-    }
-    windows.environment = QProcessEnvironment::systemEnvironment();
-    windows.environment.insert("WAYLAND_DISPLAY", wayland);
-    windows.environment.insert("XDG_RUNTIME_DIR", clientRuntime.path());
-    windows.timeoutMs = startTimeoutMs;
-    return true;
+        whyNot);
 }
 
 bool HeadlessKWin::activate(const QString& caption)
 {
-    QByteArray quoted = QJsonDocument(QJsonArray{caption}).toJson(QJsonDocument::Compact);
-    quoted = quoted.mid(1, quoted.size() - 2);
-    return runScript("var all = workspace.windowList ? workspace.windowList() : workspace.clientList();\n"
-                     "for (var i = 0; i < all.length; ++i) {\n"
-                     "    if (all[i].caption === " +
-                     quoted +
-                     ") {\n"
-                     "        if (workspace.windowList) { workspace.activeWindow = all[i]; }\n"
-                     "        else { workspace.activeClient = all[i]; }\n"
-                     "    }\n"
-                     "}\n");
-}
-
-bool HeadlessKWin::runScript(const QByteArray& text)
-{
+    // KWin 6 calls windows what KWin 5 called clients.
+    const QByteArray text = "const v6 = !!workspace.windowList;\n"
+                            "for (const w of v6 ? workspace.windowList() : workspace.clientList())\n"
+                            "    if (w.caption === " +
+                            QJsonDocument(QJsonArray{caption}).toJson(QJsonDocument::Compact) +
+                            "[0]) v6 ? (workspace.activeWindow = w) : (workspace.activeClient = w);\n";
     const QString name = QStringLiteral("verrin-test-%1").arg(++scripts);
-    QFile file(runtime.filePath(name + QStringLiteral(".js")));
+    QFile file(runtime.filePath(name + ".js"));
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size()) {
         return false;
     }
     file.close();
-    auto call = [&](const QString& method, const QVariantList& arguments) {
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"),
-                                           QStringLiteral("org.kde.kwin.Scripting"), method);
-        message.setArguments(arguments);
-        return control().call(message, QDBus::Block, 10000);
-    };
-    const QDBusMessage loaded = call(QStringLiteral("loadScript"), {file.fileName(), name});
+    const QDBusMessage loaded = scripting("loadScript", {file.fileName(), name});
     return loaded.type() == QDBusMessage::ReplyMessage && loaded.arguments().value(0).toInt() >= 0 &&
-           call(QStringLiteral("start"), {}).type() == QDBusMessage::ReplyMessage;
+           scripting("start", {}).type() == QDBusMessage::ReplyMessage;
 }

@@ -1,20 +1,15 @@
 #pragma once
 
-#include "PrivateBus.h"
+#include "DesktopStandIns.h"
 #include "WaylandTestWindows.h"
 
-#include <QProcess>
-#include <QString>
-#include <QTemporaryDir>
+#include <QDBusMessage>
 
-// A real KWin of a test's own: `kwin_wayland --virtual` (no screen, no input devices) on a private
-// session bus, with Qt client windows whose app ids and titles the test chooses. Everything started
-// is ended by the destructor.
-class HeadlessKWin
+// A real KWin of a test's own: `kwin_wayland --virtual` (no screen, no input devices) on a private bus.
+class HeadlessKWin : public HeadlessCompositor
 {
 public:
-    // `windowProgram` is the wayland_test_window executable.
-    explicit HeadlessKWin(QString windowProgram) : windows(std::move(windowProgram)) {}
+    using HeadlessCompositor::HeadlessCompositor;
     ~HeadlessKWin();
 
     // Starts the bus and KWin and waits until KWin takes scripts. False, with the reason, when KWin
@@ -22,20 +17,12 @@ public:
     bool start(QString* whyNot);
 
     QDBusConnection connect(const QString& name) const { return bus.connect(name); }
-    QString waylandSocket() const { return wayland; }
+    // Calls KWin's scripting object on the test's own connection.
+    QDBusMessage scripting(const QString& method, const QVariantList& arguments) const;
     // Makes the window with this caption the active one, through a script of KWin's own API.
     bool activate(const QString& caption);
 
-    WaylandTestWindows windows;
-
 private:
-    QDBusConnection control() const { return bus.connect(QStringLiteral("verrin-kwin-control")); }
-    bool runScript(const QByteArray& text);
-
     PrivateBus bus;
-    QTemporaryDir runtime;
-    QTemporaryDir clientRuntime;
-    QProcess kwin;
-    QString wayland;
     int scripts = 0;
 };

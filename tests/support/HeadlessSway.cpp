@@ -8,126 +8,72 @@
 #include <unistd.h>
 
 namespace {
-const char* const swayUser = "verrin-wayland-test";
-constexpr int startTimeoutMs = 20000;
-} // namespace
-
-HeadlessSway::HeadlessSway(QString windowProgram)
-    : windows(std::move(windowProgram)), swayRuntime(QDir::tempPath() + "/verrin-sway-XXXXXX")
+// As root: setpriv arguments to run sway as an unprivileged user owning `runtime`; an error if that fails.
+QString dropPrivileges(const QString& runtime, QStringList* setpriv)
 {
-}
-
-HeadlessSway::~HeadlessSway()
-{
-    windows.closeAll();
-    stop();
-}
-
-QStringList HeadlessSway::dropPrivileges(QString* error)
-{
+    const char* const name = "verrin-wayland-test";
     if (::geteuid() != 0) {
         return {};
     }
-    if (!::getpwnam(swayUser)) {
-        QProcess add;
-        add.start(QStringLiteral("useradd"), {"--system", "--user-group", "--no-create-home", "--home-dir",
-                                              "/nonexistent", "--shell", "/usr/sbin/nologin", swayUser});
-        // Another test may have created it at the same moment; only a missing user is a failure.
-        if (!add.waitForFinished(30000) || (add.exitCode() != 0 && !::getpwnam(swayUser))) {
-            *error = "cannot create the user " + QString(swayUser) + ": " + add.readAllStandardError();
-            return {};
-        }
+    if (!::getpwnam(name)) {
+        QProcess add; // another test may create the user at the same moment, so only its absence fails
+        add.start("useradd", {"--system", "--user-group", "--no-create-home", "--home-dir", "/nonexistent", "--shell",
+                              "/usr/sbin/nologin", name});
+        add.waitForFinished(30000);
     }
-    const passwd* user = ::getpwnam(swayUser);
-    if (!user) {
-        *error = "no user " + QString(swayUser);
-        return {};
+    const passwd* user = ::getpwnam(name);
+    if (!user || ::chown(QFile::encodeName(runtime).constData(), user->pw_uid, user->pw_gid) != 0) {
+        return "cannot create the user " + QString(name) + " or hand it the runtime folder";
     }
-    const QByteArray dir = QFile::encodeName(swayRuntime.path());
-    if (::chown(dir.constData(), user->pw_uid, user->pw_gid) != 0) {
-        *error = "cannot hand the runtime folder to " + QString(swayUser);
-        return {};
-    }
-    return {QStringLiteral("--reuid=%1").arg(user->pw_uid), QStringLiteral("--regid=%1").arg(user->pw_gid),
-            QStringLiteral("--clear-groups")};
+    *setpriv = QStringList{QStringLiteral("--reuid=%1").arg(user->pw_uid),
+                           QStringLiteral("--regid=%1").arg(user->pw_gid), "--clear-groups", "--", "sway"};
+    return {};
 }
-
-QString HeadlessSway::findInRuntime(const QString& pattern) const
-{
-    const QStringList names = QDir(swayRuntime.path()).entryList({pattern}, QDir::System | QDir::Files);
-    for (const QString& name : names) {
-        if (!name.endsWith(QLatin1String(".lock"))) {
-            return swayRuntime.filePath(name);
-        }
-    }
-    return QString();
-}
+} // namespace
 
 bool HeadlessSway::start(QString* whyNot)
 {
-    if (QStandardPaths::findExecutable(QStringLiteral("sway")).isEmpty()) {
-        *whyNot = QStringLiteral("sway is not installed (scripts/install-deps.sh installs it)");
+    if (QStandardPaths::findExecutable("sway").isEmpty()) {
+        *whyNot = "sway is not installed (scripts/install-deps.sh installs it)";
         return false;
     }
-    QString error;
-    const QStringList privileges = dropPrivileges(&error);
-    if (!error.isEmpty()) {
+    QStringList setpriv;
+    if (const QString error = dropPrivileges(runtime.path(), &setpriv); !error.isEmpty()) {
         *whyNot = "sway cannot start: " + error;
         return false;
     }
-    QFile config(swayRuntime.filePath("config"));
+    QFile config(runtime.filePath("config"));
     config.open(QIODevice::WriteOnly);
     config.write("xwayland disable\noutput HEADLESS-1 resolution 1280x720\n");
     config.close();
-
     QProcessEnvironment env;
-    env.insert("PATH", qEnvironmentVariable("PATH"));
-    env.insert("HOME", swayRuntime.path());
-    env.insert("XDG_RUNTIME_DIR", swayRuntime.path());
     env.insert("WLR_BACKENDS", "headless");
     env.insert("WLR_LIBINPUT_NO_DEVICES", "1");
     env.insert("WLR_RENDERER", "pixman");
-    sway.setProcessEnvironment(env);
-    sway.setProcessChannelMode(QProcess::MergedChannels);
-    const QStringList swayArgs = {"-c", config.fileName()};
-    if (privileges.isEmpty()) {
-        sway.start(QStringLiteral("sway"), swayArgs);
-    } else {
-        sway.start(QStringLiteral("setpriv"), privileges + QStringList{"--", "sway"} + swayArgs);
-    }
-    const bool ready = QTest::qWaitFor(
-        [&] {
-            wayland = findInRuntime("wayland-*");
-            ipc = findInRuntime("sway-ipc.*.sock");
-            return (!wayland.isEmpty() && !ipc.isEmpty()) || sway.state() == QProcess::NotRunning;
-        },
-        startTimeoutMs);
-    if (!ready || sway.state() == QProcess::NotRunning) {
-        *whyNot = "sway cannot start here: " + QString::fromLocal8Bit(sway.readAll().right(2000));
-        stop();
+    const auto socket = [this](const QString& pattern) {
+        const QStringList names = QDir(runtime.path()).entryList({pattern}, QDir::System | QDir::Files);
+        const auto it = std::find_if(names.begin(), names.end(), [](const QString& n) { return !n.endsWith(".lock"); });
+        return it == names.end() ? QString() : runtime.filePath(*it);
+    };
+    const auto listening = [&] {
+        wayland = socket("wayland-*");
+        ipc = socket("sway-ipc.*.sock");
+        return !wayland.isEmpty() && !ipc.isEmpty();
+    };
+    if (!launch(setpriv.isEmpty() ? "sway" : "setpriv", setpriv + QStringList{"-c", config.fileName()}, env, listening,
+                whyNot)) {
         return false;
     }
-    windows.environment = clientEnvironment();
-    windows.timeoutMs = startTimeoutMs;
+    windows.environment.insert("SWAYSOCK", ipc);
+    windows.environment.insert("XDG_SESSION_TYPE", "wayland");
     return true;
-}
-
-QProcessEnvironment HeadlessSway::clientEnvironment() const
-{
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("WAYLAND_DISPLAY", wayland);
-    env.insert("SWAYSOCK", ipc);
-    env.insert("XDG_RUNTIME_DIR", clientRuntime.path());
-    env.insert("XDG_SESSION_TYPE", "wayland");
-    env.remove("DISPLAY");
-    return env;
 }
 
 bool HeadlessSway::focus(const QString& appId)
 {
     const QString command = QStringLiteral("[app_id=\"%1\"] focus").arg(appId);
     QProcess msg;
-    msg.start(QStringLiteral("swaymsg"), {"-s", ipc, command});
+    msg.start("swaymsg", {"-s", ipc, command});
     if (!msg.waitForFinished(10000) || msg.exitCode() != 0) {
         qWarning() << "swaymsg" << command << "failed:" << msg.readAllStandardOutput() << msg.readAllStandardError();
         return false;

@@ -1,6 +1,7 @@
 #include "WaylandTestWindows.h"
 
 #include "TestKit.h"
+#include "platform/Platform.h"
 
 #include <QDebug>
 
@@ -20,53 +21,104 @@ void endProcess(QProcess& process, bool closeInput)
     }
 }
 
+bool writeEditorEntry(const QString& folder)
+{
+    QFile entry(folder + "/verrin-test-editor.desktop");
+    return entry.open(QIODevice::WriteOnly) &&
+           entry.write("[Desktop Entry]\nType=Application\nName=Test Editor\nExec=/bin/true\n") > 0;
+}
+
+namespace {
+constexpr char editorTitle[] = "Notes — draft 1";
+constexpr char viewerTitle[] = "Report 'Q3' \"final\"";
+} // namespace
+
+void checkFrontWindows(WaylandTestWindows& windows, const QString& applications,
+                       const std::function<bool(const char* appId, const char* title)>& toFront,
+                       const QList<std::tuple<Platform*, QString, bool>>& backends)
+{
+    const QString entry = applications + "/verrin-test-editor.desktop";
+    for (const auto& [appId, title] :
+         {std::pair{"verrin-test-editor", editorTitle}, std::pair{"verrin-test-viewer", viewerTitle},
+          std::pair{"verrin-test-editor", editorTitle}}) {
+        QVERIFY(toFront(appId, title));
+        const bool editor = QString(appId) == "verrin-test-editor";
+        for (const auto& [platform, viewerPath, knowsPid] : backends) {
+            QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString(title), windows.timeoutMs);
+            const ForegroundWindow front = platform->foregroundWindow();
+            QVERIFY(front.valid);
+            QCOMPARE(front.name, editor ? QString("Test Editor") : QString(appId));
+            QCOMPARE(front.path, editor ? entry : viewerPath);
+            QCOMPARE(front.pid, knowsPid ? windows.pid(appId) : 0);
+        }
+    }
+    windows.retitle("verrin-test-editor", "Notes — draft 2 ✓");
+    for (const auto& [platform, viewerPath, knowsPid] : backends) {
+        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Notes — draft 2 ✓"), windows.timeoutMs);
+        QCOMPARE(platform->foregroundWindow().path, entry);
+    }
+}
+
+bool WaylandTestWindows::openEditorAndViewer()
+{
+    return open("verrin-test-editor", editorTitle) && open("verrin-test-viewer", viewerTitle);
+}
+
 void WaylandTestWindows::closeAll()
 {
     while (!windows.empty()) {
-        close(windows.front().get());
+        close(windows.begin()->first);
     }
 }
 
-WaylandTestWindows::Window* WaylandTestWindows::open(const QString& appId, const QString& title)
+bool WaylandTestWindows::open(const QString& appId, const QString& title)
 {
-    Window* window = windows.emplace_back(std::make_unique<Window>()).get();
-    window->appId = appId;
-    window->process = std::make_unique<QProcess>();
+    QProcess* window = (windows[appId] = std::make_unique<QProcess>()).get();
     QProcessEnvironment env = environment;
     env.insert("QT_QPA_PLATFORM", "wayland");
     env.remove("DISPLAY");
-    window->process->setProcessEnvironment(env);
-    window->process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    window->process->start(program, {appId, title});
-    if (!QTest::qWaitFor(
-            [&] { return window->process->canReadLine() || window->process->state() == QProcess::NotRunning; },
-            timeoutMs) ||
-        !window->process->readLine().startsWith("mapped")) {
+    window->setProcessEnvironment(env);
+    window->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    window->start(program, {appId, title});
+    if (!QTest::qWaitFor([&] { return window->canReadLine() || window->state() == QProcess::NotRunning; }, timeoutMs) ||
+        !window->readLine().startsWith("mapped")) {
         qWarning() << "the test window" << appId << "did not map";
-        return nullptr;
+        return false;
     }
-    return window;
+    return true;
 }
 
-WaylandTestWindows::Window* WaylandTestWindows::find(const QString& appId) const
+void WaylandTestWindows::close(const QString& appId)
 {
-    for (const auto& window : windows) {
-        if (window->appId == appId) {
-            return window.get();
-        }
-    }
-    return nullptr;
+    endProcess(*windows.at(appId), true); // end of input closes it
+    windows.erase(appId);
 }
 
-void WaylandTestWindows::retitle(const QString& appId, const QString& title)
+HeadlessCompositor::~HeadlessCompositor()
 {
-    if (Window* w = find(appId)) {
-        w->process->write("title " + title.toUtf8() + "\n");
-    }
+    windows.closeAll();
+    endProcess(compositor);
 }
 
-void WaylandTestWindows::close(Window* window)
+bool HeadlessCompositor::launch(const QString& program, const QStringList& args, const QProcessEnvironment& env,
+                                const std::function<bool()>& ready, QString* whyNot)
 {
-    endProcess(*window->process, true); // end of input closes it
-    std::erase_if(windows, [window](const auto& w) { return w.get() == window; });
+    QProcessEnvironment all = env;
+    all.insert("PATH", qEnvironmentVariable("PATH"));
+    all.insert("HOME", runtime.path());
+    all.insert("XDG_RUNTIME_DIR", runtime.path());
+    compositor.setProcessEnvironment(all);
+    compositor.setProcessChannelMode(QProcess::MergedChannels);
+    compositor.start(program, args);
+    if (!QTest::qWaitFor([&] { return ready() || compositor.state() == QProcess::NotRunning; }, windows.timeoutMs) ||
+        compositor.state() == QProcess::NotRunning) {
+        *whyNot = program + " cannot start here: " + QString::fromLocal8Bit(compositor.readAll().right(2000));
+        endProcess(compositor);
+        return false;
+    }
+    windows.environment = QProcessEnvironment::systemEnvironment();
+    windows.environment.insert("WAYLAND_DISPLAY", wayland);
+    windows.environment.insert("XDG_RUNTIME_DIR", clientRuntime.path());
+    windows.environment.remove("DISPLAY");
+    return true;
 }

@@ -1,19 +1,15 @@
 #include "X11TestWindow.h"
 
+#include "WaylandTestWindows.h"
+
 #include <QDebug>
 
 bool TestWindow::start(const QString& program, const QStringList& args, const QProcessEnvironment& env)
 {
     process.setProcessEnvironment(env);
     process.start(program, args);
-    if (!process.waitForStarted(10000)) {
-        return false;
-    }
     const QByteArray line = readLine();
-    if (!line.startsWith("window ")) {
-        return false;
-    }
-    id = line.mid(7).trimmed().toUInt();
+    id = line.startsWith("window ") ? line.mid(7).toUInt() : 0;
     return id != 0;
 }
 
@@ -25,14 +21,7 @@ bool TestWindow::command(const QString& text)
 
 void TestWindow::stop()
 {
-    if (process.state() == QProcess::NotRunning) {
-        return;
-    }
-    process.closeWriteChannel();
-    if (!process.waitForFinished(5000)) {
-        process.kill();
-        process.waitForFinished(5000);
-    }
+    endProcess(process, true);
 }
 
 QByteArray TestWindow::readLine()
@@ -49,19 +38,10 @@ bool runXdotool(const QStringList& args)
 {
     QProcess tool;
     tool.start(QStringLiteral("xdotool"), args);
-    if (!tool.waitForFinished(10000)) {
-        tool.kill();
-        tool.waitForFinished(5000);
-        return false;
-    }
-    if (tool.exitStatus() != QProcess::NormalExit || tool.exitCode() != 0) {
+    if (!tool.waitForFinished(10000) || tool.exitStatus() != QProcess::NormalExit || tool.exitCode() != 0) {
         qWarning() << "xdotool" << args << "failed:" << tool.readAllStandardError();
+        endProcess(tool);
         return false;
     }
     return true;
-}
-
-bool requestActivation(uint32_t window)
-{
-    return runXdotool({QStringLiteral("windowactivate"), QString::number(window)});
 }

@@ -6,8 +6,7 @@
 
 #include <cstdint>
 
-// One x11_test_window process (a bare X11 client in a process of its own); ended by stop() or when
-// the object goes away.
+// One x11_test_window process, ended by stop() or the destructor.
 class TestWindow
 {
 public:
@@ -29,5 +28,3 @@ private:
 
 // Runs xdotool with these arguments, bounded in time; false when it failed.
 bool runXdotool(const QStringList& args);
-// Asks the window manager to activate the window.
-bool requestActivation(uint32_t window);
