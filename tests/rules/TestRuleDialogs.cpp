@@ -313,8 +313,13 @@ private slots:
         ProjectsCatalogue::keep(QString::fromLatin1(kCatalogue));
         QWidget window;
         RulesController controller(&store, nullptr, &window, &prompter, &clock);
-        controller.setContextProvider(
-            [] { return RuleContext{.projectId = 11, .taskId = 1003, .day = QDate(2026, 11, 20)}; });
+        controller.setContextProvider([] {
+            RuleContext ctx;
+            ctx.projectId = 11;
+            ctx.taskId = 1003;
+            ctx.day = QDate(2026, 11, 20);
+            return ctx;
+        });
         QString shownName;
         QStringList listed;
         onNextRuleDialog([&](AddRuleDialog* dialog) {
