@@ -5,7 +5,6 @@
 // should cost about as much as a cache read.
 #include "DesktopStandIns.h"
 #include "HeadlessKWin.h"
-#include "PrivateBus.h"
 #include "ProbeTiming.h"
 #include "wayland/GnomeShellPlatform.h"
 #include "wayland/KWinPlatform.h"
