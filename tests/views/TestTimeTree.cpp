@@ -80,40 +80,34 @@ private slots:
         fixture.close();
     }
 
-    void deleteQuestionTexts_data()
-    {
-        QTest::addColumn<int>("count");
-        QTest::addColumn<int>("seconds");
-        QTest::addColumn<int>("apps");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("one entry") << 1 << 123 << 1
-                                   << "Are you sure you want to delete selected entry?\n\nTime: 2 m 3 s\n\n"
-                                      "Entry is from this application:\n    App 1";
-        QTest::newRow("two applications") << 3 << 3600 << 2
-                                          << "Are you sure you want to delete these 3 entries from 2 applications?\n\n"
-                                             "Cumulated time: 1 h 0 m 0 s\n\nEntries are from these applications:\n"
-                                             "    App 1\n    App 2";
-        QString eleven =
-            "Are you sure you want to delete these 11 entries from 11 applications?\n\nCumulated time: 11 s\n\n"
-            "Entries are from these applications:\n    App 1";
-        for (int i = 2; i <= 10; ++i) {
-            eleven += QStringLiteral("\n    App %1").arg(i);
-        }
-        eleven += "\n    (1 more)";
-        QTest::newRow("eleven applications: ten names, then the rest counted") << 11 << 11 << 11 << eleven;
-    }
-
     void deleteQuestionTexts()
     {
-        QFETCH(int, count);
-        QFETCH(int, seconds);
-        QFETCH(int, apps);
-        QFETCH(QString, expected);
-        QStringList appNames;
-        for (int i = 1; i <= apps; ++i) {
-            appNames << QStringLiteral("App %1").arg(i);
+        QString eleven =
+            "Are you sure you want to delete these 11 entries from 11 applications?\n\nCumulated time: 11 s\n\n"
+            "Entries are from these applications:";
+        for (int i = 1; i <= 10; ++i) {
+            eleven += QStringLiteral("\n    App %1").arg(i);
         }
-        QCOMPARE(TimeTree::deleteQuestion(count, seconds, appNames), expected);
+        const struct
+        {
+            int count, seconds, apps;
+            QString expected;
+        } cases[] = {
+            {1, 123, 1,
+             "Are you sure you want to delete selected entry?\n\nTime: 2 m 3 s\n\nEntry is from this application:\n"
+             "    App 1"},
+            {3, 3600, 2,
+             "Are you sure you want to delete these 3 entries from 2 applications?\n\nCumulated time: 1 h 0 m 0 s\n\n"
+             "Entries are from these applications:\n    App 1\n    App 2"},
+            {11, 11, 11, eleven + "\n    (1 more)"}, // ten names, then the rest counted
+        };
+        for (const auto& c : cases) {
+            QStringList appNames;
+            for (int i = 1; i <= c.apps; ++i) {
+                appNames << QStringLiteral("App %1").arg(i);
+            }
+            QCOMPARE(TimeTree::deleteQuestion(c.count, c.seconds, appNames), c.expected);
+        }
     }
 
     void deletingAnApplicationRemovesItsEntries()
