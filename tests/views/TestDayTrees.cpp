@@ -68,25 +68,17 @@ private slots:
         const QString terminalAll = "Terminal=132[it's a quote=100#5; make test=32#4]";
         const QString quote = "Terminal=100[it's a quote=100#5]";
         const QString dog = "Editor=120[red big dog=120#7]";
+        const QString away = "Away Time=1800[Lunch=1800#6]";
         QTest::newRow("whole day; a stretch over midnight keeps its start day")
-            << DayCase{0, false, "", {}, "Away Time=1800[Lunch=1800#6]; " + editorAll + "; " + terminalAll};
+            << DayCase{0, false, "", {}, away + "; " + editorAll + "; " + terminalAll};
+        const QString hidden = away + "; Editor=190[notes.txt=70#1,2; red big dog=120#7]; " + quote;
+        const QString byHour =
+            "10:00 - 11:00=100[" + quote + "]; 12:00 - 13:00=1800[" + away +
+            "]; 14:00 - 15:00=20[Editor=20[notes.txt=20#2]]; 23:00 - 24:00=120[" + dog +
+            "]; 9:00 - 10:00=132[Editor=100[draft=50#3; notes.txt=50#1]; Terminal=32[make test=32#4]]";
         QTest::newRow("titles under a minute in all are hidden, 50 s + 20 s is not")
-            << DayCase{60,
-                       false,
-                       "",
-                       {},
-                       "Away Time=1800[Lunch=1800#6]; Editor=190[notes.txt=70#1,2; red big dog=120#7]; " + quote};
-        QTest::newRow("by hour; an entry crossing the hour counts under its start")
-            << DayCase{0,
-                       true,
-                       "",
-                       {},
-                       "10:00 - 11:00=100[" + quote +
-                           "]; 12:00 - 13:00=1800[Away Time=1800[Lunch=1800#6]]; "
-                           "14:00 - 15:00=20[Editor=20[notes.txt=20#2]]; 23:00 - 24:00=120[" +
-                           dog +
-                           "]; "
-                           "9:00 - 10:00=132[Editor=100[draft=50#3; notes.txt=50#1]; Terminal=32[make test=32#4]]"};
+            << DayCase{60, false, "", {}, hidden};
+        QTest::newRow("by hour; an entry crossing the hour counts under its start") << DayCase{0, true, "", {}, byHour};
         QTest::newRow("two words must both match") << DayCase{0, false, "dog red", {}, dog};
         QTest::newRow("two words, one not there") << DayCase{0, false, "dog cat", {}, ""};
         QTest::newRow("a quoted phrase") << DayCase{0, false, "\"big dog\"", {}, dog};
@@ -374,13 +366,9 @@ private slots:
                                          {"2026-11-14 10:00:00", "2026-11-14 10:00:30"}}) {
             const int id = DayFixture::addEntry(editor, "logo.svg", start, end);
             DayFixture::link(id, 30, 10, 20);
-            batch << QVariantMap{{"id", id},
-                                 {"application_id", editor},
-                                 {"app_path", "/e"},
-                                 {"app_name", "Editor"},
-                                 {"title", "logo.svg"},
-                                 {"start_time", start},
-                                 {"end_time", end}};
+            QVariantMap row{{"id", id}, {"application_id", editor}, {"app_path", "/e"}, {"app_name", "Editor"}};
+            row.insert({{"title", "logo.svg"}, {"start_time", start}, {"end_time", end}});
+            batch << row;
         }
         model.addLinkedTimeBatch(batch, "30");
         model.addLinkedTimeBatch({}, "30");
