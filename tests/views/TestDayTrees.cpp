@@ -451,12 +451,11 @@ private slots:
 
         const QJsonObject json =
             QJsonDocument::fromJson(DayReport::render(kDay, DayReport::Format::Json, &error).toUtf8()).object();
-        QCOMPARE(json.value("date").toString(), QStringLiteral("2026-11-15"));
-        QCOMPARE(json.value("unlinked").toObject().value("total_seconds").toInt(), 290);
-        const QJsonArray linkedNodes = json.value("linked").toObject().value("nodes").toArray();
-        QCOMPARE(linkedNodes.size(), 1);
-        QCOMPARE(linkedNodes.at(0).toObject().value("type").toString(), QStringLiteral("project"));
-        QCOMPARE(linkedNodes.at(0).toObject().value("id").toString(), QStringLiteral("10"));
+        QCOMPARE(json["date"].toString(), QStringLiteral("2026-11-15"));
+        QCOMPARE(json["unlinked"]["total_seconds"].toInt(), 290);
+        QCOMPARE(json["linked"]["nodes"].toArray().size(), 1);
+        QCOMPARE(json["linked"]["nodes"][0]["type"].toString(), QStringLiteral("project"));
+        QCOMPARE(json["linked"]["nodes"][0]["id"].toString(), QStringLiteral("10"));
 
         const QStringList csv =
             DayReport::render(kDay, DayReport::Format::Csv, &error).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
