@@ -1,5 +1,6 @@
 #include "DayFixture.h"
 #include "TestKit.h"
+#include "reports/CalendarDays.h"
 #include "reports/DayReport.h"
 #include "reports/RangeReport.h"
 #include "store/util.h"
@@ -519,6 +520,38 @@ private slots:
             sum += row.total();
         }
         QCOMPARE(sum, qint64(2872));
+    }
+
+    // The days the calendar marks: unlinked time of applications that are not excluded.
+    void calendarMarksOnlyUnlinkedTimeOfShownApplications()
+    {
+        const int excluded = DayFixture::addApp("/it's \"excluded\"", "Excluded");
+        DayFixture::addEntry(editor, "a", "2026-11-02 09:00:00", "2026-11-02 09:01:00");
+        DayFixture::addEntry(excluded, "b", "2026-11-03 09:00:00", "2026-11-03 09:01:00");
+        const int linked = DayFixture::addEntry(editor, "c", "2026-11-04 09:00:00", "2026-11-04 09:01:00");
+        DayFixture::link(linked, 1, 2, 3);
+        DayFixture::addEntry(editor, "d", "2026-11-05 23:59:59", "2026-11-06 00:30:00");
+        DayFixture::addEntry(terminal, "f", "2026-11-07 00:00:00", "2026-11-07 00:00:10");
+        DayFixture::addEntry(editor, "e", "2026-12-01 00:00:00", "2026-12-01 00:00:10");
+        Registry::instance()->setIgnoredApps(QStringList{"/it's \"excluded\"", "/usr/bin/term"});
+        QCOMPARE(CalendarDays::daysWithUnlinkedTime(QDate(2026, 11, 1), QDate(2026, 11, 30)),
+                 (QList<QDate>{QDate(2026, 11, 2), QDate(2026, 11, 5)}));
+        QCOMPARE(CalendarDays::daysWithUnlinkedTime(QDate(2026, 11, 3), QDate(2026, 12, 1), {"/usr/bin/term"}),
+                 (QList<QDate>{QDate(2026, 11, 3), QDate(2026, 11, 5), QDate(2026, 12, 1)}));
+        QVERIFY(CalendarDays::daysWithUnlinkedTime(QDate(2026, 11, 30), QDate(2026, 11, 1), {}).isEmpty());
+    }
+
+    void calendarRangeCoversSixWeeks()
+    {
+        // Whatever the first day of the week: six days before the 1st, six weeks from the first row.
+        for (int month = 1; month <= 12; ++month) {
+            QDate from;
+            QDate to;
+            CalendarDays::shownRange(2027, month, &from, &to);
+            const QDate first(2027, month, 1);
+            QVERIFY(from <= first.addDays(-6));
+            QVERIFY(to >= first.addDays(-6 + 41));
+        }
     }
 
 private:

@@ -3,6 +3,7 @@
 #include "TestKit.h"
 #include "store/util.h"
 #include "views/TimeTree.h"
+#include "views/TimestampsDialog.h"
 
 #include <QAction>
 #include <QApplication>
@@ -10,6 +11,7 @@
 #include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QHelpEvent>
+#include <QLabel>
 #include <QMenu>
 #include <QToolTip>
 
@@ -390,6 +392,56 @@ private slots:
             QVERIFY2(QToolTip::text().contains(title.toHtmlEscaped()), qPrintable(QToolTip::text()));
         }
         QToolTip::hideText();
+    }
+
+    // The intervals behind a node, with titles and paths that hold quotes.
+    void timestampsListTheIntervalsOfANode_data()
+    {
+        QTest::addColumn<QString>("title"); // empty: the application node
+        QTest::addColumn<QStringList>("rows");
+        const QString quoted = "it's \"done\"";
+        const QString twoLines = QStringLiteral("two \u23CE lines|14:00:00|14:00:01|1 s");
+        QTest::newRow("an entry whose title holds quotes")
+            << quoted << QStringList{quoted + "|09:00:00|09:01:00|1 m 0 s", quoted + "|23:59:00|00:01:05|2 m 5 s"};
+        QTest::newRow("an application: every title")
+            << QString()
+            << QStringList{quoted + "|09:00:00|09:01:00|1 m 0 s", "other|10:00:00|10:00:05|5 s", twoLines,
+                           quoted + "|23:59:00|00:01:05|2 m 5 s"};
+        QTest::newRow("a title with a line break shows it as a mark") << "two\nlines" << QStringList{twoLines};
+        QTest::newRow("nothing of that title") << "missing" << QStringList{};
+    }
+
+    void timestampsListTheIntervalsOfANode()
+    {
+        QFETCH(QString, title);
+        QFETCH(QStringList, rows);
+        const int app = DayFixture::addApp("/it's/app", "App");
+        const QString quoted = "it's \"done\"";
+        DayFixture::addEntry(app, quoted, "2026-11-15 23:59:00", "2026-11-16 00:01:05");
+        DayFixture::addEntry(app, quoted, "2026-11-15 09:00:00", "2026-11-15 09:01:00");
+        DayFixture::addEntry(app, "other", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
+        DayFixture::addEntry(app, "two\nlines", "2026-11-15 14:00:00", "2026-11-15 14:00:01");
+        DayFixture::addEntry(editor, quoted, "2026-11-15 11:00:00", "2026-11-15 11:00:05");
+        DayFixture::addEntry(app, quoted, "2026-11-16 09:00:00", "2026-11-16 09:01:00");
+        const int linked = DayFixture::addEntry(app, quoted, "2026-11-15 12:00:00", "2026-11-15 12:01:00");
+        DayFixture::link(linked, 1, 2, 3);
+
+        TimestampsDialog dialog;
+        dialog.setDate(QDate(2026, 11, 15));
+        dialog.setAppPath("/it's/app");
+        dialog.setTitle(title);
+        dialog.PopulateData();
+        QStringList got;
+        const QAbstractItemModel* list = dialog.list()->model();
+        for (int row = 0; row < list->rowCount(); ++row) {
+            QStringList cells;
+            for (int column = 0; column < 4; ++column) {
+                cells << list->index(row, column).data().toString();
+            }
+            got << cells.join("|");
+        }
+        QCOMPARE(got, rows);
+        QVERIFY(!dialog.dateLabel()->text().isEmpty());
     }
 
 private:
