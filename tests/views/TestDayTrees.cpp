@@ -298,6 +298,18 @@ private slots:
         QCOMPARE(model.extractAppNamesFromSelection({quote, terminalNode, notes}), (QStringList{"Terminal", "Editor"}));
         QCOMPARE(model.countItemsInSelectionMatching(rows, "type", "entry"), 2);
 
+        // A sort tells the views before and after, and moves kept indexes with their rows.
+        const QPersistentModelIndex kept(quote.siblingAtColumn(1));
+        QSignalSpy starting(&model, &TreeModel::sortStarting);
+        QSignalSpy collapse(&model, &TreeModel::collapseAll);
+        QSignalSpy done(&model, &TreeModel::sortDone);
+        QCOMPARE(kept.row(), 1); // built after "make test"
+        model.sort(0, Qt::AscendingOrder);
+        QCOMPARE(starting.count() + collapse.count() + done.count(), 3);
+        QCOMPARE(kept.data().toString(), QStringLiteral("1 m 40 s"));
+        QCOMPARE(kept.row(), 0);
+        QCOMPARE(kept.parent().row(), 2); // after Away Time and Editor
+        QCOMPARE(kept.parent().data().toString(), QStringLiteral("Terminal"));
         // Another day, and a sort, keep the date shown.
         model.setDisplayedDate(kDay.addDays(1));
         model.refreshTree();

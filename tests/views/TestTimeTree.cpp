@@ -349,6 +349,7 @@ private slots:
         QCOMPARE(childNames(appAt("/e")), (QStringList{"notes", "plan"}));
         clickHeader(1);
         QCOMPARE(childNames(QModelIndex()), (QStringList{"zeta tool", "Shell", "Editor", "Away Time"}));
+        QCOMPARE(childNames(appAt("/z")), (QStringList{"gamma", "Beta", "alpha"}));
         QVERIFY(view->isExpanded(appAt("/z")));
         QVERIFY(!view->isExpanded(appAt("/e")));
 
