@@ -228,10 +228,12 @@ private slots:
         QCOMPARE(entries.first().parent().parent(), ten); // the later row first
         const int time = model.getTimeForSelection(entries);
         QCOMPARE(time, 15);
+        QSignalSpy changed(&model, &TreeModel::dataChanged);
         for (const QModelIndex& index : entries) {
             model.updateTimeInParentNodes(index, -model.hiddenData(index, "time").toInt());
             model.propagateRemoveRow(index);
         }
+        QVERIFY(changed.count() >= 4); // each ancestor's time, so the views repaint it
         model.updateTotalTime(-time);
         QCOMPARE(DayFixture::outline(model.root()),
                  QStringLiteral("10:00 - 11:00=7[Terminal=7[make=7#%1]]").arg(b + 1));
@@ -466,6 +468,7 @@ private slots:
             QJsonDocument::fromJson(DayReport::render(kDay, DayReport::Format::Json, &error).toUtf8()).object();
         QCOMPARE(json["date"].toString(), QStringLiteral("2026-11-15"));
         QCOMPARE(json["unlinked"]["total_seconds"].toInt(), 290);
+        QCOMPARE(json["linked"]["total_seconds"].toInt(), 600);
         QCOMPARE(json["linked"]["nodes"].toArray().size(), 1);
         QCOMPARE(json["linked"]["nodes"][0]["type"].toString(), QStringLiteral("project"));
         QCOMPARE(json["linked"]["nodes"][0]["id"].toString(), QStringLiteral("10"));
