@@ -250,6 +250,22 @@ private slots:
         QCOMPARE(model.getTotalTime(), 5);
     }
 
+    void totalSignalsOnlyWhenCrossingZero()
+    {
+        // Each change of the total, and whether the calendar's marks must be refreshed after it.
+        const QList<QPair<int, bool>> steps{{0, false}, {1, true}, {3599, false}, {-1, false}, {-3599, true}};
+        TreeModel model(false);
+        QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
+        QSignalSpy label(&model, &TreeModel::setTotalTimeText);
+        for (const auto& [delta, signalled] : steps) {
+            zero.clear();
+            model.updateTotalTime(delta);
+            QVERIFY2(zero.count() == (signalled ? 1 : 0), qPrintable(label.last().at(0).toString()));
+        }
+        QCOMPARE(label.count(), steps.size());
+        QCOMPARE(label.last().at(0).toString(), QStringLiteral("0 s"));
+    }
+
     void selectionHelpersRolesAndIcons()
     {
         addStandardDay();

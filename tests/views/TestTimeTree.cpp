@@ -94,6 +94,7 @@ private slots:
             "Are you sure you want to delete these 3 entries from 2 applications?\n\nCumulated time: 1 h 0 m 0 s\n\n"
             "Entries are from these applications:\n    App 1\n    App 2");
         // Ten names, then the rest counted.
+        QVERIFY(!TimeTree::deleteQuestion(10, 10, apps.mid(0, 10)).contains("more"));
         const QString eleven = TimeTree::deleteQuestion(11, 11, apps);
         QVERIFY2(eleven.startsWith("Are you sure you want to delete these 11 entries from 11 applications?\n\n"
                                    "Cumulated time: 11 s\n\n") &&
