@@ -11,91 +11,87 @@
 #include <QPushButton>
 #include <QSpinBox>
 
+namespace {
+template <typename T = QWidget>
+T* child(QWidget* parent, const char* name)
+{
+    T* widget = parent->findChild<T*>(QLatin1String(name));
+    if (!widget) {
+        qFatal("missing widget %s", name);
+    }
+    return widget;
+}
+
+QString text(const EditableSettings& s)
+{
+    QString out;
+    QDebug(&out) << s.idleEnabled << s.idleLimit << s.username << s.password << s.proxyEnabled << s.proxyHost
+                 << s.proxyPort << s.sslEnabled << s.closeToTray << s.minimizeToTray << s.singleClickTrayOpen;
+    return out;
+}
+} // namespace
+
 class TestSettingsAboutDialogs : public QObject
 {
     Q_OBJECT
 
-private:
-    template <typename T>
-    static T* child(QWidget* parent, const char* name)
-    {
-        T* widget = parent->findChild<T*>(QLatin1String(name));
-        if (!widget) {
-            qFatal("missing widget %s", name);
-        }
-        return widget;
-    }
-
-    static EditableSettings sample()
-    {
-        EditableSettings s;
-        s.idleEnabled = false;
-        s.idleLimit = 25;
-        s.username = QStringLiteral("ann@example.com");
-        s.password = QStringLiteral("pä ss");
-        s.proxyEnabled = true;
-        s.proxyHost = QStringLiteral("proxy.test");
-        s.proxyPort = QStringLiteral("3128");
-        s.sslEnabled = false;
-        s.closeToTray = false;
-        s.minimizeToTray = true;
-        s.singleClickTrayOpen = false;
-        return s;
-    }
-
-    static QString text(const EditableSettings& s)
-    {
-        QString out;
-        QDebug(&out) << s.idleEnabled << s.idleLimit << s.username << s.password << s.proxyEnabled << s.proxyHost
-                     << s.proxyPort << s.sslEnabled << s.closeToTray << s.minimizeToTray << s.singleClickTrayOpen;
-        return out;
-    }
-
 private slots:
     void putThenGetKeepsEveryValue()
     {
+        EditableSettings sample; // every value away from its default
+        sample.idleEnabled = false;
+        sample.idleLimit = 25;
+        sample.username = QStringLiteral("ann@example.com");
+        sample.password = QStringLiteral("pä ss");
+        sample.proxyEnabled = true;
+        sample.proxyHost = QStringLiteral("proxy.test");
+        sample.proxyPort = QStringLiteral("3128");
+        sample.sslEnabled = sample.closeToTray = sample.singleClickTrayOpen = false;
+        sample.minimizeToTray = true;
         SettingsDialog dialog;
-        dialog.setValues(sample());
+        dialog.setValues(sample);
         dialog.putData();
-        QVERIFY(child<QLabel>(&dialog, "labelProxyNote")->isHidden());
-        QVERIFY(!child<QWidget>(&dialog, "inactivityGroup")->isEnabled());
+        QVERIFY(child(&dialog, "labelProxyNote")->isHidden());
+        QVERIFY(!child(&dialog, "inactivityGroup")->isEnabled());
         QCOMPARE(child<QSpinBox>(&dialog, "spinAwayLimit")->value(), 25);
-        QVERIFY(child<QLineEdit>(&dialog, "editProxyHost")->isEnabled());
+        QVERIFY(child(&dialog, "editProxyHost")->isEnabled());
         dialog.setValues(EditableSettings{});
         dialog.getData();
-        QCOMPARE(text(dialog.values()), text(sample()));
-    }
-
-    void connectionChangesShowTheRestartNote_data()
-    {
-        QTest::addColumn<QString>("change");
-        QTest::newRow("proxy address") << "host";
-        QTest::newRow("proxy port") << "port";
-        QTest::newRow("proxy switch") << "proxy";
-        QTest::newRow("ssl") << "ssl";
+        QCOMPARE(text(dialog.values()), text(sample));
+        // Away detection switched on and off again greys the limit but keeps it; never under a minute.
+        child<QCheckBox>(&dialog, "checkAwayEnabled")->click();
+        QVERIFY(child(&dialog, "inactivityGroup")->isEnabled());
+        child<QCheckBox>(&dialog, "checkAwayEnabled")->click();
+        QVERIFY(!child(&dialog, "inactivityGroup")->isEnabled());
+        dialog.getData();
+        QCOMPARE(dialog.idleLimit, 25);
+        QCOMPARE(child<QSpinBox>(&dialog, "spinAwayLimit")->minimum(), 1);
     }
 
     void connectionChangesShowTheRestartNote()
     {
-        QFETCH(QString, change);
-        SettingsDialog dialog;
-        EditableSettings start;
-        start.proxyEnabled = change == QLatin1String("host") || change == QLatin1String("port");
-        dialog.setValues(start);
-        dialog.putData();
-        auto* note = child<QLabel>(&dialog, "labelProxyNote");
-        QVERIFY(note->isHidden());
-        if (change == QLatin1String("host")) {
-            QTest::keyClick(child<QLineEdit>(&dialog, "editProxyHost"), Qt::Key_A);
-        } else if (change == QLatin1String("port")) {
-            QTest::keyClick(child<QLineEdit>(&dialog, "editProxyPort"), Qt::Key_8);
-        } else if (change == QLatin1String("proxy")) {
-            child<QCheckBox>(&dialog, "checkProxyEnabled")->click();
-            QVERIFY(child<QLineEdit>(&dialog, "editProxyHost")->isEnabled());
-        } else {
-            child<QCheckBox>(&dialog, "checkSslEnabled")->click();
+        const struct
+        {
+            const char* name;
+            bool proxyOn;
+            std::function<void(SettingsDialog*)> change;
+        } cases[] = {
+            {"proxy address", true, [](SettingsDialog* d) { QTest::keyClick(child(d, "editProxyHost"), Qt::Key_A); }},
+            {"proxy port", true, [](SettingsDialog* d) { QTest::keyClick(child(d, "editProxyPort"), Qt::Key_8); }},
+            {"proxy switch", false, [](SettingsDialog* d) { child<QCheckBox>(d, "checkProxyEnabled")->click(); }},
+            {"ssl", false, [](SettingsDialog* d) { child<QCheckBox>(d, "checkSslEnabled")->click(); }},
+        };
+        for (const auto& c : cases) {
+            SettingsDialog dialog;
+            EditableSettings start;
+            start.proxyEnabled = c.proxyOn;
+            dialog.setValues(start);
+            dialog.putData();
+            QVERIFY2(child(&dialog, "labelProxyNote")->isHidden(), c.name);
+            QCOMPARE(child(&dialog, "editProxyHost")->isEnabled(), c.proxyOn);
+            c.change(&dialog);
+            QVERIFY2(!child(&dialog, "labelProxyNote")->isHidden(), c.name);
         }
-        QVERIFY(!note->isHidden());
     }
 
     void theRestartNoteClipsNothing()
@@ -105,8 +101,7 @@ private slots:
         dialog.putData();
         dialog.show();
         QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-        // Every wrapped note keeps the height its text needs at its width, before and after the
-        // restart note appears.
+        // Every wrapped note keeps the height its text needs, before and after the restart note appears.
         for (bool noteShown : {false, true}) {
             if (noteShown) {
                 child<QCheckBox>(&dialog, "checkSslEnabled")->click();
@@ -135,30 +130,13 @@ private slots:
         }
     }
 
-    void awayDetectionGreysButKeepsTheLimit()
-    {
-        SettingsDialog dialog;
-        EditableSettings s;
-        s.idleLimit = 42;
-        dialog.setValues(s);
-        dialog.putData();
-        child<QCheckBox>(&dialog, "checkAwayEnabled")->click();
-        QVERIFY(!child<QWidget>(&dialog, "inactivityGroup")->isEnabled());
-        dialog.getData();
-        QCOMPARE(dialog.idleEnabled, false);
-        QCOMPARE(dialog.idleLimit, 42);
-        // The inactivity limit never goes below one minute.
-        QCOMPARE(child<QSpinBox>(&dialog, "spinAwayLimit")->minimum(), 1);
-    }
-
     void aboutShowsBothPathsEvenWithoutFiles()
     {
         TempDataFolder data;
         AboutDialog about;
-        const QString files = child<QLabel>(&about, "label_files")->text();
-        QCOMPARE(files, QStringLiteral("INI File:\n") + data.dataFolder() + QStringLiteral("/verrinplus.ini") +
-                            QStringLiteral("\nSQLite File:\n") + data.dataFolder() +
-                            QStringLiteral("/verrinplus.sqlite"));
+        QCOMPARE(child<QLabel>(&about, "label_files")->text(), "INI File:\n" + data.dataFolder() +
+                                                                   "/verrinplus.ini\nSQLite File:\n" +
+                                                                   data.dataFolder() + "/verrinplus.sqlite");
         QVERIFY(!QFile::exists(DataPaths::iniFile()));
         QSignalSpy check(&about, &AboutDialog::checkForUpdates);
         child<QPushButton>(&about, "btnCheckForUpdates")->click();

@@ -1,19 +1,17 @@
 #include "DayFixture.h"
 #include "TestKit.h"
+#include "reports/CalendarDays.h"
 #include "reports/DayReport.h"
 #include "reports/RangeReport.h"
 #include "store/util.h"
 
 #include <QAbstractItemModelTester>
+#include <QBrush>
 #include <QPixmap>
 
 namespace {
 const QDate kDay(2026, 11, 15);
-
-QDateTime at(const QString& text)
-{
-    return util::sql_to_datetime(text);
-}
+const QString kEditorPath = QStringLiteral("/usr/share/applications/editor.desktop");
 
 // Every node shows its own time, and inner nodes hold the sum of their children.
 bool consistent(const TreeItem* parent, int* sum = nullptr)
@@ -22,13 +20,10 @@ bool consistent(const TreeItem* parent, int* sum = nullptr)
     for (int i = 0; i < parent->childCount(); ++i) {
         const TreeItem* item = parent->child(i);
         const int time = item->hiddenData(QStringLiteral("time")).toInt();
-        if (item->data(1).toString() != util::format_time(time)) {
-            qWarning() << "column 1 of" << item->data(0) << "is" << item->data(1) << "for" << time;
-            return false;
-        }
         int childSum = 0;
-        if (item->childCount() > 0 && (!consistent(item, &childSum) || childSum != time)) {
-            qWarning() << "children of" << item->data(0) << "sum to" << childSum << "not" << time;
+        if (item->data(1).toString() != util::format_time(time) ||
+            (item->childCount() > 0 && (!consistent(item, &childSum) || childSum != time))) {
+            qWarning() << item->data(0) << "shows" << item->data(1) << "for" << time << "children sum" << childSum;
             return false;
         }
         total += time;
@@ -38,8 +33,20 @@ bool consistent(const TreeItem* parent, int* sum = nullptr)
     }
     return true;
 }
-} // namespace
 
+struct DayCase
+{
+    int hideUnder;
+    bool byHour;
+    QString filter;
+    QStringList ignored;
+    QString expected;
+};
+} // namespace
+Q_DECLARE_METATYPE(DayCase)
+
+// The day trees built from a real SQLite file, kept up to date while recording and linking, and the
+// reports made from them.
 class TestDayTrees : public QObject
 {
     Q_OBJECT
@@ -48,7 +55,7 @@ private slots:
     void init()
     {
         QVERIFY(fixture.open());
-        editor = DayFixture::addApp(QStringLiteral("/usr/share/applications/editor.desktop"), QStringLiteral("Editor"));
+        editor = DayFixture::addApp(kEditorPath, QStringLiteral("Editor"));
         terminal = DayFixture::addApp(QStringLiteral("/usr/bin/term"), QStringLiteral("Terminal"));
         away = DayFixture::addApp(QStringLiteral("verrin://idle"), QStringLiteral("Away Time"));
     }
@@ -57,78 +64,52 @@ private slots:
 
     void buildsTheDay_data()
     {
-        QTest::addColumn<int>("hideUnder");
-        QTest::addColumn<bool>("byHour");
-        QTest::addColumn<QString>("filter");
-        QTest::addColumn<QStringList>("ignored");
-        QTest::addColumn<QString>("expected");
-
+        QTest::addColumn<DayCase>("c");
         const QString editorAll = "Editor=240[draft=50#3; notes.txt=70#1,2; red big dog=120#7]";
         const QString terminalAll = "Terminal=132[it's a quote=100#5; make test=32#4]";
-        const QString awayAll = "Away Time=1800[Lunch=1800#6]";
+        const QString quote = "Terminal=100[it's a quote=100#5]";
+        const QString dog = "Editor=120[red big dog=120#7]";
+        const QString away = "Away Time=1800[Lunch=1800#6]";
         QTest::newRow("whole day; a stretch over midnight keeps its start day")
-            << 0 << false << "" << QStringList{} << QStringList{awayAll, editorAll, terminalAll}.join("; ");
+            << DayCase{0, false, "", {}, away + "; " + editorAll + "; " + terminalAll};
+        const QString hidden = away + "; Editor=190[notes.txt=70#1,2; red big dog=120#7]; " + quote;
+        const QString byHour =
+            "10:00 - 11:00=100[" + quote + "]; 12:00 - 13:00=1800[" + away +
+            "]; 14:00 - 15:00=20[Editor=20[notes.txt=20#2]]; 23:00 - 24:00=120[" + dog +
+            "]; 9:00 - 10:00=132[Editor=100[draft=50#3; notes.txt=50#1]; Terminal=32[make test=32#4]]";
         QTest::newRow("titles under a minute in all are hidden, 50 s + 20 s is not")
-            << 60 << false << "" << QStringList{}
-            << "Away Time=1800[Lunch=1800#6]; Editor=190[notes.txt=70#1,2; red big dog=120#7]; "
-               "Terminal=100[it's a quote=100#5]";
-        QTest::newRow("by hour; an entry crossing the hour counts under its start")
-            << 0 << true << "" << QStringList{}
-            << "10:00 - 11:00=100[Terminal=100[it's a quote=100#5]]; 12:00 - 13:00=1800[Away Time=1800[Lunch=1800#6]]; "
-               "14:00 - 15:00=20[Editor=20[notes.txt=20#2]]; 23:00 - 24:00=120[Editor=120[red big dog=120#7]]; "
-               "9:00 - 10:00=132[Editor=100[draft=50#3; notes.txt=50#1]; Terminal=32[make test=32#4]]";
-        QTest::newRow("two words must both match")
-            << 0 << false << "dog red" << QStringList{} << "Editor=120[red big dog=120#7]";
-        QTest::newRow("two words, one not there") << 0 << false << "dog cat" << QStringList{} << "";
-        QTest::newRow("a quoted phrase") << 0 << false << "\"big dog\"" << QStringList{}
-                                         << "Editor=120[red big dog=120#7]";
-        QTest::newRow("a word with a quote")
-            << 0 << false << "it's" << QStringList{} << "Terminal=100[it's a quote=100#5]";
-        QTest::newRow("a word of the application's name") << 0 << false << "TERM" << QStringList{} << terminalAll;
-        QTest::newRow("filter and threshold")
-            << 60 << false << "term" << QStringList{} << "Terminal=100[it's a quote=100#5]";
+            << DayCase{60, false, "", {}, hidden};
+        QTest::newRow("by hour; an entry crossing the hour counts under its start") << DayCase{0, true, "", {}, byHour};
+        QTest::newRow("two words must both match") << DayCase{0, false, "dog red", {}, dog};
+        QTest::newRow("two words, one not there") << DayCase{0, false, "dog cat", {}, ""};
+        QTest::newRow("a quoted phrase") << DayCase{0, false, "\"big dog\"", {}, dog};
+        QTest::newRow("a word with a quote") << DayCase{0, false, "it's", {}, quote};
+        QTest::newRow("a word of the application's name") << DayCase{0, false, "TERM", {}, terminalAll};
+        QTest::newRow("filter and threshold") << DayCase{60, false, "term", {}, quote};
         QTest::newRow("ignored applications never show")
-            << 0 << false << "" << QStringList{"verrin://idle", "/usr/bin/term"} << editorAll;
+            << DayCase{0, false, "", {"verrin://idle", "/usr/bin/term"}, editorAll};
     }
 
     void buildsTheDay()
     {
-        QFETCH(int, hideUnder);
-        QFETCH(bool, byHour);
-        QFETCH(QString, filter);
-        QFETCH(QStringList, ignored);
-        QFETCH(QString, expected);
+        QFETCH(DayCase, c);
         addStandardDay();
-        Registry::instance()->setIgnoredApps(ignored);
+        Registry::instance()->setIgnoredApps(c.ignored);
         TreeModel model(false);
         QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        model.setGroupByHour(byHour);
-        model.setFilter(filter);
+        model.setGroupByHour(c.byHour);
+        model.setFilter(c.filter);
         QSignalSpy totalText(&model, &TreeModel::setTotalTimeText);
-        model.initTree(kDay, hideUnder);
-        QCOMPARE(DayFixture::outline(model.root()), expected);
+        model.initTree(kDay, c.hideUnder);
+        QCOMPARE(DayFixture::outline(model.root()), c.expected);
         int sum = 0;
         QVERIFY(consistent(model.root(), &sum));
         QCOMPARE(model.getTotalTime(), sum);
         QCOMPARE(totalText.count(), 1);
         QCOMPARE(totalText.last().at(0).toString(), util::format_time(sum));
-    }
-
-    void rebuildKeepsTheContract()
-    {
-        addStandardDay();
-        TreeModel model(false);
-        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        model.setGroupByHour(true);
-        model.initTree(kDay, 0);
-        const int total = model.getTotalTime();
         model.refreshTree();
-        QCOMPARE(model.getTotalTime(), total);
-        model.setDisplayedDate(kDay.addDays(1));
-        model.refreshTree();
-        QCOMPARE(DayFixture::outline(model.root()), QStringLiteral("0:00 - 1:00=30[Editor=30[tomorrow=30#8]]"));
-        model.sort(1, Qt::DescendingOrder);
-        QCOMPARE(model.getDisplayedDate(), kDay.addDays(1));
+        QCOMPARE(DayFixture::outline(model.root()), c.expected);
+        QCOMPARE(model.getTotalTime(), sum);
     }
 
     void liveTitleCrossingTheThresholdComesInWhole_data()
@@ -149,10 +130,9 @@ private slots:
         QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
         model.setGroupByHour(byHour);
         model.initTree(kDay, 60);
-        QCOMPARE(model.rowCount(), 0);
         QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
         QSignalSpy expand(&model, &TreeModel::expandNode);
-        // 10 s more stay below the minute; 20 s more bring notes.txt to 70 s: it shows with the whole day.
+        // 10 s of another title stay below the minute; 20 s more bring notes.txt to 70 s, the whole day of it.
         record(model, editor, "other", "2026-11-15 13:00:00", "2026-11-15 13:00:10");
         QCOMPARE(model.rowCount(), 0);
         record(model, editor, "notes.txt", "2026-11-15 14:00:00", "2026-11-15 14:00:20");
@@ -161,8 +141,6 @@ private slots:
         QCOMPARE(model.getTotalTime(), 70);
         QCOMPARE(zero.count(), 1);
         QVERIFY(expand.count() >= 1);
-        model.refreshTree();
-        QCOMPARE(DayFixture::outline(model.root()), expected);
         // Later pieces of a shown title go in, a hidden title stays hidden, and a rebuild agrees.
         record(model, editor, "notes.txt", "2026-11-15 15:00:00", "2026-11-15 15:00:10");
         record(model, editor, "other", "2026-11-15 15:00:10", "2026-11-15 15:00:20");
@@ -197,8 +175,7 @@ private slots:
         TreeModel model(false);
         QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
         model.initTree(kDay, 0);
-        // A row read from the database counts as counted: announcing it again adds nothing, a longer
-        // announcement only the difference.
+        // A row read from the database is counted: announced again it adds nothing, longer only the difference.
         announce(model, editor, built, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");
         QCOMPARE(model.getTotalTime(), 50);
         DayFixture::setEnd(built, "2026-11-15 09:01:10");
@@ -212,7 +189,6 @@ private slots:
         QCOMPARE(DayFixture::outline(model.root()),
                  QStringLiteral("Editor=220[notes.txt=220#%1,%2]").arg(built).arg(open));
         QVERIFY(consistent(model.root()));
-        QCOMPARE(model.getTotalTime(), 220);
         model.refreshTree();
         QCOMPARE(model.getTotalTime(), 220);
         // With a threshold: the piece that made the title cross is counted once too.
@@ -227,38 +203,137 @@ private slots:
         QVERIFY(consistent(hiding.root()));
     }
 
-    void totalsAndZeroCrossingWhileRecording()
+    void removingBottomUpEmptiesAncestorsAndTotals()
     {
         TreeModel model(false);
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
         model.setGroupByHour(true);
         model.initTree(kDay, 0);
         QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
         const int a = record(model, editor, "notes.txt", "2026-11-15 09:59:50", "2026-11-15 10:00:00");
         const int b = record(model, editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
+        record(model, terminal, "make", "2026-11-15 10:30:00", "2026-11-15 10:30:07");
         QCOMPARE(zero.count(), 1);
-        QCOMPARE(
-            DayFixture::outline(model.root()),
-            QStringLiteral("10:00 - 11:00=5[Editor=5[notes.txt=5#%2]]; 9:00 - 10:00=10[Editor=10[notes.txt=10#%1]]")
-                .arg(a)
-                .arg(b));
-        // Removing everything the way the view deletes: bottom-up, emptied ancestors go too.
-        QModelIndexList entries;
-        for (int row = 0; row < model.rowCount(); ++row) {
-            const QModelIndex appIndex = model.index(0, 0, model.index(row, 0));
-            entries << model.index(0, 0, appIndex);
-        }
-        const int time = model.getTimeForSelection(entries);
+        QCOMPARE(DayFixture::outline(model.root()),
+                 QStringLiteral("10:00 - 11:00=12[Editor=5[notes.txt=5#%2]; Terminal=7[make=7#%3]]; "
+                                "9:00 - 10:00=10[Editor=10[notes.txt=10#%1]]")
+                     .arg(a)
+                     .arg(b)
+                     .arg(b + 1));
+        // Removed the way the view deletes: bottom-up, emptied ancestors go too, the others keep their sums.
+        const QModelIndex ten = model.findItemIndex("hour", "hour", "10");
+        const QModelIndex nine = model.findItemIndex("hour", "hour", "9");
+        QModelIndexList entries{model.index(0, 0, model.index(0, 0, nine)), model.index(0, 0, model.index(0, 0, ten))};
         std::stable_sort(entries.begin(), entries.end(), &TreeModel::modelIndexGreaterThan);
+        QCOMPARE(entries.first().parent().parent(), ten); // the later row first
+        const int time = model.getTimeForSelection(entries);
+        QCOMPARE(time, 15);
+        QSignalSpy changed(&model, &TreeModel::dataChanged);
         for (const QModelIndex& index : entries) {
             model.updateTimeInParentNodes(index, -model.hiddenData(index, "time").toInt());
             model.propagateRemoveRow(index);
         }
+        QVERIFY(changed.count() >= 4); // each ancestor's time, so the views repaint it
         model.updateTotalTime(-time);
+        QCOMPARE(DayFixture::outline(model.root()),
+                 QStringLiteral("10:00 - 11:00=7[Terminal=7[make=7#%1]]").arg(b + 1));
+        QVERIFY(consistent(model.root()));
+        QCOMPARE(zero.count(), 1);
+        const QModelIndex make = model.findItemIndex("entry", "title", "make");
+        model.updateTimeInParentNodes(make, -7);
+        model.propagateRemoveRow(make);
+        model.updateTotalTime(-7);
         QCOMPARE(model.rowCount(), 0);
         QCOMPARE(zero.count(), 2);
         // Rows that left the tree count afresh when they come back.
         announce(model, editor, b, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
         QCOMPARE(model.getTotalTime(), 5);
+    }
+
+    void totalSignalsOnlyWhenCrossingZero()
+    {
+        // Each change of the total, and whether the calendar's marks must be refreshed after it.
+        const QList<QPair<int, bool>> steps{{0, false}, {1, true}, {3599, false}, {-1, false}, {-3599, true}};
+        TreeModel model(false);
+        QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
+        QSignalSpy label(&model, &TreeModel::setTotalTimeText);
+        for (const auto& [delta, signalled] : steps) {
+            zero.clear();
+            model.updateTotalTime(delta);
+            QVERIFY2(zero.count() == (signalled ? 1 : 0), qPrintable(label.last().at(0).toString()));
+        }
+        QCOMPARE(label.count(), steps.size());
+        QCOMPARE(label.last().at(0).toString(), QStringLiteral("0 s"));
+    }
+
+    void selectionHelpersRolesAndIcons()
+    {
+        addStandardDay();
+        QPixmap red(16, 16);
+        red.fill(Qt::red);
+        const QIcon editorIcon(red);
+        QStringList asked;
+        TreeModel model(false);
+        model.setIconProvider([&](const QString& path) {
+            asked << path;
+            return path == kEditorPath ? editorIcon : QIcon();
+        });
+        model.initTree(kDay, 0);
+        model.setGroupByHour(true);
+        model.refreshTree();
+        QVERIFY(!model.data(model.findItemIndex("hour", "hour", "9"), Qt::DecorationRole).value<QIcon>().isNull());
+        model.setGroupByHour(false);
+        model.refreshTree();
+        // Each path is asked once, whatever the rebuilds; without an icon of its own an application gets the
+        // generic one.
+        asked.sort();
+        QCOMPARE(asked, (QStringList{"/usr/bin/term", kEditorPath, "verrin://idle"}));
+        const QModelIndex editorNode = model.findItemIndex("app", "app_path", kEditorPath);
+        const QModelIndex terminalNode = model.findItemIndex("app", "app_path", "/usr/bin/term");
+        QCOMPARE(model.data(editorNode, Qt::DecorationRole).value<QIcon>().cacheKey(), editorIcon.cacheKey());
+        QVERIFY(!model.data(terminalNode, Qt::DecorationRole).value<QIcon>().isNull());
+        QVERIFY(!model.data(terminalNode.siblingAtColumn(1), Qt::DecorationRole).isValid());
+
+        const QModelIndex notes = model.findItemIndex("entry", "title", "notes.txt", editorNode);
+        const QModelIndex quote = model.findItemIndex("entry", "title", "it's a quote", terminalNode);
+        // Entry times are grey and right-aligned; summed times are not grey; entries drag but never edit.
+        QCOMPARE(model.data(notes.siblingAtColumn(1), Qt::ForegroundRole).value<QBrush>().color(),
+                 QColor(127, 127, 127));
+        QVERIFY(!model.data(editorNode.siblingAtColumn(1), Qt::ForegroundRole).isValid());
+        QCOMPARE(model.data(notes.siblingAtColumn(1), Qt::TextAlignmentRole).toInt(), int(Qt::AlignRight));
+        QVERIFY((model.flags(notes) & (Qt::ItemIsDragEnabled | Qt::ItemIsEditable)) == Qt::ItemIsDragEnabled);
+        QVERIFY(!model.setData(notes, "x", Qt::DisplayRole));
+
+        // A selected application adds nothing itself until the view widens the selection; a row counts once.
+        const QModelIndexList rows{notes, notes.siblingAtColumn(1), terminalNode, quote};
+        QCOMPARE(model.getTimeForSelection({editorNode}), 0);
+        QCOMPARE(model.getTimeForSelection(rows), 170);
+        QStringList ids = model.getEntriesIdsForSelection(rows);
+        ids.sort();
+        QCOMPARE(ids, (QStringList{"1", "2", "5"}));
+        QCOMPARE(model.extractEntriesFromSelection(rows), (QModelIndexList{notes, quote}));
+        QCOMPARE(model.extractAppIdsFromSelection(rows), (QList<int>{editor, terminal}));
+        QCOMPARE(model.extractAppNamesFromSelection({quote, terminalNode, notes}), (QStringList{"Terminal", "Editor"}));
+        QCOMPARE(model.countItemsInSelectionMatching(rows, "type", "entry"), 2);
+
+        // A sort tells the views before and after, and moves kept indexes with their rows.
+        const QPersistentModelIndex kept(quote.siblingAtColumn(1));
+        QSignalSpy starting(&model, &TreeModel::sortStarting);
+        QSignalSpy collapse(&model, &TreeModel::collapseAll);
+        QSignalSpy done(&model, &TreeModel::sortDone);
+        QCOMPARE(kept.row(), 1); // built after "make test"
+        model.sort(0, Qt::AscendingOrder);
+        QCOMPARE(starting.count() + collapse.count() + done.count(), 3);
+        QCOMPARE(kept.data().toString(), QStringLiteral("1 m 40 s"));
+        QCOMPARE(kept.row(), 0);
+        QCOMPARE(kept.parent().row(), 2); // after Away Time and Editor
+        QCOMPARE(kept.parent().data().toString(), QStringLiteral("Terminal"));
+        // Another day, and a sort, keep the date shown.
+        model.setDisplayedDate(kDay.addDays(1));
+        model.refreshTree();
+        QCOMPARE(DayFixture::outline(model.root()), QStringLiteral("Editor=30[tomorrow=30#8]"));
+        model.sort(1, Qt::DescendingOrder);
+        QCOMPARE(model.getDisplayedDate(), kDay.addDays(1));
     }
 
     void linkedTreeGroupsAndNames_data()
@@ -300,9 +375,8 @@ private slots:
         QCOMPARE(DayFixture::outline(model.root()), expected);
         QVERIFY(consistent(model.root()));
         QCOMPARE(model.getTotalTime(), 420);
-        const QModelIndex project = model.index(0, 0);
-        QCOMPARE(model.hiddenData(project, "type").toString(), QStringLiteral("project"));
-        QCOMPARE(model.hiddenData(project, "id").toString(), QStringLiteral("10"));
+        QCOMPARE(model.hiddenData(model.index(0, 0), "type").toString(), QStringLiteral("project"));
+        QCOMPARE(model.hiddenData(model.index(0, 0), "id").toString(), QStringLiteral("10"));
         QVERIFY(model.findTaskItem("31"));
     }
 
@@ -317,20 +391,17 @@ private slots:
         QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
         model.initTree(kDay, 0);
         QSignalSpy expand(&model, &TreeModel::expandNode);
-
-        const auto entry = [&](int appId, const QString& path, const QString& title, const QString& start,
-                               const QString& end) {
-            const int id = DayFixture::addEntry(appId, title, start, end);
-            return QVariantMap{{"id", id},       {"application_id", appId}, {"app_path", path}, {"app_name", "Editor"},
-                               {"title", title}, {"start_time", start},     {"end_time", end}};
-        };
-        const QVariantMap a = entry(editor, "/e", "logo.svg", "2026-11-15 09:00:00", "2026-11-15 09:01:00");
-        const QVariantMap b = entry(editor, "/e", "logo.svg", "2026-11-15 10:00:00", "2026-11-15 10:00:30");
-        const QVariantMap other = entry(editor, "/e", "logo.svg", "2026-11-14 10:00:00", "2026-11-14 10:00:30");
-        for (const QVariantMap& row : {a, b, other}) {
-            DayFixture::link(row.value("id").toInt(), 30, 10, 20);
+        QList<QVariantMap> batch;
+        for (const auto& [start, end] : {std::pair{"2026-11-15 09:00:00", "2026-11-15 09:01:00"},
+                                         {"2026-11-15 10:00:00", "2026-11-15 10:00:30"},
+                                         {"2026-11-14 10:00:00", "2026-11-14 10:00:30"}}) {
+            const int id = DayFixture::addEntry(editor, "logo.svg", start, end);
+            DayFixture::link(id, 30, 10, 20);
+            QVariantMap row{{"id", id}, {"application_id", editor}, {"app_path", "/e"}, {"app_name", "Editor"}};
+            row.insert({{"title", "logo.svg"}, {"start_time", start}, {"end_time", end}});
+            batch << row;
         }
-        model.addLinkedTimeBatch({a, b, other}, "30");
+        model.addLinkedTimeBatch(batch, "30");
         model.addLinkedTimeBatch({}, "30");
         const int c = DayFixture::addEntry(editor, "palette", "2026-11-15 11:00:00", "2026-11-15 11:00:10");
         DayFixture::link(c, 31, 10, 20);
@@ -338,18 +409,17 @@ private slots:
         const QString expected = QStringLiteral("Website=100[Design=100[Colours=10[Editor=10[palette=10#%1]]; "
                                                 "Logo=90[Editor=90[logo.svg=90#%2,%3]]]]")
                                      .arg(c)
-                                     .arg(a.value("id").toInt())
-                                     .arg(b.value("id").toInt());
+                                     .arg(batch[0].value("id").toInt())
+                                     .arg(batch[1].value("id").toInt());
         QCOMPARE(DayFixture::outline(model.root()), expected);
         QVERIFY(consistent(model.root()));
         QCOMPARE(model.getTotalTime(), 100);
         QVERIFY(expand.count() >= 5);
-        // The unlinked model refuses linked additions.
+        // The unlinked model refuses linked additions; a rebuild of the linked one agrees.
         TreeModel unlinked(false);
         unlinked.initTree(kDay, 0);
         unlinked.addLinkedTime(c, "31");
         QCOMPARE(unlinked.rowCount(), 0);
-        // A rebuild from the database agrees (the database has the link columns).
         model.refreshTree();
         QCOMPARE(DayFixture::outline(model.root()), expected);
     }
@@ -359,20 +429,20 @@ private slots:
         CatalogueMaps& maps = Registry::instance()->editCatalogueMaps();
         maps.taskParentProjects = QVariantMap{{"30", "10"}};
         maps.taskParentTasklists = QVariantMap{{"30", "20"}};
-        const int before = DayFixture::addEntry(editor, "t", "2026-11-15 08:00:00", "2026-11-15 08:02:00");
-        DayFixture::link(before, 30, 10, 20);
+        const auto linkedEntry = [this](const QString& start, const QString& end) {
+            const int id = DayFixture::addEntry(editor, "t", start, end);
+            DayFixture::link(id, 30, 10, 20);
+            return id;
+        };
+        linkedEntry("2026-11-15 08:00:00", "2026-11-15 08:02:00");
         TreeModel model(true);
         model.initTree(kDay, 300);
         QCOMPARE(model.rowCount(), 0);
-        const int id = DayFixture::addEntry(editor, "t", "2026-11-15 09:00:00", "2026-11-15 09:01:00");
-        DayFixture::link(id, 30, 10, 20);
         QTest::ignoreMessage(QtDebugMsg, "existing time:  180  is still under limit:  300");
-        model.addLinkedTime(id, "30");
+        model.addLinkedTime(linkedEntry("2026-11-15 09:00:00", "2026-11-15 09:01:00"), "30");
         QCOMPARE(model.rowCount(), 0);
         // Three more minutes: the title crosses and comes in with both earlier pieces.
-        const int third = DayFixture::addEntry(editor, "t", "2026-11-15 10:00:00", "2026-11-15 10:03:00");
-        DayFixture::link(third, 30, 10, 20);
-        model.addLinkedTime(third, "30");
+        model.addLinkedTime(linkedEntry("2026-11-15 10:00:00", "2026-11-15 10:03:00"), "30");
         QCOMPARE(model.getTotalTime(), 360);
         QVERIFY(consistent(model.root()));
     }
@@ -404,23 +474,20 @@ private slots:
         const QString text = DayReport::render(kDay, DayReport::Format::Text, &error);
         QVERIFY2(error.isEmpty(), qPrintable(error));
         QVERIFY(text.startsWith("VerrinPlus day report: 2026-11-15\n\nEntries not linked with Verrin: 4 m 50 s\n"));
-        QVERIFY(text.contains("\n  Editor  3 m 10 s\n"));
-        QVERIFY(text.contains("\n    notes.txt  1 m 10 s\n"));
+        QVERIFY(text.contains("\n  Editor  3 m 10 s\n    notes.txt  1 m 10 s\n"));
         // Linked rows without stored names and no catalogue: nameless project, task list and task.
         QVERIFY(text.endsWith("\nEntries linked with Verrin: 10 m 0 s\n  (unnamed)  10 m 0 s\n    (unnamed)  10 m 0 s\n"
                               "      (unnamed)  10 m 0 s\n        Editor  10 m 0 s\n          linked one  10 m 0 s\n"));
-        QVERIFY(!text.contains("Lunch"));
-        QVERIFY(!text.contains("draft"));
+        QVERIFY(!text.contains("Lunch") && !text.contains("draft"));
 
         const QJsonObject json =
             QJsonDocument::fromJson(DayReport::render(kDay, DayReport::Format::Json, &error).toUtf8()).object();
-        QCOMPARE(json.value("date").toString(), QStringLiteral("2026-11-15"));
-        QCOMPARE(json.value("unlinked").toObject().value("total_seconds").toInt(), 290);
-        QCOMPARE(json.value("linked").toObject().value("total_seconds").toInt(), 600);
-        const QJsonArray linkedNodes = json.value("linked").toObject().value("nodes").toArray();
-        QCOMPARE(linkedNodes.size(), 1);
-        QCOMPARE(linkedNodes.at(0).toObject().value("type").toString(), QStringLiteral("project"));
-        QCOMPARE(linkedNodes.at(0).toObject().value("id").toString(), QStringLiteral("10"));
+        QCOMPARE(json["date"].toString(), QStringLiteral("2026-11-15"));
+        QCOMPARE(json["unlinked"]["total_seconds"].toInt(), 290);
+        QCOMPARE(json["linked"]["total_seconds"].toInt(), 600);
+        QCOMPARE(json["linked"]["nodes"].toArray().size(), 1);
+        QCOMPARE(json["linked"]["nodes"][0]["type"].toString(), QStringLiteral("project"));
+        QCOMPARE(json["linked"]["nodes"][0]["id"].toString(), QStringLiteral("10"));
 
         const QStringList csv =
             DayReport::render(kDay, DayReport::Format::Csv, &error).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
@@ -486,40 +553,46 @@ private slots:
         QCOMPARE(sum, qint64(2872));
     }
 
-    void iconsComeFromTheProviderOncePerPath()
+    // The days the calendar marks: unlinked time of applications that are not excluded.
+    void calendarMarksOnlyUnlinkedTimeOfShownApplications()
     {
-        addStandardDay();
-        QPixmap red(16, 16);
-        red.fill(Qt::red);
-        const QIcon editorIcon(red);
-        QStringList asked;
-        TreeModel model(false);
-        model.setIconProvider([&](const QString& path) {
-            asked << path;
-            return path.endsWith(QLatin1String("editor.desktop")) ? editorIcon : QIcon();
-        });
-        model.setGroupByHour(true);
-        model.initTree(kDay, 0);
-        model.refreshTree();
-        asked.sort();
-        QCOMPARE(asked, (QStringList{"/usr/bin/term", "/usr/share/applications/editor.desktop", "verrin://idle"}));
-        const QModelIndex hour = model.findItemIndex("hour", "hour", "9");
-        QVERIFY(!model.data(hour, Qt::DecorationRole).value<QIcon>().isNull());
-        const QModelIndex editorNode = model.findItemIndex("app", "app_path", "/usr/share/applications/editor.desktop");
-        QCOMPARE(model.data(editorNode, Qt::DecorationRole).value<QIcon>().cacheKey(), editorIcon.cacheKey());
-        // Without an icon of its own an application gets the generic one.
-        const QModelIndex terminalNode = model.findItemIndex("app", "app_path", "/usr/bin/term");
-        QVERIFY(!model.data(terminalNode, Qt::DecorationRole).value<QIcon>().isNull());
-        QVERIFY(!model.data(terminalNode.siblingAtColumn(1), Qt::DecorationRole).isValid());
+        const int excluded = DayFixture::addApp("/it's \"excluded\"", "Excluded");
+        DayFixture::addEntry(editor, "a", "2026-11-02 09:00:00", "2026-11-02 09:01:00");
+        DayFixture::addEntry(excluded, "b", "2026-11-03 09:00:00", "2026-11-03 09:01:00");
+        const int linked = DayFixture::addEntry(editor, "c", "2026-11-04 09:00:00", "2026-11-04 09:01:00");
+        DayFixture::link(linked, 1, 2, 3);
+        DayFixture::addEntry(editor, "d", "2026-11-05 23:59:59", "2026-11-06 00:30:00");
+        DayFixture::addEntry(terminal, "f", "2026-11-07 00:00:00", "2026-11-07 00:00:10");
+        DayFixture::addEntry(editor, "e", "2026-12-01 00:00:00", "2026-12-01 00:00:10");
+        Registry::instance()->setIgnoredApps(QStringList{"/it's \"excluded\"", "/usr/bin/term"});
+        QCOMPARE(CalendarDays::daysWithUnlinkedTime(QDate(2026, 11, 1), QDate(2026, 11, 30)),
+                 (QList<QDate>{QDate(2026, 11, 2), QDate(2026, 11, 5)}));
+        QCOMPARE(CalendarDays::daysWithUnlinkedTime(QDate(2026, 11, 3), QDate(2026, 12, 1), {"/usr/bin/term"}),
+                 (QList<QDate>{QDate(2026, 11, 3), QDate(2026, 11, 5), QDate(2026, 12, 1)}));
+        QVERIFY(CalendarDays::daysWithUnlinkedTime(QDate(2026, 11, 30), QDate(2026, 11, 1), {}).isEmpty());
+    }
+
+    void calendarRangeCoversSixWeeks()
+    {
+        // Whatever the first day of the week: six days before the 1st, six weeks from the first row.
+        for (int month = 1; month <= 12; ++month) {
+            QDate from;
+            QDate to;
+            CalendarDays::shownRange(2027, month, &from, &to);
+            const QDate first(2027, month, 1);
+            QVERIFY(from <= first.addDays(-6));
+            QVERIFY(to >= first.addDays(-6 + 41));
+        }
     }
 
 private:
     // Announces a row to the model as the recorder does after writing it.
     void announce(TreeModel& model, int appId, int id, const QString& title, const QString& start, const QString& end)
     {
-        const QString path = appId == terminal ? "/usr/bin/term" : "/usr/share/applications/editor.desktop";
+        const QString path = appId == terminal ? "/usr/bin/term" : kEditorPath;
         const QString name = appId == terminal ? "Terminal" : "Editor";
-        model.addTime(at(start), at(end), AppStruct{name, path, name, title, QIcon()}, appId, id);
+        model.addTime(util::sql_to_datetime(start), util::sql_to_datetime(end),
+                      AppStruct{name, path, name, title, QIcon()}, appId, id);
     }
 
     int record(TreeModel& model, int appId, const QString& title, const QString& start, const QString& end)

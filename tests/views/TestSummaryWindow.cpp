@@ -18,7 +18,7 @@ private:
 
     static QStringList tableRows(SummaryWindow& window)
     {
-        auto* table = window.findChild<QTableWidget*>(QStringLiteral("tableTotals"));
+        auto* table = window.findChild<QTableWidget*>("tableTotals");
         QStringList rows;
         for (int r = 0; r < table->rowCount(); ++r) {
             QStringList cells;
@@ -33,7 +33,7 @@ private:
     // Picks a choice of one of the window's combo boxes as a click would.
     static void choose(SummaryWindow& window, const char* name, int index)
     {
-        auto* box = window.findChild<QComboBox*>(QLatin1String(name));
+        auto* box = window.findChild<QComboBox*>(name);
         box->setCurrentIndex(index);
         emit box->activated(index);
     }
@@ -42,12 +42,12 @@ private slots:
     void init()
     {
         QVERIFY(fixture.open());
-        const int editor = DayFixture::addApp(QStringLiteral("/usr/bin/editor"), QStringLiteral("Editor"));
-        const int mail = DayFixture::addApp(QStringLiteral("/usr/bin/mail"), QStringLiteral("Mail"));
+        const int editor = DayFixture::addApp("/usr/bin/editor", "Editor");
+        const int mail = DayFixture::addApp("/usr/bin/mail", "Mail");
         // Monday 16 and Sunday 22 November 2026 are one week; the 23rd starts the next.
         DayFixture::addEntry(editor, "plan", "2026-11-16 09:00:00", "2026-11-16 10:00:00");
         const int linked = DayFixture::addEntry(editor, "plan", "2026-11-22 23:30:00", "2026-11-23 00:30:00");
-        DayFixture::link(linked, 7, 1, 2, QStringLiteral("Design"), QStringLiteral("Shop"), QStringLiteral("UI"));
+        DayFixture::link(linked, 7, 1, 2, "Design", "Shop", "UI");
         DayFixture::addEntry(mail, "inbox", "2026-11-17 08:00:00", "2026-11-17 08:30:00");
         DayFixture::addEntry(mail, "inbox", "2026-11-23 08:00:00", "2026-11-23 08:10:00");
     }
@@ -64,7 +64,7 @@ private slots:
                  (QStringList{"Editor|2 h 0 m 0 s|1 h 0 m 0 s|1 h 0 m 0 s|50 %", "Mail|30 m 0 s|0 s|30 m 0 s|0 %",
                               "Total|2 h 30 m 0 s|1 h 0 m 0 s|1 h 30 m 0 s|40 %"}));
 
-        window.findChild<QPushButton*>(QStringLiteral("btnNext"))->click();
+        window.findChild<QPushButton*>("btnNext")->click();
         QCOMPARE(window.firstDay(), QDate(2026, 11, 23));
         QCOMPARE(tableRows(window), (QStringList{"Mail|10 m 0 s|0 s|10 m 0 s|0 %", "Total|10 m 0 s|0 s|10 m 0 s|0 %"}));
 
@@ -72,7 +72,7 @@ private slots:
         QCOMPARE(window.firstDay(), QDate(2026, 11, 1));
         QCOMPARE(window.lastDay(), QDate(2026, 11, 30));
         QCOMPARE(tableRows(window).last(), QStringLiteral("Total|2 h 40 m 0 s|1 h 0 m 0 s|1 h 40 m 0 s|37 %"));
-        window.findChild<QPushButton*>(QStringLiteral("btnPrevious"))->click();
+        window.findChild<QPushButton*>("btnPrevious")->click();
         QCOMPARE(window.firstDay(), QDate(2026, 10, 1));
         QCOMPARE(tableRows(window), QStringList{"Total|0 s|0 s|0 s|"});
     }
@@ -95,13 +95,13 @@ private slots:
             }
             return height;
         };
-        const int monday = barHeight(0, QStringLiteral("Editor"));
+        const int monday = barHeight(0, "Editor");
         QVERIFY2(monday > 50, qPrintable(QString::number(monday)));
         // Half an hour of mail on Tuesday is half the hour of Monday; the hour that ran past midnight
         // stands on the Sunday it started; the days between are empty.
-        QVERIFY(qAbs(2 * barHeight(1, QStringLiteral("Mail")) - monday) <= 2);
-        QCOMPARE(barHeight(6, QStringLiteral("Editor")), monday);
-        QCOMPARE(barHeight(2, QStringLiteral("Editor")) + barHeight(2, QStringLiteral("Mail")), 0);
+        QVERIFY(qAbs(2 * barHeight(1, "Mail") - monday) <= 2);
+        QCOMPARE(barHeight(6, "Editor"), monday);
+        QCOMPARE(barHeight(2, "Editor") + barHeight(2, "Mail"), 0);
     }
 
     void byTaskAndExport()

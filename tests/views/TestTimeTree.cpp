@@ -3,6 +3,7 @@
 #include "TestKit.h"
 #include "store/util.h"
 #include "views/TimeTree.h"
+#include "views/TimestampsDialog.h"
 
 #include <QAction>
 #include <QApplication>
@@ -10,6 +11,7 @@
 #include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QHelpEvent>
+#include <QLabel>
 #include <QMenu>
 #include <QToolTip>
 
@@ -80,98 +82,66 @@ private slots:
         fixture.close();
     }
 
-    void deleteQuestionTexts_data()
-    {
-        QTest::addColumn<int>("count");
-        QTest::addColumn<int>("seconds");
-        QTest::addColumn<int>("apps");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("one entry") << 1 << 123 << 1
-                                   << "Are you sure you want to delete selected entry?\n\nTime: 2 m 3 s\n\n"
-                                      "Entry is from this application:\n    App 1";
-        QTest::newRow("two applications") << 3 << 3600 << 2
-                                          << "Are you sure you want to delete these 3 entries from 2 applications?\n\n"
-                                             "Cumulated time: 1 h 0 m 0 s\n\nEntries are from these applications:\n"
-                                             "    App 1\n    App 2";
-        QString eleven =
-            "Are you sure you want to delete these 11 entries from 11 applications?\n\nCumulated time: 11 s\n\n"
-            "Entries are from these applications:\n    App 1";
-        for (int i = 2; i <= 10; ++i) {
-            eleven += QStringLiteral("\n    App %1").arg(i);
-        }
-        eleven += "\n    (1 more)";
-        QTest::newRow("eleven applications: ten names, then the rest counted") << 11 << 11 << 11 << eleven;
-    }
-
     void deleteQuestionTexts()
     {
-        QFETCH(int, count);
-        QFETCH(int, seconds);
-        QFETCH(int, apps);
-        QFETCH(QString, expected);
-        QStringList appNames;
-        for (int i = 1; i <= apps; ++i) {
-            appNames << QStringLiteral("App %1").arg(i);
-        }
-        QCOMPARE(TimeTree::deleteQuestion(count, seconds, appNames), expected);
+        const QStringList apps{"App 1", "App 2", "App 3", "App 4",  "App 5", "App 6",
+                               "App 7", "App 8", "App 9", "App 10", "App 11"};
+        QCOMPARE(TimeTree::deleteQuestion(1, 123, apps.mid(0, 1)),
+                 "Are you sure you want to delete selected entry?\n\nTime: 2 m 3 s\n\nEntry is from this application:\n"
+                 "    App 1");
+        QCOMPARE(
+            TimeTree::deleteQuestion(3, 3600, apps.mid(0, 2)),
+            "Are you sure you want to delete these 3 entries from 2 applications?\n\nCumulated time: 1 h 0 m 0 s\n\n"
+            "Entries are from these applications:\n    App 1\n    App 2");
+        // Ten names, then the rest counted.
+        QVERIFY(!TimeTree::deleteQuestion(10, 10, apps.mid(0, 10)).contains("more"));
+        const QString eleven = TimeTree::deleteQuestion(11, 11, apps);
+        QVERIFY2(eleven.startsWith("Are you sure you want to delete these 11 entries from 11 applications?\n\n"
+                                   "Cumulated time: 11 s\n\n") &&
+                     eleven.endsWith("\n    App 9\n    App 10\n    (1 more)") && !eleven.contains("App 11"),
+                 qPrintable(eleven));
+    }
+
+    void deletingAnApplicationRemovesItsEntries_data()
+    {
+        QTest::addColumn<QString>("selected"); // an application's path, or an hour
+        QTest::addColumn<bool>("yes");
+        QTest::addColumn<int>("questions");
+        QTest::newRow("an application, yes") << "/e" << true << 1;
+        QTest::newRow("an application, no") << "/s" << false << 1;
+        // An hour node is not widened to its entries: nothing to delete, nothing asked.
+        QTest::newRow("an hour") << "9" << true << 0;
     }
 
     void deletingAnApplicationRemovesItsEntries()
     {
-        const QModelIndex editorNode = appAt("/e");
+        QFETCH(QString, selected);
+        QFETCH(bool, yes);
+        QFETCH(int, questions);
+        if (!selected.startsWith('/')) {
+            model->setGroupByHour(true);
+            model->refreshTree();
+        }
+        select({selected.startsWith('/') ? appAt(selected) : model->findItemIndex("hour", "hour", selected)});
+        prompter.answers.enqueue(yes);
         const int before = model->getTotalTime();
-        select({editorNode});
-        prompter.answers.enqueue(true);
         QSignalSpy totals(model.get(), &TreeModel::setTotalTimeText);
         view->onMenuDelete();
-        QCOMPARE(prompter.calls.size(), 1);
-        QCOMPARE(prompter.calls.first().title, QStringLiteral("Confirm delete"));
-        QVERIFY(prompter.calls.first().defaultYes);
-        QVERIFY(
-            prompter.calls.first().text.startsWith("Are you sure you want to delete these 2 entries?\n\n"
-                                                   "Cumulated time: 3 m 13 s\n\nEntries are from this application:\n"
-                                                   "    Editor"));
-        QVERIFY(!appAt("/e").isValid());
-        QCOMPARE(model->getTotalTime(), before - 193);
-        QCOMPARE(totals.last().at(0).toString(), util::format_time(before - 193));
-        QCOMPARE(countEntries(), 2);
-    }
-
-    void answeringNoOrSelectingAnHourDeletesNothing()
-    {
-        select({appAt("/s")});
-        prompter.answers.enqueue(false);
-        view->onMenuDelete();
-        QCOMPARE(prompter.calls.size(), 1);
-        QCOMPARE(countEntries(), 5);
-        QVERIFY(appAt("/s").isValid());
-
-        // An hour node is not widened to its entries: nothing to delete, nothing asked.
-        model->setGroupByHour(true);
-        model->refreshTree();
-        select({model->findItemIndex("hour", "hour", "9")});
-        view->onMenuDelete();
-        QCOMPARE(prompter.calls.size(), 1);
-        QCOMPARE(countEntries(), 5);
-    }
-
-    void menuFollowsTheNodeType()
-    {
-        const QModelIndex editorNode = appAt("/e");
-        const QModelIndex entry = model->index(0, 0, editorNode);
-        const QModelIndex awayEntry = model->index(0, 0, appAt("verrin://idle"));
-        QCOMPARE(names(view->menuActions(editorNode)),
-                 (QStringList{"Link", "Delete", "-", "RuleFromApp", "Exclude", "-", "Details", "CopyTitle", "-",
-                              "ExpandAll", "CollapseAll"}));
-        QCOMPARE(names(view->menuActions(entry)), kEntryMenu);
-        QCOMPARE(names(view->menuActions(awayEntry)).mid(0, 3), (QStringList{"EditDescription", "-", "Link"}));
-        QCOMPARE(names(view->menuActions(QModelIndex())), (QStringList{"ExpandAll", "CollapseAll"}));
-        QVERIFY(!view->action("actionLink")->isEnabled());
-        Registry::instance()->setLoggedIn(true);
-        view->menuActions(entry);
-        QVERIFY(view->action("actionLink")->isEnabled());
-        QCOMPARE(view->action("actionDelete")->shortcut(), QKeySequence("Delete"));
-        QCOMPARE(view->action("actionLink")->shortcutContext(), Qt::WidgetShortcut);
+        QCOMPARE(prompter.calls.size(), questions);
+        const bool deleted = yes && questions;
+        QCOMPARE(countEntries(), deleted ? 2 : 5);
+        if (deleted) {
+            QCOMPARE(prompter.calls.first().title, QStringLiteral("Confirm delete"));
+            QVERIFY(prompter.calls.first().defaultYes);
+            QVERIFY(prompter.calls.first().text.startsWith(
+                "Are you sure you want to delete these 2 entries?\n\nCumulated time: 3 m 13 s\n\n"
+                "Entries are from this application:\n    Editor"));
+            QVERIFY(!appAt("/e").isValid());
+            QCOMPARE(model->getTotalTime(), before - 193);
+            QCOMPARE(totals.last().at(0).toString(), util::format_time(before - 193));
+        } else {
+            QCOMPARE(model->getTotalTime(), before);
+        }
     }
 
     void linkingHandsTheEntriesOnAndRemovesThem_data()
@@ -307,39 +277,50 @@ private slots:
     {
         QTest::addColumn<QString>("row"); // title or application under the pointer; empty for blank space
         QTest::addColumn<QStringList>("menu");
-        QTest::addColumn<QString>("ruleTitle"); // what "Create Rule from Entry" then acts on
-        QTest::newRow("empty space") << QString() << QStringList{"ExpandAll", "CollapseAll"} << QString();
-        QTest::newRow("another entry") << "plan" << kEntryMenu << "plan";
-        QTest::newRow("the current entry") << "make" << kEntryMenu << "make";
+        QTest::newRow("empty space") << QString() << QStringList{"ExpandAll", "CollapseAll"};
+        QTest::newRow("another entry") << "plan" << kEntryMenu;
+        QTest::newRow("the current entry") << "make" << kEntryMenu;
+        QTest::newRow("an application") << "Editor"
+                                        << QStringList{"Link",    "Delete",    "-", "RuleFromApp", "Exclude",    "-",
+                                                       "Details", "CopyTitle", "-", "ExpandAll",   "CollapseAll"};
+        QTest::newRow("away time") << "Lunch" << QStringList{"EditDescription", "-"} + kEntryMenu;
     }
 
     void menuActsOnTheRowUnderThePointer()
     {
         QFETCH(QString, row);
         QFETCH(QStringList, menu);
-        QFETCH(QString, ruleTitle);
         showView(500, 600);
         const QModelIndex make = model->index(0, 0, appAt("/s"));
         select({make});
         QPoint where(20, view->viewport()->height() - 5);
+        const QModelIndexList targets = model->match(model->index(0, 0), Qt::DisplayRole, row, 1, Qt::MatchRecursive);
         if (!row.isEmpty()) {
-            const QModelIndex target = model->findItemIndex("entry", "title", row);
-            QVERIFY(target.isValid());
-            where = view->visualRect(target).center();
+            QCOMPARE(targets.size(), 1);
+            where = view->visualRect(targets.first()).center();
         }
         QContextMenuEvent event(QContextMenuEvent::Mouse, where, view->viewport()->mapToGlobal(where));
         QApplication::sendEvent(view->viewport(), &event);
         QCOMPARE(view->shown, menu);
-        if (ruleTitle.isEmpty()) {
+        if (row.isEmpty()) {
             // Nothing under the pointer: the earlier row stays as it was and the menu offers nothing for it.
             QCOMPARE(view->currentIndex(), make);
-        } else {
-            QSignalSpy fromEntry(view.get(), &TimeTree::signalCreateRuleFromEntry);
-            view->action("actionRuleFromEntry")->trigger();
-            QCOMPARE(fromEntry.size(), 1);
-            QCOMPARE(fromEntry.first().at(1).toString(), ruleTitle);
-            QCOMPARE(view->selectionModel()->selectedRows(), QModelIndexList{view->currentIndex()});
+            return;
         }
+        QCOMPARE(view->selectionModel()->selectedRows(), targets);
+        QSignalSpy fromEntry(view.get(), &TimeTree::signalCreateRuleFromEntry);
+        view->action("actionRuleFromEntry")->trigger();
+        QCOMPARE(fromEntry.size(), menu.contains("RuleFromEntry") ? 1 : 0);
+        if (!fromEntry.isEmpty()) {
+            QCOMPARE(fromEntry.first().at(1).toString(), row);
+        }
+        // Linking needs a signed-in user; the keys act on the tree only.
+        QVERIFY(!view->action("actionLink")->isEnabled());
+        Registry::instance()->setLoggedIn(true);
+        view->menuActions(targets.first());
+        QVERIFY(view->action("actionLink")->isEnabled());
+        QCOMPARE(view->action("actionDelete")->shortcut(), QKeySequence("Delete"));
+        QCOMPARE(view->action("actionLink")->shortcutContext(), Qt::WidgetShortcut);
     }
 
     void headerClicksSortKeepingOpenNodes()
@@ -369,6 +350,7 @@ private slots:
         QCOMPARE(childNames(appAt("/e")), (QStringList{"notes", "plan"}));
         clickHeader(1);
         QCOMPARE(childNames(QModelIndex()), (QStringList{"zeta tool", "Shell", "Editor", "Away Time"}));
+        QCOMPARE(childNames(appAt("/z")), (QStringList{"gamma", "Beta", "alpha"}));
         QVERIFY(view->isExpanded(appAt("/z")));
         QVERIFY(!view->isExpanded(appAt("/e")));
 
@@ -412,6 +394,56 @@ private slots:
             QVERIFY2(QToolTip::text().contains(title.toHtmlEscaped()), qPrintable(QToolTip::text()));
         }
         QToolTip::hideText();
+    }
+
+    // The intervals behind a node, with titles and paths that hold quotes.
+    void timestampsListTheIntervalsOfANode_data()
+    {
+        QTest::addColumn<QString>("title"); // empty: the application node
+        QTest::addColumn<QStringList>("rows");
+        const QString quoted = "it's \"done\"";
+        const QString twoLines = QStringLiteral("two \u23CE lines|14:00:00|14:00:01|1 s");
+        QTest::newRow("an entry whose title holds quotes")
+            << quoted << QStringList{quoted + "|09:00:00|09:01:00|1 m 0 s", quoted + "|23:59:00|00:01:05|2 m 5 s"};
+        QTest::newRow("an application: every title")
+            << QString()
+            << QStringList{quoted + "|09:00:00|09:01:00|1 m 0 s", "other|10:00:00|10:00:05|5 s", twoLines,
+                           quoted + "|23:59:00|00:01:05|2 m 5 s"};
+        QTest::newRow("a title with a line break shows it as a mark") << "two\nlines" << QStringList{twoLines};
+        QTest::newRow("nothing of that title") << "missing" << QStringList{};
+    }
+
+    void timestampsListTheIntervalsOfANode()
+    {
+        QFETCH(QString, title);
+        QFETCH(QStringList, rows);
+        const int app = DayFixture::addApp("/it's/app", "App");
+        const QString quoted = "it's \"done\"";
+        DayFixture::addEntry(app, quoted, "2026-11-15 23:59:00", "2026-11-16 00:01:05");
+        DayFixture::addEntry(app, quoted, "2026-11-15 09:00:00", "2026-11-15 09:01:00");
+        DayFixture::addEntry(app, "other", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
+        DayFixture::addEntry(app, "two\nlines", "2026-11-15 14:00:00", "2026-11-15 14:00:01");
+        DayFixture::addEntry(editor, quoted, "2026-11-15 11:00:00", "2026-11-15 11:00:05");
+        DayFixture::addEntry(app, quoted, "2026-11-16 09:00:00", "2026-11-16 09:01:00");
+        const int linked = DayFixture::addEntry(app, quoted, "2026-11-15 12:00:00", "2026-11-15 12:01:00");
+        DayFixture::link(linked, 1, 2, 3);
+
+        TimestampsDialog dialog;
+        dialog.setDate(QDate(2026, 11, 15));
+        dialog.setAppPath("/it's/app");
+        dialog.setTitle(title);
+        dialog.PopulateData();
+        QStringList got;
+        const QAbstractItemModel* list = dialog.list()->model();
+        for (int row = 0; row < list->rowCount(); ++row) {
+            QStringList cells;
+            for (int column = 0; column < 4; ++column) {
+                cells << list->index(row, column).data().toString();
+            }
+            got << cells.join("|");
+        }
+        QCOMPARE(got, rows);
+        QVERIFY(!dialog.dateLabel()->text().isEmpty());
     }
 
 private:

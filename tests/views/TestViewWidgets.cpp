@@ -19,62 +19,37 @@ class TestViewWidgets : public QObject
     Q_OBJECT
 
 private slots:
-    void barLength_data()
+    void barLengthAndColour()
     {
-        QTest::addColumn<int>("time");
-        QTest::addColumn<int>("total");
-        QTest::addColumn<int>("width");
         // Cell 106 wide: 100 usable inside a 3 pixel margin.
-        QTest::newRow("all of the day") << 50 << 50 << 100;
-        QTest::newRow("a quarter") << 25 << 100 << 25;
-        QTest::newRow("nothing recorded") << 0 << 0 << 0;
-        QTest::newRow("no time of its own") << 0 << 60 << 0;
-    }
-
-    void barLength()
-    {
-        QFETCH(int, time);
-        QFETCH(int, total);
-        QFETCH(int, width);
-        const QRect bar = ListItemDelegate::barRect(QRect(0, 0, 106, 20), time, total);
-        QCOMPARE(bar.width(), width);
-        if (width > 0) {
-            QCOMPARE(bar.left(), 3);
-            QCOMPARE(bar.height(), 14);
+        const struct
+        {
+            int time, total, width;
+        } lengths[] = {{50, 50, 100}, {25, 100, 25}, {0, 0, 0}, {0, 60, 0}};
+        for (const auto& c : lengths) {
+            const QRect bar = ListItemDelegate::barRect(QRect(0, 0, 106, 20), c.time, c.total);
+            QCOMPARE(bar.width(), c.width);
+            QVERIFY(c.width == 0 || (bar.left() == 3 && bar.height() == 14));
         }
-    }
-
-    void barIsPaintedInTheTypeColour_data()
-    {
-        QTest::addColumn<QString>("type");
-        QTest::addColumn<QColor>("colour");
-        QTest::newRow("entry") << "entry" << QColor(207, 207, 207);
-        QTest::newRow("task") << "task" << QColor(0, 94, 94);
-        QTest::newRow("tasklist") << "tasklist" << QColor(37, 133, 184);
-        QTest::newRow("project") << "project" << QColor(166, 55, 78);
-        QTest::newRow("app") << "app" << QColor(0, 168, 0);
-        QTest::newRow("hour") << "hour" << QColor(0, 168, 0);
-    }
-
-    void barIsPaintedInTheTypeColour()
-    {
-        QFETCH(QString, type);
-        QFETCH(QColor, colour);
-        TreeModel model(false);
-        const QModelIndex node = model.appendRow({}, {"node", "1 m 0 s"});
-        model.setHiddenData(node, "type", type);
-        model.setHiddenData(node, "time", 60);
-        model.updateTotalTime(120);
-        QImage image(106, 20, QImage::Format_ARGB32);
-        image.fill(Qt::white);
-        QPainter painter(&image);
-        QStyleOptionViewItem option;
-        option.rect = QRect(0, 0, 106, 20);
-        ListItemDelegate delegate;
-        delegate.paint(&painter, option, node.siblingAtColumn(2));
-        painter.end();
-        QCOMPARE(image.pixelColor(10, 10), colour);
-        QCOMPARE(image.pixelColor(90, 10), QColor(Qt::white)); // half the day: half the bar
+        const QList<QPair<QString, QColor>> colours{
+            {"entry", QColor(207, 207, 207)}, {"task", QColor(0, 94, 94)}, {"tasklist", QColor(37, 133, 184)},
+            {"project", QColor(166, 55, 78)}, {"app", QColor(0, 168, 0)},  {"hour", QColor(0, 168, 0)}};
+        for (const auto& [type, colour] : colours) {
+            TreeModel model(false);
+            const QModelIndex node = model.appendRow({}, {"node", "1 m 0 s"});
+            model.setHiddenData(node, "type", type);
+            model.setHiddenData(node, "time", 60);
+            model.updateTotalTime(120);
+            QImage image(106, 20, QImage::Format_ARGB32);
+            image.fill(Qt::white);
+            QPainter painter(&image);
+            QStyleOptionViewItem option;
+            option.rect = QRect(0, 0, 106, 20);
+            ListItemDelegate().paint(&painter, option, node.siblingAtColumn(2));
+            painter.end();
+            QVERIFY2(image.pixelColor(10, 10) == colour, qPrintable(type));
+            QCOMPARE(image.pixelColor(90, 10), QColor(Qt::white)); // half the day: half the bar
+        }
     }
 
     void lineEditClearButton()
@@ -114,31 +89,24 @@ private slots:
         QVERIFY(calendar.isMarked(QDate(2026, 11, 3)));
     }
 
-    void questionDefaults_data()
-    {
-        QTest::addColumn<bool>("confirming");
-        QTest::newRow("plain question: No") << false;
-        QTest::newRow("confirming a chosen action: Yes") << true;
-    }
-
     void questionDefaults()
     {
-        QFETCH(bool, confirming);
+        // Enter on the real box answers with its default button: No for a plain question, Yes to confirm.
         MessageBoxPrompter prompter(nullptr);
-        bool defaultIsYes = !confirming;
-        // Enter on the real box answers with its default button.
-        onNextModal([&](QWidget* widget) {
-            auto* box = qobject_cast<QMessageBox*>(widget);
-            QVERIFY(box);
-            defaultIsYes = box->defaultButton() == box->button(QMessageBox::Yes);
-            QTest::keyClick(box, Qt::Key_Return);
-        });
-        const bool answer = confirming
-                                ? prompter.askDefaultYes(QStringLiteral("Confirm delete"), QStringLiteral("Sure?"))
-                                : prompter.ask(QStringLiteral("Question"), QStringLiteral("Sure?"));
-        cancelModalHandlers();
-        QCOMPARE(defaultIsYes, confirming);
-        QCOMPARE(answer, confirming);
+        for (bool confirming : {false, true}) {
+            bool defaultIsYes = !confirming;
+            onNextModal([&](QWidget* widget) {
+                auto* box = qobject_cast<QMessageBox*>(widget);
+                QVERIFY(box);
+                defaultIsYes = box->defaultButton() == box->button(QMessageBox::Yes);
+                QTest::keyClick(box, Qt::Key_Return);
+            });
+            const bool answer =
+                confirming ? prompter.askDefaultYes("Confirm delete", "Sure?") : prompter.ask("Question", "Sure?");
+            cancelModalHandlers();
+            QCOMPARE(defaultIsYes, confirming);
+            QCOMPARE(answer, confirming);
+        }
     }
 };
 
