@@ -366,11 +366,6 @@ TreeItem* TreeModel::findItem(const QString& type, const QString& key, const QSt
                 [&](TreeItem* item) { return item->hiddenData(key).toString() == value; });
 }
 
-TreeItem* TreeModel::findAppItem(const QString& appPath, TreeItem* start) const
-{
-    return findItem(QStringLiteral("app"), QStringLiteral("app_path"), appPath, start);
-}
-
 TreeItem* TreeModel::findEntryItem(const QString& title, TreeItem* start) const
 {
     return walk(start ? start : rootItem.get(), QStringLiteral("entry"),
@@ -514,24 +509,6 @@ int TreeModel::countItemsInSelectionMatching(const QModelIndexList& list, const 
     return count;
 }
 
-QString TreeModel::getDescriptionForSelection(const QModelIndexList& list) const
-{
-    QStringList lines;
-    for (const QModelIndex& index : list) {
-        TreeItem* item = getItem(index);
-        if (index.column() != 0 || !isType(item, "entry")) {
-            continue;
-        }
-        QString title = item->hiddenData(QStringLiteral("title")).toString();
-        if (title.isEmpty()) {
-            title = item->data(0).toString();
-        }
-        lines << QStringLiteral("(") + util::format_time(item->hiddenData(kTime).toInt()) + QStringLiteral(") ") +
-                     title;
-    }
-    return lines.join(QLatin1Char('\n'));
-}
-
 bool TreeModel::modelIndexGreaterThan(const QModelIndex& a, const QModelIndex& b)
 {
     // Rows of one parent: the higher row is greater. Elsewhere the ancestors decide, and a node
@@ -551,16 +528,6 @@ void TreeModel::updateTimeInParentNodes(const QModelIndex& index, int delta)
         setHiddenData(node, kTime, time);
         setData(node.siblingAtColumn(1), util::format_time(time), Qt::EditRole);
         node = node.parent();
-    }
-}
-
-void TreeModel::updateTimeInParentTreeItems(TreeItem* item, int delta)
-{
-    // The root's time is never kept.
-    for (TreeItem* node = item ? item->parent() : nullptr; node && node->parent(); node = node->parent()) {
-        const int time = node->hiddenData(kTime).toInt() + delta;
-        node->setHiddenData(kTime, time);
-        node->setData(1, util::format_time(time));
     }
 }
 
@@ -585,23 +552,4 @@ void TreeModel::propagateRemoveRow(const QModelIndex& index)
         }
         node = parentIndex;
     }
-}
-
-QList<int> TreeModel::extractAllAppIds() const
-{
-    QList<int> ids;
-    std::function<void(TreeItem*)> visit = [&](TreeItem* item) {
-        for (int i = 0; i < item->childCount(); ++i) {
-            TreeItem* child = item->child(i);
-            if (isType(child, "app")) {
-                const int id = child->hiddenData(QStringLiteral("app_id")).toInt();
-                if (!ids.contains(id)) {
-                    ids << id;
-                }
-            }
-            visit(child);
-        }
-    };
-    visit(rootItem.get());
-    return ids;
 }

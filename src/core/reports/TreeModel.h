@@ -82,7 +82,6 @@ public:
     // Finders walk depth first in child order and never descend into a node of the wanted type:
     // a node of that type either matches or is skipped with everything below it. Null start = root.
     TreeItem* findItem(const QString& type, const QString& key, const QString& value, TreeItem* start = nullptr) const;
-    TreeItem* findAppItem(const QString& appPath, TreeItem* start = nullptr) const;
     TreeItem* findEntryItem(const QString& title, TreeItem* start = nullptr) const;
     TreeItem* findHourItem(int hour, TreeItem* start = nullptr) const;
     TreeItem* findProjectItem(const QString& id, TreeItem* start = nullptr) const;
@@ -98,13 +97,11 @@ public:
     QList<int> extractAppIdsFromSelection(const QModelIndexList& list) const;
     QStringList extractAppNamesFromSelection(const QModelIndexList& list) const;
     int countItemsInSelectionMatching(const QModelIndexList& list, const QString& key, const QVariant& value) const;
-    QString getDescriptionForSelection(const QModelIndexList& list) const;
     // Bottom-up order for deleting: removing a greater index never shifts a smaller one.
     static bool modelIndexGreaterThan(const QModelIndex& a, const QModelIndex& b);
 
     // Time bookkeeping.
     void updateTimeInParentNodes(const QModelIndex& index, int delta);
-    static void updateTimeInParentTreeItems(TreeItem* item, int delta);
     void updateTotalTime(int delta);
     // Removes the row and then every ancestor left without children (never the root).
     void propagateRemoveRow(const QModelIndex& index);
@@ -121,7 +118,6 @@ public:
     QStringList getEntriesWithTitle(const QDate& date, const QString& title, int appId, bool linked) const;
     static bool updateDbEntriesTitle(const QStringList& ids, const QString& title);
     static bool deleteDbEntries(const QStringList& ids);
-    QList<int> extractAllAppIds() const;
 
     // Linked tree: project, task list, task, application, entry.
     void addLinkedTime(int entryId, const QString& taskId);
