@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QImage>
+#include <QScreen>
 #include <QWidget>
 
 namespace {
@@ -277,6 +278,46 @@ private slots:
         // TestPlatformFactory).
         std::unique_ptr<Platform> x11 = createPlatform();
         QVERIFY(x11->isSupported() && dynamic_cast<X11Platform*>(x11.get()));
+    }
+
+    // A switch of windows changes root properties that Qt's own connection no longer hears; the work area still
+    // reaches Qt through the probe's connection, and Qt listens again once the platform is gone.
+    void qtHearsOnlyTheRootChangesItActsOn()
+    {
+        xcb_connection_t* qt = X11Platform::qtConnection();
+        const xcb_window_t root = platform->rootWindow();
+        const auto qtListens = [qt, root] {
+            auto* reply = xcb_get_window_attributes_reply(qt, xcb_get_window_attributes(qt, root), nullptr);
+            const bool listens = reply && (reply->your_event_mask & XCB_EVENT_MASK_PROPERTY_CHANGE);
+            free(reply);
+            return listens;
+        };
+        QVERIFY(!qtListens());
+
+        xcb_connection_t* conn = platform->connection();
+        auto* atom = xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, 13, "_NET_WORKAREA"), nullptr);
+        QVERIFY(atom);
+        const xcb_atom_t workArea = atom->atom;
+        free(atom);
+        QScreen* screen = QGuiApplication::primaryScreen();
+        const QRect before = screen->availableGeometry();
+        const QRect narrower = screen->geometry().adjusted(0, 0, -100, -50);
+        const auto setWorkArea = [&](const QRect& r) {
+            const uint32_t value[] = {uint32_t(r.x()), uint32_t(r.y()), uint32_t(r.width()), uint32_t(r.height())};
+            xcb_change_property(conn, XCB_PROP_MODE_REPLACE, root, workArea, XCB_ATOM_CARDINAL, 32, 4, value);
+            xcb_flush(conn);
+            return QTest::qWaitFor([&] {
+                platform->foregroundWindow(); // a probe reads what the server announced
+                return screen->availableGeometry() == r;
+            });
+        };
+        QVERIFY(setWorkArea(narrower));
+        QVERIFY(setWorkArea(before));
+
+        platform.reset();
+        QVERIFY(qtListens());
+        platform = X11Platform::withOwnConnection(QStringList{apps.path()});
+        QVERIFY(!qtListens());
     }
 };
 

@@ -36,6 +36,8 @@ constexpr qint64 idleReuseMs = 250;
 constexpr qint64 warningRepeatMs = 60 * 1000;
 constexpr int maxCachedWindows = 512;
 constexpr int maxTreeWalk = 16;
+// Events heard while nothing probes are read this often, so they neither pile up nor reach Qt late.
+constexpr int drainPauseMs = 30 * 1000;
 
 QByteArray propertyBytes(const xcb_get_property_reply_t* reply)
 {
@@ -132,6 +134,14 @@ std::unique_ptr<X11Platform> X11Platform::withOwnConnection(const QStringList& a
         const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
         xcb_change_window_attributes(own, platform->root, XCB_CW_EVENT_MASK, &mask);
         xcb_flush(own);
+        if (xcb_connection_t* qt = qtConnection()) {
+            platform->qtRelay = std::make_unique<QtRootRelay>(qt, platform->root);
+        }
+        X11Platform* self = platform.get();
+        platform->drainWhilePaused.setSingleShot(true);
+        platform->drainWhilePaused.setInterval(drainPauseMs);
+        QObject::connect(&platform->drainWhilePaused, &QTimer::timeout, [self] { self->drainEvents(); });
+        platform->drainWhilePaused.start();
     }
     return platform;
 }
@@ -315,8 +325,15 @@ bool X11Platform::stillValid()
     if (!owned) {
         return false;
     }
-    // Every event is read, whether or not an answer is kept, so none pile up. Reading what the server sent meanwhile
-    // does not wait: only events already here are looked at.
+    drainEvents();
+    return cacheValid && !xcb_connection_has_error(conn);
+}
+
+void X11Platform::drainEvents()
+{
+    drainWhilePaused.start();
+    // Every event is read, whether or not an answer is kept. Reading what the server sent meanwhile does not
+    // wait: only events already here are looked at.
     while (xcb_generic_event_t* event = xcb_poll_for_event(conn)) {
         const uint8_t type = event->response_type & ~0x80;
         if (type == XCB_PROPERTY_NOTIFY) {
@@ -326,6 +343,8 @@ bool X11Platform::stillValid()
                 activeUnchanged = false;
             } else if (change->window == watched) {
                 cacheValid = false;
+            } else if (qtRelay) {
+                qtRelay->relay(*change);
             }
         } else if (type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY || type == 0) {
             cacheValid = false; // the window went, or a request about it failed
@@ -333,7 +352,6 @@ bool X11Platform::stillValid()
         }
         free(event);
     }
-    return cacheValid && !xcb_connection_has_error(conn);
 }
 
 void X11Platform::watch(xcb_window_t window)

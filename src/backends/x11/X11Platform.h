@@ -3,9 +3,11 @@
 #include "platform/ApplicationResolver.h"
 #include "platform/DesktopEntryIndex.h"
 #include "platform/Platform.h"
+#include "x11/QtRootRelay.h"
 
 #include <QElapsedTimer>
 #include <QHash>
+#include <QTimer>
 
 #include <xcb/screensaver.h>
 #include <xcb/xcb.h>
@@ -84,6 +86,9 @@ private:
     // change, or it is unmapped. A tick then sends nothing to the X server; the idle time is asked for
     // only when the recorder needs it, which while the user is active is once in a few minutes.
     bool stillValid();
+    // Reads every event that arrived, so none pile up; also while nothing probes (recording paused),
+    // from a timer that a probe puts off again, so a recording program never wakes for it.
+    void drainEvents();
     void watch(xcb_window_t window);
     ForegroundWindow probeWindow(xcb_window_t window, bool viaFocus);
     ForegroundWindow cached;
@@ -92,6 +97,8 @@ private:
     // The watched window is still the active one: only its own properties changed since it was
     // read, so a new title needs no look-up of which window is active.
     bool activeUnchanged = false;
+    std::unique_ptr<QtRootRelay> qtRelay;
+    QTimer drainWhilePaused;
     xcb_window_t vanishedWindow = XCB_NONE; // the last window found gone, reported once
     QHash<xcb_window_t, qint64> resourcePids;
     QHash<QString, xcb_window_t> windowOfPath;
