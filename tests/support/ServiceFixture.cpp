@@ -18,8 +18,7 @@ QByteArray formPair(const char* name, const QByteArray& value)
 
 } // namespace
 
-ServiceFixture::ServiceFixture(const QString& seedFile, const QStringList& extraArguments)
-    : seed(seedFile), extraArgs(extraArguments)
+ServiceFixture::ServiceFixture(const QStringList& extraArguments) : extraArgs(extraArguments)
 {
     start();
 }
@@ -28,19 +27,13 @@ bool ServiceFixture::start()
 {
     if (process.state() != QProcess::NotRunning)
         return isRunning();
-    if (!dataDir.isValid()) {
-        lastError = QStringLiteral("no temporary folder for the service database");
-        return false;
-    }
-    QStringList args{
-        "--host", "127.0.0.1", "--port", QString::number(listenPort), "--db", dataDir.filePath("service.sqlite")};
-    if (!seed.isEmpty())
-        args << QStringLiteral("--seed") << seed;
-    args << extraArgs;
-    process.setProcessChannelMode(QProcess::SeparateChannels);
-    process.start(binary(), args);
+    const QStringList args{"--host", "127.0.0.1",
+                           "--port", QString::number(listenPort),
+                           "--db",   dataDir.filePath("service.sqlite"),
+                           "--seed", QStringLiteral(VERRIN_SERVICE_SEEDS "/test-seed.json")};
+    process.start(QStringLiteral(VERRIN_SERVICE_BINARY), args + extraArgs);
     if (!process.waitForStarted(startLimitMs)) {
-        lastError = QStringLiteral("cannot start %1: %2").arg(binary(), process.errorString());
+        lastError = QStringLiteral("cannot start verrin-service: ") + process.errorString();
         return false;
     }
     // The first line on stdout names the address once the service listens.
@@ -139,26 +132,6 @@ void ServiceFixture::pointRegistryHere() const
     Registry::drop();
     Registry::instance()->setApiBaseUrl(base);
     Registry::instance()->setUserAgent(QStringLiteral("VerrinPlus/1.0.10 Linux"));
-}
-
-bool ServiceFixture::makeSelfSignedCertificate(const QString& folder, QString* certFile, QString* keyFile,
-                                               QString* error)
-{
-    *certFile = folder + QStringLiteral("/service-cert.pem");
-    *keyFile = folder + QStringLiteral("/service-key.pem");
-    QProcess openssl;
-    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1",
-                              "-keyout", *keyFile, "-out", *certFile});
-    if (!openssl.waitForFinished(60000) || openssl.exitStatus() != QProcess::NormalExit || openssl.exitCode() != 0) {
-        *error = QStringLiteral("openssl failed: ") + QString::fromLocal8Bit(openssl.readAllStandardError()) +
-                 openssl.errorString();
-        if (openssl.state() != QProcess::NotRunning) {
-            openssl.kill();
-            openssl.waitForFinished(5000);
-        }
-        return false;
-    }
-    return true;
 }
 
 int ServiceTest::callsOf(const QString& method)

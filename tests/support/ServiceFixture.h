@@ -20,7 +20,8 @@ public:
         bool after = false; // carry the call out, then play the fault
     };
 
-    explicit ServiceFixture(const QString& seedFile = testSeed(), const QStringList& extraArguments = {});
+    // The service with the test seed; extraArguments go on its command line.
+    explicit ServiceFixture(const QStringList& extraArguments = {});
     ~ServiceFixture() { stop(); }
     ServiceFixture(const ServiceFixture&) = delete;
     ServiceFixture& operator=(const ServiceFixture&) = delete;
@@ -47,16 +48,10 @@ public:
     // A fresh registry that reaches this service, as the settings of a signed-out program would.
     void pointRegistryHere() const;
 
-    static QString binary() { return QStringLiteral(VERRIN_SERVICE_BINARY); }
-    static QString testSeed() { return QStringLiteral(VERRIN_SERVICE_SEEDS "/test-seed.json"); }
-    // Writes a self-signed certificate for 127.0.0.1 and its key into `folder` with openssl.
-    static bool makeSelfSignedCertificate(const QString& folder, QString* certFile, QString* keyFile, QString* error);
-
 private:
     bool control(const char* command, const QByteArray& form = {}, QByteArray* reply = nullptr);
 
     QTemporaryDir dataDir;
-    QString seed;
     QStringList extraArgs;
     QProcess process;
     QString base;

@@ -127,37 +127,18 @@ private slots:
         fixture.close();
     }
 
-    void payloadBytesFollowTheLayout()
+    void payloadFollowsTheLayoutAndRefusesAnythingElse()
     {
-        QStringList manyIds;
-        for (int i = 1; i <= 1000; ++i)
-            manyIds << QString::number(i * 7919);
-        const EntriesDragPayload rows[] = {
-            {{"17"}, "", 0},
-            {{"3", "4"}, QString(), 90}, // unset notes travel as the empty text, not the null marker
-            {{"1", "22", "333", "4444"}, "", 3723},
-            {{"5"}, "Überstunden – 日本 😀 \"x\"", 59},
-            {{}, "", 0},
-            {manyIds, "", 2147483647},
-        };
-        for (const EntriesDragPayload& payload : rows) {
-            const QByteArray expected = handBuilt(payload.entryIds, payload.notes, payload.seconds);
-            QCOMPARE(payload.encode(), expected);
-            EntriesDragPayload read;
-            QVERIFY(read.decode(expected));
-            QCOMPARE(read, payload);
-            std::unique_ptr<QMimeData> mime(payload.toMimeData());
-            QCOMPARE(mime->formats(), QStringList{"application/x-verrin"});
-            EntriesDragPayload viaMime;
-            QVERIFY(viaMime.fromMimeData(mime.get()));
-            QCOMPARE(viaMime, read);
-        }
-    }
+        // Unset notes travel as the empty text, not the null marker.
+        QCOMPARE((EntriesDragPayload{{"3", "4"}, QString(), 90}.encode()), handBuilt({"3", "4"}, "", 90));
+        const EntriesDragPayload sent{{"12", "345"}, QStringLiteral("Ä note – 日本 😀"), 2147483647};
+        const QByteArray whole = handBuilt(sent.entryIds, sent.notes, sent.seconds);
+        QCOMPARE(sent.encode(), whole);
+        EntriesDragPayload read;
+        QVERIFY(read.decode(whole));
+        QCOMPARE(read, sent);
 
-    void brokenPayloadsAreRefused()
-    {
         // Every truncation, leaving what was read before alone.
-        const QByteArray whole = handBuilt({"12", "345"}, QStringLiteral("Ä note"), 61);
         const EntriesDragPayload kept{{"99"}, QString(), 0};
         for (qsizetype length = 0; length < whole.size(); ++length) {
             QTest::ignoreMessage(QtWarningMsg, kPayloadRefused);
@@ -174,9 +155,6 @@ private slots:
             words({1, 0xffffffffu, 0, 0}),                             // null id
             handBuilt({"12a"}, QString(), 1),
             handBuilt({"0"}, QString(), 1),
-            handBuilt({"-4"}, QString(), 1),
-            handBuilt({"1) OR (1=1"}, QString(), 1),
-            handBuilt({" 7"}, QString(), 1),
             handBuilt({"7"}, QString(), -5),
             handBuilt({"7"}, QString(), 5) + QByteArray(1, '\0'), // a byte too many
         };
@@ -230,37 +208,29 @@ private slots:
         QVERIFY(view->payload.notes.isEmpty());
     }
 
-    void rowsLeaveOnlyAfterAnAcceptedMove_data()
+    // A move onto a task takes the rows away and a refused drop keeps them (both in the Ctrl-drop tests below).
+    void rowsStayUnlessOurMoveTookThem_data()
     {
         QTest::addColumn<int>("result"); // -1: moved after the day was rebuilt during the drag
-        QTest::newRow("moved") << int(Qt::MoveAction);
-        // The rebuilt rows (still unlinked in the database) must stay, with the total intact.
+        // The rebuilt rows are still unlinked in the database, so they stay.
         QTest::newRow("moved after a rebuild") << -1;
-        QTest::newRow("refused") << int(Qt::IgnoreAction);
         QTest::newRow("copied by a foreign target") << int(Qt::CopyAction);
-        QTest::newRow("linked by a foreign target") << int(Qt::LinkAction);
     }
 
-    void rowsLeaveOnlyAfterAnAcceptedMove()
+    void rowsStayUnlessOurMoveTookThem()
     {
         QFETCH(int, result);
-        const bool removed = result == Qt::MoveAction;
         view->target = [&](QDrag*) {
             if (result < 0)
                 model->refreshTree();
             return result < 0 ? Qt::MoveAction : Qt::DropAction(result);
         };
         select({app("/s"), model->findItemIndex("entry", "title", "plan")});
-        const int before = model->getTotalTime();
         view->startDrag(Qt::MoveAction);
         QCOMPARE(view->drags, 1);
-        QCOMPARE(model->getTotalTime(), removed ? before - 90 : before);
-        QCOMPARE(app("/s").isValid(), !removed);
-        QCOMPARE(model->hiddenData(app("/e"), "time").toInt(), removed ? 133 : 193);
-        QCOMPARE(model->findItemIndex("entry", "title", "plan").isValid(), !removed);
-        if (!removed)
-            QCOMPARE(DayFixture::outline(model->root()),
-                     QStringLiteral("Editor=193[notes=133#1,2; plan=60#3]; Shell=30[make=30#4]"));
+        QCOMPARE(model->getTotalTime(), 223);
+        QCOMPARE(DayFixture::outline(model->root()),
+                 QStringLiteral("Editor=193[notes=133#1,2; plan=60#3]; Shell=30[make=30#4]"));
     }
 
     void noDragWithoutEntries()
@@ -304,6 +274,8 @@ private slots:
 
     void dropsOffTasksAreRefused()
     {
+        // Off a task (clients and lists take no time either), signed out, other data, and broken bytes of the
+        // right type, which only the drop checks.
         const QByteArray good = EntriesDragPayload{{"1", "2"}, QString(), 133}.encode();
         const struct
         {
@@ -312,9 +284,10 @@ private slots:
             bool signedIn;
             QByteArray bytes; // empty: plain text instead of our type
         } rows[] = {
-            {"client", 11, true, good},           {"project", 101, true, good},      {"tasklist", 201, true, good},
-            {"task", 304, false, good},           {"task", 304, true, QByteArray()}, // signed out; other data
-            {"task", 304, true, good.chopped(1)}, // broken: the type is right, the bytes are checked on the drop
+            {"project", 101, true, good},
+            {"task", 304, false, good},
+            {"task", 304, true, QByteArray()},
+            {"task", 304, true, good.chopped(1)},
         };
         QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
         for (const auto& row : rows) {
@@ -380,7 +353,7 @@ private slots:
         drag({model->findItemIndex("entry", "title", "plan")}, 304, Qt::ControlModifier);
         QCOMPARE(link.count(), 1);
         QCOMPARE(link.first(), (QVariantList{QStringList{"3"}, "303", "Entwürfe & Notizen"}));
-        QVERIFY(!model->findItemIndex("entry", "title", "plan").isValid());
+        QCOMPARE(DayFixture::outline(model->root()), QStringLiteral("Editor=133[notes=133#1,2]; Shell=30[make=30#4]"));
         QCOMPARE(model->getTotalTime(), 163);
 
         // The dialog's choice is used once: the next drop links to the task it lands on; only Ctrl asks.

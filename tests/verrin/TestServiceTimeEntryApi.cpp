@@ -116,14 +116,14 @@ private slots:
                             const char* expected, const char* message) {
             QTest::newRow(qPrintable(name)) << method << QString(kind) << body << QString(expected) << QString(message);
         };
-        for (const QString method : {"addBulk", "getInfo", "update", "delete"}) {
-            const QString full = "verrin.entries." + method;
-            row(method + " refused", full, "error", {}, "refused", "code 99");
-            row(method + " bare error", full, "error-bare", {}, "refused", "");
-            row(method + " HTTP 500", full, "http500", {}, "unknown", "HTTP 500");
-            row(method + " not XML", full, "raw", "<rsp status=", "unknown", "");
-            row(method + " reset", full, "reset", {}, "unknown", "");
-        }
+        for (const QString method : {"addBulk", "getInfo", "update", "delete"})
+            row(method + " refused", "verrin.entries." + method, "error", {}, "refused", "code 99");
+        // Every method shares these; faultMatrix meets them through linking, but never with getInfo.
+        const QString info = QStringLiteral("verrin.entries.getInfo");
+        row("bare error", info, "error-bare", {}, "refused", "");
+        row("HTTP 500", info, "http500", {}, "unknown", "HTTP 500");
+        row("not XML", info, "raw", "<rsp status=", "unknown", "");
+        row("reset", info, "reset", {}, "unknown", "");
         row("addBulk without an entry id", "verrin.entries.addBulk", "raw",
             "<rsp status=\"ok\"><entry updated=\"x\"/></rsp>", "unknown", "no entry");
         row("getInfo without times", "verrin.entries.getInfo", "raw", "<rsp status=\"ok\"><entry id=\"500\"/></rsp>",
@@ -161,8 +161,6 @@ private slots:
         QCOMPARE(kinds[int(outcome.kind)] + QString(outcome.notSent ? " not sent" : ""), expected);
         QVERIFY2(outcome.message.contains(message), qPrintable(outcome.message));
         QCOMPARE(id, QString());
-        // The calls themselves are quiet: whoever made them tells the user once.
-        QCOMPARE(prompter.shown(), QString());
         // A POST is never sent twice behind the caller's back, whatever became of the connection.
         if (!kind.isEmpty() && !method.endsWith(QLatin1String("getInfo")))
             QCOMPARE(callsOf(method), 1);
