@@ -117,7 +117,7 @@ private slots:
     void proxyPortIsAPortOrNothing()
     {
         // The stored text, and what is shown and saved of it.
-        const QList<QPair<QString, QString>> cases{{"8080", "8080"}, {"70000", ""}, {"0", ""}, {"http", ""}, {"", ""}};
+        const QList<QPair<QString, QString>> cases{{"8080", "8080"}, {"70000", ""}, {"0", ""}, {"http", ""}};
         for (const auto& [stored, shownAndSaved] : cases) {
             SettingsDialog dialog;
             EditableSettings values;

@@ -9,7 +9,7 @@ namespace {
 const QDate kDay(2026, 11, 15);
 }
 
-// The linked view: unlinking with its question, menus and open nodes.
+// The linked view: unlinking with its question, and its menus.
 class TestEntriesList : public QObject
 {
     Q_OBJECT
@@ -83,7 +83,7 @@ private slots:
         QCOMPARE(model->getTotalTime(), yes ? 15 : 105);
     }
 
-    void menuAndOpenNodes()
+    void menuOffersUnlinkOnlyForTime()
     {
         const QModelIndex project = model->indexForItem(model->findProjectItem("10"));
         const QModelIndex app = model->findItemIndex("app", "app_path", "/e", project);
@@ -94,14 +94,6 @@ private slots:
         view->menuActions(app);
         QVERIFY(view->action("actionUnlink")->isEnabled());
         QCOMPARE(view->action("actionUnlink")->shortcut(), QKeySequence("Ctrl+U"));
-
-        view->collapseAll();
-        view->expand(project);
-        view->expand(model->indexForItem(model->findTasklistItem("20")));
-        const ExpandedNodes::List open = view->getExpandedNodesList(QModelIndex(), QString());
-        QCOMPARE(open, (ExpandedNodes::List{{"project", "##10"}, {"tasklist", "##10##20"}}));
-        model->sort(0, Qt::DescendingOrder);
-        QCOMPARE(view->getExpandedNodesList(QModelIndex(), QString()), open);
     }
 
 private:
