@@ -247,10 +247,6 @@ private slots:
             return path == kEditorPath ? editorIcon : QIcon();
         });
         model.initTree(kDay, 0);
-        model.setGroupByHour(true);
-        model.refreshTree();
-        QVERIFY(!model.data(model.findItemIndex("hour", "hour", "9"), Qt::DecorationRole).value<QIcon>().isNull());
-        model.setGroupByHour(false);
         model.refreshTree();
         // Each path is asked once, whatever the rebuilds; without an icon of its own an application gets the
         // generic one.
@@ -349,7 +345,6 @@ private slots:
             batch << row;
         }
         model.addLinkedTimeBatch(batch, "30");
-        model.addLinkedTimeBatch({}, "30");
         const int c = DayFixture::addEntry(editor, "palette", "2026-11-15 11:00:00", "2026-11-15 11:00:10");
         DayFixture::link(c, 31, 10, 20);
         model.addLinkedTime(c, "31");
@@ -369,28 +364,16 @@ private slots:
         QCOMPARE(unlinked.rowCount(), 0);
         model.refreshTree();
         QCOMPARE(DayFixture::outline(model.root()), expected);
-    }
-
-    void linkingUnderTheThresholdAddsNothing()
-    {
-        CatalogueMaps& maps = Registry::instance()->editCatalogueMaps();
-        maps.taskParentProjects = QVariantMap{{"30", "10"}};
-        maps.taskParentTasklists = QVariantMap{{"30", "20"}};
-        const auto linkedEntry = [this](const QString& start, const QString& end) {
-            const int id = DayFixture::addEntry(editor, "t", start, end);
-            DayFixture::link(id, 30, 10, 20);
-            return id;
-        };
-        linkedEntry("2026-11-15 08:00:00", "2026-11-15 08:02:00");
-        TreeModel model(true);
-        model.initTree(kDay, 300);
-        QCOMPARE(model.rowCount(), 0);
-        model.addLinkedTime(linkedEntry("2026-11-15 09:00:00", "2026-11-15 09:01:00"), "30");
-        QCOMPARE(model.rowCount(), 0);
-        // Three more minutes: the title crosses and comes in with both earlier pieces.
-        model.addLinkedTime(linkedEntry("2026-11-15 10:00:00", "2026-11-15 10:03:00"), "30");
-        QCOMPARE(model.getTotalTime(), 360);
-        QVERIFY(consistent(model.root()));
+        // Under a threshold a linked title stays out until its pieces of the day together reach it.
+        TreeModel hiding(true);
+        hiding.initTree(kDay, 120);
+        const int more = DayFixture::addEntry(editor, "logo.svg", "2026-11-15 12:00:00", "2026-11-15 12:00:40");
+        DayFixture::link(more, 30, 10, 20);
+        hiding.addLinkedTime(c, "31");
+        QCOMPARE(hiding.rowCount(), 0);
+        hiding.addLinkedTime(more, "30");
+        QCOMPARE(hiding.getTotalTime(), 130);
+        QVERIFY(consistent(hiding.root()));
     }
 
     void titleEditAndDeleteBindTheirValues()

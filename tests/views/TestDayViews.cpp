@@ -106,8 +106,6 @@ private slots:
         QCOMPARE(rebuilds.count(), 0);
         QVERIFY(views->filterTimer()->isActive());
         QTRY_COMPARE(rebuilds.count(), 1);
-        QVERIFY(!views->filterTimer()->isActive());
-        QCOMPARE(rebuilds.count(), 1);
         QCOMPARE(views->unlinkedModel()->getTotalTime(), 370);
     }
 
