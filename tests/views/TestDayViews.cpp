@@ -81,6 +81,8 @@ private slots:
     {
         window.reset();
         fixture.close();
+        prompter.calls.clear();
+        prompter.answers.clear();
     }
 
     void calendarDayPicksBothTrees()
@@ -211,6 +213,48 @@ private slots:
         views->refreshAfterUnlink();
         QVERIFY(ui.linkedEntries->isExpanded(model->index(0, 0)));
         QVERIFY(!listOpen());
+    }
+
+    void unlinkAsksAndHandsTheEntriesOn_data()
+    {
+        QTest::addColumn<bool>("yes");
+        QTest::newRow("yes") << true;
+        QTest::newRow("no") << false;
+    }
+
+    void unlinkAsksAndHandsTheEntriesOn()
+    {
+        QFETCH(bool, yes);
+        EntriesList* view = ui.linkedEntries;
+        TreeModel* linked = views->linkedModel();
+        QSignalSpy unlink(views, &DayViews::unlinkRequested);
+        view->onMenuUnlink(); // nothing selected: nothing asked
+        QVERIFY(prompter.calls.isEmpty());
+        const QModelIndex task = linked->indexForItem(linked->findTaskItem("7"));
+        const QModelIndex app = linked->findItemIndex("app", "app_path", "/usr/bin/browser", task);
+        // Only time can be unlinked, and only by a signed-in user.
+        QCOMPARE(view->menuActions(app).size(), 4);
+        QCOMPARE(view->menuActions(task).size(), 2);
+        QVERIFY(!view->action("actionUnlink")->isEnabled());
+        Registry::instance()->setLoggedIn(true);
+        view->menuActions(app);
+        QVERIFY(view->action("actionUnlink")->isEnabled());
+
+        view->selectionModel()->select(app, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        prompter.answers.enqueue(yes);
+        view->onMenuUnlink();
+        QCOMPARE(prompter.calls.size(), 1);
+        QVERIFY(prompter.calls.first().defaultYes);
+        QCOMPARE(prompter.calls.first().text, "Are you sure you want to unlink selected entry?\n\nTime: 10 m 0 s");
+        QCOMPARE(EntriesList::unlinkQuestion(4, 3600),
+                 "Are you sure you want to unlink these 4 entries?\n\nCumulated time: 1 h 0 m 0 s");
+        QCOMPARE(unlink.count(), yes ? 1 : 0);
+        if (yes) {
+            QCOMPARE(unlink.first().at(0).toStringList(), QStringList{"5"});
+        }
+        // Unlinked, the project goes with its only task.
+        QCOMPARE(linked->rowCount(), yes ? 0 : 1);
+        QCOMPARE(ui.labelTotalLinkedTime->text(), util::format_time(yes ? 0 : 600));
     }
 
     void timelineDrawsWhatTheTreesShow()
