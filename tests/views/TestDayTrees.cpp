@@ -411,8 +411,10 @@ private slots:
 
         const QJsonObject json =
             QJsonDocument::fromJson(DayReport::render(kDay, DayReport::Format::Json, &error).toUtf8()).object();
+        QCOMPARE(json["date"].toString(), QStringLiteral("2026-11-15"));
         QCOMPARE(json["unlinked"]["total_seconds"].toInt(), 290);
         QCOMPARE(json["linked"]["nodes"][0]["type"].toString(), QStringLiteral("project"));
+        QCOMPARE(json["linked"]["nodes"][0]["id"].toString(), QStringLiteral("10"));
 
         const QStringList csv =
             DayReport::render(kDay, DayReport::Format::Csv, &error).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
