@@ -207,7 +207,7 @@ private slots:
         QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
         model.updateTotalTime(0); // still nothing: the calendar's marks stay
         QCOMPARE(zero.count(), 0);
-        record(model, editor, "notes.txt", "2026-11-15 09:59:50", "2026-11-15 10:00:00");
+        record(model, editor, "notes.txt", "2026-11-15 09:59:59", "2026-11-15 10:00:00"); // one second is time
         const int b = record(model, editor, "notes.txt", "2026-11-15 10:00:00", "2026-11-15 10:00:05");
         const int c = record(model, terminal, "make", "2026-11-15 10:30:00", "2026-11-15 10:30:07");
         // Removed the way the views delete: emptied ancestors go too, the others keep their sums.
