@@ -29,11 +29,9 @@ class TestStore : public QObject
 private slots:
     void sqlTimes()
     {
-        for (const char* text : {"2026-01-01 00:00:00", "2026-11-15 08:05:09", "2026-12-31 23:59:59"}) {
-            QCOMPARE(util::datetime_to_sql(util::sql_to_datetime(QString::fromLatin1(text))),
-                     QString::fromLatin1(text));
-        }
-        QCOMPARE(util::sql_to_datetime("2026-11-15 08:05:09"), QDateTime(QDate(2026, 11, 15), QTime(8, 5, 9)));
+        const QDateTime time(QDate(2026, 11, 15), QTime(8, 5, 9));
+        QCOMPARE(util::sql_to_datetime("2026-11-15 08:05:09"), time);
+        QCOMPARE(util::datetime_to_sql(time), QStringLiteral("2026-11-15 08:05:09"));
         QCOMPARE(util::sql_to_date(QStringLiteral("2026-11-15")), QDate(2026, 11, 15));
         QVERIFY(util::sql_to_datetime(QString()).isNull());
         QVERIFY(!util::sql_to_date(QStringLiteral("not a date")).isValid());
@@ -90,8 +88,6 @@ private slots:
             // The five tables every version has, and the link journal's two.
             QCOMPARE(first.filter(QRegularExpression(QStringLiteral("^table\\|"))).size(), 7);
             QSqlQuery(QStringLiteral("INSERT INTO rules (name) VALUES ('r')"));
-            QCOMPARE(firstValue("SELECT title_rule || ' ' || date_rule || ' ' || seq || ' ' || active FROM rules"),
-                     QStringLiteral("and after 0 1"));
         }
         Database db;
         QVERIFY(db.open(path, &error));

@@ -20,7 +20,11 @@ public:
         ++idleQuestions;
         return idle;
     }
-    QIcon iconForPath(const QString& path) override { return icons.value(path); }
+    QIcon iconForPath(const QString& path) override
+    {
+        ++iconQuestions;
+        return icons.value(path);
+    }
     void hideApplication() override {}
 
     void setWindow(const QString& name, const QString& path, const QString& title, qint64 pid = 1)
@@ -36,4 +40,5 @@ public:
     QHash<QString, QIcon> icons;
     int probes = 0;
     int idleQuestions = 0;
+    int iconQuestions = 0;
 };
