@@ -103,6 +103,7 @@ private slots:
         QVERIFY(onClose(true, true, true) == CloseAction::HideApplication); // the title bar's close
         QVERIFY(onClose(true, true, false) == CloseAction::HideWindowThenClose);
         QVERIFY(onClose(true, false, true) == CloseAction::Close);
+        QVERIFY(onClose(false, true, true) == CloseAction::Close); // no tray: never hide
 
         QVERIFY(WindowPolicy::hideOnMinimize(true, true, true, true));
         QVERIFY(!WindowPolicy::hideOnMinimize(true, false, true, true)); // a normal minimised window
