@@ -28,15 +28,6 @@ private:
         return env;
     }
 
-    static void writeIni(const TempDataFolder& data, int hideUnder = 0)
-    {
-        QDir().mkpath(data.dataFolder());
-        QSettings ini(data.dataFolder() + "/verrinplus.ini", QSettings::IniFormat);
-        ini.setValue("API/Url", "http://127.0.0.1:9/service/");
-        ini.setValue("Application/Started", false);
-        ini.setValue("Application/HideUnder", hideUnder);
-    }
-
     static bool lockTaken(const TempDataFolder& data)
     {
         return !QDir(data.path() + "/runtime").entryList({"verrinplus-*.lock"}).isEmpty();
@@ -69,7 +60,6 @@ private slots:
         QTest::newRow("SIGINT") << int(SIGINT) << false;
         QTest::newRow("SIGHUP") << int(SIGHUP) << false;
         QTest::newRow("SIGTERM at the first start") << int(SIGTERM) << true;
-        QTest::newRow("SIGINT at the first start") << int(SIGINT) << true;
     }
 
     void runningProgramEndsInOrderOnSignals()
@@ -79,7 +69,7 @@ private slots:
         ::umask(S_IWGRP | S_IWOTH);
         TempDataFolder data;
         if (!firstStart) {
-            writeIni(data);
+            data.writeSettings();
         }
         QProcess first;
         first.setProcessEnvironment(environment(data));
@@ -133,7 +123,6 @@ private slots:
             {{"--version"}, 0, "VerrinPlus " VERRIN_VERSION},
             {{"--help"}, 0, "Usage: verrinplus"},
             {{}, 2, "verrinplus: needs a graphical session; use --report or --apply-rules without one\n"},
-            {{"--frobnicate"}, 2, "verrinplus: needs a graphical session; use --report or --apply-rules without one\n"},
         };
         for (const auto& c : cases) {
             TempDataFolder data;
@@ -154,7 +143,7 @@ private slots:
     void reportPrintsTheStoredDay()
     {
         TempDataFolder data;
-        writeIni(data, 60);
+        data.writeSettings({{"Application/HideUnder", 60}});
         QProcess process;
         process.setProcessEnvironment(environment(data, false));
         process.start(VERRINPLUS_BINARY, {"--report", "2026-11-16"});

@@ -30,37 +30,25 @@ void writeBytes(const QString& path, const QByteArray& bytes)
     file.write(bytes);
 }
 
-// Runs statements through a connection of its own, as another program would: the last one's first
-// value, -1 if one fails.
-int runSql(const QString& path, const QStringList& statements)
+// Ours (the schema every version creates, in WAL mode as the program keeps it) or another program's,
+// written through a connection of its own as another program would.
+void makeDatabase(const QString& path, bool ours)
 {
-    int result = -1;
     {
         QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "other");
         db.setDatabaseName(path);
-        if (db.open()) {
-            QSqlQuery query(db);
-            for (const QString& statement : statements) {
-                result = query.exec(statement) ? (query.next() ? query.value(0).toInt() : 0) : -1;
-                if (result < 0) {
-                    break;
-                }
-            }
+        QVERIFY(db.open());
+        QSqlQuery query(db);
+        const QStringList schema = ours ? Database::schemaStatements() : QStringList{"CREATE TABLE notes (body TEXT)"};
+        for (const QString& statement : QStringList{"PRAGMA journal_mode=WAL"} + schema) {
+            QVERIFY2(query.exec(statement), qPrintable(statement));
         }
     }
     QSqlDatabase::removeDatabase("other");
-    return result;
-}
-
-// Ours (the schema every version creates, in WAL mode as the program keeps it) or another program's.
-void makeDatabase(const QString& path, bool ours)
-{
-    const QStringList schema = ours ? Database::schemaStatements() : QStringList{"CREATE TABLE notes (body TEXT)"};
-    QVERIFY(runSql(path, QStringList{"PRAGMA journal_mode=WAL"} + schema) >= 0);
 }
 } // namespace
 
-// The start-up check on real files: garbage, foreign and healthy databases, moving a damaged one
+// The start-up check on real files: empty, foreign, damaged and healthy databases, moving a damaged one
 // aside, a read-only folder and files seen by an unprivileged user.
 class TestStartupCheck : public QObject
 {
@@ -76,16 +64,14 @@ private slots:
             QString reason;
         } cases[] = {{"absent", Verdict::Usable, ""}, // created later
                      {"empty", Verdict::Usable, ""},  // a fresh database
-                     {"ours", Verdict::Usable, ""},
-                     {"garbage", Verdict::Damaged, "file is not a database"},
                      {"foreign", Verdict::Damaged, "not a VerrinPlus database"}};
         for (const auto& c : cases) {
             QTemporaryDir dir;
             const QString path = dir.filePath("verrinplus.sqlite");
-            if (c.content == "empty" || c.content == "garbage") {
-                writeBytes(path, c.content == "garbage" ? kGarbage : QByteArray());
-            } else if (c.content != "absent") {
-                makeDatabase(path, c.content == "ours");
+            if (c.content == "empty") {
+                writeBytes(path, QByteArray());
+            } else if (c.content == "foreign") {
+                makeDatabase(path, false);
             }
             const QByteArray before = contents(path);
             const DatabaseCheck::Result result = DatabaseCheck::check(path);
@@ -94,9 +80,6 @@ private slots:
             // Looking changes nothing: no file made, no byte written, no trace of the write test.
             QCOMPARE(QFileInfo::exists(path), c.content != "absent");
             QCOMPARE(contents(path), before);
-            if (c.content == "ours") {
-                QCOMPARE(runSql(path, {"SELECT COUNT(*) FROM sqlite_master WHERE name LIKE '%check%'"}), 0);
-            }
         }
     }
 
@@ -134,16 +117,11 @@ private slots:
         for (const QString& part : {db, aside, QString("file is not a database")}) {
             QVERIFY2(call.text.contains(part), qPrintable(call.text));
         }
+        // Moved with its journal, nothing of it left where the fresh database will be made.
         QCOMPARE(contents(answer ? aside : db), kGarbage);
+        QCOMPARE(QFileInfo::exists(db), !answer);
         QCOMPARE(QFileInfo::exists(db + "-wal"), !answer);
         QCOMPARE(QFileInfo::exists(aside + "-wal"), answer);
-        if (answer) {
-            // The fresh database then opens and takes the schema.
-            Database fresh;
-            QString error;
-            QVERIFY2(fresh.open(db, &error), qPrintable(error));
-            QVERIFY(DatabaseCheck::check(db).verdict == Verdict::Usable);
-        }
     }
 
     // The check as an ordinary user sees it; as root (CI) it runs as the unprivileged user nobody
@@ -233,13 +211,10 @@ private slots:
         {
             const char *display, *wayland, *platform;
             bool refused;
-        } cases[] = {{"", "", "", true},
-                     {":0", "", "", false},
-                     {"", "wayland-0", "", false},
-                     {"", "", "xcb", true},
-                     {"", "", "wayland;xcb", true},
-                     {"", "", "offscreen", false},
-                     {"", "", "vnc:size=800x600", false}};
+        } cases[] = {
+            {"", "", "", true},    {":0", "", "", false},         {"", "wayland-0", "", false},
+            {"", "", "xcb", true}, {"", "", "wayland;xcb", true}, {"", "", "offscreen:size=800x600", false},
+        };
         for (const auto& c : cases) {
             QVERIFY2(StartupCheck::noDisplayMessage(c.display, c.wayland, c.platform).isEmpty() != c.refused,
                      qPrintable((QStringList{c.display, c.wayland, c.platform}.join('|'))));

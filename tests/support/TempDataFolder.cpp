@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QSettings>
 
 TempDataFolder::TempDataFolder() : oldDataHome(qgetenv("XDG_DATA_HOME")), oldRuntimeDir(qgetenv("XDG_RUNTIME_DIR"))
 {
@@ -22,4 +23,15 @@ TempDataFolder::~TempDataFolder()
 QString TempDataFolder::dataFolder() const
 {
     return dir.path() + QStringLiteral("/data/VerrinPlus");
+}
+
+void TempDataFolder::writeSettings(const QVariantMap& keys) const
+{
+    QDir().mkpath(dataFolder());
+    QSettings ini(dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
+    ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
+    ini.setValue(QStringLiteral("Application/Started"), false);
+    for (auto it = keys.begin(); it != keys.end(); ++it) {
+        ini.setValue(it.key(), it.value());
+    }
 }
