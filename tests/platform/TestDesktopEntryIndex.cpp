@@ -191,7 +191,6 @@ private slots:
             {101, "Gx", "C", "/usr/bin/replaced-program", "Gx"},
             {102, "AlphaWin", "C", launched, "Launched"},
             {102, "AlphaWin", "de_AT", launched, "Gestartet"},
-            {103, "Unknown", "C", "/usr/bin/unknown-program", "Unknown"},
             {103, "", "C", "/usr/bin/unknown-program", "unknown-program"},
             {104, "", "C", root.filePath("system/delta.desktop"), "Delta"},
             {105, "Lonely", "C", "x11-class:Lonely", "Lonely"},
