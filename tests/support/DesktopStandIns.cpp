@@ -23,16 +23,6 @@ bool PrivateBus::start(QString* whyNot)
     return !busAddress.isEmpty();
 }
 
-int KWinScriptingStandIn::loadScript(const QString&, const QString& pluginName)
-{
-    // KWin answers -1 for a refused script and for a name already loaded.
-    if (refuse || plugins.contains(pluginName)) {
-        return -1;
-    }
-    plugins.append(pluginName);
-    return int(plugins.size());
-}
-
 void GnomeShellExtensionStandIn::focus(const QString& newTitle, const QString& newClass, uint newPid)
 {
     QMetaObject::invokeMethod(this, [=, this] {
@@ -105,12 +95,4 @@ DesktopStandIns::~DesktopStandIns()
     thread.quit();
     thread.wait();
     QDBusConnection::disconnectFromBus(connectionName);
-}
-
-QStringList DesktopStandIns::kwinPlugins()
-{
-    QStringList plugins;
-    QMetaObject::invokeMethod(
-        &kwin, [this] { return kwin.plugins; }, Qt::BlockingQueuedConnection, &plugins);
-    return plugins;
 }

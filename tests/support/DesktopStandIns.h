@@ -28,7 +28,7 @@ private:
 // Stand-ins for the desktop services of the KWin and GNOME backends. They live in a thread of their own, so a
 // backend's blocking call on the test's thread gets its answer; their state is only touched there.
 
-// org.kde.KWin /Scripting: takes scripts and remembers them; runs nothing.
+// org.kde.KWin /Scripting: takes scripts (KWin answers -1 for one it refuses) and runs nothing.
 class KWinScriptingStandIn : public QObject
 {
     Q_OBJECT
@@ -36,12 +36,11 @@ class KWinScriptingStandIn : public QObject
 
 public:
     bool refuse = false;
-    QStringList plugins;
 
 public slots:
-    Q_SCRIPTABLE int loadScript(const QString&, const QString& pluginName);
+    Q_SCRIPTABLE int loadScript(const QString&, const QString&) { return refuse ? -1 : 1; }
     Q_SCRIPTABLE void start() {}
-    Q_SCRIPTABLE bool unloadScript(const QString& pluginName) { return plugins.removeOne(pluginName); }
+    Q_SCRIPTABLE bool unloadScript(const QString&) { return true; }
 };
 
 // The VerrinPlus GNOME Shell extension's object on org.gnome.Shell.
@@ -115,7 +114,6 @@ public:
     DesktopStandIns(const QString& address, int services);
     ~DesktopStandIns();
     bool isReady() const { return ready; }
-    QStringList kwinPlugins();
 
 private:
     // Declared first: the connection and the thread outlive the stand-ins, which are deleted in

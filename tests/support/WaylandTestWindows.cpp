@@ -76,7 +76,6 @@ bool WaylandTestWindows::open(const QString& appId, const QString& title)
     QProcess* window = (windows[appId] = std::make_unique<QProcess>()).get();
     QProcessEnvironment env = environment;
     env.insert("QT_QPA_PLATFORM", "wayland");
-    env.remove("DISPLAY");
     window->setProcessEnvironment(env);
     window->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     window->start(program, {appId, title});

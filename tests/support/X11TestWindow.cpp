@@ -4,9 +4,8 @@
 
 #include <QDebug>
 
-bool TestWindow::start(const QString& program, const QStringList& args, const QProcessEnvironment& env)
+bool TestWindow::start(const QString& program, const QStringList& args)
 {
-    process.setProcessEnvironment(env);
     process.start(program, args);
     const QByteArray line = readLine();
     id = line.startsWith("window ") ? line.mid(7).toUInt() : 0;

@@ -12,8 +12,7 @@ class TestWindow
 public:
     ~TestWindow() { stop(); }
 
-    bool start(const QString& program, const QStringList& args,
-               const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment());
+    bool start(const QString& program, const QStringList& args);
     // Sends one command ("title T", "unmap", ...) and waits (bounded) for its "ok".
     bool command(const QString& text);
     void stop();
