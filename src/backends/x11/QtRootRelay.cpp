@@ -6,15 +6,6 @@
 #include <cstring>
 
 namespace {
-xcb_atom_t intern(xcb_connection_t* connection, const char* name)
-{
-    const xcb_intern_atom_cookie_t cookie = xcb_intern_atom(connection, 0, uint16_t(std::strlen(name)), name);
-    xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(connection, cookie, nullptr);
-    const xcb_atom_t atom = reply ? reply->atom : XCB_NONE;
-    std::free(reply);
-    return atom;
-}
-
 uint32_t rootMask(xcb_connection_t* connection, xcb_window_t root, bool* ok)
 {
     xcb_get_window_attributes_reply_t* reply =
@@ -26,15 +17,14 @@ uint32_t rootMask(xcb_connection_t* connection, xcb_window_t root, bool* ok)
 }
 } // namespace
 
-QtRootRelay::QtRootRelay(xcb_connection_t* qt, xcb_window_t root) : qt(qt), root(root)
+QtRootRelay::QtRootRelay(xcb_connection_t* qt, xcb_window_t root, xcb_atom_t workArea, xcb_atom_t supported)
+    : qt(qt), root(root), workArea(workArea), supported(supported)
 {
     bool ok = false;
     const uint32_t mask = rootMask(qt, root, &ok);
     if (!ok || !(mask & XCB_EVENT_MASK_PROPERTY_CHANGE)) {
         return;
     }
-    workArea = intern(qt, "_NET_WORKAREA");
-    supported = intern(qt, "_NET_SUPPORTED");
     // A window made on Qt's connection: an event sent to it with an empty mask goes to its creator,
     // Qt, alone, and not to every program that listens on the root.
     mailbox = xcb_generate_id(qt);

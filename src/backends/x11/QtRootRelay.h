@@ -10,7 +10,9 @@
 class QtRootRelay
 {
 public:
-    QtRootRelay(xcb_connection_t* qt, xcb_window_t root);
+    // `workArea` and `supported` are the atoms _NET_WORKAREA and _NET_SUPPORTED (atoms are the server's, the same
+    // on every connection).
+    QtRootRelay(xcb_connection_t* qt, xcb_window_t root, xcb_atom_t workArea, xcb_atom_t supported);
     ~QtRootRelay();
     QtRootRelay(const QtRootRelay&) = delete;
     QtRootRelay& operator=(const QtRootRelay&) = delete;
@@ -23,6 +25,6 @@ private:
     xcb_window_t root;
     bool quietened = false;
     xcb_window_t mailbox = XCB_NONE;
-    xcb_atom_t workArea = XCB_NONE;
-    xcb_atom_t supported = XCB_NONE;
+    xcb_atom_t workArea;
+    xcb_atom_t supported;
 };

@@ -135,7 +135,8 @@ std::unique_ptr<X11Platform> X11Platform::withOwnConnection(const QStringList& a
         xcb_change_window_attributes(own, platform->root, XCB_CW_EVENT_MASK, &mask);
         xcb_flush(own);
         if (xcb_connection_t* qt = qtConnection()) {
-            platform->qtRelay = std::make_unique<QtRootRelay>(qt, platform->root);
+            platform->qtRelay = std::make_unique<QtRootRelay>(qt, platform->root, platform->atoms.netWorkArea,
+                                                              platform->atoms.netSupported);
         }
         X11Platform* self = platform.get();
         platform->drainWhilePaused.setSingleShot(true);
@@ -200,6 +201,8 @@ void X11Platform::internAtoms()
         {"_NET_WM_ICON", &atoms.netWmIcon, {}},
         {"UTF8_STRING", &atoms.utf8String, {}},
         {"WM_STATE", &atoms.wmState, {}},
+        {"_NET_WORKAREA", &atoms.netWorkArea, {}},
+        {"_NET_SUPPORTED", &atoms.netSupported, {}},
     };
     for (Request& r : requests) {
         r.cookie = xcb_intern_atom(conn, 0, uint16_t(qstrlen(r.name)), r.name);
@@ -331,7 +334,11 @@ bool X11Platform::stillValid()
 
 void X11Platform::drainEvents()
 {
-    drainWhilePaused.start();
+    // Put off the paused-time read, but not at every tick: restarting a timer costs more than reading the clock.
+    if (const qint64 now = clock.elapsed(); now - drainPutOffAt >= drainPauseMs / 3) {
+        drainPutOffAt = now;
+        drainWhilePaused.start();
+    }
     // Every event is read, whether or not an answer is kept. Reading what the server sent meanwhile does not
     // wait: only events already here are looked at.
     while (xcb_generic_event_t* event = xcb_poll_for_event(conn)) {

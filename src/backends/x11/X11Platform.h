@@ -57,6 +57,8 @@ private:
         xcb_atom_t netWmIcon = XCB_NONE;
         xcb_atom_t utf8String = XCB_NONE;
         xcb_atom_t wmState = XCB_NONE;
+        xcb_atom_t netWorkArea = XCB_NONE;
+        xcb_atom_t netSupported = XCB_NONE;
     };
 
     void internAtoms();
@@ -99,6 +101,7 @@ private:
     bool activeUnchanged = false;
     std::unique_ptr<QtRootRelay> qtRelay;
     QTimer drainWhilePaused;
+    qint64 drainPutOffAt = 0;               // `clock` milliseconds
     xcb_window_t vanishedWindow = XCB_NONE; // the last window found gone, reported once
     QHash<xcb_window_t, qint64> resourcePids;
     QHash<QString, xcb_window_t> windowOfPath;
