@@ -133,11 +133,24 @@ private slots:
         // The change is announced before the helper's "ok", so the very next probe must have it.
         QVERIFY(other->command(QStringLiteral("title After \u2192 change")));
         QCOMPARE(platform->foregroundWindow().title, QStringLiteral("After \u2192 change"));
+        // Other properties of the front window change all the time; they cost no request. The round trip
+        // makes sure the change's event is in before the probe.
+        QVERIFY(other->command(QStringLiteral("user-time")));
+        xcb_connection_t* conn = platform->connection();
+        const auto cookie = xcb_get_input_focus(conn);
+        free(xcb_get_input_focus_reply(conn, cookie, nullptr));
+        QCOMPARE(platform->foregroundWindow().title, QStringLiteral("After \u2192 change"));
+        QCOMPARE(xcb_no_operation(conn).sequence, cookie.sequence + 1);
         QVERIFY(other->command(QStringLiteral("title ")));
         QTRY_VERIFY(platform->foregroundWindow().valid && platform->foregroundWindow().title.isEmpty());
 
-        // Back to a window seen before: its own answer, not the last one's.
-        QCOMPARE(bringToFront(first->id).title, QStringLiteral("First"));
+        // Back to a window seen before: its own answer, not the last one's, and what changed behind.
+        QVERIFY(first->command(QStringLiteral("title First, renamed behind")));
+        QCOMPARE(bringToFront(first->id).title, QStringLiteral("First, renamed behind"));
+        // Back to a window unchanged since: asking which window is active, but not about the window.
+        const auto before = xcb_no_operation(conn).sequence;
+        QCOMPARE(bringToFront(other->id).title, QString());
+        QVERIFY2(xcb_no_operation(conn).sequence - before < 5, "the window was asked about again");
         first->stop(); // so that nothing else takes the front when the other window goes
         QVERIFY(bringToFront(other->id).valid);
         QVERIFY(other->command(QStringLiteral("unmap")));

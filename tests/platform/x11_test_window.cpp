@@ -2,7 +2,8 @@
 //   x11_test_window [--title T] [--wm-name T] [--class INSTANCE,CLASS] [--no-pid] [--icon]
 //
 // --wm-name sets WM_NAME (typed STRING) instead of _NET_WM_NAME. Prints "window <id>" once mapped, then
-// answers "ok" to each command on stdin once the server has it: "title <text>", "unmap", "map".
+// answers "ok" to each command on stdin once the server has it: "title <text>", "user-time", "unmap",
+// "map".
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -94,6 +95,9 @@ int main(int argc, char** argv)
         }
         if (line.rfind("title ", 0) == 0) {
             setProperty(netWmName, utf8, 8, uint32_t(line.size() - 6), line.data() + 6);
+        } else if (line == "user-time") {
+            const uint32_t time = 1; // what GTK sets at every key press
+            setProperty(atom("_NET_WM_USER_TIME"), XCB_ATOM_CARDINAL, 32, 1, &time);
         } else if (line == "unmap") {
             xcb_unmap_window(conn, window);
         } else if (line == "map") {

@@ -323,15 +323,6 @@ qint64 X11Platform::pidFromResourceExtension(xcb_window_t window)
     return pid;
 }
 
-bool X11Platform::stillValid()
-{
-    if (!owned) {
-        return false;
-    }
-    drainEvents();
-    return cacheValid && !xcb_connection_has_error(conn);
-}
-
 void X11Platform::drainEvents()
 {
     // Put off the paused-time read, but not at every tick: restarting a timer costs more than reading the clock.
@@ -342,85 +333,107 @@ void X11Platform::drainEvents()
     // Every event is read, whether or not an answer is kept. Reading what the server sent meanwhile does not
     // wait: only events already here are looked at.
     while (xcb_generic_event_t* event = xcb_poll_for_event(conn)) {
-        const uint8_t type = event->response_type & ~0x80;
-        if (type == XCB_PROPERTY_NOTIFY) {
+        switch (event->response_type & ~0x80) {
+        case XCB_PROPERTY_NOTIFY: {
             const auto* change = reinterpret_cast<xcb_property_notify_event_t*>(event);
             if (change->window == root && change->atom == atoms.netActiveWindow) {
-                cacheValid = false;
-                activeUnchanged = false;
-            } else if (change->window == watched) {
-                cacheValid = false;
+                frontKnown = false;
+            } else if (known.contains(change->window)) {
+                // Toolkits touch other properties of their windows all the time (GTK sets
+                // _NET_WM_USER_TIME at every key press, window managers the state at every switch);
+                // only a change of what the answer is made of costs a round trip.
+                if (readsProperty(change->atom)) {
+                    known.remove(change->window);
+                }
             } else if (qtRelay) {
                 qtRelay->relay(*change);
             }
-        } else if (type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY || type == 0) {
-            cacheValid = false; // the window went, or a request about it failed
-            activeUnchanged = false;
+            break;
+        }
+        case XCB_MAP_NOTIFY:
+            known.remove(reinterpret_cast<xcb_map_notify_event_t*>(event)->window);
+            break;
+        case XCB_UNMAP_NOTIFY:
+            known.remove(reinterpret_cast<xcb_unmap_notify_event_t*>(event)->window);
+            break;
+        case XCB_DESTROY_NOTIFY:
+            forget(reinterpret_cast<xcb_destroy_notify_event_t*>(event)->window);
+            break;
+        case 0: // a request about a window failed: it went before it could be watched
+            forget(reinterpret_cast<xcb_generic_error_t*>(event)->resource_id);
+            break;
         }
         free(event);
     }
 }
 
+void X11Platform::forget(xcb_window_t window)
+{
+    // A window's id is free for another client's window once it is destroyed.
+    known.remove(window);
+    if (window == front) {
+        frontKnown = false;
+    }
+}
+
+bool X11Platform::readsProperty(xcb_atom_t atom) const
+{
+    return atom == atoms.netWmName || atom == XCB_ATOM_WM_NAME || atom == XCB_ATOM_WM_CLASS || atom == atoms.netWmPid;
+}
+
 void X11Platform::watch(xcb_window_t window)
 {
-    cacheValid = false;
     if (!owned) {
         return;
     }
-    if (watched != XCB_NONE && watched != window) {
+    if (known.size() >= maxCachedWindows) {
         const uint32_t none = XCB_EVENT_MASK_NO_EVENT;
-        xcb_change_window_attributes(conn, watched, XCB_CW_EVENT_MASK, &none);
+        for (auto it = known.keyBegin(); it != known.keyEnd(); ++it) {
+            xcb_change_window_attributes(conn, *it, XCB_CW_EVENT_MASK, &none);
+        }
+        known.clear();
     }
-    watched = window;
-    if (window != XCB_NONE) {
-        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-        xcb_change_window_attributes(conn, window, XCB_CW_EVENT_MASK, &mask);
-    }
+    const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(conn, window, XCB_CW_EVENT_MASK, &mask);
 }
 
 ForegroundWindow X11Platform::foregroundWindow()
 {
-    if (!supported || xcb_connection_has_error(conn)) {
-        lastProbedWindow = XCB_NONE;
-        return {};
-    }
-    if (stillValid()) {
-        return cached;
-    }
     lastProbedWindow = XCB_NONE;
-    if (std::exchange(activeUnchanged, false) && watched != XCB_NONE) {
-        // A title changed in the window already in front (a browser's tab, an editor's file): one
-        // round trip for its properties, none for which window is active.
-        return probeWindow(watched, false);
-    }
-
-    // Round trip 1: which window is active, and how long the user has been idle.
-    auto activeCookie = xcb_get_property(conn, 0, root, atoms.netActiveWindow, XCB_ATOM_WINDOW, 0, 1);
-    xcb_screensaver_query_info_cookie_t idleCookie{};
-    if (hasScreenSaver) {
-        idleCookie = xcb_screensaver_query_info(conn, root);
-    }
-    xcb_generic_error_t* error = nullptr;
-    Reply<xcb_get_property_reply_t> active(xcb_get_property_reply(conn, activeCookie, &error));
-    const bool activeFailed = failed(error, "_NET_ACTIVE_WINDOW", root);
-    if (hasScreenSaver) {
-        storeIdle(idleCookie);
-    }
-    if (activeFailed || !active) {
+    if (!supported || xcb_connection_has_error(conn)) {
         return {};
     }
-    xcb_window_t window = XCB_NONE;
-    bool viaFocus = false; // no active-window property: focus changes are not announced, so ask again
-    if (active->type == XCB_ATOM_WINDOW && active->format == 32 && xcb_get_property_value_length(active.get()) >= 4) {
-        window = *static_cast<const xcb_window_t*>(xcb_get_property_value(active.get()));
-    } else if (active->type == XCB_NONE) {
-        window = focusedClientWindow();
-        viaFocus = true;
+    if (owned) {
+        drainEvents();
     }
-    if (window == XCB_NONE) {
-        return {}; // nothing is active (all windows closed, or the desktop itself has the focus)
+    if (!frontKnown) {
+        // Round trip 1: which window is active.
+        xcb_generic_error_t* error = nullptr;
+        Reply<xcb_get_property_reply_t> active(xcb_get_property_reply(
+            conn, xcb_get_property(conn, 0, root, atoms.netActiveWindow, XCB_ATOM_WINDOW, 0, 1), &error));
+        if (failed(error, "_NET_ACTIVE_WINDOW", root) || !active) {
+            return {};
+        }
+        if (active->type == XCB_NONE) {
+            // No active-window property: focus changes are not announced, so ask again next time.
+            const xcb_window_t focused = focusedClientWindow();
+            return focused == XCB_NONE ? ForegroundWindow{} : probeWindow(focused, true);
+        }
+        front = XCB_NONE; // nothing is active (all windows closed, or the desktop itself has the focus)
+        if (active->type == XCB_ATOM_WINDOW && active->format == 32 &&
+            xcb_get_property_value_length(active.get()) >= 4) {
+            front = *static_cast<const xcb_window_t*>(xcb_get_property_value(active.get()));
+        }
+        frontKnown = owned != nullptr;
     }
-    return probeWindow(window, viaFocus);
+    if (front == XCB_NONE) {
+        return {};
+    }
+    if (const auto it = known.constFind(front); it != known.constEnd()) {
+        lastProbedWindow = it->valid ? front : XCB_NONE;
+        return *it;
+    }
+    return probeWindow(front, false);
 }
 
 ForegroundWindow X11Platform::probeWindow(xcb_window_t window, bool viaFocus)
@@ -451,9 +464,15 @@ ForegroundWindow X11Platform::probeWindow(xcb_window_t window, bool viaFocus)
     vanished = failed(error, "the attributes", window) || vanished;
     if (vanished) {
         vanishedWindow = window;
+        if (window == front) {
+            front = XCB_NONE; // a window manager may go on naming it: nothing is in front until another is
+        }
         return {};
     }
     if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE) {
+        if (owned && !viaFocus) {
+            known.insert(window, {}); // until it is mapped
+        }
         return {};
     }
 
@@ -485,9 +504,7 @@ ForegroundWindow X11Platform::probeWindow(xcb_window_t window, bool viaFocus)
     result.valid = true;
     lastProbedWindow = window;
     if (owned && !viaFocus) {
-        cached = result;
-        cacheValid = true;
-        activeUnchanged = true;
+        known.insert(window, result);
     }
     if (!result.path.isEmpty() && !icons.contains(result.path)) {
         if (windowOfPath.size() >= maxCachedWindows) {

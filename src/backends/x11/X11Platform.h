@@ -62,6 +62,7 @@ private:
     };
 
     void internAtoms();
+    bool readsProperty(xcb_atom_t atom) const;
     bool failed(xcb_generic_error_t* error, const char* what, xcb_window_t window);
     void storeIdle(xcb_screensaver_query_info_cookie_t cookie);
     xcb_window_t focusedClientWindow();
@@ -83,22 +84,21 @@ private:
     quint32 idleMs = 0;
     QElapsedTimer idleAge;
     xcb_window_t lastProbedWindow = XCB_NONE;
-    // On a connection of its own the platform hears of changes instead of asking every tick: the front
-    // window found last stays true until the root's active window, that window's names, class or pid
-    // change, or it is unmapped. A tick then sends nothing to the X server; the idle time is asked for
-    // only when the recorder needs it, which while the user is active is once in a few minutes.
-    bool stillValid();
+    // On a connection of its own the platform hears of changes instead of asking every tick: the active
+    // window read last stays true until the root says another is active, and the answer for each window
+    // seen in front stays true until that window's names, class or pid change, or it is mapped, unmapped or
+    // destroyed. A tick then sends nothing to the X server, and coming back to a window seen before costs
+    // one request instead of six (on an idle X server each answer is a wake-up of its own). The idle time is
+    // asked for only when the recorder needs it, which while the user is active is once in a few minutes.
     // Reads every event that arrived, so none pile up; also while nothing probes (recording paused),
     // from a timer that a probe puts off again, so a recording program never wakes for it.
     void drainEvents();
+    void forget(xcb_window_t window);
     void watch(xcb_window_t window);
     ForegroundWindow probeWindow(xcb_window_t window, bool viaFocus);
-    ForegroundWindow cached;
-    xcb_window_t watched = XCB_NONE;
-    bool cacheValid = false;
-    // The watched window is still the active one: only its own properties changed since it was
-    // read, so a new title needs no look-up of which window is active.
-    bool activeUnchanged = false;
+    xcb_window_t front = XCB_NONE;
+    bool frontKnown = false;
+    QHash<xcb_window_t, ForegroundWindow> known; // every window in it is watched
     std::unique_ptr<QtRootRelay> qtRelay;
     QTimer drainWhilePaused;
     qint64 drainPutOffAt = 0;               // `clock` milliseconds
