@@ -2,7 +2,6 @@
 #include "TestKit.h"
 #include "reports/TreeModel.h"
 #include "views/CalendarWidget.h"
-#include "views/ClickableLabel.h"
 #include "views/LineEdit.h"
 #include "views/ListItemDelegate.h"
 #include "window/MessageBoxPrompter.h"
@@ -65,17 +64,6 @@ private slots:
         QTest::mouseClick(edit.clearButton(), Qt::LeftButton);
         QCOMPARE(edit.text(), QString());
         QVERIFY(!edit.clearButton()->isVisible());
-    }
-
-    void clickableLabel()
-    {
-        ClickableLabel label("x");
-        QSignalSpy clicked(&label, &ClickableLabel::clicked);
-        QSignalSpy doubleClicked(&label, &ClickableLabel::doubleClicked);
-        QTest::mouseClick(&label, Qt::LeftButton);
-        QTest::mouseDClick(&label, Qt::LeftButton);
-        QVERIFY(clicked.count() >= 1);
-        QCOMPARE(doubleClicked.count(), 1);
     }
 
     void calendarMarks()
