@@ -74,14 +74,13 @@ private slots:
 
     void servedFeed_data()
     {
-        QTest::addColumn<int>("httpStatus"); // 0: nothing listens on the port any more; -1: never answers
+        QTest::addColumn<int>("httpStatus"); // -1: never answers
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<bool>("interactive");
         QTest::addColumn<UpdateInfo::Status>("status");
         using S = UpdateInfo::Status;
         QTest::newRow("newer") << 200 << feed({"1.1.0"}) << false << S::UpdateAvailable;
         QTest::newRow("server error") << 500 << feed({"1.1.0"}) << false << S::Failed;
-        QTest::newRow("server down") << 0 << QByteArray() << true << S::Failed;
         QTest::newRow("never answers") << -1 << QByteArray() << true << S::Failed;
         QTest::newRow("2 MiB feed") << 200 << feed({"1.1.0"}) + QByteArray(2 * 1024 * 1024, ' ') << true << S::Failed;
         QTest::newRow("64 levels deep") << 200 << QByteArray("<a>").repeated(64) + QByteArray("</a>").repeated(64)
@@ -97,12 +96,8 @@ private slots:
         StaticHttpServer server;
         QVERIFY(server.start());
         server.setReply(httpStatus, body);
-        const QUrl url = server.url();
-        if (httpStatus == 0) {
-            server.close();
-        }
         QNetworkAccessManager network;
-        UpdateChecker checker(&network, url, QStringLiteral("1.0.10"));
+        UpdateChecker checker(&network, server.url(), QStringLiteral("1.0.10"));
         checker.setTimeoutMs(3000);
         QSignalSpy finished(&checker, &UpdateChecker::finished);
         checker.check(interactive);
@@ -118,10 +113,8 @@ private slots:
         if (httpStatus < 0) {
             QCOMPARE(info.error, QStringLiteral("The update server did not answer within 3 seconds."));
         }
-        if (httpStatus) {
-            QCOMPARE(server.requestCount(), 1);
-            QVERIFY(server.lastRequest().contains("User-Agent: VerrinPlus/"));
-        }
+        QCOMPARE(server.requestCount(), 1);
+        QVERIFY(server.lastRequest().contains("User-Agent: VerrinPlus/"));
     }
 
     void aCheckAskedForDuringTheQuietOneShowsProgressAndResult()
