@@ -381,7 +381,6 @@ private slots:
             << QString()
             << QStringList{quoted + "|09:00:00|09:01:00|1 m 0 s", "other|10:00:00|10:00:05|5 s", twoLines,
                            quoted + "|23:59:00|00:01:05|2 m 5 s"};
-        QTest::newRow("nothing of that title") << "missing" << QStringList{};
     }
 
     void timestampsListTheIntervalsOfANode()
