@@ -387,6 +387,7 @@ private slots:
 
         const QJsonObject json =
             QJsonDocument::fromJson(DayReport::render(kDay, DayReport::Format::Json, &error).toUtf8()).object();
+        QCOMPARE(json["date"].toString(), QStringLiteral("2026-11-15"));
         QCOMPARE(json["unlinked"]["total_seconds"].toInt(), 290);
         QCOMPARE(json["linked"]["nodes"][0]["type"].toString(), QStringLiteral("project"));
         QCOMPARE(json["linked"]["nodes"][0]["id"].toString(), QStringLiteral("10"));

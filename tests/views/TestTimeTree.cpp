@@ -413,6 +413,7 @@ private slots:
             got << cells.join("|");
         }
         QCOMPARE(got, rows);
+        QVERIFY(!dialog.dateLabel()->text().isEmpty());
     }
 
 private:

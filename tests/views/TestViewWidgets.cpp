@@ -2,6 +2,7 @@
 #include "TestKit.h"
 #include "reports/TreeModel.h"
 #include "views/CalendarWidget.h"
+#include "views/ClickableLabel.h"
 #include "views/LineEdit.h"
 #include "views/ListItemDelegate.h"
 #include "window/MessageBoxPrompter.h"
@@ -64,6 +65,14 @@ private slots:
         QTest::mouseClick(edit.clearButton(), Qt::LeftButton);
         QCOMPARE(edit.text(), QString());
         QVERIFY(!edit.clearButton()->isVisible());
+    }
+
+    void signInIndicatorTakesDoubleClicks()
+    {
+        ClickableLabel label("x");
+        QSignalSpy doubleClicked(&label, &ClickableLabel::doubleClicked);
+        QTest::mouseDClick(&label, Qt::LeftButton);
+        QCOMPARE(doubleClicked.count(), 1);
     }
 
     void calendarMarks()
