@@ -67,14 +67,11 @@ private slots:
         QVERIFY(!edit.clearButton()->isVisible());
     }
 
-    void clickableLabel()
+    void signInIndicatorTakesDoubleClicks()
     {
         ClickableLabel label("x");
-        QSignalSpy clicked(&label, &ClickableLabel::clicked);
         QSignalSpy doubleClicked(&label, &ClickableLabel::doubleClicked);
-        QTest::mouseClick(&label, Qt::LeftButton);
         QTest::mouseDClick(&label, Qt::LeftButton);
-        QVERIFY(clicked.count() >= 1);
         QCOMPARE(doubleClicked.count(), 1);
     }
 
