@@ -27,17 +27,6 @@ class TestStore : public QObject
     Q_OBJECT
 
 private slots:
-    void sqlTimes()
-    {
-        const QDateTime time(QDate(2026, 11, 15), QTime(8, 5, 9));
-        QCOMPARE(util::sql_to_datetime("2026-11-15 08:05:09"), time);
-        QCOMPARE(util::datetime_to_sql(time), QStringLiteral("2026-11-15 08:05:09"));
-        QCOMPARE(util::sql_to_date(QStringLiteral("2026-11-15")), QDate(2026, 11, 15));
-        QVERIFY(util::sql_to_datetime(QString()).isNull());
-        QVERIFY(!util::sql_to_date(QStringLiteral("not a date")).isValid());
-        QVERIFY(!util::sql_to_datetime(QStringLiteral("2026-13-45 99:99")).isValid());
-    }
-
     void texts()
     {
         QStringList times;
