@@ -25,6 +25,9 @@ public:
         }
         ids.sort();
         calls << QStringLiteral("%1:%2%3").arg(taskId).arg(ids.join(QLatin1Char(',')), notes);
+        if (refuseTask == taskId) {
+            return false;
+        }
         QSqlQuery mark;
         mark.exec(QStringLiteral("UPDATE entries SET ext_task_id = %1, ext_entry_id = %2 WHERE id IN (%3)")
                       .arg(taskId)
@@ -34,6 +37,7 @@ public:
     }
 
     QStringList calls;
+    int refuseTask = -1;
 };
 
 const QDate kDay(2026, 1, 1);
@@ -176,34 +180,40 @@ private slots:
 
     // Entries are "application|title|start|seconds", rules "application|title rule|pattern|task[|seq]"
     // (a leading "-" switches the rule off). Entry ids count from 1 in the listed order; each run is
-    // followed by a second one, which must only offer what the first left unlinked. A link the service
-    // refuses is run by the command-line test against the real service.
+    // followed by a second one, which must only offer what the first left unlinked.
     void applying_data()
     {
         QTest::addColumn<QStringList>("entries");
         QTest::addColumn<QStringList>("rules");
+        QTest::addColumn<int>("refusedTask");
         QTest::addColumn<QStringList>("calls");
         QTest::addColumn<QString>("summary");
         QTest::addColumn<int>("groupsAgain");
 
         QTest::newRow("lower seq wins over the older rule")
             << QStringList{"Editor|Quarterly report|2026-11-16 09:00:00|600"}
-            << QStringList{"Editor|or|report|100", "Editor|exact|Quarterly report|200|0"} << QStringList{"200:1"}
+            << QStringList{"Editor|or|report|100", "Editor|exact|Quarterly report|200|0"} << 0 << QStringList{"200:1"}
             << "Rules applied: 1 of 1 groups matched, 1 tasks linked, 10 m 0 s (600 seconds)" << 0;
         QTest::newRow("same title on two days linked in one call per task")
             << QStringList{"Editor|notes.txt|2026-11-16 09:00:00|60",     "Editor|notes.txt|2026-11-16 15:00:00|30",
                            "Editor|notes.txt|2026-11-17 10:00:00|120",    "Editor|notes.txt|2026-11-18 10:00:00|120",
                            "Browser|Mail - Inbox|2026-11-17 11:00:00|45", "Browser|News|2026-11-17 12:00:00|45"}
-            << QStringList{"Editor|and|notes|20", "Browser|regexp|^mail|9"} << QStringList{"9:5", "20:1,2,3"}
+            << QStringList{"Editor|and|notes|20", "Browser|regexp|^mail|9"} << 0 << QStringList{"9:5", "20:1,2,3"}
             << "Rules applied: 3 of 4 groups matched, 2 tasks linked, 4 m 15 s (255 seconds)" << 1;
+        QTest::newRow("refused link is counted and offered again")
+            << QStringList{"Editor|a|2026-11-16 09:00:00|60", "Editor|b|2026-11-16 10:00:00|90"}
+            << QStringList{"Editor|exact|a|1", "Editor|exact|b|2"} << 1 << QStringList{"1:1", "2:2"}
+            << "Rules applied: 2 of 2 groups matched, 1 tasks linked, 1 failed, 1 m 30 s (90 seconds)" << 1;
         QTest::newRow("no active rule") << QStringList{"Editor|plan|2026-11-16 09:00:00|60"}
-                                        << QStringList{"-Editor|and||5"} << QStringList() << "No rules to apply" << 0;
+                                        << QStringList{"-Editor|and||5"} << 0 << QStringList() << "No rules to apply"
+                                        << 0;
     }
 
     void applying()
     {
         QFETCH(QStringList, entries);
         QFETCH(QStringList, rules);
+        QFETCH(int, refusedTask);
         QFETCH(QStringList, calls);
         QFETCH(QString, summary);
         QFETCH(int, groupsAgain);
@@ -228,6 +238,7 @@ private slots:
             }
         }
         RecordingLinker linker;
+        linker.refuseTask = refusedTask;
         FakePrompter prompter;
         RuleApplier applier(&store, &linker, &prompter);
         QSignalSpy started(&applier, &RuleApplier::progressStarted);
