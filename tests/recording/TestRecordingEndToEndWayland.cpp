@@ -1,0 +1,42 @@
+#include "HeadlessSway.h"
+#include "StoredStretches.h"
+#include "TempDataFolder.h"
+#include "TestKit.h"
+
+// The real program recording real Wayland windows on a headless sway of its own, ended by SIGTERM.
+class TestRecordingEndToEndWayland : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void switchingWindowsThenSigterm()
+    {
+        HeadlessSway sway{QStringLiteral(WAYLAND_TEST_WINDOW)};
+        QString whyNot;
+        if (!sway.start(&whyNot)) {
+            QSKIP(qPrintable(whyNot));
+        }
+        const QString alpha = QStringLiteral("Alpha – report.odt");
+        const QString beta = QStringLiteral("Beta \"quoted\" 東京");
+        QVERIFY(sway.windows.open(QStringLiteral("verrin-e2e-alpha"), alpha));
+        QVERIFY(sway.windows.open(QStringLiteral("verrin-e2e-beta"), beta));
+        QVERIFY(sway.focus(QStringLiteral("verrin-e2e-alpha")));
+
+        // The program's own windows stay offscreen, so they never take the focus from the test's.
+        QProcessEnvironment env = sway.clientEnvironment();
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        TempDataFolder data;
+        StoredStretches::Stretch a;
+        StoredStretches::Stretch b;
+        StoredStretches::recordTwoWindows(
+            data, env, alpha, beta, [] { return true; }, [&] { return sway.focus(QStringLiteral("verrin-e2e-beta")); },
+            &a, &b);
+        QVERIFY(!QTest::currentTestFailed());
+        // No desktop entry: the application is shown under its app id.
+        QCOMPARE(a.application, QStringLiteral("verrin-e2e-alpha"));
+        QCOMPARE(b.application, QStringLiteral("verrin-e2e-beta"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRecordingEndToEndWayland)
+#include "TestRecordingEndToEndWayland.moc"
