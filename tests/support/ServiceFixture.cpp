@@ -116,6 +116,22 @@ QJsonArray ServiceFixture::receivedRequests()
     return QJsonDocument::fromJson(json).array();
 }
 
+QStringList ServiceFixture::sentValues(const QString& method, const QString& name)
+{
+    QStringList values;
+    for (const QJsonValue& request : receivedRequests()) {
+        if (request.toObject().value(QStringLiteral("method")).toString() != method)
+            continue;
+        QString value;
+        for (const QJsonValue& pair : request.toObject().value(QStringLiteral("params")).toArray()) {
+            if (pair.toArray().at(0).toString() == name)
+                value = pair.toArray().at(1).toString();
+        }
+        values << value;
+    }
+    return values;
+}
+
 bool ServiceFixture::reset()
 {
     if (!isRunning() && !start())

@@ -42,6 +42,8 @@ public:
     bool expireTokens() { return control("expire-tokens"); }
     // Calls so far, oldest first: "method", "verb", "query", "body", "contentType", "userAgent", "params".
     QJsonArray receivedRequests();
+    // The value of `name` in each call of `method` received so far, oldest first.
+    QStringList sentValues(const QString& method, const QString& name);
     bool clearRequests() { return control("clear-requests"); }
     // Running again if a test stopped it, no faults, no requests remembered.
     bool reset();
