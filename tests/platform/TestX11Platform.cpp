@@ -131,22 +131,37 @@ private slots:
         QCOMPARE(showInFront({"--title", "Before"}).title, QStringLiteral("Before"));
         TestWindow* other = windows.back().get();
         // The change is announced before the helper's "ok", so the very next probe must have it.
+        // While the recorder listens, the change is announced and no sample is needed before it.
+        int announced = 0;
+        QVERIFY(platform->announceChanges([&announced] { ++announced; }));
+        QVERIFY(!platform->answerMayHaveChanged());
         QVERIFY(other->command(QStringLiteral("title After \u2192 change")));
+        QTRY_VERIFY(announced > 0);
+        QVERIFY(platform->answerMayHaveChanged());
         QCOMPARE(platform->foregroundWindow().title, QStringLiteral("After \u2192 change"));
-        // Other properties of the front window change all the time; they cost no request. The round trip
-        // makes sure the change's event is in before the probe.
+        QVERIFY(!platform->answerMayHaveChanged());
+        // Other properties of the front window change all the time; they cost no request and announce
+        // nothing. The round trip makes sure the change's event is in before the probe.
         QVERIFY(other->command(QStringLiteral("user-time")));
         xcb_connection_t* conn = platform->connection();
         const auto cookie = xcb_get_input_focus(conn);
         free(xcb_get_input_focus_reply(conn, cookie, nullptr));
+        QVERIFY(!platform->answerMayHaveChanged());
         QCOMPARE(platform->foregroundWindow().title, QStringLiteral("After \u2192 change"));
         QCOMPARE(xcb_no_operation(conn).sequence, cookie.sequence + 1);
         QVERIFY(other->command(QStringLiteral("title ")));
         QTRY_VERIFY(platform->foregroundWindow().valid && platform->foregroundWindow().title.isEmpty());
 
-        // Back to a window seen before: its own answer, not the last one's, and what changed behind.
+        // Back to a window seen before: its own answer, not the last one's, and what changed behind. A
+        // window behind changing its title announces nothing; another window coming to the front does.
         QVERIFY(first->command(QStringLiteral("title First, renamed behind")));
+        free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr));
+        QVERIFY(!platform->answerMayHaveChanged());
+        announced = 0;
+        QVERIFY(runXdotool({"windowactivate", QString::number(first->id)}));
+        QTRY_VERIFY(announced > 0);
         QCOMPARE(bringToFront(first->id).title, QStringLiteral("First, renamed behind"));
+        QVERIFY(platform->announceChanges({}));
         // Back to a window unchanged since: asking which window is active, but not about the window.
         const auto before = xcb_no_operation(conn).sequence;
         QCOMPARE(bringToFront(other->id).title, QString());

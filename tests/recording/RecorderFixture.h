@@ -68,10 +68,18 @@ struct RecorderFixture
     }
     ~RecorderFixture() { Registry::drop(); }
 
-    // Moves the clock and runs one tick.
+    // Moves the clock and runs one tick. When `skipQuietSeconds`, as on a desktop that announces its changes:
+    // a tick samples only after an announcement or once the recorder says a sample is due (tick(0), a
+    // second sample within the same second, always samples).
     void tick(int seconds = 1)
     {
         clock.advance(seconds);
+        sinceSample += qAbs(seconds);
+        if (skipQuietSeconds && seconds != 0 && !announced && sinceSample < recorder.secondsUntilSampleDue()) {
+            return;
+        }
+        announced = false;
+        sinceSample = 0;
         recorder.updateApps();
     }
     // `seconds` ticks one second apart, the idle time growing by one each tick when `away`.
@@ -91,4 +99,7 @@ struct RecorderFixture
     FakePlatform platform;
     ManualClock clock{QDateTime(QDate(2026, 11, 16), QTime(9, 0, 0))};
     Recorder recorder{&platform, &clock};
+    bool skipQuietSeconds = false;
+    bool announced = false;
+    int sinceSample = 0;
 };

@@ -38,6 +38,8 @@ constexpr int maxCachedWindows = 512;
 constexpr int maxTreeWalk = 16;
 // Events heard while nothing probes are read this often, so they neither pile up nor reach Qt late.
 constexpr int drainPauseMs = 30 * 1000;
+// How long a window manager's changes at a switch of the front window are let pile up before they are read.
+constexpr int settleMs = 100;
 
 QByteArray propertyBytes(const xcb_get_property_reply_t* reply)
 {
@@ -149,6 +151,7 @@ std::unique_ptr<X11Platform> X11Platform::withOwnConnection(const QStringList& a
 
 X11Platform::~X11Platform()
 {
+    delete announcer;
     if (owned) {
         xcb_disconnect(owned);
     }
@@ -326,18 +329,20 @@ qint64 X11Platform::pidFromResourceExtension(xcb_window_t window)
 void X11Platform::drainEvents()
 {
     // Put off the paused-time read, but not at every tick: restarting a timer costs more than reading the clock.
-    if (const qint64 now = clock.elapsed(); now - drainPutOffAt >= drainPauseMs / 3) {
+    if (const qint64 now = clock.elapsed(); !announcer && now - drainPutOffAt >= drainPauseMs / 3) {
         drainPutOffAt = now;
         drainWhilePaused.start();
     }
     // Every event is read, whether or not an answer is kept. Reading what the server sent meanwhile does not
     // wait: only events already here are looked at.
+    bool activeChanged = false;
     while (xcb_generic_event_t* event = xcb_poll_for_event(conn)) {
         switch (event->response_type & ~0x80) {
         case XCB_PROPERTY_NOTIFY: {
             const auto* change = reinterpret_cast<xcb_property_notify_event_t*>(event);
             if (change->window == root && change->atom == atoms.netActiveWindow) {
                 frontKnown = false;
+                activeChanged = true;
             } else if (known.contains(change->window)) {
                 // Toolkits touch other properties of their windows all the time (GTK sets
                 // _NET_WM_USER_TIME at every key press, window managers the state at every switch);
@@ -365,6 +370,11 @@ void X11Platform::drainEvents()
         }
         free(event);
     }
+    if (activeChanged && announcer) {
+        // Asked now, the answer is there by the time it is wanted. A window manager may change the active
+        // window twice at a switch (first to none); only the last change is asked about.
+        askActiveWindow();
+    }
 }
 
 void X11Platform::forget(xcb_window_t window)
@@ -374,6 +384,94 @@ void X11Platform::forget(xcb_window_t window)
     if (window == front) {
         frontKnown = false;
     }
+}
+
+bool X11Platform::announceChanges(std::function<void()> newListener)
+{
+    if (!owned || !supported || xcb_connection_has_error(conn)) {
+        return false;
+    }
+    listener = std::move(newListener);
+    if (!listener) {
+        if (announcer) {
+            // It may be announcing right now.
+            settle.stop();
+            announcer->setEnabled(false);
+            announcer->deleteLater();
+            announcer = nullptr;
+        }
+        drainWhilePaused.start();
+        return true;
+    }
+    if (!announcer) {
+        announcer = new QSocketNotifier(qintptr(xcb_get_file_descriptor(conn)), QSocketNotifier::Read);
+        QObject::connect(announcer, &QSocketNotifier::activated, announcer, [this] { onAnnouncement(); });
+        settle.setSingleShot(true);
+        settle.setInterval(settleMs);
+        QObject::connect(&settle, &QTimer::timeout, announcer, [this] { onSettled(); });
+    }
+    drainWhilePaused.stop();
+    drainEvents();
+    return true;
+}
+
+void X11Platform::askActiveWindow()
+{
+    // A question asked before the last change may carry the answer from before it.
+    if (activeAsked) {
+        xcb_discard_reply(conn, activeQuestion.sequence);
+    }
+    activeQuestion = xcb_get_property(conn, 0, root, atoms.netActiveWindow, XCB_ATOM_WINDOW, 0, 1);
+    activeAsked = true;
+    xcb_flush(conn);
+}
+
+void X11Platform::onAnnouncement()
+{
+    announcer->setEnabled(false);
+    if (xcb_connection_has_error(conn)) {
+        // A broken connection reads as always ready; the answers say nothing from now on anyway.
+        return;
+    }
+    // A window manager changes several properties at every switch, and an idle X server sends each change
+    // on its own: heard one by one, every one would be a wake-up. The first is read now (a new active window
+    // is asked for at once); the rest are read together once the switch is over, and the answer to the
+    // question is there by then.
+    drainEvents();
+    settle.start();
+}
+
+void X11Platform::onSettled()
+{
+    if (!announcer) {
+        return;
+    }
+    drainEvents();
+    announcer->setEnabled(true);
+    announceIfChanged();
+}
+
+void X11Platform::announceIfChanged()
+{
+    if (listener && !answerHolds()) {
+        listener();
+    }
+}
+
+bool X11Platform::answerMayHaveChanged()
+{
+    if (!announcer || xcb_connection_has_error(conn)) {
+        return true;
+    }
+    drainEvents();
+    return !answerHolds();
+}
+
+bool X11Platform::answerHolds() const
+{
+    // Without _NET_ACTIVE_WINDOW, or while the window manager names a window that was not seen whole, the
+    // answer was asked for, not kept, and may differ at any time.
+    return frontKnown && (front == XCB_NONE || known.contains(front));
 }
 
 bool X11Platform::readsProperty(xcb_atom_t atom) const
@@ -407,10 +505,13 @@ ForegroundWindow X11Platform::foregroundWindow()
         drainEvents();
     }
     if (!frontKnown) {
-        // Round trip 1: which window is active.
+        // Round trip 1: which window is active (already asked when the root announced the change).
+        if (!activeAsked) {
+            askActiveWindow();
+        }
+        activeAsked = false;
         xcb_generic_error_t* error = nullptr;
-        Reply<xcb_get_property_reply_t> active(xcb_get_property_reply(
-            conn, xcb_get_property(conn, 0, root, atoms.netActiveWindow, XCB_ATOM_WINDOW, 0, 1), &error));
+        Reply<xcb_get_property_reply_t> active(xcb_get_property_reply(conn, activeQuestion, &error));
         if (failed(error, "_NET_ACTIVE_WINDOW", root) || !active) {
             return {};
         }
@@ -587,6 +688,12 @@ QIcon X11Platform::iconForPath(const QString& path)
     if (icon.isNull() && supported) {
         if (const xcb_window_t window = windowOfPath.value(path, XCB_NONE); window != XCB_NONE) {
             icon = windowIcon(window);
+            if (announcer) {
+                // Outside a sample nothing would look at what the server said meanwhile: it waits in the
+                // connection's queue, where the announcer cannot see it.
+                drainEvents();
+                QTimer::singleShot(0, announcer, [this] { announceIfChanged(); });
+            }
         }
     }
     if (icon.isNull()) {

@@ -7,6 +7,7 @@
 
 #include <QElapsedTimer>
 #include <QHash>
+#include <QSocketNotifier>
 #include <QTimer>
 
 #include <xcb/screensaver.h>
@@ -41,6 +42,9 @@ public:
     int idleSeconds() override;
     QIcon iconForPath(const QString& path) override;
     void hideApplication() override;
+    // Only on a connection of its own, where the platform hears of changes.
+    bool announceChanges(std::function<void()> listener) override;
+    bool answerMayHaveChanged() override;
 
     xcb_connection_t* connection() const { return conn; }
     xcb_window_t rootWindow() const { return root; }
@@ -93,6 +97,11 @@ private:
     // Reads every event that arrived, so none pile up; also while nothing probes (recording paused),
     // from a timer that a probe puts off again, so a recording program never wakes for it.
     void drainEvents();
+    bool answerHolds() const;
+    void onAnnouncement();
+    void onSettled();
+    void askActiveWindow();
+    void announceIfChanged();
     void forget(xcb_window_t window);
     void watch(xcb_window_t window);
     ForegroundWindow probeWindow(xcb_window_t window, bool viaFocus);
@@ -101,6 +110,11 @@ private:
     QHash<xcb_window_t, ForegroundWindow> known; // every window in it is watched
     std::unique_ptr<QtRootRelay> qtRelay;
     QTimer drainWhilePaused;
+    std::function<void()> listener;
+    QSocketNotifier* announcer = nullptr; // reads events as they arrive while a listener is set
+    QTimer settle;
+    xcb_get_property_cookie_t activeQuestion{};
+    bool activeAsked = false;
     qint64 drainPutOffAt = 0;               // `clock` milliseconds
     xcb_window_t vanishedWindow = XCB_NONE; // the last window found gone, reported once
     QHash<xcb_window_t, qint64> resourcePids;

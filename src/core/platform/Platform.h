@@ -3,6 +3,7 @@
 #include <QIcon>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 // What the recorder needs to know about the desktop, behind one small interface so the recorder can
@@ -34,6 +35,18 @@ public:
     virtual QIcon iconForPath(const QString& path) = 0;
     // Hides all of this program's own top-level windows (the tray icon stays).
     virtual void hideApplication() = 0;
+
+    // A desktop that announces its changes spares the recorder asking every second. While a listener is
+    // set, it is called from the event loop whenever foregroundWindow() may answer differently from its
+    // last answer; an empty one ends the announcements. False when this backend can only be asked.
+    virtual bool announceChanges(std::function<void()> listener)
+    {
+        Q_UNUSED(listener);
+        return false;
+    }
+    // False while the last answer of foregroundWindow() holds until the next announcement. Hears what
+    // the desktop said while that answer was being fetched, so it belongs right after it.
+    virtual bool answerMayHaveChanged() { return true; }
 };
 
 // Chooses the backend for the running session. In a Wayland session (WAYLAND_DISPLAY or

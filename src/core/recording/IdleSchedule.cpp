@@ -1,11 +1,11 @@
 #include "recording/IdleSchedule.h"
 
-bool IdleSchedule::due(qint64 now, int limitSeconds) const
+qint64 IdleSchedule::secondsUntilDue(qint64 now, int limitSeconds) const
 {
     if (!haveReading || now < readAt) {
-        return true; // nothing read yet, or the clock went back: the reading tells nothing
+        return 0; // nothing read yet, or the clock went back: the reading tells nothing
     }
-    return now - readAt >= qint64(limitSeconds) - readIdle - kMarginSeconds;
+    return qMax<qint64>(0, readAt + limitSeconds - readIdle - kMarginSeconds - now);
 }
 
 void IdleSchedule::noteReading(qint64 now, int idleSeconds)

@@ -10,7 +10,9 @@
 class IdleSchedule
 {
 public:
-    bool due(qint64 now, int limitSeconds) const;
+    bool due(qint64 now, int limitSeconds) const { return secondsUntilDue(now, limitSeconds) == 0; }
+    // 0 when the desktop has to be asked now.
+    qint64 secondsUntilDue(qint64 now, int limitSeconds) const;
     void noteReading(qint64 now, int idleSeconds);
 
 private:

@@ -9,6 +9,14 @@
 #include <QDebug>
 #include <QTimeZone>
 
+namespace {
+int idleLimitSeconds()
+{
+    // A limit under a minute (a hand-edited settings file) would book everything as away time.
+    return qMax(1, Registry::instance()->idleLimit()) * 60;
+}
+} // namespace
+
 Recorder::Recorder(Platform* platform, Clock* clock, QObject* parent)
     : QObject(parent), platform(platform), clock(clock), foreground(platform)
 {
@@ -98,6 +106,20 @@ void Recorder::updateApps()
     lastTick = tickNow;
 }
 
+int Recorder::secondsUntilSampleDue() const
+{
+    // While away the idle time is due at every second, so every second is sampled.
+    const qint64 now = lastTick.toSecsSinceEpoch();
+    qint64 seconds = kCheckpointSeconds;
+    if (!current.path.isEmpty()) {
+        seconds = qMin(seconds, checkpointDue.toSecsSinceEpoch() - now);
+    }
+    if (Registry::instance()->idleEnabled()) {
+        seconds = qMin(seconds, idleSchedule.secondsUntilDue(now, idleLimitSeconds()));
+    }
+    return int(qMax<qint64>(1, seconds));
+}
+
 void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
 {
     QDateTime now = tickNow;
@@ -138,8 +160,7 @@ void Recorder::sample(AppStruct& app, bool valid, const QDateTime& tickNow)
 // Returns true when the idle logic replaced the sample (entering or staying away).
 bool Recorder::applyIdle(AppStruct& app, QDateTime& now, const QDateTime& tickNow)
 {
-    // A limit under a minute (a hand-edited settings file) would book everything as away time.
-    const int limit = qMax(1, Registry::instance()->idleLimit()) * 60;
+    const int limit = idleLimitSeconds();
     const qint64 nowSecs = tickNow.toSecsSinceEpoch();
     if (!idle && !idleSchedule.due(nowSecs, limit)) {
         return false; // the user cannot have been away long enough since the last reading

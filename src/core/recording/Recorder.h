@@ -67,6 +67,11 @@ public:
 
     ForegroundProbe& probe() { return foreground; }
 
+    // How long after the last sample the next one is needed even if the front window stays the same: when
+    // the stretch in progress is due to be stored or the idle time due to be read; 1 while away, and never
+    // more than kCheckpointSeconds. Asked after a sample.
+    int secondsUntilSampleDue() const;
+
     bool isWriteFailing() const { return writeFailing; }
     // Stretches that ended but are not stored yet.
     int pendingCount() const { return int(pending.size()); }

@@ -16,6 +16,7 @@
 #include "recording/DesktopNotifier.h"
 #include "recording/IgnoredAppsDialog.h"
 #include "recording/Recorder.h"
+#include "recording/SampleScheduler.h"
 #include "reports/CalendarDays.h"
 #include "reports/TreeModel.h"
 #include "store/Database.h"
@@ -136,10 +137,7 @@ MainWindow::MainWindow(Clock* injectedClock, QWidget* parent)
     restoreState(settings->value(QStringLiteral("Window/State")).toByteArray());
     restoreGeometry(settings->value(QStringLiteral("Window/Geometry")).toByteArray());
 
-    timer = new QTimer(this);
-    timer->setTimerType(Qt::PreciseTimer);
-    timer->setObjectName(QStringLiteral("samplingTimer"));
-    connect(timer, &QTimer::timeout, this, &MainWindow::updateApps);
+    sampling = new SampleScheduler(recorder, platform.get(), this);
     recording = false;
 
     connect(ui.btnRecord, &QPushButton::toggled, this, &MainWindow::on_btnRecord_toggled);
@@ -162,6 +160,8 @@ MainWindow::~MainWindow()
 {
     // Whatever ended the program, the stretch in progress is written before the database closes.
     if (recorder) {
+        // The desktop's announcements go before the platform does.
+        sampling->stop();
         recorder->stop();
         // One last try for time held since a failed write; what still cannot be stored goes to the log.
         if (recorder->pendingCount() > 0 && !recorder->retryPending()) {
@@ -409,6 +409,8 @@ void MainWindow::onTrayMenuOptions()
     dialog.getData();
     dialog.values().toRegistry();
     applyQuitOnLastWindowClosed();
+    // The idle limit or the title clean-up may have changed what a sample would find.
+    sampling->sampleSoon();
 }
 
 void MainWindow::on_action_Settings_triggered()
@@ -508,7 +510,7 @@ void MainWindow::startStopRecording(bool on)
     if (on) {
         recording = true;
         ui.btnRecord->setText(QStringLiteral("Recording"));
-        timer->start(1000);
+        sampling->start();
         // An animation nobody can see is a wake-up twice a second for nothing.
         if (QSystemTrayIcon::isSystemTrayAvailable()) {
             trayTimer->start();
@@ -521,18 +523,13 @@ void MainWindow::startStopRecording(bool on)
         recorder->stop();
         recording = false;
         ui.btnRecord->setText(QStringLiteral("Paused"));
-        timer->stop();
+        sampling->stop();
         trayTimer->stop();
         frameIndex = 0;
         tray->setIcon(stillIcon);
         startAction->setEnabled(true);
         pauseAction->setEnabled(false);
     }
-}
-
-void MainWindow::updateApps()
-{
-    recorder->updateApps();
 }
 
 void MainWindow::onSessionEnding()

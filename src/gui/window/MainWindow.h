@@ -23,6 +23,7 @@ class QSettings;
 class QLabel;
 class QTimer;
 class Recorder;
+class SampleScheduler;
 class Clock;
 class SecretStore;
 class VerrinController;
@@ -75,7 +76,6 @@ public slots:
     void on_btnRecord_toggled(bool on);
     void onStart();
     void onStop();
-    void updateApps();
     // The desktop session is ending: save everything as on Exit.
     void onSessionEnding();
     // Marks the days with unlinked time in the months the calendar shows.
@@ -119,7 +119,7 @@ private:
     Recorder* recorder = nullptr;
     DayViews* dayViews = nullptr;
     LinkingController* linkingController = nullptr;
-    QTimer* timer = nullptr;
+    SampleScheduler* sampling = nullptr;
     QSystemTrayIcon* tray = nullptr;
     QMenu* trayMenu = nullptr;
     QTimer* trayTimer = nullptr;
