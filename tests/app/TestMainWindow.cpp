@@ -100,7 +100,8 @@ private slots:
         QCOMPARE(state(), "Paused 0, sampling 0, tray 0, start 1, pause 0");
         QCOMPARE(window.trayFrameIndex(), 0);
 
-        // The settings edit the registry only; the file changes at the next close.
+        // The settings edit the registry only; the file changes at the next close. Sampling goes on.
+        start->trigger();
         const auto typeName = [&](const QString& name, bool accept) {
             onNextModal([name, accept](QWidget* modal) {
                 modal->findChild<QLineEdit*>("editUsername")->setText(name);
@@ -109,6 +110,7 @@ private slots:
             trayActions.at(3)->trigger();
         };
         typeName("bob@example.com", true);
+        QVERIFY(sampling->isActive());
         QCOMPARE(Registry::instance()->username(), "bob@example.com");
         QVERIFY(!readIni().contains("API/Username"));
         typeName("eve@example.com", false);

@@ -50,8 +50,8 @@ void SampleScheduler::sample()
 
 void SampleScheduler::sampleSoon()
 {
-    if (!active) {
-        return;
+    if (!active || !announced) {
+        return; // asked every second, the next sample is less than a second away
     }
     // Never two samples within a second: a title that changes all the time costs what asking every second costs.
     const qint64 wait = sinceSample.isValid() ? kSecondMs - sinceSample.elapsed() : 0;
