@@ -8,6 +8,7 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPixmap>
+#include <QSocketNotifier>
 #include <QWidget>
 
 #include <xcb/res.h>
@@ -370,10 +371,15 @@ void X11Platform::drainEvents()
         }
         free(event);
     }
-    if (activeChanged && announcer) {
-        // Asked now, the answer is there by the time it is wanted. A window manager may change the active
-        // window twice at a switch (first to none); only the last change is asked about.
-        askActiveWindow();
+    if (activeChanged) {
+        // A question asked before the change may carry the answer from before it. While the recorder
+        // listens, the new one is asked now, so the answer is there by the time it is wanted; a window
+        // manager may change the active window twice at a switch (first to none), and only the last
+        // change is asked about.
+        dropActiveQuestion();
+        if (announcer) {
+            askActiveWindow();
+        }
     }
 }
 
@@ -415,12 +421,17 @@ bool X11Platform::announceChanges(std::function<void()> newListener)
     return true;
 }
 
-void X11Platform::askActiveWindow()
+void X11Platform::dropActiveQuestion()
 {
-    // A question asked before the last change may carry the answer from before it.
     if (activeAsked) {
         xcb_discard_reply(conn, activeQuestion.sequence);
+        activeAsked = false;
     }
+}
+
+void X11Platform::askActiveWindow()
+{
+    dropActiveQuestion();
     activeQuestion = xcb_get_property(conn, 0, root, atoms.netActiveWindow, XCB_ATOM_WINDOW, 0, 1);
     activeAsked = true;
     xcb_flush(conn);

@@ -7,18 +7,20 @@
 
 #include <QElapsedTimer>
 #include <QHash>
-#include <QSocketNotifier>
 #include <QTimer>
 
 #include <xcb/screensaver.h>
 #include <xcb/xcb.h>
 
+#include <functional>
 #include <memory>
 
+class QSocketNotifier;
+
 // The platform of an X11 session. The program gives it an xcb connection of its own (replies to its
-// probes then never wake Qt's X event thread); tests may hand in Qt's. One probe costs two round
-// trips to the X server: the active window together with the idle time, then that window's pid,
-// titles and class together. Every reply is checked for errors, since windows vanish at any moment.
+// probes then never wake Qt's X event thread); tests may hand in Qt's. A probe of a window not seen
+// before costs two round trips to the X server: which window is active, then that window's pid, titles
+// and class together. Every reply is checked for errors, since windows vanish at any moment.
 class X11Platform : public Platform
 {
 public:
@@ -94,13 +96,15 @@ private:
     // destroyed. A tick then sends nothing to the X server, and coming back to a window seen before costs
     // one request instead of six (on an idle X server each answer is a wake-up of its own). The idle time is
     // asked for only when the recorder needs it, which while the user is active is once in a few minutes.
-    // Reads every event that arrived, so none pile up; also while nothing probes (recording paused),
-    // from a timer that a probe puts off again, so a recording program never wakes for it.
+    // Reads every event that arrived, so none pile up: as they arrive while the recorder listens for
+    // announcements, else at each probe and, while nothing probes (recording paused), from a timer that a
+    // probe puts off again.
     void drainEvents();
     bool answerHolds() const;
     void onAnnouncement();
     void onSettled();
     void askActiveWindow();
+    void dropActiveQuestion();
     void announceIfChanged();
     void forget(xcb_window_t window);
     void watch(xcb_window_t window);
