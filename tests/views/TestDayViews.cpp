@@ -156,8 +156,9 @@ private slots:
         QVERIFY(ui.btToday->isHidden());
         QVERIFY(views->dayCheckTimer()->isActive());
 
-        views->checkDayChange(); // nothing to do before midnight
+        views->checkDayChange(); // nothing to do before midnight, but look again just after it
         QCOMPARE(ui.calendar->getCurrentDate(), day);
+        QCOMPARE(views->dayCheckTimer()->interval(), 11000);
         clock.advance(20);
         views->checkDayChange();
         QCOMPARE(ui.calendar->getCurrentDate(), day.addDays(1));

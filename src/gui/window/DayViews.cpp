@@ -21,6 +21,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDebug>
+#include <QFileSystemWatcher>
 #include <QLabel>
 #include <QPushButton>
 #include <QScopedValueRollback>
@@ -42,16 +43,19 @@ QIcon fileIcon(const QString& path)
 DayViews::DayViews(MainWindowForm* form, Prompter* prompter, QWidget* dialogParent)
     : QObject(dialogParent), ui(form), prompter(prompter), dialogParent(dialogParent),
       unlinked(new TreeModel(false, this)), linked(new TreeModel(true, this)), filterDelay(new QTimer(this)),
-      dayCheck(new QTimer(this)), clock(SystemClock::shared())
+      dayCheck(new QTimer(this)), zoneWatch(new QFileSystemWatcher(this)), clock(SystemClock::shared())
 {
     filterDelay->setObjectName(QStringLiteral("filterTimer"));
     filterDelay->setSingleShot(true);
     filterDelay->setInterval(kFilterPauseMs);
     connect(filterDelay, &QTimer::timeout, this, &DayViews::onFilterTimer);
     dayCheck->setObjectName(QStringLiteral("dayCheckTimer"));
-    dayCheck->setInterval(kDayCheckMs);
+    dayCheck->setSingleShot(true);
     connect(dayCheck, &QTimer::timeout, this, &DayViews::checkDayChange);
-    dayCheck->start();
+    // A new system time zone replaces the link /etc/localtime; the folder says so without being asked.
+    connect(zoneWatch, &QFileSystemWatcher::directoryChanged, this, &DayViews::checkDayChange);
+    zoneWatch->addPath(QStringLiteral("/etc"));
+    dayCheck->start(kDayCheckMs);
 
     unlinked->setIconProvider(&fileIcon);
     linked->setIconProvider(&fileIcon);
@@ -182,7 +186,10 @@ QDate DayViews::today() const
 void DayViews::checkDayChange()
 {
     LocalZone::followChanges();
-    const QDate now = today();
+    const QDateTime clockNow = clock->now();
+    const qint64 untilMidnight = clockNow.msecsTo(clockNow.date().addDays(1).startOfDay());
+    dayCheck->start(int(qBound(qint64(1000), untilMidnight + 1000, qint64(kDayCheckMs))));
+    const QDate now = clockNow.date();
     if (ui->calendar->getCurrentDate() == now) {
         return;
     }

@@ -8,6 +8,7 @@
 class Clock;
 class MainWindowForm;
 class Prompter;
+class QFileSystemWatcher;
 class QTimer;
 class TreeModel;
 class QWidget;
@@ -36,8 +37,9 @@ public:
 
     // Each keystroke in the title filter waits this long for the next before the tree is rebuilt.
     static constexpr int kFilterPauseMs = 500;
-    // How often the views look whether midnight has passed.
-    static constexpr int kDayCheckMs = 20000;
+    // The views look again just after midnight, and at least this often: a laptop that slept through
+    // midnight wakes with the timer still running, as it does not count the time asleep.
+    static constexpr int kDayCheckMs = 10 * 60 * 1000;
 
 public slots:
     void onCalendarDateChanged(const QDate& date);
@@ -84,6 +86,7 @@ private:
     TreeModel* linked;
     QTimer* filterDelay;
     QTimer* dayCheck;
+    QFileSystemWatcher* zoneWatch;
     const Clock* clock;
     bool typingInProjects = false;
     bool keepOpenNodes = false;

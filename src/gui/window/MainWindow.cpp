@@ -45,6 +45,7 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
+#include <QPixmapCache>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
@@ -369,6 +370,14 @@ void MainWindow::applyQuitOnLastWindowClosed()
 void MainWindow::hideApplication()
 {
     platform->hideApplication();
+    forgetPaintCaches();
+}
+
+void MainWindow::forgetPaintCaches()
+{
+    // Qt's cache of drawn icons and frames looks every 10 s whether to shrink, as long as it holds
+    // anything: a wake-up for nothing while no window is on screen. The next paint fills it again.
+    QPixmapCache::clear();
 }
 
 void MainWindow::updateTrayIcon()
@@ -568,6 +577,9 @@ void MainWindow::changeEvent(QEvent* event)
         hideApplication();
         event->ignore();
         return;
+    }
+    if (event->type() == QEvent::WindowStateChange && isMinimized()) {
+        forgetPaintCaches();
     }
     QMainWindow::changeEvent(event);
 }

@@ -92,6 +92,7 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void forgetPaintCaches();
     void onWriteFailed(const QString& reason, bool alreadyReported);
     void onWriteRecovered();
     void initSettings();
