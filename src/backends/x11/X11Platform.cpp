@@ -327,7 +327,7 @@ qint64 X11Platform::pidFromResourceExtension(xcb_window_t window)
     return pid;
 }
 
-void X11Platform::drainEvents()
+bool X11Platform::drainEvents()
 {
     // Put off the paused-time read, but not at every tick: restarting a timer costs more than reading the clock.
     if (const qint64 now = clock.elapsed(); !announcer && now - drainPutOffAt >= drainPauseMs / 3) {
@@ -337,19 +337,24 @@ void X11Platform::drainEvents()
     // Every event is read, whether or not an answer is kept. Reading what the server sent meanwhile does not
     // wait: only events already here are looked at.
     bool activeChanged = false;
+    bool rootChanged = false;
     while (xcb_generic_event_t* event = xcb_poll_for_event(conn)) {
         switch (event->response_type & ~0x80) {
         case XCB_PROPERTY_NOTIFY: {
             const auto* change = reinterpret_cast<xcb_property_notify_event_t*>(event);
+            rootChanged = rootChanged || change->window == root;
             if (change->window == root && change->atom == atoms.netActiveWindow) {
                 frontKnown = false;
                 activeChanged = true;
-            } else if (known.contains(change->window)) {
+            } else if (const auto it = known.find(change->window); it != known.end()) {
                 // Toolkits touch other properties of their windows all the time (GTK sets
                 // _NET_WM_USER_TIME at every key press, window managers the state at every switch);
-                // only a change of what the answer is made of costs a round trip.
-                if (readsProperty(change->atom)) {
-                    known.remove(change->window);
+                // only a change of what the answer is made of costs a round trip, and a new title
+                // (the change that comes most often) asks only for the title.
+                if (change->atom == atoms.netWmName || change->atom == XCB_ATOM_WM_NAME) {
+                    it->titleStale = true;
+                } else if (readsProperty(change->atom)) {
+                    known.erase(it);
                 }
             } else if (qtRelay) {
                 qtRelay->relay(*change);
@@ -381,6 +386,7 @@ void X11Platform::drainEvents()
             askActiveWindow();
         }
     }
+    return rootChanged;
 }
 
 void X11Platform::forget(xcb_window_t window)
@@ -444,12 +450,16 @@ void X11Platform::onAnnouncement()
         // A broken connection reads as always ready; the answers say nothing from now on anyway.
         return;
     }
-    // A window manager changes several properties at every switch, and an idle X server sends each change
-    // on its own: heard one by one, every one would be a wake-up. The first is read now (a new active window
-    // is asked for at once); the rest are read together once the switch is over, and the answer to the
-    // question is there by then.
-    drainEvents();
-    settle.start();
+    // A window manager changes several properties of the root and the windows at every switch, and an idle
+    // X server sends each change on its own: heard one by one, every one would be a wake-up. So once the
+    // root speaks or the front window changes, the rest is read together 100 ms later (a new active window
+    // is asked for as soon as its change is read, and the answer is there by then). Changes of windows
+    // behind are only read.
+    if (drainEvents() || !answerHolds()) {
+        settle.start();
+        return;
+    }
+    announcer->setEnabled(true);
 }
 
 void X11Platform::onSettled()
@@ -482,7 +492,11 @@ bool X11Platform::answerHolds() const
 {
     // Without _NET_ACTIVE_WINDOW, or while the window manager names a window that was not seen whole, the
     // answer was asked for, not kept, and may differ at any time.
-    return frontKnown && (front == XCB_NONE || known.contains(front));
+    if (!frontKnown || front == XCB_NONE) {
+        return frontKnown;
+    }
+    const auto it = known.constFind(front);
+    return it != known.constEnd() && !it->titleStale;
 }
 
 bool X11Platform::readsProperty(xcb_atom_t atom) const
@@ -541,11 +555,41 @@ ForegroundWindow X11Platform::foregroundWindow()
     if (front == XCB_NONE) {
         return {};
     }
-    if (const auto it = known.constFind(front); it != known.constEnd()) {
-        lastProbedWindow = it->valid ? front : XCB_NONE;
-        return *it;
+    if (const auto it = known.find(front); it != known.end() && (!it->titleStale || refreshTitle(front, *it))) {
+        lastProbedWindow = it->answer.valid ? front : XCB_NONE;
+        return it->answer;
     }
     return probeWindow(front, false);
+}
+
+bool X11Platform::refreshTitle(xcb_window_t window, KnownWindow& kept)
+{
+    auto netNameCookie = xcb_get_property(conn, 0, window, atoms.netWmName, atoms.utf8String, 0, maxTitleLongs);
+    auto nameCookie = xcb_get_property(conn, 0, window, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, maxTitleLongs);
+    xcb_generic_error_t* error = nullptr;
+    Reply<xcb_get_property_reply_t> netName(xcb_get_property_reply(conn, netNameCookie, &error));
+    bool vanished = failed(error, "_NET_WM_NAME", window);
+    Reply<xcb_get_property_reply_t> name(xcb_get_property_reply(conn, nameCookie, &error));
+    vanished = failed(error, "WM_NAME", window) || vanished;
+    if (vanished) {
+        known.remove(window); // the whole probe tells what became of it
+        return false;
+    }
+    kept.answer.title = titleOf(netName.get(), name.get());
+    kept.titleStale = false;
+    return true;
+}
+
+QString X11Platform::titleOf(const xcb_get_property_reply_t* netName, const xcb_get_property_reply_t* name) const
+{
+    if (netName && netName->type == atoms.utf8String) {
+        return textOf(propertyBytes(netName), true);
+    }
+    if (name && name->type != XCB_NONE) {
+        // WM_NAME is Latin-1 when typed STRING; toolkits that type it UTF8_STRING mean UTF-8.
+        return textOf(propertyBytes(name), name->type != XCB_ATOM_STRING);
+    }
+    return QString();
 }
 
 ForegroundWindow X11Platform::probeWindow(xcb_window_t window, bool viaFocus)
@@ -599,12 +643,7 @@ ForegroundWindow X11Platform::probeWindow(xcb_window_t window, bool viaFocus)
     }
 
     ForegroundWindow result;
-    if (netName && netName->type == atoms.utf8String) {
-        result.title = textOf(propertyBytes(netName.get()), true);
-    } else if (name && name->type != XCB_NONE) {
-        // WM_NAME is Latin-1 when typed STRING; toolkits that type it UTF8_STRING mean UTF-8.
-        result.title = textOf(propertyBytes(name.get()), name->type != XCB_ATOM_STRING);
-    }
+    result.title = titleOf(netName.get(), name.get());
     const QList<QByteArray> classParts = propertyBytes(wmClass.get()).split('\0');
     const QString instance = classParts.size() > 0 ? QString::fromLocal8Bit(classParts.at(0)) : QString();
     const QString className = classParts.size() > 1 ? QString::fromLocal8Bit(classParts.at(1)) : QString();
@@ -616,7 +655,7 @@ ForegroundWindow X11Platform::probeWindow(xcb_window_t window, bool viaFocus)
     result.valid = true;
     lastProbedWindow = window;
     if (owned && !viaFocus) {
-        known.insert(window, result);
+        known.insert(window, {result});
     }
     if (!result.path.isEmpty() && !icons.contains(result.path)) {
         if (windowOfPath.size() >= maxCachedWindows) {

@@ -55,6 +55,11 @@ public:
     DesktopEntryIndex& desktopEntries() { return index; }
 
 private:
+    struct KnownWindow
+    {
+        ForegroundWindow answer;
+        bool titleStale = false; // the title changed: only it is asked again
+    };
     struct Atoms
     {
         xcb_atom_t netActiveWindow = XCB_NONE;
@@ -98,8 +103,9 @@ private:
     // asked for only when the recorder needs it, which while the user is active is once in a few minutes.
     // Reads every event that arrived, so none pile up: as they arrive while the recorder listens for
     // announcements, else at each probe and, while nothing probes (recording paused), from a timer that a
-    // probe puts off again.
-    void drainEvents();
+    // probe puts off again. True when the root window said something (a switch of the front window
+    // is under way).
+    bool drainEvents();
     bool answerHolds() const;
     void onAnnouncement();
     void onSettled();
@@ -109,9 +115,11 @@ private:
     void forget(xcb_window_t window);
     void watch(xcb_window_t window);
     ForegroundWindow probeWindow(xcb_window_t window, bool viaFocus);
+    bool refreshTitle(xcb_window_t window, KnownWindow& kept);
+    QString titleOf(const xcb_get_property_reply_t* netName, const xcb_get_property_reply_t* name) const;
     xcb_window_t front = XCB_NONE;
     bool frontKnown = false;
-    QHash<xcb_window_t, ForegroundWindow> known; // every window in it is watched
+    QHash<xcb_window_t, KnownWindow> known; // every window in it is watched
     std::unique_ptr<QtRootRelay> qtRelay;
     QTimer drainWhilePaused;
     std::function<void()> listener;
