@@ -55,6 +55,12 @@ public:
     DesktopEntryIndex& desktopEntries() { return index; }
 
 private:
+    // The most windows any of the probe's caches remembers.
+    static constexpr int kMaxKnownWindows = 512;
+    // Events heard while nothing probes are read this often, so they neither pile up nor reach Qt late.
+    static constexpr int kDrainPauseMs = 30 * 1000;
+    // How long a window manager's changes at a switch of the front window are let pile up before they are read.
+    static constexpr int kSettleMs = 100;
     struct KnownWindow
     {
         ForegroundWindow answer;
