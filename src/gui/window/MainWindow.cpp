@@ -18,6 +18,7 @@
 #include "recording/Recorder.h"
 #include "recording/SampleScheduler.h"
 #include "reports/CalendarDays.h"
+#include "reports/RecordedTimeFeed.h"
 #include "reports/TreeModel.h"
 #include "store/Database.h"
 #include "updates/UpdateChecker.h"
@@ -53,6 +54,7 @@
 #include <QTimer>
 #include <QTreeView>
 #include <QUrl>
+#include <QWindow>
 
 #include <cstdlib>
 
@@ -123,7 +125,11 @@ MainWindow::MainWindow(Clock* injectedClock, QWidget* parent)
     dayViews->setClock(clock);
     dayViews->setHeaderDate(ui.calendar->selectedDate());
     connect(dayViews, &DayViews::calendarMarksStale, this, &MainWindow::initCalendarDaysWithEntries);
-    connect(recorder, &Recorder::entryWritten, dayViews->unlinkedModel(), &TreeModel::addTime);
+    auto* feed = new RecordedTimeFeed(dayViews->unlinkedModel(), this);
+    // Held while none of the program's windows has the focus: the user is working elsewhere.
+    feed->setHolding(!QGuiApplication::focusWindow());
+    connect(qApp, &QGuiApplication::focusWindowChanged, feed, [feed](QWindow* focus) { feed->setHolding(!focus); });
+    connect(recorder, &Recorder::entryWritten, feed, &RecordedTimeFeed::add);
     linkingController = new LinkingController(dayViews, &ui, progressBar, networkManager, prompter.get(), this);
     connect(linkingController, &LinkingController::statusMessage, this,
             [this](const QString& text) { statusBar()->showMessage(text); });

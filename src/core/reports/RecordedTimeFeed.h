@@ -1,0 +1,46 @@
+#pragma once
+
+#include "recording/AppStruct.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QTimer>
+
+class TreeModel;
+
+// Hands newly recorded time to the day tree. While the program is in front it goes in at once; while
+// the user works in other windows it is held and goes in at most a minute later, or as soon as the
+// program comes to the front. Placing a piece repaints the trees, the timeline and the totals, which
+// cost more than recording it when windows switch every few seconds.
+class RecordedTimeFeed : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr int kHoldMs = 60 * 1000;
+
+    explicit RecordedTimeFeed(TreeModel* model, QObject* parent = nullptr);
+
+    // Turning holding off places what was held.
+    void setHolding(bool on);
+    bool isHolding() const { return holding; }
+    void add(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId, int entryId);
+    void placeHeld();
+
+private:
+    struct Piece
+    {
+        QDateTime start;
+        QDateTime end;
+        AppStruct app;
+        int appId = 0;
+        int entryId = 0;
+    };
+
+    TreeModel* model;
+    bool holding = false;
+    // In the order they were written: the model counts a later write of an entry as what it adds.
+    QList<Piece> held;
+    QTimer placeTimer{this};
+};
