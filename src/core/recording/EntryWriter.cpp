@@ -46,18 +46,32 @@ int EntryWriter::addDbApp(const AppStruct& app) const
 
 int EntryWriter::addDbEntry(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId) const
 {
-    QSqlQuery query;
-    query.prepare(QStringLiteral("INSERT INTO entries (title, start_time, end_time, application_id) VALUES "
-                                 "(:title, :start_time, :end_time, :app_id) "));
-    query.bindValue(QStringLiteral(":title"), app.title);
-    query.bindValue(QStringLiteral(":start_time"), util::datetime_to_sql(start));
-    query.bindValue(QStringLiteral(":end_time"), util::datetime_to_sql(end));
-    query.bindValue(QStringLiteral(":app_id"), appId);
-    if (!query.exec()) {
-        remember(QStringLiteral("add entry db error: "), query.lastError());
+    if (!run(insertEntry, {app.title, util::datetime_to_sql(start), util::datetime_to_sql(end), appId},
+             QStringLiteral("add entry db error: "))) {
         return 0;
     }
-    return query.lastInsertId().toInt();
+    return insertEntry.query->lastInsertId().toInt();
+}
+
+bool EntryWriter::run(KeptStatement& kept, const QVariantList& values, const QString& what) const
+{
+    bool ok = true;
+    if (!kept.query) {
+        kept.query.emplace();
+        ok = kept.query->prepare(kept.sql);
+    }
+    if (ok) {
+        for (qsizetype i = 0; i < values.size(); ++i) {
+            kept.query->bindValue(int(i), values.at(i));
+        }
+        ok = kept.query->exec();
+    }
+    if (!ok) {
+        remember(what, kept.query->lastError());
+        // Prepared afresh next time, in case the database was closed and opened again since.
+        kept.query.reset();
+    }
+    return ok;
 }
 
 QPair<int, int> EntryWriter::addDbTime(const QDateTime& start, const QDateTime& end, const AppStruct& app) const
@@ -82,15 +96,10 @@ QPair<int, int> EntryWriter::addDbTime(const QDateTime& start, const QDateTime& 
 
 EntryWriter::RowChange EntryWriter::updateDbEntryEnd(int entryId, const QDateTime& end) const
 {
-    QSqlQuery query;
-    query.prepare(QStringLiteral("UPDATE entries SET end_time = :end_time WHERE id = :id AND ext_task_id IS NULL "));
-    query.bindValue(QStringLiteral(":end_time"), util::datetime_to_sql(end));
-    query.bindValue(QStringLiteral(":id"), entryId);
-    if (!query.exec()) {
-        remember(QStringLiteral("update entry db error: "), query.lastError());
+    if (!run(moveEnd, {util::datetime_to_sql(end), entryId}, QStringLiteral("update entry db error: "))) {
         return RowChange::Failed;
     }
-    return query.numRowsAffected() > 0 ? RowChange::Done : RowChange::Gone;
+    return moveEnd.query->numRowsAffected() > 0 ? RowChange::Done : RowChange::Gone;
 }
 
 EntryWriter::RowChange EntryWriter::removeDbEntry(int entryId) const

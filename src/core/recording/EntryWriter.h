@@ -5,7 +5,11 @@
 #include <QDateTime>
 #include <QHash>
 #include <QPair>
+#include <QSqlQuery>
 #include <QString>
+#include <QVariantList>
+
+#include <optional>
 
 class QSqlError;
 
@@ -43,8 +47,22 @@ public:
     const QString& lastError() const { return error; }
 
 private:
+    // A window switch inserts a row and a checkpoint moves an end: their statements are prepared once
+    // and kept, as parsing one costs more than running it.
+    struct KeptStatement
+    {
+        QString sql;
+        std::optional<QSqlQuery> query;
+    };
+    // Runs the statement with the values bound in order; a failure is remembered under `what`.
+    bool run(KeptStatement& kept, const QVariantList& values, const QString& what) const;
+
     void remember(const QString& what, const QSqlError& failure) const;
 
     mutable QString error;
     mutable QHash<QPair<QString, QString>, int> appIds; // (path, name) -> id
+    mutable KeptStatement insertEntry{
+        QStringLiteral("INSERT INTO entries (title, start_time, end_time, application_id) VALUES (?, ?, ?, ?) "), {}};
+    mutable KeptStatement moveEnd{
+        QStringLiteral("UPDATE entries SET end_time = ? WHERE id = ? AND ext_task_id IS NULL "), {}};
 };
