@@ -24,7 +24,6 @@ public:
 
     // Turning holding off places what was held.
     void setHolding(bool on);
-    bool isHolding() const { return holding; }
     void add(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId, int entryId);
     void placeHeld();
 
@@ -40,7 +39,7 @@ private:
 
     TreeModel* model;
     bool holding = false;
-    // In the order they were written: the model counts a later write of an entry as what it adds.
+    // In the order they were written; of a later write of the same entry the model adds only the growth.
     QList<Piece> held;
     QTimer placeTimer{this};
 };
