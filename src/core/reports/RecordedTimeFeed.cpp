@@ -1,14 +1,15 @@
 #include "reports/RecordedTimeFeed.h"
 
+#include "app/Clock.h"
 #include "reports/TreeModel.h"
 
 #include <utility>
 
-RecordedTimeFeed::RecordedTimeFeed(TreeModel* model, QObject* parent) : QObject(parent), model(model)
+RecordedTimeFeed::RecordedTimeFeed(TreeModel* model, const Clock* clock, QObject* parent)
+    : QObject(parent), model(model), clock(clock)
 {
     placeTimer.setObjectName(QStringLiteral("recordedTimeFeedTimer"));
     placeTimer.setSingleShot(true);
-    placeTimer.setInterval(kHoldMs);
     connect(&placeTimer, &QTimer::timeout, this, &RecordedTimeFeed::placeHeld);
     // A rebuilt day is read from the database, which already has every held piece: placing them
     // afterwards would count them twice.
@@ -25,13 +26,18 @@ void RecordedTimeFeed::setHolding(bool on)
 
 void RecordedTimeFeed::add(const QDateTime& start, const QDateTime& end, const AppStruct& app, int appId, int entryId)
 {
+    const Piece piece{start, end, app, appId, entryId};
     if (!holding) {
-        model->addTime(start, end, app, appId, entryId);
+        place(piece);
         return;
     }
-    held.append({start, end, app, appId, entryId});
-    if (!placeTimer.isActive()) {
-        placeTimer.start();
+    held.append(piece);
+    // A clock set back counts as a minute gone by.
+    const qint64 waited = lastPlaced.isValid() ? lastPlaced.msecsTo(clock->now()) : -1;
+    if (waited < 0 || waited >= kHoldMs) {
+        placeHeld();
+    } else {
+        placeTimer.start(int(kHoldMs - waited));
     }
 }
 
@@ -40,6 +46,12 @@ void RecordedTimeFeed::placeHeld()
     placeTimer.stop();
     const QList<Piece> pieces = std::exchange(held, {});
     for (const Piece& piece : pieces) {
-        model->addTime(piece.start, piece.end, piece.app, piece.appId, piece.entryId);
+        place(piece);
     }
+}
+
+void RecordedTimeFeed::place(const Piece& piece)
+{
+    model->addTime(piece.start, piece.end, piece.app, piece.appId, piece.entryId);
+    lastPlaced = clock->now();
 }

@@ -7,12 +7,14 @@
 #include <QObject>
 #include <QTimer>
 
+class Clock;
 class TreeModel;
 
 // Hands newly recorded time to the day tree. While the program is in front it goes in at once; while
-// the user works in other windows it is held and goes in at most a minute later, or as soon as the
-// program comes to the front. Placing a piece repaints the trees, the timeline and the totals, which
-// cost more than recording it when windows switch every few seconds.
+// the user works in other windows it goes in at most once a minute: at once if nothing went in during
+// the last minute, else held until the minute is over, or until the program comes to the front.
+// Placing a piece repaints the trees, the timeline and the totals, which cost more than recording it
+// when windows switch every few seconds.
 class RecordedTimeFeed : public QObject
 {
     Q_OBJECT
@@ -20,7 +22,7 @@ class RecordedTimeFeed : public QObject
 public:
     static constexpr int kHoldMs = 60 * 1000;
 
-    explicit RecordedTimeFeed(TreeModel* model, QObject* parent = nullptr);
+    RecordedTimeFeed(TreeModel* model, const Clock* clock, QObject* parent = nullptr);
 
     // Turning holding off places what was held.
     void setHolding(bool on);
@@ -37,8 +39,12 @@ private:
         int entryId = 0;
     };
 
+    void place(const Piece& piece);
+
     TreeModel* model;
+    const Clock* clock;
     bool holding = false;
+    QDateTime lastPlaced;
     // In the order they were written; of a later write of the same entry the model adds only the growth.
     QList<Piece> held;
     QTimer placeTimer{this};

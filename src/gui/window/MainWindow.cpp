@@ -125,7 +125,7 @@ MainWindow::MainWindow(Clock* injectedClock, QWidget* parent)
     dayViews->setClock(clock);
     dayViews->setHeaderDate(ui.calendar->selectedDate());
     connect(dayViews, &DayViews::calendarMarksStale, this, &MainWindow::initCalendarDaysWithEntries);
-    auto* feed = new RecordedTimeFeed(dayViews->unlinkedModel(), this);
+    auto* feed = new RecordedTimeFeed(dayViews->unlinkedModel(), clock, this);
     // Held while none of the program's windows has the focus: the user is working elsewhere.
     feed->setHolding(!QGuiApplication::focusWindow());
     connect(qApp, &QGuiApplication::focusWindowChanged, feed, [feed](QWindow* focus) { feed->setHolding(!focus); });
