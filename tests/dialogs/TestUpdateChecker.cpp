@@ -74,16 +74,20 @@ private slots:
 
     void servedFeed_data()
     {
-        QTest::addColumn<int>("httpStatus");
+        QTest::addColumn<int>("httpStatus"); // -1: the server never answers
         QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<bool>("interactive");
+        QTest::addColumn<bool>("interactive"); // the user asks while the quiet check at start still waits
         QTest::addColumn<UpdateInfo::Status>("status");
+        QTest::addColumn<QString>("told"); // what the message box says; empty: none is shown
         using S = UpdateInfo::Status;
-        QTest::newRow("newer") << 200 << feed({"1.1.0"}) << false << S::UpdateAvailable;
-        QTest::newRow("server error") << 500 << feed({"1.1.0"}) << false << S::Failed;
-        QTest::newRow("2 MiB feed") << 200 << feed({"1.1.0"}) + QByteArray(2 * 1024 * 1024, ' ') << true << S::Failed;
+        QTest::newRow("newer") << 200 << feed({"1.1.0"}) << false << S::UpdateAvailable
+                               << "https://example.test/VerrinPlus-1.1.0.tar.gz";
+        QTest::newRow("server error, quietly") << 500 << feed({"1.1.0"}) << false << S::Failed << "";
+        QTest::newRow("2 MiB feed") << 200 << feed({"1.1.0"}) + QByteArray(2 * 1024 * 1024, ' ') << true << S::Failed
+                                    << "larger than";
         QTest::newRow("64 levels deep") << 200 << QByteArray("<a>").repeated(64) + QByteArray("</a>").repeated(64)
-                                        << true << S::Failed;
+                                        << true << S::Failed << "could not be read";
+        QTest::newRow("no answer") << -1 << QByteArray() << true << S::Failed << "did not answer within 2 seconds";
     }
 
     void servedFeed()
@@ -92,54 +96,37 @@ private slots:
         QFETCH(QByteArray, body);
         QFETCH(bool, interactive);
         QFETCH(UpdateInfo::Status, status);
+        QFETCH(QString, told);
         StaticHttpServer server;
         QVERIFY(server.start());
         server.setReply(httpStatus, body);
-        QNetworkAccessManager network;
-        UpdateChecker checker(&network, server.url(), QStringLiteral("1.0.10"));
-        checker.setTimeoutMs(3000);
-        QSignalSpy finished(&checker, &UpdateChecker::finished);
-        checker.check(interactive);
-        QVERIFY(checker.isChecking());
-        checker.check(interactive); // a second request while one runs is not sent
-        QVERIFY(finished.wait(10000));
-        QCOMPARE(finished.size(), 1);
-        const UpdateInfo info = finished.at(0).at(0).value<UpdateInfo>();
-        QCOMPARE(info.status, status);
-        QCOMPARE(info.error.isEmpty(), status != UpdateInfo::Status::Failed);
-        QCOMPARE(finished.at(0).at(1).toBool(), interactive);
-        QVERIFY(!checker.isChecking());
-        QCOMPARE(server.requestCount(), 1);
-        QVERIFY(server.lastRequest().contains("User-Agent: VerrinPlus/"));
-    }
-
-    void aCheckAskedForDuringTheQuietOneShowsProgressAndResult()
-    {
-        StaticHttpServer server;
-        QVERIFY(server.start());
-        server.setReply(-1, QByteArray());
         QNetworkAccessManager network;
         QWidget window;
         UpdateChecker checker(&network, server.url(), QStringLiteral("1.0.10"));
         checker.setTimeoutMs(2000);
         UpdatePresenter presenter(&checker, &window);
         QSignalSpy finished(&checker, &UpdateChecker::finished);
-        checker.check(false);
-        QTRY_COMPARE(server.requestCount(), 1);
-        // The user asks while the quiet check at start still waits: it shows that it is checking...
-        checker.check(true);
-        auto* progress = window.findChild<QWidget*>(QStringLiteral("updateProgress"));
-        QVERIFY(progress && progress->isVisible());
-        // ...and then what came of it, here that the server did not answer.
-        QString told;
-        onNextModal([&told](QWidget* modal) {
-            told = modal->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))->text();
+        QString shown;
+        onNextModal([&shown](QWidget* modal) {
+            shown = modal->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))->text();
             qobject_cast<QDialog*>(modal)->accept();
         });
+        checker.check(false);
+        // Asked again while the request runs: no second request, but the user is shown that it is checking.
+        checker.check(interactive);
+        auto* progress = window.findChild<QWidget*>(QStringLiteral("updateProgress"));
+        QCOMPARE(progress && progress->isVisible(), interactive);
         QVERIFY(finished.wait(10000));
-        QVERIFY2(told.contains(QStringLiteral("did not answer within 2 seconds")), qPrintable(told));
-        QCOMPARE(finished.at(0).at(1).toBool(), true);
+        cancelModalHandlers();
+        QCOMPARE(finished.size(), 1);
+        const UpdateInfo info = finished.at(0).at(0).value<UpdateInfo>();
+        QCOMPARE(info.status, status);
+        QCOMPARE(info.error.isEmpty(), status != UpdateInfo::Status::Failed);
+        QCOMPARE(finished.at(0).at(1).toBool(), interactive);
+        QVERIFY2(told.isEmpty() ? shown.isEmpty() : shown.contains(told), qPrintable(shown));
+        QVERIFY(!checker.isChecking());
         QCOMPARE(server.requestCount(), 1);
+        QVERIFY(server.lastRequest().contains("User-Agent: VerrinPlus/"));
         QTRY_VERIFY(!window.findChild<QWidget*>(QStringLiteral("updateProgress")));
     }
 

@@ -6,7 +6,9 @@
 #include "store/Database.h"
 
 #include <QSqlQuery>
+#include <QTest>
 #include <QVariant>
+#include <QWidget>
 
 #include <algorithm>
 #include <memory>
@@ -69,6 +71,28 @@ struct DayFixture
                  "UPDATE entries SET ext_task_id = ?, ext_entry_id = 1, ext_project_id = ?, ext_tasklist_id = ?, "
                  "ext_task_name = ?, ext_project_name = ?, ext_tasklist_name = ? WHERE id = ?"),
              {taskId, projectId, tasklistId, taskName, projectName, tasklistName, entryId});
+    }
+
+    // Shows a widget at a size and waits until it is on screen.
+    static bool shown(QWidget* widget, int width, int height)
+    {
+        widget->resize(width, height);
+        widget->show();
+        return QTest::qWaitForWindowExposed(widget);
+    }
+
+    // The rows under parent, each as the texts of its first columns joined by '|'.
+    static QStringList rows(const QAbstractItemModel* model, int columns = 1, const QModelIndex& parent = {})
+    {
+        QStringList list;
+        for (int row = 0; row < model->rowCount(parent); ++row) {
+            QStringList cells;
+            for (int column = 0; column < columns; ++column) {
+                cells << model->index(row, column, parent).data().toString();
+            }
+            list << cells.join(QLatin1Char('|'));
+        }
+        return list;
     }
 
     // A compact picture of a tree: "name=seconds[children]" with siblings sorted by name (the

@@ -60,7 +60,11 @@ private slots:
         away = DayFixture::addApp(QStringLiteral("verrin://idle"), QStringLiteral("Away Time"));
     }
 
-    void cleanup() { fixture.close(); }
+    void cleanup()
+    {
+        models.clear();
+        fixture.close();
+    }
 
     void buildsTheDay_data()
     {
@@ -123,10 +127,7 @@ private slots:
         QFETCH(bool, byHour);
         QFETCH(QString, expected);
         DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");
-        TreeModel model(false);
-        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        model.setGroupByHour(byHour);
-        model.initTree(kDay, 60);
+        TreeModel& model = day(false, 60, byHour);
         QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
         QSignalSpy expand(&model, &TreeModel::expandNode);
         // 10 s of another title stay below the minute; 20 s more bring notes.txt to 70 s, the whole day of it.
@@ -151,8 +152,7 @@ private slots:
     void liveAdditionSkipsWhatTheDayDoesNotShow()
     {
         Registry::instance()->setIgnoredApps(QStringList{"/usr/bin/term"});
-        TreeModel model(false);
-        model.initTree(kDay, 0);
+        TreeModel& model = day(false);
         model.setFilter(QStringLiteral("notes"));
         record(model, terminal, "notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00"); // ignored
         record(model, editor, "notes", "2026-11-16 08:00:00", "2026-11-16 08:01:00");   // another day
@@ -160,8 +160,7 @@ private slots:
         QCOMPARE(model.rowCount(), 0);
         record(model, editor, "my notes", "2026-11-15 08:00:00", "2026-11-15 08:01:00");
         QCOMPARE(model.getTotalTime(), 60);
-        TreeModel linked(true);
-        linked.initTree(kDay, 0);
+        TreeModel& linked = day(true);
         announce(linked, editor, 99, "t", "2026-11-15 08:00:00", "2026-11-15 08:01:00");
         QCOMPARE(linked.rowCount(), 0);
     }
@@ -169,9 +168,7 @@ private slots:
     void anEntryAnnouncedAgainCountsOnce()
     {
         const int built = DayFixture::addEntry(editor, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");
-        TreeModel model(false);
-        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        model.initTree(kDay, 0);
+        TreeModel& model = day(false);
         // A row read from the database is counted: announced again it adds nothing, longer only the difference.
         announce(model, editor, built, "notes.txt", "2026-11-15 09:00:00", "2026-11-15 09:00:50");
         QCOMPARE(model.getTotalTime(), 50);
@@ -187,8 +184,7 @@ private slots:
                  QStringLiteral("Editor=220[notes.txt=220#%1,%2]").arg(built).arg(open));
         QVERIFY(consistent(model.root()));
         // With a threshold: the piece that made the title cross is counted once too.
-        TreeModel hiding(false);
-        hiding.initTree(kDay, 300);
+        TreeModel& hiding = day(false, 300);
         const int late = record(hiding, editor, "notes.txt", "2026-11-15 11:00:00", "2026-11-15 11:01:30");
         QCOMPARE(hiding.getTotalTime(), 310);
         announce(hiding, editor, late, "notes.txt", "2026-11-15 11:00:00", "2026-11-15 11:01:30");
@@ -200,10 +196,7 @@ private slots:
 
     void removingBottomUpEmptiesAncestorsAndTotals()
     {
-        TreeModel model(false);
-        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        model.setGroupByHour(true);
-        model.initTree(kDay, 0);
+        TreeModel& model = day(false, 0, true);
         QSignalSpy zero(&model, &TreeModel::datesWithZeroTimeChanged);
         model.updateTotalTime(0); // still nothing: the calendar's marks stay
         QCOMPARE(zero.count(), 0);
@@ -289,10 +282,7 @@ private slots:
         DayFixture::link(a, 30, 10, 20, "Stored task", "Stored project", "Stored list");
         DayFixture::link(b, 30, 10, 20, "Stored task", "Stored project", "Stored list");
         DayFixture::link(c, 31, 10, 20, "Task 31", "Stored project", "Stored list");
-        TreeModel model(true);
-        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        model.setGroupByHour(true);
-        model.initTree(kDay, 0);
+        TreeModel& model = day(true, 0, true);
         QCOMPARE(DayFixture::outline(model.root()),
                  "Stored project=420[Stored list=420[Stored task=360[Editor=360[linked one=360#1,2]]; "
                  "Task 31=60[Terminal=60[x=60#3]]]]");
@@ -307,9 +297,7 @@ private slots:
                                                 {{"30", "Logo"}},
                                                 {{"30", "10"}, {"31", "10"}},
                                                 {{"30", "20"}, {"31", "20"}}});
-        TreeModel model(true);
-        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        model.initTree(kDay, 0);
+        TreeModel& model = day(true);
         QSignalSpy expand(&model, &TreeModel::expandNode);
         QList<QVariantMap> batch;
         for (const auto& [start, end] : {std::pair{"2026-11-15 09:00:00", "2026-11-15 09:01:00"},
@@ -335,15 +323,13 @@ private slots:
         QCOMPARE(model.getTotalTime(), 100);
         QVERIFY(expand.count() >= 5);
         // The unlinked model refuses linked additions; a rebuild of the linked one agrees.
-        TreeModel unlinked(false);
-        unlinked.initTree(kDay, 0);
+        TreeModel& unlinked = day(false);
         unlinked.addLinkedTime(c, "31");
         QCOMPARE(unlinked.rowCount(), 0);
         model.refreshTree();
         QCOMPARE(DayFixture::outline(model.root()), expected);
         // Under a threshold a linked title stays out until its pieces of the day together reach it.
-        TreeModel hiding(true);
-        hiding.initTree(kDay, 120);
+        TreeModel& hiding = day(true, 120);
         const int more = DayFixture::addEntry(editor, "logo.svg", "2026-11-15 12:00:00", "2026-11-15 12:00:40");
         DayFixture::link(more, 30, 10, 20);
         hiding.addLinkedTime(c, "31");
@@ -482,6 +468,16 @@ private slots:
     }
 
 private:
+    // A model of kDay that Qt's model tester watches until the test ends.
+    TreeModel& day(bool linked, int hideUnder = 0, bool byHour = false)
+    {
+        auto& model = *models.emplace_back(std::make_unique<TreeModel>(linked));
+        new QAbstractItemModelTester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest, &model);
+        model.setGroupByHour(byHour);
+        model.initTree(kDay, hideUnder);
+        return model;
+    }
+
     // Announces a row to the model as the recorder does after writing it.
     void announce(TreeModel& model, int appId, int id, const QString& title, const QString& start, const QString& end)
     {
@@ -514,6 +510,7 @@ private:
     }
 
     DayFixture fixture;
+    std::vector<std::unique_ptr<TreeModel>> models;
     int editor = 0;
     int terminal = 0;
     int away = 0;

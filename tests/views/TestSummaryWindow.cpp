@@ -19,15 +19,7 @@ private:
     static QStringList tableRows(SummaryWindow& window)
     {
         auto* table = window.findChild<QTableWidget*>("tableTotals");
-        QStringList rows;
-        for (int r = 0; r < table->rowCount(); ++r) {
-            QStringList cells;
-            for (int c = 0; c < table->columnCount(); ++c) {
-                cells << table->item(r, c)->text();
-            }
-            rows << cells.join(QLatin1Char('|'));
-        }
-        return rows;
+        return DayFixture::rows(table->model(), table->columnCount());
     }
 
     // Picks a choice of one of the window's combo boxes as a click would.
@@ -80,9 +72,7 @@ private slots:
     void barsStandForTheirDays()
     {
         SummaryWindow window(QDate(2026, 11, 18));
-        window.resize(900, 600);
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QVERIFY(DayFixture::shown(&window, 900, 600));
         auto* chart = window.findChild<SummaryChart*>();
         QVERIFY(chart);
         const QImage image = chart->grab().toImage();
