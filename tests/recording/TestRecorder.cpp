@@ -4,7 +4,6 @@
 #include <QSet>
 
 namespace {
-const QString kEditor = QStringLiteral("/usr/share/applications/editor.desktop");
 const QString kBrowser = QStringLiteral("/usr/share/applications/browser.desktop");
 } // namespace
 
@@ -17,13 +16,12 @@ private slots:
     {
         f = std::make_unique<RecorderFixture>();
         QVERIFY(f->opened);
-        f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
     }
 
     void cleanup() { f.reset(); }
 
-    // A scenario is a list of steps (see run()), on a recorder that starts with the editor in front
-    // showing "notes.txt", idle detection on with a five-minute limit and the clock at 09:00:00.
+    // A scenario is a list of steps (see run()), on a fresh RecorderFixture: idle detection on with a
+    // five-minute limit.
     void scenario_data()
     {
         QTest::addColumn<QString>("steps");
@@ -276,9 +274,10 @@ private:
             } else if (word == QLatin1String("limit")) {
                 Registry::instance()->setIdleLimit(n);
             } else if (word == QLatin1String("title")) {
-                f->platform.setWindow(window.valid ? window.name : QStringLiteral("Editor"), kEditor, rest);
+                f->platform.setWindow(window.valid ? window.name : QStringLiteral("Editor"), RecorderFixture::kEditor,
+                                      rest);
             } else if (word == QLatin1String("app")) {
-                f->platform.setWindow(rest, kEditor, window.title);
+                f->platform.setWindow(rest, RecorderFixture::kEditor, window.title);
             } else if (word == QLatin1String("browser")) {
                 f->platform.setWindow(QStringLiteral("Browser"), kBrowser,
                                       rest.isEmpty() ? QStringLiteral("News") : rest);
