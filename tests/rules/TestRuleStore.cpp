@@ -5,9 +5,7 @@
 #include "app/Registry.h"
 #include "rules/RuleApplier.h"
 #include "rules/RuleDescription.h"
-#include "rules/RuleStore.h"
 #include "rules/TaskLinker.h"
-#include "store/Database.h"
 #include "store/util.h"
 
 namespace {
@@ -40,24 +38,11 @@ public:
     int refuseTask = -1;
 };
 
-const QDate kDay(2026, 1, 1);
-
 } // namespace
 
-class TestRuleStore : public QObject
+class TestRuleStore : public QObject, RuleDatabase
 {
     Q_OBJECT
-
-    QTemporaryDir dir;
-    Database db;
-    RuleStore store;
-
-    int add(const QString& name, const QList<int>& apps, const QString& titleRule = QStringLiteral("and"),
-            const QString& title = QString(), int taskId = 0)
-    {
-        return store.addDbRule(name, apps, titleRule, title, QStringLiteral("always"), kDay, kDay, taskId ? 1 : 0,
-                               taskId);
-    }
 
     // The rules' positions in the order they were made: "1 3 4".
     static QString seqs()
@@ -75,11 +60,7 @@ class TestRuleStore : public QObject
     }
 
 private slots:
-    void initTestCase()
-    {
-        QString error;
-        QVERIFY2(db.open(dir.filePath(QStringLiteral("verrinplus.sqlite")), &error), qPrintable(error));
-    }
+    void initTestCase() { QVERIFY2(opened, qPrintable(error)); }
 
     void init()
     {
@@ -113,7 +94,7 @@ private slots:
                                        QDate(2026, 5, 2), 3, 4);
         add("none", {});
         const int emptied = add("emptied", {4});
-        store.updateDbRule(emptied, "emptied", {}, "and", "", "always", kDay, kDay, 0, 0);
+        store.updateDbRule(emptied, "emptied", {}, "and", "", "always", QDate(), QDate(), 0, 0);
         store.activateDbRule(id, false);
         // The copy of an inactive rule is active and goes to the end; the source stays off.
         QCOMPARE(
