@@ -47,12 +47,6 @@ inline QStringList timeline()
     return lines;
 }
 
-inline int countRows(const QString& table)
-{
-    QSqlQuery query(QStringLiteral("SELECT COUNT(*) FROM ") + table);
-    return query.next() ? query.value(0).toInt() : -1;
-}
-
 // A recorder on a real database file in a fresh data folder, a fake desktop with the editor in front
 // showing "notes.txt", and a hand-moved clock at 09:00:00.
 struct RecorderFixture
