@@ -29,13 +29,6 @@ const char* kCatalogue = R"(<?xml version="1.0" encoding="UTF-8"?><response stat
 <task_list id="102" name="Build"><tasks><task id="1003" name="Pages" complete="0"/></tasks></task_list>
 </task_lists></project></projects></response>)";
 
-Catalogue catalogue()
-{
-    Catalogue parsed;
-    ProjectsCatalogue::parse(QString::fromLatin1(kCatalogue), parsed);
-    return parsed;
-}
-
 template <typename T>
 T* child(QObject* parent, const char* name)
 {
@@ -108,7 +101,8 @@ private slots:
 
     void applicationsProjectsAndTasksToChooseFrom()
     {
-        AddRuleDialog dialog(nullptr, catalogue(), &prompter, &clock);
+        QVERIFY(ProjectsCatalogue::keep(QString::fromLatin1(kCatalogue)));
+        AddRuleDialog dialog(nullptr, Registry::instance()->catalogue(), &prompter, &clock);
         auto* all = child<QListWidget>(&dialog, "listAppsAll");
         auto* selected = child<QListWidget>(&dialog, "listAppsSelected");
         QCOMPARE(texts(all), (QStringList{"Browser", "Editor", "Mail", "Terminal"}));

@@ -185,21 +185,16 @@ private slots:
         QFETCH(QStringList, calls);
         QFETCH(QString, summary);
         QFETCH(int, groupsAgain);
-        QMap<QString, int> apps;
-        const auto app = [&](const QString& name) {
-            if (!apps.contains(name)) {
-                apps[name] = RecordedRows::addApp(name);
-            }
-            return apps[name];
-        };
+        const QMap<QString, int> apps{{"Editor", RecordedRows::addApp("Editor")},
+                                      {"Browser", RecordedRows::addApp("Browser")}};
         for (const QString& entry : entries) {
             const QStringList f = entry.split(QLatin1Char('|'));
-            RecordedRows::addEntry(app(f[0]), f[1], f[2], f[3].toInt());
+            RecordedRows::addEntry(apps[f[0]], f[1], f[2], f[3].toInt());
         }
         for (QString text : rules) {
             const bool off = text.startsWith(QLatin1Char('-'));
             const QStringList f = text.remove(0, off ? 1 : 0).split(QLatin1Char('|'));
-            const int id = add(f[2], {app(f[0])}, f[1], f[2], f[3].toInt());
+            const int id = add(f[2], {apps[f[0]]}, f[1], f[2], f[3].toInt());
             store.activateDbRule(id, !off);
             if (f.size() > 4) {
                 QSqlQuery(QStringLiteral("UPDATE rules SET seq = %1 WHERE id = %2").arg(f[4].toInt()).arg(id));
