@@ -254,47 +254,39 @@ private:
             f->announced =
                 f->announced ||
                 QStringList{"start", "title", "app", "browser", "none", "gone", "limit", "no"}.contains(word);
-            QSqlQuery query;
-            if (word == QLatin1String("start")) {
-                f->recorder.start();
-                QVERIFY(f->recorder.isRecordingStatus());
-            } else if (word == QLatin1String("stop")) {
-                f->recorder.stop();
-            } else if (word == QLatin1String("tick")) {
-                f->tick(n);
-            } else if (word == QLatin1String("ticks") || word == QLatin1String("away")) {
-                f->ticks(n, word == QLatin1String("away"));
-            } else if (word == QLatin1String("back")) {
-                f->platform.idle = 0;
-            } else if (word == QLatin1String("idle")) {
-                f->platform.idle += n;
-            } else if (word == QLatin1String("clock")) {
-                f->clock.advance(n);
-            } else if (word == QLatin1String("limit")) {
-                Registry::instance()->setIdleLimit(n);
-            } else if (word == QLatin1String("title")) {
-                f->platform.setWindow(window.valid ? window.name : QStringLiteral("Editor"), RecorderFixture::kEditor,
-                                      rest);
-            } else if (word == QLatin1String("app")) {
-                f->platform.setWindow(rest, RecorderFixture::kEditor, window.title);
-            } else if (word == QLatin1String("browser")) {
-                f->platform.setWindow(QStringLiteral("Browser"), kBrowser,
-                                      rest.isEmpty() ? QStringLiteral("News") : rest);
-            } else if (word == QLatin1String("none")) {
-                f->platform.setNoWindow();
-            } else if (word == QLatin1String("gone")) {
-                f->platform.supported = false;
-                f->platform.reason = QStringLiteral("No desktop to ask");
-            } else if (step == QLatin1String("sql link")) {
-                QVERIFY(query.exec(QStringLiteral("UPDATE entries SET ext_task_id = 7, ext_entry_id = 70")));
-            } else if (word == QLatin1String("read-only") || word == QLatin1String("writable")) {
-                QVERIFY(query.exec(
-                    QStringLiteral("PRAGMA query_only = %1").arg(word == QLatin1String("read-only") ? 1 : 0)));
-            } else if (step == QLatin1String("no idle")) {
-                Registry::instance()->setIdleEnabled(false);
-            } else {
-                QFAIL(qPrintable(QStringLiteral("unknown step ") + step));
-            }
+            FakePlatform& p = f->platform;
+            const auto sql = [](const QString& statement) { QVERIFY(QSqlQuery().exec(statement)); };
+            const QHash<QString, std::function<void()>> actions{
+                {"start",
+                 [&] {
+                     f->recorder.start();
+                     QVERIFY(f->recorder.isRecordingStatus());
+                 }},
+                {"stop", [&] { f->recorder.stop(); }},
+                {"tick", [&] { f->tick(n); }},
+                {"ticks", [&] { f->ticks(n); }},
+                {"away", [&] { f->ticks(n, true); }},
+                {"back", [&] { p.idle = 0; }},
+                {"idle", [&] { p.idle += n; }},
+                {"clock", [&] { f->clock.advance(n); }},
+                {"limit", [&] { Registry::instance()->setIdleLimit(n); }},
+                {"title", [&] { p.setWindow(window.valid ? window.name : "Editor", RecorderFixture::kEditor, rest); }},
+                {"app", [&] { p.setWindow(rest, RecorderFixture::kEditor, window.title); }},
+                {"browser", [&] { p.setWindow("Browser", kBrowser, rest.isEmpty() ? QStringLiteral("News") : rest); }},
+                {"none", [&] { p.setNoWindow(); }},
+                {"gone",
+                 [&] {
+                     p.supported = false;
+                     p.reason = QStringLiteral("No desktop to ask");
+                 }},
+                {"sql link", [&] { sql("UPDATE entries SET ext_task_id = 7, ext_entry_id = 70"); }},
+                {"read-only", [&] { sql("PRAGMA query_only = 1"); }},
+                {"writable", [&] { sql("PRAGMA query_only = 0"); }},
+                {"no idle", [&] { Registry::instance()->setIdleEnabled(false); }},
+            };
+            const auto action = actions.constFind(actions.contains(step) ? step : word);
+            QVERIFY2(action != actions.constEnd(), qPrintable(QStringLiteral("unknown step ") + step));
+            (*action)();
         }
     }
 
