@@ -79,6 +79,8 @@ private slots:
         QCOMPARE(RuleStore::secondsOf({id}), qint64(seconds));
         QCOMPARE(DayQueries::totalTimeForTitle(day, QStringLiteral("notes"), 1, false, QString()), seconds);
         TreeModel model(false);
+        model.initTree(day, 0);
+        QCOMPARE(model.getTotalTime(), seconds);
         model.initTree(day, seconds);
         QCOMPARE(model.getTotalTime(), seconds);
         model.initTree(day, seconds + 1);
