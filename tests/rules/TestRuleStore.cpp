@@ -6,7 +6,6 @@
 #include "rules/RuleApplier.h"
 #include "rules/RuleDescription.h"
 #include "rules/TaskLinker.h"
-#include "store/util.h"
 
 namespace {
 
