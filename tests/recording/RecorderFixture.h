@@ -47,13 +47,8 @@ inline QStringList timeline()
     return lines;
 }
 
-inline int countRows(const QString& table)
-{
-    QSqlQuery query(QStringLiteral("SELECT COUNT(*) FROM ") + table);
-    return query.next() ? query.value(0).toInt() : -1;
-}
-
-// A recorder on a real database file in a fresh data folder, a fake desktop and a hand-moved clock.
+// A recorder on a real database file in a fresh data folder, a fake desktop with the editor in front
+// showing "notes.txt", and a hand-moved clock at 09:00:00.
 struct RecorderFixture
 {
     RecorderFixture()
@@ -65,6 +60,7 @@ struct RecorderFixture
         Registry::instance()->setIdleEnabled(true);
         Registry::instance()->setIdleLimit(5);
         Registry::instance()->setTitleCleanupEnabled(true);
+        platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
     }
     ~RecorderFixture() { Registry::drop(); }
 
@@ -93,6 +89,7 @@ struct RecorderFixture
         }
     }
 
+    static inline const QString kEditor = QStringLiteral("/usr/share/applications/editor.desktop");
     TempDataFolder folder;
     Database database;
     bool opened = false;

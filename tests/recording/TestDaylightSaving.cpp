@@ -7,19 +7,6 @@
 
 #include <QTimeZone>
 
-namespace {
-const QString kEditor = QStringLiteral("/usr/share/applications/editor.desktop");
-
-qint64 elapsed(const QString& start, const QString& end)
-{
-    const QDateTime a = QDateTime::fromString(start, QStringLiteral("yyyy-MM-dd hh:mm:ss"));
-    const QDateTime b = QDateTime::fromString(end, QStringLiteral("yyyy-MM-dd hh:mm:ss"));
-    return util::elapsed_seconds(a.date().toJulianDay(), a.time().msecsSinceStartOfDay() / 1000, b.date().toJulianDay(),
-                                 b.time().msecsSinceStartOfDay() / 1000);
-}
-
-} // namespace
-
 // Days on which the clocks change (the tests run in Europe/Berlin: forward at 02:00 on 29 March
 // 2026, back at 03:00 on 25 October 2026): durations are real elapsed time, never negative.
 class TestDaylightSaving : public QObject
@@ -29,13 +16,42 @@ class TestDaylightSaving : public QObject
 private slots:
     void initTestCase() { QCOMPARE(QTimeZone::systemTimeZoneId(), QByteArray("Europe/Berlin")); }
 
-    void elapsedSeconds_data()
+    void recorderClosesAStretchAtTheChange_data()
+    {
+        QTest::addColumn<QDateTime>("startUtc");
+        QTest::addColumn<QStringList>("rows");
+        // Twenty minutes of one window from ten minutes before each change; the second before the
+        // change ends the first row.
+        QTest::newRow("spring") << QDateTime(QDate(2026, 3, 29), QTime(0, 50), Qt::UTC)
+                                << QStringList{"01:50:00-01:59:59 Editor: notes.txt",
+                                               "03:00:00-03:10:00 Editor: notes.txt"};
+        QTest::newRow("autumn") << QDateTime(QDate(2026, 10, 25), QTime(0, 50), Qt::UTC)
+                                << QStringList{"02:00:00-02:10:00 Editor: notes.txt",
+                                               "02:50:00-02:59:59 Editor: notes.txt"}; // by start text
+    }
+
+    void recorderClosesAStretchAtTheChange()
+    {
+        QFETCH(QDateTime, startUtc);
+        QFETCH(QStringList, rows);
+        RecorderFixture f;
+        QVERIFY(f.opened);
+        f.clock.set(startUtc.toLocalTime());
+        f.recorder.start();
+        f.tick(0);
+        f.ticks(1200);
+        f.recorder.stop();
+        QCOMPARE(timeline(), rows);
+    }
+
+    // Every sum counts a stored row in real seconds, as the trees do: the day's total, a title's total,
+    // the hide-under threshold and the time a rule would link.
+    void everySumCountsRealSeconds_data()
     {
         QTest::addColumn<QString>("start");
         QTest::addColumn<QString>("end");
-        QTest::addColumn<qint64>("seconds");
-        // Over the skipped hour and over the change back are counted by everySumCountsRealSeconds.
-        const auto row = [](const char* tag, const char* start, const char* end, qint64 seconds) {
+        QTest::addColumn<int>("seconds");
+        const auto row = [](const char* tag, const char* start, const char* end, int seconds) {
             QTest::newRow(tag) << QString::fromLatin1(start) << QString::fromLatin1(end) << seconds;
         };
         row("spring: a whole day", "2026-03-29 00:00:00", "2026-03-30 00:00:00", 82800);
@@ -45,75 +61,30 @@ private slots:
         row("autumn: out of the repeated hour", "2026-10-25 02:30:00", "2026-10-25 03:30:00", 3600);
         row("autumn: a whole day", "2026-10-25 00:00:00", "2026-10-26 00:00:00", 90000);
         row("end before start", "2026-05-01 10:00:00", "2026-05-01 09:00:00", 0);
-    }
-
-    void elapsedSeconds()
-    {
-        QFETCH(QString, start);
-        QFETCH(QString, end);
-        QFETCH(qint64, seconds);
-        QCOMPARE(elapsed(start, end), seconds);
-    }
-
-    void recorderClosesAStretchAtTheChange_data()
-    {
-        QTest::addColumn<QDateTime>("startUtc");
-        QTest::addColumn<QStringList>("rows");
-        // Twenty minutes of one window from ten minutes before each change; the second before the
-        // change ends the first row.
-        QTest::newRow("spring") << QDateTime(QDate(2026, 3, 29), QTime(0, 50), Qt::UTC)
-                                << QStringList{"01:50:00-01:59:59 Editor: notes", "03:00:00-03:10:00 Editor: notes"};
-        QTest::newRow("autumn") << QDateTime(QDate(2026, 10, 25), QTime(0, 50), Qt::UTC)
-                                << QStringList{"02:00:00-02:10:00 Editor: notes",
-                                               "02:50:00-02:59:59 Editor: notes"}; // by start text
-    }
-
-    void recorderClosesAStretchAtTheChange()
-    {
-        QFETCH(QDateTime, startUtc);
-        QFETCH(QStringList, rows);
-        RecorderFixture f;
-        QVERIFY(f.opened);
-        f.platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes"));
-        f.clock.set(startUtc.toLocalTime());
-        f.recorder.start();
-        f.tick(0);
-        f.ticks(1200);
-        f.recorder.stop();
-        QCOMPARE(timeline(), rows);
-    }
-
-    // Rows of older databases may span a change; every sum counts them as the trees do, in real
-    // seconds: a title's total, the hide-under threshold and the time a rule would link.
-    void everySumCountsRealSeconds_data()
-    {
-        QTest::addColumn<QString>("start");
-        QTest::addColumn<QString>("end");
-        QTest::newRow("spring: 80 minutes on the clock, 20 real") << "2026-03-29 01:50:00"
-                                                                  << "2026-03-29 03:10:00";
-        QTest::newRow("autumn: the clock went back over it") << "2026-10-25 02:50:00"
-                                                             << "2026-10-25 02:10:00";
+        // Rows of older databases may span a change.
+        row("spring: 80 minutes on the clock, 20 real", "2026-03-29 01:50:00", "2026-03-29 03:10:00", 1200);
+        row("autumn: the clock went back over it", "2026-10-25 02:50:00", "2026-10-25 02:10:00", 1200);
     }
 
     void everySumCountsRealSeconds()
     {
         QFETCH(QString, start);
         QFETCH(QString, end);
+        QFETCH(int, seconds);
         RecorderFixture f;
         QVERIFY(f.opened);
         const int id = RecordedRows::addEntry(RecordedRows::addApp(QStringLiteral("Editor")), "notes", start, 0);
         QVERIFY(QSqlQuery().exec(QStringLiteral("UPDATE entries SET end_time = '%1'").arg(end)));
         const QDate day = QDate::fromString(start.left(10), Qt::ISODate);
-        const int real = 1200;
+        QCOMPARE(RuleStore::secondsOf({id}), qint64(seconds));
+        QCOMPARE(DayQueries::totalTimeForTitle(day, QStringLiteral("notes"), 1, false, QString()), seconds);
         TreeModel model(false);
         model.initTree(day, 0);
-        QCOMPARE(model.getTotalTime(), real);
-        QCOMPARE(DayQueries::totalTimeForTitle(day, QStringLiteral("notes"), 1, false, QString()), real);
-        model.initTree(day, real);
-        QCOMPARE(model.getTotalTime(), real);
-        model.initTree(day, real + 1);
+        QCOMPARE(model.getTotalTime(), seconds);
+        model.initTree(day, seconds);
+        QCOMPARE(model.getTotalTime(), seconds);
+        model.initTree(day, seconds + 1);
         QCOMPARE(model.getTotalTime(), 0);
-        QCOMPARE(RuleStore::secondsOf({id}), qint64(real));
     }
 };
 

@@ -40,41 +40,28 @@ class TestForegroundProbe : public QObject
 private slots:
     void init() { Registry::drop(); }
 
-    void cleanupTitle_data()
-    {
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("expected");
-        const auto row = [](const char* title, const char* expected) {
-            QTest::newRow(*title ? title : "empty") << QString::fromUtf8(title) << QString::fromUtf8(expected);
-        };
-        row("photo.psd @ 66,7% (Layer 1, RGB/8) *", "photo.psd");
-        row("photo.psd @ 12.5%", "photo.psd");
-        row("a.psd @ 50% (Group (copy), RGB/8)", "a.psd");
-        row("a.psd @ 50% (RGB/8) extra", "a.psd extra");
-        row("a.psd @ 50% (Layer 1, RGB *", "a.psd @ 50% (Layer 1, RGB"); // unclosed: the text stays
-        row("user@host: ~", "user@host: ~");
-        row("file*", "file*");
-    }
-
-    void cleanupTitle()
-    {
-        QFETCH(QString, title);
-        QFETCH(QString, expected);
-        QCOMPARE(util::cleanupPhotoshopTitle(title), expected);
-    }
-
     void probe_data()
     {
         QTest::addColumn<ProbeCase>("c");
         const auto row = [](const char* tag, const ProbeCase& c) { QTest::newRow(tag) << c; };
-        row("as reported", {"Editor", kEditor, "notes.txt", true, "Editor", "notes.txt"});
+        // The editor's title, tagged by itself, with clean-up on.
+        const auto editor = [](const char* title, const char* expected) {
+            QTest::newRow(title) << ProbeCase{"Editor", kEditor, QString::fromUtf8(title), true, "Editor", expected};
+        };
+        editor("notes.txt", "notes.txt");
+        editor("photo.psd @ 66,7% (Layer 1, RGB/8) *", "photo.psd");
+        editor("photo.psd @ 12.5%", "photo.psd");
+        editor("a.psd @ 50% (Group (copy), RGB/8)", "a.psd");
+        editor("a.psd @ 50% (RGB/8) extra", "a.psd extra");
+        editor("a.psd @ 50% (Layer 1, RGB *", "a.psd @ 50% (Layer 1, RGB"); // unclosed: the text stays
+        editor("user@host: ~", "user@host: ~");
+        editor("file*", "file*");
+        editor(" *", "(no title)");
         row("clean-up off keeps the title", {"Editor", kEditor, "a.psd @ 100% *", false, "Editor", "a.psd @ 100% *"});
         row("no name: the file name", {"", "/usr/share/applications/gimp.desktop", "x", true, "gimp.desktop", "x"});
-        row("title that cleans up to nothing", {"Editor", kEditor, " *", true, "Editor", "(no title)"});
         row("script panel is no document",
             {"Adobe Photoshop", "/opt/ps", "ScriptUIFlexServer", true, "Adobe Photoshop", "(no title)"});
-        row("that title in other applications",
-            {"Editor", kEditor, "ScriptUIFlexServer", true, "Editor", "ScriptUIFlexServer"});
+        editor("ScriptUIFlexServer", "ScriptUIFlexServer"); // in other applications
         // Huge titles are cut to the stored length, never inside a UTF-16 surrogate pair.
         const int max = util::kMaxTitleLength;
         const QString full(max, QLatin1Char('a'));

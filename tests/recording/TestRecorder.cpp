@@ -1,10 +1,10 @@
+#include "RecordedRows.h"
 #include "RecorderFixture.h"
 #include "TestKit.h"
 
 #include <QSet>
 
 namespace {
-const QString kEditor = QStringLiteral("/usr/share/applications/editor.desktop");
 const QString kBrowser = QStringLiteral("/usr/share/applications/browser.desktop");
 } // namespace
 
@@ -17,13 +17,12 @@ private slots:
     {
         f = std::make_unique<RecorderFixture>();
         QVERIFY(f->opened);
-        f->platform.setWindow(QStringLiteral("Editor"), kEditor, QStringLiteral("notes.txt"));
     }
 
     void cleanup() { f.reset(); }
 
-    // A scenario is a list of steps (see run()), on a recorder that starts with the editor in front
-    // showing "notes.txt", idle detection on with a five-minute limit and the clock at 09:00:00.
+    // A scenario is a list of steps (see run()), on a fresh RecorderFixture: idle detection on with a
+    // five-minute limit.
     void scenario_data()
     {
         QTest::addColumn<QString>("steps");
@@ -123,27 +122,25 @@ private slots:
         }
         QCOMPARE(said, messages);
         // The views hear of finished stretches with the stored row's id and final times.
-        const QList<StoredRow> stored = storedRows();
+        QHash<int, StoredRow> stored;
+        QSet<QString> names;
+        for (const StoredRow& row : storedRows()) {
+            stored.insert(row.id, row);
+            names << row.name;
+        }
         QSet<int> announced;
         for (const QList<QVariant>& signal : written) {
-            const int id = signal[4].toInt();
-            announced << id;
-            const auto row =
-                std::find_if(stored.begin(), stored.end(), [id](const StoredRow& r) { return r.id == id; });
-            QVERIFY2(row != stored.end(), qPrintable(QString::number(id)));
-            QCOMPARE(signal[0].toDateTime(), row->start);
-            QCOMPARE(signal[1].toDateTime(), row->end);
-            QCOMPARE(signal[2].value<AppStruct>().path, row->path);
+            const StoredRow row = stored.value(signal[4].toInt());
+            announced << row.id;
+            QCOMPARE(signal[0].toDateTime(), row.start);
+            QCOMPARE(signal[1].toDateTime(), row.end);
+            QCOMPARE(signal[2].value<AppStruct>().path, row.path);
             QVERIFY(signal[3].toInt() > 0);
         }
         if (steps.endsWith(QLatin1String("stop"))) {
             QCOMPARE(announced.size(), stored.size());
             // One application row serves every stretch of the same application.
-            QSet<QString> names;
-            for (const StoredRow& row : stored) {
-                names << row.name;
-            }
-            QCOMPARE(countRows(QStringLiteral("applications")), int(names.size()));
+            QCOMPARE(RecordedRows::column(QStringLiteral("SELECT id FROM applications")).size(), names.size());
         }
     }
 
@@ -257,46 +254,39 @@ private:
             f->announced =
                 f->announced ||
                 QStringList{"start", "title", "app", "browser", "none", "gone", "limit", "no"}.contains(word);
-            QSqlQuery query;
-            if (word == QLatin1String("start")) {
-                f->recorder.start();
-                QVERIFY(f->recorder.isRecordingStatus());
-            } else if (word == QLatin1String("stop")) {
-                f->recorder.stop();
-            } else if (word == QLatin1String("tick")) {
-                f->tick(n);
-            } else if (word == QLatin1String("ticks") || word == QLatin1String("away")) {
-                f->ticks(n, word == QLatin1String("away"));
-            } else if (word == QLatin1String("back")) {
-                f->platform.idle = 0;
-            } else if (word == QLatin1String("idle")) {
-                f->platform.idle += n;
-            } else if (word == QLatin1String("clock")) {
-                f->clock.advance(n);
-            } else if (word == QLatin1String("limit")) {
-                Registry::instance()->setIdleLimit(n);
-            } else if (word == QLatin1String("title")) {
-                f->platform.setWindow(window.valid ? window.name : QStringLiteral("Editor"), kEditor, rest);
-            } else if (word == QLatin1String("app")) {
-                f->platform.setWindow(rest, kEditor, window.title);
-            } else if (word == QLatin1String("browser")) {
-                f->platform.setWindow(QStringLiteral("Browser"), kBrowser,
-                                      rest.isEmpty() ? QStringLiteral("News") : rest);
-            } else if (word == QLatin1String("none")) {
-                f->platform.setNoWindow();
-            } else if (word == QLatin1String("gone")) {
-                f->platform.supported = false;
-                f->platform.reason = QStringLiteral("No desktop to ask");
-            } else if (step == QLatin1String("sql link")) {
-                QVERIFY(query.exec(QStringLiteral("UPDATE entries SET ext_task_id = 7, ext_entry_id = 70")));
-            } else if (word == QLatin1String("read-only") || word == QLatin1String("writable")) {
-                QVERIFY(query.exec(
-                    QStringLiteral("PRAGMA query_only = %1").arg(word == QLatin1String("read-only") ? 1 : 0)));
-            } else if (step == QLatin1String("no idle")) {
-                Registry::instance()->setIdleEnabled(false);
-            } else {
-                QFAIL(qPrintable(QStringLiteral("unknown step ") + step));
-            }
+            FakePlatform& p = f->platform;
+            const auto sql = [](const QString& statement) { QVERIFY(QSqlQuery().exec(statement)); };
+            const QHash<QString, std::function<void()>> actions{
+                {"start",
+                 [&] {
+                     f->recorder.start();
+                     QVERIFY(f->recorder.isRecordingStatus());
+                 }},
+                {"stop", [&] { f->recorder.stop(); }},
+                {"tick", [&] { f->tick(n); }},
+                {"ticks", [&] { f->ticks(n); }},
+                {"away", [&] { f->ticks(n, true); }},
+                {"back", [&] { p.idle = 0; }},
+                {"idle", [&] { p.idle += n; }},
+                {"clock", [&] { f->clock.advance(n); }},
+                {"limit", [&] { Registry::instance()->setIdleLimit(n); }},
+                {"title", [&] { p.setWindow(window.valid ? window.name : "Editor", RecorderFixture::kEditor, rest); }},
+                {"app", [&] { p.setWindow(rest, RecorderFixture::kEditor, window.title); }},
+                {"browser", [&] { p.setWindow("Browser", kBrowser, rest.isEmpty() ? QStringLiteral("News") : rest); }},
+                {"none", [&] { p.setNoWindow(); }},
+                {"gone",
+                 [&] {
+                     p.supported = false;
+                     p.reason = QStringLiteral("No desktop to ask");
+                 }},
+                {"sql link", [&] { sql("UPDATE entries SET ext_task_id = 7, ext_entry_id = 70"); }},
+                {"read-only", [&] { sql("PRAGMA query_only = 1"); }},
+                {"writable", [&] { sql("PRAGMA query_only = 0"); }},
+                {"no idle", [&] { Registry::instance()->setIdleEnabled(false); }},
+            };
+            const auto action = actions.constFind(actions.contains(step) ? step : word);
+            QVERIFY2(action != actions.constEnd(), qPrintable(QStringLiteral("unknown step ") + step));
+            (*action)();
         }
     }
 

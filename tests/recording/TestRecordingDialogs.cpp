@@ -1,4 +1,5 @@
 #include "FakePrompter.h"
+#include "RecordedRows.h"
 #include "TestKit.h"
 #include "app/Registry.h"
 #include "recording/AwayEditDialog.h"
@@ -76,11 +77,9 @@ private slots:
         Database database;
         QString error;
         QVERIFY2(database.open(dir.filePath(QStringLiteral("away.sqlite")), &error), qPrintable(error));
-        QSqlQuery insert;
-        QVERIFY(insert.exec(QStringLiteral("INSERT INTO entries (title, start_time, end_time, application_id) VALUES "
-                                           "('', '2026-11-16 10:00:00', '2026-11-16 10:20:00', 1), "
-                                           "('x', '2026-11-16 11:00:00', '2026-11-16 11:00:30', 1), "
-                                           "('', '2026-11-16 12:00:00', '2026-11-16 12:45:05', 1)")));
+        RecordedRows::addEntry(1, "", "2026-11-16 10:00:00", 1200);
+        RecordedRows::addEntry(1, "x", "2026-11-16 11:00:00", 30);
+        RecordedRows::addEntry(1, "", "2026-11-16 12:00:00", 2705);
 
         AwayEditDialog dialog;
         dialog.putData({1, 3});

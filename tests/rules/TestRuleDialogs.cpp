@@ -7,10 +7,8 @@
 #include "app/Registry.h"
 #include "rules/AddRuleDialog.h"
 #include "rules/ApplyRulesForDateRangeDialog.h"
-#include "rules/RuleStore.h"
 #include "rules/RulesController.h"
 #include "rules/RulesDialog.h"
-#include "store/Database.h"
 #include "verrin/ProjectsCatalogue.h"
 
 #include <QComboBox>
@@ -31,13 +29,6 @@ const char* kCatalogue = R"(<?xml version="1.0" encoding="UTF-8"?><response stat
 <task_list id="102" name="Build"><tasks><task id="1003" name="Pages" complete="0"/></tasks></task_list>
 </task_lists></project></projects></response>)";
 
-Catalogue catalogue()
-{
-    Catalogue parsed;
-    ProjectsCatalogue::parse(QString::fromLatin1(kCatalogue), parsed);
-    return parsed;
-}
-
 template <typename T>
 T* child(QObject* parent, const char* name)
 {
@@ -54,11 +45,7 @@ QStringList texts(const Widget* widget)
 {
     QStringList result;
     for (int i = 0; i < widget->count(); ++i) {
-        if constexpr (std::is_same_v<Widget, QComboBox>) {
-            result << widget->itemText(i);
-        } else {
-            result << widget->item(i)->text();
-        }
+        result << widget->model()->index(i, 0).data().toString();
     }
     return result;
 }
@@ -87,28 +74,15 @@ void onNextRuleDialog(const std::function<void(AddRuleDialog*)>& look)
 
 } // namespace
 
-class TestRuleDialogs : public QObject
+class TestRuleDialogs : public QObject, RuleDatabase
 {
     Q_OBJECT
 
-    QTemporaryDir dir;
-    Database db;
-    RuleStore store;
     ManualClock clock{QDateTime(QDate(2026, 11, 22), QTime(10, 0))}; // a Sunday
     FakePrompter prompter;
-    QDate d{2026, 1, 1};
-
-    int addRule(const QString& name, const QList<int>& apps)
-    {
-        return store.addDbRule(name, apps, "and", "", "always", d, d, 0, 0);
-    }
 
 private slots:
-    void initTestCase()
-    {
-        QString error;
-        QVERIFY2(db.open(dir.filePath(QStringLiteral("verrinplus.sqlite")), &error), qPrintable(error));
-    }
+    void initTestCase() { QVERIFY2(opened, qPrintable(error)); }
 
     void init()
     {
@@ -125,9 +99,10 @@ private slots:
         Registry::drop();
     }
 
-    void applicationsMoveAndStaySorted()
+    void applicationsProjectsAndTasksToChooseFrom()
     {
-        AddRuleDialog dialog(nullptr, Catalogue(), &prompter, &clock);
+        QVERIFY(ProjectsCatalogue::keep(QString::fromLatin1(kCatalogue)));
+        AddRuleDialog dialog(nullptr, Registry::instance()->catalogue(), &prompter, &clock);
         auto* all = child<QListWidget>(&dialog, "listAppsAll");
         auto* selected = child<QListWidget>(&dialog, "listAppsSelected");
         QCOMPARE(texts(all), (QStringList{"Browser", "Editor", "Mail", "Terminal"}));
@@ -142,13 +117,7 @@ private slots:
         click(&dialog, "btnRemoveFromSelected");
         QCOMPARE(texts(all), (QStringList{"Editor", "Mail"}));
         QCOMPARE(texts(selected), (QStringList{"Browser", "Terminal"}));
-        dialog.getData();
-        QCOMPARE(dialog.appIds, (QList<int>{2, 1}));
-    }
 
-    void projectsAndTasksFromTheCatalogue()
-    {
-        AddRuleDialog dialog(nullptr, catalogue(), &prompter, &clock);
         auto* tasks = child<QComboBox>(&dialog, "cbTasks");
         QCOMPARE(texts(child<QComboBox>(&dialog, "cbProjects")), QStringList{"Website"});
         dialog.populateTasks(11);
@@ -157,18 +126,21 @@ private slots:
         QCOMPARE(tasks->itemData(0).toInt(), 0);
         tasks->setCurrentIndex(2);
         QCOMPARE(tasks->currentData().toInt(), 1003);
+        dialog.getData();
+        QCOMPARE(dialog.appIds, (QList<int>{2, 1}));
     }
 
-    void rulesListSwitchesAndMoves()
+    void rulesListSwitchesMovesAndRemoves()
     {
-        const int first = addRule("First", {1});
-        const int second = addRule("Second", {1});
+        const int first = add("First", {1});
+        const int second = add("Second", {1});
         store.moveDbRule(second, -1);
         RulesDialog dialog(nullptr, &prompter);
         connect(&dialog, &RulesDialog::signalActivateRule, this,
                 [this](int id, bool on) { store.activateDbRule(id, on); });
         connect(&dialog, &RulesDialog::signalMoveRule, this, [this](int id, int dir) { store.moveDbRule(id, dir); });
         connect(&dialog, &RulesDialog::signalDuplicateRule, this, [this](int id) { store.duplicateDbRule(id); });
+        connect(&dialog, &RulesDialog::signalRemoveRule, this, [this](int id) { store.removeDbRule(id); });
         QSignalSpy activated(&dialog, &RulesDialog::signalActivateRule);
         QSignalSpy edited(&dialog, &RulesDialog::signalEditRuleDialog);
 
@@ -196,21 +168,15 @@ private slots:
         QCOMPARE(edited.size(), 1);
         QCOMPARE(edited[0].first().toInt(), dialog.selectedRuleId());
         QCOMPARE(activated.size(), 2); // refreshing never counts as switching
-    }
 
-    void removeAsksFirst()
-    {
-        addRule("Only", {1});
-        RulesDialog dialog(nullptr, &prompter);
-        connect(&dialog, &RulesDialog::signalRemoveRule, this, [this](int id) { store.removeDbRule(id); });
-        prompter.answers.enqueue(false);
-        click(&dialog, "btnRemove");
-        QCOMPARE(child<QListWidget>(&dialog, "rules")->count(), 1);
-        prompter.answers.enqueue(true);
-        click(&dialog, "btnRemove");
-        QCOMPARE(prompter.calls.size(), 2);
+        // Removing asks first, yes being the default; the first answer is no.
+        prompter.answers << false << true << true << true;
+        for (int left : {3, 2, 1, 0}) {
+            click(&dialog, "btnRemove");
+            QCOMPARE(list->count(), left);
+        }
+        QCOMPARE(prompter.calls.size(), 4);
         QVERIFY(prompter.calls.first().defaultYes);
-        QCOMPARE(child<QListWidget>(&dialog, "rules")->count(), 0);
         QVERIFY(!child<QPushButton>(&dialog, "btnApplyRules")->isEnabled());
     }
 
@@ -280,7 +246,7 @@ private slots:
         QFETCH(QString, dateRule);
         QFETCH(QString, shown);
         const QDate from(2026, 4, 1);
-        addRule("Other", {2});
+        add("Other", {2});
         const int id = store.addDbRule("Orphan", {}, "or", "draft", dateRule, from, from.addDays(9), 11, 1003);
         store.activateDbRule(id, false);
         ProjectsCatalogue::keep(withCatalogue ? QString::fromLatin1(kCatalogue) : QString());

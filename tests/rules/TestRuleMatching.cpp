@@ -7,14 +7,12 @@ namespace {
 QVariantMap rule(const QString& titleRule, const QString& title, const QString& dateRule = QStringLiteral("always"),
                  const QDate& from = QDate(), const QDate& to = QDate())
 {
-    return {{"id", 1},
-            {"app_ids", QStringList{"3", "12"}},
+    return {{"app_ids", QStringList{"3", "12"}},
             {"title_rule", titleRule},
             {"title", title},
             {"date_rule", dateRule},
             {"date_from", from},
-            {"date_to", to},
-            {"task_id", 77}};
+            {"date_to", to}};
 }
 
 const QDateTime kDay(QDate(2026, 11, 16), QTime(0, 0, 0));

@@ -5,10 +5,7 @@
 #include "app/Registry.h"
 #include "rules/RuleApplier.h"
 #include "rules/RuleDescription.h"
-#include "rules/RuleStore.h"
 #include "rules/TaskLinker.h"
-#include "store/Database.h"
-#include "store/util.h"
 
 namespace {
 
@@ -40,35 +37,16 @@ public:
     int refuseTask = -1;
 };
 
-const QDate kDay(2026, 1, 1);
-
 } // namespace
 
-class TestRuleStore : public QObject
+class TestRuleStore : public QObject, RuleDatabase
 {
     Q_OBJECT
 
-    QTemporaryDir dir;
-    Database db;
-    RuleStore store;
-
-    int add(const QString& name, const QList<int>& apps, const QString& titleRule = QStringLiteral("and"),
-            const QString& title = QString(), int taskId = 0)
+    // The rules' positions in the order they were made: "1 3 4".
+    static QString seqs()
     {
-        return store.addDbRule(name, apps, titleRule, title, QStringLiteral("always"), kDay, kDay, taskId ? 1 : 0,
-                               taskId);
-    }
-
-    static QList<int> seqs() { return ints(QStringLiteral("SELECT seq FROM rules ORDER BY id")); }
-
-    static QList<int> ints(const QString& sql)
-    {
-        QList<int> result;
-        QSqlQuery q(sql);
-        while (q.next()) {
-            result << q.value(0).toInt();
-        }
-        return result;
+        return RecordedRows::column(QStringLiteral("SELECT seq FROM rules ORDER BY id")).join(' ');
     }
 
     QList<int> activeIds()
@@ -81,11 +59,7 @@ class TestRuleStore : public QObject
     }
 
 private slots:
-    void initTestCase()
-    {
-        QString error;
-        QVERIFY2(db.open(dir.filePath(QStringLiteral("verrinplus.sqlite")), &error), qPrintable(error));
-    }
+    void initTestCase() { QVERIFY2(opened, qPrintable(error)); }
 
     void init()
     {
@@ -108,23 +82,26 @@ private slots:
         QVERIFY2(store.lastError().contains("disk is full"), qPrintable(store.lastError()));
         QVERIFY(trigger.exec("DROP TRIGGER no_apps"));
         QCOMPARE(brief(store.readDbRule(id)), before);
-        QCOMPARE(ints("SELECT COUNT(*) FROM rules"), QList<int>{1});
+        QCOMPARE(RecordedRows::column("SELECT id FROM rules"), QStringList{QString::number(id)});
     }
 
     // An update keeping the position and the active state is checked through the rule dialogs.
-    void duplicateOfAnInactiveRule()
+    void onlyActiveRulesWithApplicationsAreApplied()
     {
         // Quotes and SQL in names and patterns are values, never statements.
         const int id = store.addDbRule("it's renamed", {9}, "regexp", "^x' OR '1'='1", "after", QDate(2026, 5, 1),
                                        QDate(2026, 5, 2), 3, 4);
-        add("Other", {1});
+        add("none", {});
+        const int emptied = add("emptied", {4});
+        store.updateDbRule(emptied, "emptied", {}, "and", "", "always", QDate(), QDate(), 0, 0);
         store.activateDbRule(id, false);
         // The copy of an inactive rule is active and goes to the end; the source stays off.
         QCOMPARE(
             brief(store.readDbRule(store.duplicateDbRule(id))),
-            QStringLiteral("Copy of it's renamed|regexp ^x' OR '1'='1|after 2026-05-01 2026-05-02|3/4|seq 3|active 1|"
+            QStringLiteral("Copy of it's renamed|regexp ^x' OR '1'='1|after 2026-05-01 2026-05-02|3/4|seq 4|active 1|"
                            "apps 9"));
-        QCOMPARE(activeIds(), (QList<int>{2, 3}));
+        QCOMPARE(activeIds(), QList<int>{4});
+        QCOMPARE(store.readRuleForEditing(emptied).value("name").toString(), QStringLiteral("emptied"));
     }
 
     void sequencesAndNumbersGrowPastDeletions()
@@ -135,9 +112,9 @@ private slots:
         add("c", {1});
         store.removeDbRule(b);
         add("d", {1});
-        QCOMPARE(seqs(), (QList<int>{1, 3, 4}));
+        QCOMPARE(seqs(), "1 3 4");
         store.removeDbRule(a);
-        QCOMPARE(ints("SELECT COUNT(*) FROM rules_apps WHERE rule_id IN (1, 2)"), QList<int>{0});
+        QCOMPARE(RecordedRows::column("SELECT rule_id FROM rules_apps WHERE rule_id IN (1, 2)"), QStringList());
         QCOMPARE(store.nextRuleNumber(), 5);
         store.removeDbRule(4);
         QCOMPARE(store.nextRuleNumber(), 4);
@@ -150,11 +127,11 @@ private slots:
             QList<int> seqs;
             int index;
             int direction;
-            QList<int> expected;
+            const char* expected;
         } rows[] = {
-            {{1, 2, 3}, 0, -1, {0, 2, 3}}, // the top rule goes up to 0, and no further
-            {{0, 2, 3}, 0, -1, {0, 2, 3}}, {{1, 2, 3}, 2, 1, {1, 2, 3}}, {{1, 4, 9}, 2, -1, {1, 9, 4}}, // over gaps
-            {{1, 4, 9}, 0, 1, {4, 1, 9}},
+            {{1, 2, 3}, 0, -1, "0 2 3"}, // the top rule goes up to 0, and no further
+            {{0, 2, 3}, 0, -1, "0 2 3"}, {{1, 2, 3}, 2, 1, "1 2 3"}, {{1, 4, 9}, 2, -1, "1 9 4"}, // over gaps
+            {{1, 4, 9}, 0, 1, "4 1 9"},
         };
         for (const auto& row : rows) {
             RecordedRows::clearAll();
@@ -164,18 +141,8 @@ private slots:
                 QSqlQuery(QStringLiteral("UPDATE rules SET seq = %1 WHERE id = %2").arg(seq).arg(ids.last()));
             }
             store.moveDbRule(ids[row.index], row.direction);
-            QCOMPARE(seqs(), row.expected);
+            QCOMPARE(seqs(), QLatin1String(row.expected));
         }
-    }
-
-    void ruleWithoutApplicationsIsNotApplied()
-    {
-        add("none", {});
-        const int emptied = add("emptied", {4});
-        const int kept = add("kept", {4});
-        store.updateDbRule(emptied, "emptied", {}, "and", "", "always", kDay, kDay, 0, 0);
-        QCOMPARE(activeIds(), QList<int>{kept});
-        QCOMPARE(store.readRuleForEditing(emptied).value("name").toString(), QStringLiteral("emptied"));
     }
 
     // Entries are "application|title|start|seconds", rules "application|title rule|pattern|task[|seq]"
@@ -217,21 +184,16 @@ private slots:
         QFETCH(QStringList, calls);
         QFETCH(QString, summary);
         QFETCH(int, groupsAgain);
-        QMap<QString, int> apps;
-        const auto app = [&](const QString& name) {
-            if (!apps.contains(name)) {
-                apps[name] = RecordedRows::addApp(name);
-            }
-            return apps[name];
-        };
+        const QMap<QString, int> apps{{"Editor", RecordedRows::addApp("Editor")},
+                                      {"Browser", RecordedRows::addApp("Browser")}};
         for (const QString& entry : entries) {
             const QStringList f = entry.split(QLatin1Char('|'));
-            RecordedRows::addEntry(app(f[0]), f[1], f[2], f[3].toInt());
+            RecordedRows::addEntry(apps[f[0]], f[1], f[2], f[3].toInt());
         }
         for (QString text : rules) {
             const bool off = text.startsWith(QLatin1Char('-'));
             const QStringList f = text.remove(0, off ? 1 : 0).split(QLatin1Char('|'));
-            const int id = add(f[2], {app(f[0])}, f[1], f[2], f[3].toInt());
+            const int id = add(f[2], {apps[f[0]]}, f[1], f[2], f[3].toInt());
             store.activateDbRule(id, !off);
             if (f.size() > 4) {
                 QSqlQuery(QStringLiteral("UPDATE rules SET seq = %1 WHERE id = %2").arg(f[4].toInt()).arg(id));

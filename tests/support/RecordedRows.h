@@ -3,7 +3,7 @@
 #include "store/util.h"
 
 #include <QSqlQuery>
-#include <QString>
+#include <QStringList>
 
 // Rows written the way the recorder leaves them, on the default connection.
 namespace RecordedRows {
@@ -31,6 +31,17 @@ inline int addEntry(int appId, const QString& title, const QString& start, int s
     query.bindValue(QStringLiteral(":end"), util::datetime_to_sql(util::sql_to_datetime(start).addSecs(seconds)));
     query.exec();
     return query.lastInsertId().toInt();
+}
+
+// The first column of every row `sql` returns, as text.
+inline QStringList column(const QString& sql)
+{
+    QStringList values;
+    QSqlQuery query(sql);
+    while (query.next()) {
+        values << query.value(0).toString();
+    }
+    return values;
 }
 
 // Empties the recorded and rule tables between test cases.
