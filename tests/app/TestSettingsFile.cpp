@@ -1,3 +1,4 @@
+#include "TempDataFolder.h"
 #include "TestKit.h"
 #include "app/CredentialStore.h"
 #include "app/Registry.h"
@@ -20,11 +21,6 @@ private:
         SettingsFile::writeBack(settings, recording, layout);
         SecretStore keyring;
         CredentialStore(settings, keyring, dir.path()).save();
-    }
-    static QByteArray contents(const QString& path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
     // Every key an older version wrote, none at its default.
     void writeOlderFile()
@@ -106,9 +102,9 @@ private slots:
         }
         QSettings saved(dir.filePath("saved.ini"), QSettings::IniFormat);
         writeBack(saved, true, WindowLayout{QByteArray("\x01geo", 4), "state", "ug", "us", "lg", "ls"});
-        QByteArray expected = contents(iniPath());
+        QByteArray expected = fileContents(iniPath());
         expected.replace("ApiKey=key\n", "").replace("Url=http://127.0.0.1:9/service/\n", "");
-        QCOMPARE(contents(saved.fileName()), expected);
+        QCOMPARE(fileContents(saved.fileName()), expected);
     }
 
     // The first start's dialog writes what it edits, and the default service address.
