@@ -14,11 +14,6 @@ class TestProcess : public QObject
     Q_OBJECT
 
 private:
-    static bool lockTaken(const TempDataFolder& data)
-    {
-        return !QDir(data.path() + "/runtime").entryList({"verrinplus-*.lock"}).isEmpty();
-    }
-
     // On the offscreen platform, so the window needs no display.
     static void start(QProcess& process, const TempDataFolder& data, const QStringList& arguments)
     {
@@ -69,7 +64,8 @@ private slots:
         QProcess first;
         start(first, data, {"-debug"});
         QVERIFY(first.waitForStarted(10000));
-        QTRY_VERIFY_WITH_TIMEOUT(lockTaken(data), 20000);
+        // Running once its instance lock is taken.
+        QTRY_VERIFY_WITH_TIMEOUT(!QDir(data.path() + "/runtime").entryList({"verrinplus-*.lock"}).isEmpty(), 20000);
 
         // A second start on the same folder hands over and ends at once.
         QProcess second;

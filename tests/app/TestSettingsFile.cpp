@@ -14,14 +14,6 @@ private:
     QTemporaryDir dir;
     QString iniPath() const { return dir.filePath("verrinplus.ini"); }
     static StoredSettings& s() { return Registry::instance()->settings(); }
-    // The window's close as far as the settings file goes, the password and token included (with the
-    // keyring switched off, they go to the file).
-    void writeBack(QSettings& settings, bool recording, const WindowLayout& layout)
-    {
-        SettingsFile::writeBack(settings, recording, layout);
-        SecretStore keyring;
-        CredentialStore(settings, keyring, dir.path()).save();
-    }
     // Every key an older version wrote, none at its default.
     void writeOlderFile()
     {
@@ -101,7 +93,10 @@ private slots:
             field->clear();
         }
         QSettings saved(dir.filePath("saved.ini"), QSettings::IniFormat);
-        writeBack(saved, true, WindowLayout{QByteArray("\x01geo", 4), "state", "ug", "us", "lg", "ls"});
+        // The window's close, the password and token included (with the keyring off, they go to the file).
+        SettingsFile::writeBack(saved, true, WindowLayout{QByteArray("\x01geo", 4), "state", "ug", "us", "lg", "ls"});
+        SecretStore keyring;
+        CredentialStore(saved, keyring, dir.path()).save();
         QByteArray expected = fileContents(iniPath());
         expected.replace("ApiKey=key\n", "").replace("Url=http://127.0.0.1:9/service/\n", "");
         QCOMPARE(fileContents(saved.fileName()), expected);

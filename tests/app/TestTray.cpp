@@ -10,8 +10,7 @@ QStringList run(const QString& program, const QStringList& arguments)
 {
     QProcess process;
     process.start(program, arguments);
-    process.waitForFinished(10000);
-    return QString::fromUtf8(process.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    return TempDataFolder::finish(process).out.split('\n', Qt::SkipEmptyParts);
 }
 
 // The program's mapped windows: the main window by its title, the rest (the XEmbed tray icon) by class.
