@@ -49,10 +49,10 @@ QProcessEnvironment TempDataFolder::environment(bool display, QProcessEnvironmen
     return base;
 }
 
-ProgramRun TempDataFolder::run(const QString& program, const QStringList& arguments, bool display) const
+ProgramRun TempDataFolder::run(const QString& program, const QStringList& arguments) const
 {
     QProcess process;
-    process.setProcessEnvironment(environment(display));
+    process.setProcessEnvironment(environment(false));
     process.start(program, arguments);
     return finish(process);
 }

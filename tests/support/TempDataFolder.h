@@ -33,8 +33,8 @@ public:
     // on the folder; without `display`, none of the display variables, as from cron or a bare terminal.
     QProcessEnvironment environment(bool display = true,
                                     QProcessEnvironment base = QProcessEnvironment::systemEnvironment()) const;
-    // Runs `program` on this folder to its end, killed after a minute.
-    ProgramRun run(const QString& program, const QStringList& arguments, bool display = false) const;
+    // Runs `program` on this folder without a display to its end, killed after a minute.
+    ProgramRun run(const QString& program, const QStringList& arguments) const;
     static ProgramRun finish(QProcess& process);
 
 private:
