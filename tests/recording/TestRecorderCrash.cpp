@@ -1,4 +1,3 @@
-#include "TempDataFolder.h"
 #include "TestKit.h"
 #include "recording/Recorder.h"
 #include "store/Database.h"
