@@ -1,3 +1,4 @@
+#include "TempDataFolder.h"
 #include "TestKit.h"
 
 #include <QDBusConnection>
@@ -39,23 +40,20 @@ class TestKeyring : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<QTemporaryDir> home;
+    std::unique_ptr<TempDataFolder> home;
     QProcess daemon;
     qint64 daemonPid = 0;
     QString busAddress;
 
-    QString iniPath() const { return home->filePath("data/VerrinPlus/verrinplus.ini"); }
+    QString iniPath() const { return home->dataFolder() + "/verrinplus.ini"; }
 
     QProcessEnvironment environment(Keyring keyring) const
     {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "VERRINPLUS_KEYRING"}) {
-            env.remove(name);
-        }
+        QProcessEnvironment env = home->environment(false);
+        env.remove("DBUS_SESSION_BUS_ADDRESS");
+        env.remove("VERRINPLUS_KEYRING");
         env.insert("HOME", home->path());
-        env.insert("XDG_DATA_HOME", home->filePath("data"));
-        env.insert("XDG_CONFIG_HOME", home->filePath("config"));
-        env.insert("XDG_RUNTIME_DIR", home->filePath("run"));
+        env.insert("XDG_CONFIG_HOME", home->path() + "/config");
         if (keyring != Keyring::NoBus && keyring != Keyring::Off) {
             env.insert("DBUS_SESSION_BUS_ADDRESS", busAddress);
         }
@@ -67,26 +65,18 @@ private:
         return env;
     }
 
-    // Runs a program to its end; its output, both channels.
-    QByteArray run(const QString& program, const QStringList& args, Keyring keyring, int* status = nullptr)
+    ProgramRun run(const QString& program, const QStringList& args, Keyring keyring)
     {
         QProcess process;
         process.setProcessEnvironment(environment(keyring));
         process.start(program, args);
-        if (!process.waitForFinished(60000)) {
-            process.kill();
-            process.waitForFinished();
-        }
-        if (status) {
-            *status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-        }
-        return process.readAllStandardOutput() + process.readAllStandardError();
+        return TempDataFolder::finish(process);
     }
 
-    static QString field(const QByteArray& output, const char* name)
+    static QString field(const QString& output, const char* name)
     {
         const QRegularExpression line(QString("^%1=(.*)$").arg(name), QRegularExpression::MultilineOption);
-        return line.match(QString::fromUtf8(output)).captured(1);
+        return line.match(output).captured(1);
     }
 
     // gnome-keyring-daemon in a dbus-run-session of its own, its login keyring made and unlocked
@@ -118,12 +108,7 @@ private:
     }
 
 private slots:
-    void init()
-    {
-        home = std::make_unique<QTemporaryDir>();
-        QVERIFY(QDir(home->path()).mkpath("run"));
-        QFile::setPermissions(home->filePath("run"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    }
+    void init() { home = std::make_unique<TempDataFolder>(); }
 
     void cleanup()
     {
@@ -132,10 +117,7 @@ private slots:
             ::kill(pid_t(daemonPid), SIGCONT);
             ::kill(pid_t(daemonPid), SIGTERM);
         }
-        if (daemon.state() != QProcess::NotRunning && !daemon.waitForFinished(20000)) {
-            daemon.kill();
-            daemon.waitForFinished();
-        }
+        TempDataFolder::finish(daemon);
         daemonPid = 0;
         home.reset();
     }
@@ -164,19 +146,17 @@ private slots:
         if (c.keyring == Keyring::Hung) {
             ::kill(pid_t(daemonPid), SIGSTOP);
         }
-        QByteArray said;
+        QString said; // the helper tells on standard output, as the window would in a box
         if (c.olderFile) {
-            QDir().mkpath(QFileInfo(iniPath()).path());
-            QSettings ini(iniPath(), QSettings::IniFormat);
-            ini.setValue("API/Username", "ann@example.com");
-            ini.setValue("API/Password", QString::fromLatin1(kPassword.toUtf8().toBase64()));
-            ini.setValue("API/AuthToken", kToken);
+            home->writeSettings({{"API/Username", "ann@example.com"},
+                                 {"API/Password", QString::fromLatin1(kPassword.toUtf8().toBase64())},
+                                 {"API/AuthToken", kToken}});
         } else {
-            said += run(KEYRING_HELPER, {"save", kPassword, kToken}, c.keyring);
+            said += run(KEYRING_HELPER, {"save", kPassword, kToken}, c.keyring).out;
         }
         // The first start moves what it can (and tells); the second finds it where the first left it.
         for (int start = 0; start < 2; ++start) {
-            const QByteArray output = run(KEYRING_HELPER, {"load"}, c.keyring);
+            const QString output = run(KEYRING_HELPER, {"load"}, c.keyring).out;
             said += output;
             QCOMPARE(field(output, "place"), c.inFile ? "file" : "keyring");
             QCOMPARE(field(output, "password"), kPassword);
@@ -184,9 +164,7 @@ private slots:
         }
         QCOMPARE(said.count("verrinplus: Keyring:"), c.told ? 1 : 0);
 
-        QFile file(iniPath());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
+        const QByteArray bytes = fileContents(iniPath());
         QCOMPARE(bytes.contains(kPassword.toUtf8().toBase64()), c.inFile);
         QCOMPARE(bytes.contains(kToken.toUtf8()), c.inFile);
         QVERIFY(!bytes.contains(kPassword.toUtf8()));
@@ -195,12 +173,11 @@ private slots:
             // A command-line run finds them in the keyring (without rules it is done then); from cron,
             // without a session bus, it says why it cannot sign in.
             const QStringList args{"--apply-rules", "2026-11-20"};
-            int status = -1;
-            run(VERRINPLUS_BINARY, args, Keyring::Running, &status);
-            QCOMPARE(status, 0);
-            said = run(VERRINPLUS_BINARY, args, Keyring::NoBus, &status);
-            QCOMPARE(status, 3);
-            QVERIFY2(said.contains("keyring") && said.contains("DBUS_SESSION_BUS_ADDRESS"), said.constData());
+            QCOMPARE(run(VERRINPLUS_BINARY, args, Keyring::Running).exitCode, 0);
+            const ProgramRun cron = run(VERRINPLUS_BINARY, args, Keyring::NoBus);
+            QCOMPARE(cron.exitCode, 3);
+            QVERIFY2(cron.err.contains("keyring") && cron.err.contains("DBUS_SESSION_BUS_ADDRESS"),
+                     qPrintable(cron.err));
         }
     }
 };

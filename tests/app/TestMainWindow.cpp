@@ -1,12 +1,12 @@
 #include "ManualClock.h"
 #include "ModalDialogHelper.h"
+#include "RecordedRows.h"
 #include "TempDataFolder.h"
 #include "TestKit.h"
 #include "app/DataPaths.h"
 #include "app/Registry.h"
 #include "recording/Recorder.h"
 #include "reports/TreeModel.h"
-#include "views/TimeTree.h"
 #include "views/TotalTimeLabel.h"
 #include "window/DayViews.h"
 #include "window/MainWindow.h"
@@ -197,16 +197,10 @@ private slots:
         ManualClock clock(QDateTime(QDate(2026, 3, 9), QTime(0, 2, 0)));
         MainWindow window(&clock);
         QCoreApplication::processEvents(); // the deferred start builds the day's trees
-        auto* model = qobject_cast<TreeModel*>(window.form()->appList->model());
-        QVERIFY(model);
-        QCOMPARE(model->headerData(0, Qt::Horizontal).toString(), "Entries not linked with Verrin");
+        TreeModel* model = window.views()->unlinkedModel();
         QCOMPARE(window.views()->shownDate(), clock.today());
-        QCOMPARE(window.views()->unlinkedModel()->getHideUnder(), hideUnder);
-        QSqlQuery query;
-        QVERIFY(query.exec("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')"));
-        QVERIFY(query.exec("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
-                           "('notes', 1, '2026-03-09 00:00:05', '2026-03-09 00:01:20')"));
-        const int entryId = query.lastInsertId().toInt();
+        QCOMPARE(model->getHideUnder(), hideUnder);
+        const int entryId = RecordedRows::addEntry(RecordedRows::addApp("Ed"), "notes", "2026-03-09 00:00:05", 75);
         const QDateTime start(clock.today(), QTime(0, 0, 5));
         const AppStruct app{{}, "/usr/bin/ed", "Ed", "notes", {}};
         Recorder* recorder = window.activityRecorder();
@@ -224,7 +218,7 @@ private slots:
         QVERIFY(holdTimer->isActive());
         QCOMPARE(holdTimer->interval(), 40 * 1000);
         if (linkedMeanwhile) {
-            QVERIFY(query.exec("UPDATE entries SET ext_task_id = 'task-1'"));
+            QVERIFY(QSqlQuery().exec("UPDATE entries SET ext_task_id = 'task-1'"));
             window.views()->refreshUnlinked();
         }
 

@@ -1,3 +1,4 @@
+#include "RecordedRows.h"
 #include "TempDataFolder.h"
 #include "TestKit.h"
 #include "app/SingleInstance.h"
@@ -13,24 +14,13 @@ class TestProcess : public QObject
     Q_OBJECT
 
 private:
-    static QProcessEnvironment environment(const TempDataFolder& data, bool display = true)
+    // On the offscreen platform, so the window needs no display.
+    static void start(QProcess& process, const TempDataFolder& data, const QStringList& arguments)
     {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("XDG_DATA_HOME", data.path() + "/data");
-        env.insert("XDG_RUNTIME_DIR", data.path() + "/runtime");
+        QProcessEnvironment env = data.environment();
         env.insert("QT_QPA_PLATFORM", "offscreen");
-        env.insert("VERRINPLUS_UPDATE_FEED", QString());
-        if (!display) {
-            for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
-                env.remove(name);
-            }
-        }
-        return env;
-    }
-
-    static bool lockTaken(const TempDataFolder& data)
-    {
-        return !QDir(data.path() + "/runtime").entryList({"verrinplus-*.lock"}).isEmpty();
+        process.setProcessEnvironment(env);
+        process.start(VERRINPLUS_BINARY, arguments);
     }
 
 private slots:
@@ -72,23 +62,19 @@ private slots:
             data.writeSettings();
         }
         QProcess first;
-        first.setProcessEnvironment(environment(data));
-        first.start(VERRINPLUS_BINARY, {"-debug"});
+        start(first, data, {"-debug"});
         QVERIFY(first.waitForStarted(10000));
-        QTRY_VERIFY_WITH_TIMEOUT(lockTaken(data), 20000);
+        // Running once its instance lock is taken.
+        QTRY_VERIFY_WITH_TIMEOUT(!QDir(data.path() + "/runtime").entryList({"verrinplus-*.lock"}).isEmpty(), 20000);
 
         // A second start on the same folder hands over and ends at once.
         QProcess second;
-        second.setProcessEnvironment(environment(data));
-        second.start(VERRINPLUS_BINARY, QStringList());
-        QVERIFY(second.waitForFinished(20000));
-        QCOMPARE(second.exitCode(), 0);
+        start(second, data, {});
+        QCOMPARE(TempDataFolder::finish(second).exitCode, 0);
         QCOMPARE(first.state(), QProcess::Running);
 
         ::kill(pid_t(first.processId()), signalNumber);
-        QVERIFY(first.waitForFinished(20000));
-        QCOMPARE(first.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(first.exitCode(), 0);
+        QCOMPARE(TempDataFolder::finish(first).exitCode, 0);
         const QString ini = data.dataFolder() + "/verrinplus.ini";
         // Ended at the first start's question: nothing was chosen, so the next start asks again.
         QCOMPARE(QFile::exists(ini), !firstStart);
@@ -106,9 +92,8 @@ private slots:
         for (const char* name : {"verrinplus.ini", "verrinplus.sqlite", "debug.log"}) {
             QCOMPARE(QFile::permissions(data.dataFolder() + "/" + name) & (owner | everyone), owner);
         }
-        QFile log(data.dataFolder() + "/debug.log");
-        QVERIFY(log.open(QIODevice::ReadOnly));
-        QVERIFY(log.readAll().contains("Received signal " + QByteArray::number(signalNumber)));
+        QVERIFY(fileContents(data.dataFolder() + "/debug.log")
+                    .contains("Received signal " + QByteArray::number(signalNumber)));
     }
 
     // Without a display only the headless options work, and none of these creates anything on disk.
@@ -126,15 +111,9 @@ private slots:
         };
         for (const auto& c : cases) {
             TempDataFolder data;
-            QProcess process;
-            process.setProcessEnvironment(environment(data, false));
-            process.start(VERRINPLUS_BINARY, c.args);
-            QVERIFY(process.waitForFinished(30000));
-            const QString out = QString::fromUtf8(process.readAllStandardOutput());
-            const QString err = QString::fromLocal8Bit(process.readAllStandardError());
-            const QString said = c.exitCode == 0 ? out.left(c.output.size()) : err + out;
-            QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == c.exitCode, qPrintable(err));
-            QCOMPARE(said, c.output);
+            const ProgramRun run = data.run(VERRINPLUS_BINARY, c.args);
+            QVERIFY2(run.exitCode == c.exitCode, qPrintable(run.err));
+            QCOMPARE(c.exitCode == 0 ? run.out.left(c.output.size()) : run.err + run.out, c.output);
             QVERIFY(!QFile::exists(data.dataFolder()));
         }
     }
@@ -144,35 +123,27 @@ private slots:
     {
         TempDataFolder data;
         data.writeSettings({{"Application/HideUnder", 60}});
-        QProcess process;
-        process.setProcessEnvironment(environment(data, false));
-        process.start(VERRINPLUS_BINARY, {"--report", "2026-11-16"});
-        QVERIFY(process.waitForFinished(20000));
-        QCOMPARE(process.exitCode(), 1);
+        QCOMPARE(data.run(VERRINPLUS_BINARY, {"--report", "2026-11-16"}).exitCode, 1);
         const QString file = data.dataFolder() + "/verrinplus.sqlite";
         QVERIFY(!QFile::exists(file));
         {
             Database database;
             QString error;
             QVERIFY2(database.open(file, &error), qPrintable(error));
-            QSqlQuery query;
-            QVERIFY(query.exec("INSERT INTO applications (id, path, name) VALUES (1, '/usr/bin/ed', 'Ed')"));
-            QVERIFY(query.exec("INSERT INTO entries (title, application_id, start_time, end_time) VALUES "
-                               "('budget, \"final\"', 1, '2026-11-16 09:00:00', '2026-11-16 09:00:50'), "
-                               "('budget, \"final\"', 1, '2026-11-16 23:59:40', '2026-11-17 00:00:10'), "
-                               "('short', 1, '2026-11-16 10:00:00', '2026-11-16 10:00:20')"));
+            const int ed = RecordedRows::addApp("Ed");
+            RecordedRows::addEntry(ed, "budget, \"final\"", "2026-11-16 09:00:00", 50);
+            RecordedRows::addEntry(ed, "budget, \"final\"", "2026-11-16 23:59:40", 30);
+            RecordedRows::addEntry(ed, "short", "2026-11-16 10:00:00", 20);
             database.close();
         }
-        process.start(VERRINPLUS_BINARY, {"--report", "2026-11-16", "--format", "csv"});
-        QVERIFY(process.waitForFinished(20000));
-        QCOMPARE(process.exitCode(), 0);
+        const ProgramRun csv = data.run(VERRINPLUS_BINARY, {"--report", "2026-11-16", "--format", "csv"});
+        QCOMPARE(csv.exitCode, 0);
         // The stretch over midnight counts whole for the day it started; "short" stays under the minute.
-        QCOMPARE(QString::fromUtf8(process.readAllStandardOutput()),
-                 "tree,depth,type,path,name,seconds,time\r\n"
-                 "unlinked,0,total,,Entries not linked with Verrin,80,1 m 20 s\r\n"
-                 "unlinked,1,app,,Ed,80,1 m 20 s\r\n"
-                 "unlinked,2,entry,Ed,\"budget, \"\"final\"\"\",80,1 m 20 s\r\n"
-                 "linked,0,total,,Entries linked with Verrin,0,0 s\r\n");
+        QCOMPARE(csv.out, "tree,depth,type,path,name,seconds,time\r\n"
+                          "unlinked,0,total,,Entries not linked with Verrin,80,1 m 20 s\r\n"
+                          "unlinked,1,app,,Ed,80,1 m 20 s\r\n"
+                          "unlinked,2,entry,Ed,\"budget, \"\"final\"\"\",80,1 m 20 s\r\n"
+                          "linked,0,total,,Entries linked with Verrin,0,0 s\r\n");
     }
 };
 

@@ -1,8 +1,11 @@
+#include "TempDataFolder.h"
 #include "TestKit.h"
 #include "app/CredentialStore.h"
 #include "app/Registry.h"
 #include "app/SecretStore.h"
 #include "app/SettingsFile.h"
+
+#include <optional>
 
 // Settings as they travel between the INI file and the registry.
 class TestSettingsFile : public QObject
@@ -10,22 +13,9 @@ class TestSettingsFile : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir;
-    QString iniPath() const { return dir.filePath("verrinplus.ini"); }
+    std::optional<QTemporaryDir> dir;
+    QString iniPath() const { return dir->filePath("verrinplus.ini"); }
     static StoredSettings& s() { return Registry::instance()->settings(); }
-    // The window's close as far as the settings file goes, the password and token included (with the
-    // keyring switched off, they go to the file).
-    void writeBack(QSettings& settings, bool recording, const WindowLayout& layout)
-    {
-        SettingsFile::writeBack(settings, recording, layout);
-        SecretStore keyring;
-        CredentialStore(settings, keyring, dir.path()).save();
-    }
-    static QByteArray contents(const QString& path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
     // Every key an older version wrote, none at its default.
     void writeOlderFile()
     {
@@ -66,9 +56,7 @@ private slots:
     void init()
     {
         Registry::drop();
-        for (const QString& name : QDir(dir.path()).entryList(QDir::Files)) {
-            QFile::remove(dir.filePath(name));
-        }
+        dir.emplace();
     }
 
     void emptyFileGivesDefaults()
@@ -104,11 +92,14 @@ private slots:
                                   &s().unlinkedListState, &s().linkedListGeometry, &s().linkedListState}) {
             field->clear();
         }
-        QSettings saved(dir.filePath("saved.ini"), QSettings::IniFormat);
-        writeBack(saved, true, WindowLayout{QByteArray("\x01geo", 4), "state", "ug", "us", "lg", "ls"});
-        QByteArray expected = contents(iniPath());
+        QSettings saved(dir->filePath("saved.ini"), QSettings::IniFormat);
+        // The window's close, the password and token included (with the keyring off, they go to the file).
+        SettingsFile::writeBack(saved, true, WindowLayout{QByteArray("\x01geo", 4), "state", "ug", "us", "lg", "ls"});
+        SecretStore keyring;
+        CredentialStore(saved, keyring, dir->path()).save();
+        QByteArray expected = fileContents(iniPath());
         expected.replace("ApiKey=key\n", "").replace("Url=http://127.0.0.1:9/service/\n", "");
-        QCOMPARE(contents(saved.fileName()), expected);
+        QCOMPARE(fileContents(saved.fileName()), expected);
     }
 
     // The first start's dialog writes what it edits, and the default service address.
@@ -116,7 +107,7 @@ private slots:
     {
         writeOlderFile();
         const QSettings old(iniPath(), QSettings::IniFormat);
-        QSettings first(dir.filePath("first.ini"), QSettings::IniFormat);
+        QSettings first(dir->filePath("first.ini"), QSettings::IniFormat);
         SettingsFile::writeFirstRun(first, SettingsFile::readEditable(old));
         QStringList keys = first.allKeys();
         keys.sort();
@@ -139,12 +130,9 @@ private slots:
             QString real;
         } cases[] = {{"HTTPS://h.test/service/", false, "http://h.test/service/"}, {"   ", true, "   "}};
         for (const auto& c : cases) {
-            {
-                QSettings settings(iniPath(), QSettings::IniFormat);
-                settings.setValue("API/Url", c.stored);
-                settings.setValue("API/SslEnabled", c.ssl);
-            }
             QSettings settings(iniPath(), QSettings::IniFormat);
+            settings.setValue("API/Url", c.stored);
+            settings.setValue("API/SslEnabled", c.ssl);
             SettingsFile::readIntoRegistry(settings);
             QCOMPARE(s().apiUrl, c.stored);
             QCOMPARE(Registry::instance()->apiBaseUrl(), c.real);

@@ -17,12 +17,6 @@ constexpr uid_t kNobody = 65534;
 using Verdict = DatabaseCheck::Verdict;
 const QByteArray kGarbage(20 * 1024, 'x');
 
-QByteArray contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void writeBytes(const QString& path, const QByteArray& bytes)
 {
     QFile file(path);
@@ -73,13 +67,13 @@ private slots:
             } else if (c.content == "foreign") {
                 makeDatabase(path, false);
             }
-            const QByteArray before = contents(path);
+            const QByteArray before = fileContents(path);
             const DatabaseCheck::Result result = DatabaseCheck::check(path);
             QVERIFY2(result.verdict == c.verdict && result.reason.contains(c.reason),
                      qPrintable(c.content + ": " + result.reason));
             // Looking changes nothing: no file made, no byte written, no trace of the write test.
             QCOMPARE(QFileInfo::exists(path), c.content != "absent");
-            QCOMPARE(contents(path), before);
+            QCOMPARE(fileContents(path), before);
         }
     }
 
@@ -118,7 +112,7 @@ private slots:
             QVERIFY2(call.text.contains(part), qPrintable(call.text));
         }
         // Moved with its journal, nothing of it left where the fresh database will be made.
-        QCOMPARE(contents(answer ? aside : db), kGarbage);
+        QCOMPARE(fileContents(answer ? aside : db), kGarbage);
         QCOMPARE(QFileInfo::exists(db), !answer);
         QCOMPARE(QFileInfo::exists(db + "-wal"), !answer);
         QCOMPARE(QFileInfo::exists(aside + "-wal"), answer);
@@ -152,28 +146,27 @@ private slots:
         if (asRoot && setpriv.isEmpty()) {
             QSKIP("running as root without setpriv (util-linux) to drop privileges");
         }
-        QTemporaryDir root;
-        const QString home = root.filePath("data");
-        const QString folder = home + "/VerrinPlus";
+        TempDataFolder root;
+        const QString folder = root.dataFolder();
         const QString database = folder + "/verrinplus.sqlite";
         const QString ini = folder + "/verrinplus.ini";
-        const QString runtime = root.filePath("runtime");
-        QVERIFY(QDir().mkpath(folder) && QDir().mkpath(runtime));
+        QVERIFY(QDir().mkpath(folder));
         makeDatabase(database, true);
         writeBytes(ini, "[Application]\nStarted=true\n");
         // The helper is copied next to the data: the build folder may not be reachable for nobody.
-        const QString helper = root.filePath("startup_check_helper");
+        const QString helper = root.path() + "/startup_check_helper";
         QVERIFY(QFile::copy(STARTUP_CHECK_HELPER, helper));
         // Everything belongs to the user who runs the check, as in a real home folder.
         const QList<QPair<QString, int>> modes{
-            {root.path(), 0755},      {home, 0755},   {runtime, 0700},     {helper, 0755},
-            {database, databaseMode}, {ini, iniMode}, {folder, folderMode}};
+            {root.path(), 0755}, {root.path() + "/data", 0755}, {root.path() + "/runtime", 0700},
+            {helper, 0755},      {database, databaseMode},      {ini, iniMode},
+            {folder, folderMode}};
         for (const auto& [path, mode] : modes) {
             const QByteArray name = QFile::encodeName(path);
             QVERIFY(!asRoot || ::chown(name.constData(), kNobody, kNobody) == 0);
             QCOMPARE(::chmod(name.constData(), mode_t(mode)), 0);
         }
-        const QByteArray before = contents(database);
+        const QByteArray before = fileContents(database);
         // SQLite's own companions of a WAL database (-wal, -shm) may appear; nothing else may.
         const auto ownFiles = [&] {
             QStringList names = QDir(folder).entryList(QDir::Files | QDir::Hidden);
@@ -183,24 +176,20 @@ private slots:
         const QStringList filesBefore = ownFiles();
 
         QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("XDG_DATA_HOME", home);
-        env.insert("XDG_RUNTIME_DIR", runtime);
+        QProcessEnvironment env = root.environment(false);
         env.insert("HOME", root.path());
         process.setProcessEnvironment(env);
         process.setWorkingDirectory(root.path());
         const QString user = QString::number(kNobody);
         const QStringList asNobody{"--reuid=" + user, "--regid=" + user, "--clear-groups", "--", helper};
         process.start(asRoot ? setpriv : helper, asRoot ? asNobody : QStringList());
-        QVERIFY(process.waitForFinished(30000));
-        const QString err = QString::fromLocal8Bit(process.readAllStandardError());
+        const auto [exitCode, out, err] = TempDataFolder::finish(process);
         QCOMPARE(::chmod(QFile::encodeName(folder).constData(), 0755), 0);
 
-        QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == (message.isEmpty() ? 0 : 1),
-                 qPrintable(err));
+        QVERIFY2(exitCode == (message.isEmpty() ? 0 : 1), qPrintable(err));
         message.replace("{db}", database).replace("{ini}", ini);
         QVERIFY2(message.isEmpty() || err.contains("verrinplus: " + message), qPrintable(err));
-        QCOMPARE(contents(database), before);
+        QCOMPARE(fileContents(database), before);
         QCOMPARE(ownFiles(), filesBefore);
     }
 

@@ -10,8 +10,7 @@ QStringList run(const QString& program, const QStringList& arguments)
 {
     QProcess process;
     process.start(program, arguments);
-    process.waitForFinished(10000);
-    return QString::fromUtf8(process.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    return TempDataFolder::finish(process).out.split('\n', Qt::SkipEmptyParts);
 }
 
 // The program's mapped windows: the main window by its title, the rest (the XEmbed tray icon) by class.
@@ -43,9 +42,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!run("xdotool", {"search", "--classname", "trayer"}).isEmpty(), 10000);
 
         QProcess program;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("VERRINPLUS_UPDATE_FEED", QString());
-        program.setProcessEnvironment(env);
+        program.setProcessEnvironment(data.environment());
         program.start(VERRINPLUS_BINARY, QStringList());
         QTRY_VERIFY_WITH_TIMEOUT(mainWindowShown(), 20000);
         QTRY_COMPARE_WITH_TIMEOUT(shownWindowsOfTheProgram().size(), 2, 10000);
@@ -61,8 +58,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(mainWindowShown(), 10000);
 
         program.terminate();
-        QVERIFY(program.waitForFinished(20000));
-        QCOMPARE(program.exitCode(), 0);
+        QCOMPARE(TempDataFolder::finish(program).exitCode, 0);
         tray.kill();
         tray.waitForFinished(10000);
     }

@@ -15,13 +15,9 @@ int main(int argc, char** argv)
 {
     QGuiApplication app(argc, argv);
     const QStringList args = app.arguments();
-    if (args.size() < 3) {
-        std::fprintf(stderr, "usage: recorder_crash_helper <database> <seconds per tick>\n");
-        return 2;
-    }
     Database database;
     QString error;
-    if (!database.open(args.at(1), &error)) {
+    if (args.size() < 3 || !database.open(args.at(1), &error)) {
         std::fprintf(stderr, "cannot open database: %s\n", qPrintable(error));
         return 2;
     }

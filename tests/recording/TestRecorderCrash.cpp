@@ -1,4 +1,3 @@
-#include "TempDataFolder.h"
 #include "TestKit.h"
 #include "recording/Recorder.h"
 #include "store/Database.h"
@@ -36,20 +35,14 @@ private slots:
         // Read progress until the helper has simulated enough, then kill it without warning; lines that
         // arrive before the kill tell how far it got at least.
         int simulated = -1;
-        QByteArray pending;
         const auto readProgress = [&] {
-            pending += helper.readAll();
-            for (int newline; (newline = pending.indexOf('\n')) >= 0; pending.remove(0, newline + 1)) {
-                if (pending.startsWith("simulated ")) {
-                    simulated = qMax(simulated, pending.mid(10, newline - 10).toInt());
-                }
+            while (helper.canReadLine()) { // "simulated <seconds>"
+                simulated = qMax(simulated, helper.readLine().mid(10).trimmed().toInt());
             }
         };
         for (int round = 0; round < 600 && simulated < killAfter; ++round) {
-            if (helper.bytesAvailable() == 0 && !helper.waitForReadyRead(1000)) {
-                QVERIFY2(helper.state() == QProcess::Running, "the helper ended by itself");
-                continue;
-            }
+            QVERIFY2(helper.waitForReadyRead(1000) || helper.state() == QProcess::Running,
+                     "the helper ended by itself");
             readProgress();
         }
         QVERIFY2(simulated >= killAfter, "the helper made no progress");

@@ -11,12 +11,10 @@ class TestRecordingEndToEnd : public QObject
 private slots:
     void switchingWindowsThenSigterm()
     {
-        const QString alpha = QStringLiteral("Alpha – report.odt");
-        const QString beta = QStringLiteral("Beta \"quoted\" 東京");
         TestWindow windowA;
         TestWindow windowB;
-        QVERIFY(windowA.start(QStringLiteral(X11_TEST_WINDOW), {QStringLiteral("--title"), alpha}));
-        QVERIFY(windowB.start(QStringLiteral(X11_TEST_WINDOW), {QStringLiteral("--title"), beta}));
+        QVERIFY(windowA.start(QStringLiteral(X11_TEST_WINDOW), {QStringLiteral("--title"), StoredStretches::kAlpha}));
+        QVERIFY(windowB.start(QStringLiteral(X11_TEST_WINDOW), {QStringLiteral("--title"), StoredStretches::kBeta}));
         const auto activate = [](uint32_t window) {
             return runXdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window)});
         };
@@ -31,8 +29,7 @@ private slots:
                    activate(windowA.id);
         };
         StoredStretches::recordTwoWindows(
-            data, QProcessEnvironment::systemEnvironment(), alpha, beta, started, [&] { return activate(windowB.id); },
-            &a, &b);
+            data, QProcessEnvironment::systemEnvironment(), started, [&] { return activate(windowB.id); }, &a, &b);
         QVERIFY(!QTest::currentTestFailed());
         QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
         QCOMPARE(ini.value(QStringLiteral("Application/Started")).toBool(), true);

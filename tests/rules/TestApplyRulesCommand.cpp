@@ -15,41 +15,6 @@ namespace {
 const QString kPassword = QStringLiteral("p+ss &=w%rd ü/?#"); // the test seed's user
 const QString kEmail = QStringLiteral("tester@verrin.test");
 
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-void startProgram(QProcess& process, const TempDataFolder& data, const QStringList& arguments)
-{
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("XDG_DATA_HOME"), data.path() + QStringLiteral("/data"));
-    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), data.path() + QStringLiteral("/runtime"));
-    // A window would need a display; the command must not.
-    env.remove(QStringLiteral("DISPLAY"));
-    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-    process.setProcessEnvironment(env);
-    process.start(QStringLiteral(VERRINPLUS_BINARY), arguments);
-}
-
-Run finish(QProcess& process)
-{
-    Run run;
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished(10000);
-        run.err = QStringLiteral("did not finish");
-        return run;
-    }
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.out = QString::fromUtf8(process.readAllStandardOutput());
-    run.err = QString::fromUtf8(process.readAllStandardError());
-    return run;
-}
-
 // "task, project, task list" of a row as linked locally; empty when it is not linked.
 QString linkOf(int entryId)
 {
@@ -66,8 +31,7 @@ QString linkOf(int entryId)
 struct Case
 {
     bool settings = true;
-    QString user = kEmail;
-    QString password = kPassword;
+    QString password = kPassword; // none: no user name either
     QString token{};
     bool rule = true;
     QString pattern{};
@@ -93,39 +57,17 @@ class TestApplyRulesCommand : public QObject
 
     void writeIni(const QString& user, const QString& password, const QString& token)
     {
-        QSettings ini(data->dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
-        ini.setValue(QStringLiteral("API/Url"), service->baseUrl());
-        ini.setValue(QStringLiteral("API/SslEnabled"), false);
-        ini.setValue(QStringLiteral("API/Username"), user);
-        ini.setValue(QStringLiteral("API/Password"), SettingsFile::encodePassword(password));
-        ini.setValue(QStringLiteral("API/AuthToken"), token);
+        data->writeSettings({{"API/Url", service->baseUrl()},
+                             {"API/SslEnabled", false},
+                             {"API/Username", user},
+                             {"API/Password", SettingsFile::encodePassword(password)},
+                             {"API/AuthToken", token}});
     }
 
-    Run run(const QStringList& arguments)
-    {
-        QProcess process;
-        startProgram(process, *data, arguments);
-        return finish(process);
-    }
+    // A window would need a display; the command must not.
+    ProgramRun run(const QStringList& arguments) { return data->run(QStringLiteral(VERRINPLUS_BINARY), arguments); }
 
-    // The addBulk calls the service received, each as "task_id date duration".
-    QStringList addBulkCalls()
-    {
-        QStringList calls;
-        for (const QJsonValue& request : service->receivedRequests()) {
-            if (request[QStringLiteral("method")].toString() != QLatin1String("verrin.entries.addBulk")) {
-                continue;
-            }
-            QMap<QString, QString> params;
-            for (const QJsonValue& pair : request[QStringLiteral("params")].toArray()) {
-                params[pair[0].toString()] = pair[1].toString();
-            }
-            calls << QStringLiteral("%1 %2 %3")
-                         .arg(params[QStringLiteral("task_id")], params[QStringLiteral("date")],
-                              params[QStringLiteral("duration")]);
-        }
-        return calls;
-    }
+    QStringList sentLinks(const QString& name) { return service->sentValues("verrin.entries.addBulk", name); }
 
 private slots:
     // A fresh service and data folder with an open database knowing the editor application.
@@ -153,12 +95,9 @@ private slots:
         QTest::addColumn<Case>("c");
         const auto row = [](const char* tag, const Case& c) { QTest::newRow(tag) << c; };
         row("no settings file", {.settings = false, .exitCode = 3, .message = "no settings file"});
-        row("no stored session", {.user = "", .password = "", .exitCode = 3, .message = "no stored session"});
-        row("token expired, no password", {.user = "",
-                                           .password = "",
-                                           .token = "expired-token",
-                                           .exitCode = 3,
-                                           .message = "stored session is no longer valid"});
+        row("no stored session", {.password = "", .exitCode = 3, .message = "no stored session"});
+        row("token expired, no password",
+            {.password = "", .token = "expired-token", .exitCode = 3, .message = "stored session is no longer valid"});
         row("password refused",
             {.password = "wrong", .exitCode = 3, .message = "refused the stored user name and password"});
         row("service down",
@@ -168,12 +107,11 @@ private slots:
         row("no rule matches",
             {.pattern = "budget", .message = "Nothing to link on 2026-11-16: no rule matched the 1 group of unlinked"});
         // The stored token alone is enough, and credentials take over from an expired one.
-        const char* linked = "Total on 2026-11-16: 1 entry in 1 group linked to 1 task, 0:01:00";
-        row("valid token", {.user = "",
-                            .password = "",
+        row("valid token", {.password = "",
                             .token = "valid-token",
                             .message = "Mockups (Website / Design, task 1000): 1 entry in 1 group, 0:01:00"});
-        row("expired token, password", {.token = "expired-token", .message = linked});
+        row("expired token, password",
+            {.token = "expired-token", .message = "Total on 2026-11-16: 1 entry in 1 group linked to 1 task, 0:01:00"});
         row("entry refused",
             {.refused = "verrin.entries.addBulk", .exitCode = 1, .message = "1 task could not be linked"});
         row("no catalogue",
@@ -184,7 +122,7 @@ private slots:
     {
         QFETCH(Case, c);
         if (c.settings) {
-            writeIni(c.user, c.password, c.token);
+            writeIni(c.password.isEmpty() ? "" : kEmail, c.password, c.token);
         }
         const int entry = RecordedRows::addEntry(editor, QStringLiteral("plan"), "2026-11-16 09:00:00", 60);
         if (c.rule) {
@@ -195,12 +133,12 @@ private slots:
         }
         QVERIFY(c.refused.isEmpty() || service->setFault(c.refused, QStringLiteral("error")));
 
-        const Run result = run({"--apply-rules", c.date});
+        const ProgramRun result = run({"--apply-rules", c.date});
         QCOMPARE(result.exitCode, c.exitCode);
         QVERIFY2((c.exitCode == 0 ? result.out : result.err).contains(c.message), qPrintable(result.out + result.err));
         const bool linked = c.exitCode == 0 && c.rule && c.pattern.isEmpty();
         if (c.serviceUp) {
-            QCOMPARE(addBulkCalls().size(), linked || c.exitCode == 1 ? 1 : 0);
+            QCOMPARE(sentLinks("task_id").size(), linked || c.exitCode == 1 ? 1 : 0);
         }
         QCOMPARE(linkOf(entry).isEmpty(), !linked);
     }
@@ -226,24 +164,28 @@ private slots:
         slow.times = 1;
         QVERIFY(service->setFault(QStringLiteral("verrin.entries.addBulk"), QStringLiteral("delay"), slow));
         QProcess killed;
-        startProgram(killed, *data, range);
-        QTRY_VERIFY_WITH_TIMEOUT(addBulkCalls().size() == 2, 30000);
+        killed.setProcessEnvironment(data->environment(false));
+        killed.start(QStringLiteral(VERRINPLUS_BINARY), range);
+        QTRY_VERIFY_WITH_TIMEOUT(sentLinks("task_id").size() == 2, 30000);
         // ...and a run started meanwhile waits for the folder instead of linking the same rows.
         QProcess waiting;
-        startProgram(waiting, *data, range);
+        waiting.setProcessEnvironment(data->environment(false));
+        waiting.start(QStringLiteral(VERRINPLUS_BINARY), range);
         QString waitingSaid;
         QTRY_VERIFY_WITH_TIMEOUT(
             (waitingSaid += QString::fromUtf8(waiting.readAllStandardError())).contains("waiting for it to finish"),
             30000);
         killed.kill();
         killed.waitForFinished(10000);
-        const Run second = finish(waiting);
+        const ProgramRun second = TempDataFolder::finish(waiting);
         QVERIFY2(second.exitCode == 0, qPrintable(second.out + second.err));
         // It found the lost entry instead of sending the day again, and linked the day that was left.
         QVERIFY2(second.out.contains("Settled 1 pending link"), qPrintable(second.out));
-        QCOMPARE(addBulkCalls(), (QStringList{"1000 2026-11-16 660", "1000 2026-11-17 600", "1000 2026-11-18 600"}));
+        QCOMPARE(sentLinks("task_id"), (QStringList{"1000", "1000", "1000"}));
+        QCOMPARE(sentLinks("date"), (QStringList{"2026-11-16", "2026-11-17", "2026-11-18"}));
+        QCOMPARE(sentLinks("duration"), (QStringList{"660", "600", "600"}));
 
-        const Run check = run({"--check-links", "2026-11-16", "2026-11-18"});
+        const ProgramRun check = run({"--check-links", "2026-11-16", "2026-11-18"});
         QVERIFY2(check.out.contains("Checked 3 links from 2026-11-16 to 2026-11-18: 3 agree"),
                  qPrintable(check.out + check.err));
         QCOMPARE(check.exitCode, 0);

@@ -62,28 +62,24 @@ inline void letTimePass(int ms)
     QTRY_VERIFY_WITH_TIMEOUT(timer.hasExpired(ms), ms + 5000);
 }
 
-// The real program records `alpha` for three seconds, then (after `toBeta`) `beta` for two, then gets
+// Titles as they travel badly: a dash, quotes, other scripts.
+const QString kAlpha = QStringLiteral("Alpha – report.odt");
+const QString kBeta = QStringLiteral("Beta \"quoted\" 東京");
+
+// The real program records kAlpha for three seconds, then (after `toBeta`) kBeta for two, then gets
 // SIGTERM: both stretches must be stored, touching, each ending when it did on the wall clock.
-inline void recordTwoWindows(const TempDataFolder& data, QProcessEnvironment env, const QString& alpha,
-                             const QString& beta, const std::function<bool()>& started,
-                             const std::function<bool()>& toBeta, Stretch* a, Stretch* b)
+inline void recordTwoWindows(const TempDataFolder& data, const QProcessEnvironment& env,
+                             const std::function<bool()>& started, const std::function<bool()>& toBeta, Stretch* a,
+                             Stretch* b)
 {
-    QDir().mkpath(data.dataFolder());
-    {
-        QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
-        ini.setValue(QStringLiteral("API/Url"), QStringLiteral("http://127.0.0.1:9/service/"));
-        ini.setValue(QStringLiteral("Application/Started"), true);
-        ini.setValue(QStringLiteral("Application/IdleEnabled"), false);
-    }
-    env.insert(QStringLiteral("XDG_DATA_HOME"), data.path() + QStringLiteral("/data"));
-    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), data.path() + QStringLiteral("/runtime"));
-    env.insert(QStringLiteral("VERRINPLUS_UPDATE_FEED"), QString());
+    data.writeSettings(
+        {{QStringLiteral("Application/Started"), true}, {QStringLiteral("Application/IdleEnabled"), false}});
     QProcess program;
     auto endProgram = qScopeGuard([&program] {
         program.kill();
         program.waitForFinished(10000);
     });
-    program.setProcessEnvironment(env);
+    program.setProcessEnvironment(data.environment(true, env));
     program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     const QDateTime launched = QDateTime::currentDateTime();
     program.start(QStringLiteral(VERRINPLUS_BINARY), QStringList());
@@ -94,14 +90,13 @@ inline void recordTwoWindows(const TempDataFolder& data, QProcessEnvironment env
     letTimePass(3000);
     QVERIFY(toBeta());
     const QDateTime switched = QDateTime::currentDateTime();
-    QTRY_VERIFY_WITH_TIMEOUT(find(database, alpha).end.isValid(), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(find(database, kAlpha).end.isValid(), 20000);
     letTimePass(2000);
     const QDateTime terminated = QDateTime::currentDateTime();
     ::kill(pid_t(program.processId()), SIGTERM);
-    QVERIFY(program.waitForFinished(20000));
-    QCOMPARE(program.exitCode(), 0);
-    *a = find(database, alpha);
-    *b = find(database, beta);
+    QCOMPARE(TempDataFolder::finish(program).exitCode, 0);
+    *a = find(database, kAlpha);
+    *b = find(database, kBeta);
     QVERIFY(a->end.isValid());
     QVERIFY2(b->end.isValid(), "the stretch in progress at SIGTERM was lost");
     // A tick sees a change within a second; one more second for a loaded machine.

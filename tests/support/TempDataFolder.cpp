@@ -35,3 +35,44 @@ void TempDataFolder::writeSettings(const QVariantMap& keys) const
         ini.setValue(it.key(), it.value());
     }
 }
+
+QProcessEnvironment TempDataFolder::environment(bool display, QProcessEnvironment base) const
+{
+    base.insert(QStringLiteral("XDG_DATA_HOME"), dir.path() + QStringLiteral("/data"));
+    base.insert(QStringLiteral("XDG_RUNTIME_DIR"), dir.path() + QStringLiteral("/runtime"));
+    base.insert(QStringLiteral("VERRINPLUS_UPDATE_FEED"), QString());
+    if (!display) {
+        for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+            base.remove(QLatin1String(name));
+        }
+    }
+    return base;
+}
+
+ProgramRun TempDataFolder::run(const QString& program, const QStringList& arguments) const
+{
+    QProcess process;
+    process.setProcessEnvironment(environment(false));
+    process.start(program, arguments);
+    return finish(process);
+}
+
+ProgramRun TempDataFolder::finish(QProcess& process)
+{
+    ProgramRun run;
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished(10000);
+    } else if (process.exitStatus() == QProcess::NormalExit) {
+        run.exitCode = process.exitCode();
+    }
+    run.out = QString::fromUtf8(process.readAllStandardOutput());
+    run.err = QString::fromUtf8(process.readAllStandardError());
+    return run;
+}
+
+QByteArray fileContents(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
