@@ -1,5 +1,6 @@
 // Application identity without a display: desktop files in temporary folders and a fake /proc.
 #include "TestKit.h"
+#include "WaylandTestWindows.h"
 #include "platform/ApplicationResolver.h"
 #include "platform/DesktopEntryIndex.h"
 
@@ -7,16 +8,6 @@
 #include <unistd.h>
 
 namespace {
-bool writeFile(const QString& path, const QByteArray& data, bool executable = false)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size()) {
-        return false;
-    }
-    return !executable || file.setPermissions(file.permissions() | QFileDevice::ExeOwner);
-}
-
 QByteArray entry(const QByteArray& keys)
 {
     return "[Desktop Entry]\nType=Application\n" + keys;

@@ -130,10 +130,7 @@ private slots:
             }
             QTemporaryDir copy;
             QVERIFY(QFile::copy(extensionFolder + "/" + file, copy.filePath(asName)));
-            QProcess check;
-            check.start(node, {"--check", copy.filePath(asName)});
-            QVERIFY(check.waitForFinished(30000));
-            QVERIFY2(check.exitCode() == 0, check.readAllStandardError().constData());
+            QVERIFY(runTool(node, {"--check", copy.filePath(asName)}));
         }
     }
 
