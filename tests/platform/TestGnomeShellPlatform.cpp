@@ -6,7 +6,6 @@
 #include "wayland/GnomeShellExtension.h"
 #include "wayland/GnomeShellPlatform.h"
 
-#include <QCoreApplication>
 #include <QDBusMessage>
 
 namespace {

@@ -57,7 +57,6 @@ class TestX11Platform : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(apps.isValid());
         // Icons of desktop entries: one a file, one a name in an icon theme of the test's own.
         QVERIFY(writeFile(apps.filePath("file-icon.desktop"),
                           "[Desktop Entry]\nName=File Icon\nIcon=" + apps.filePath("file-icon.png").toUtf8() + "\n"));

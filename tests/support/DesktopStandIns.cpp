@@ -3,8 +3,6 @@
 #include "TestKit.h"
 #include "WaylandTestWindows.h"
 
-#include <QMetaObject>
-
 PrivateBus::~PrivateBus()
 {
     endProcess(daemon);

@@ -3,8 +3,6 @@
 #include "TestKit.h"
 #include "platform/Platform.h"
 
-#include <QDebug>
-
 void endProcess(QProcess& process, bool closeInput)
 {
     if (process.state() == QProcess::NotRunning) {
