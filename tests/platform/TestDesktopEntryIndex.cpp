@@ -145,14 +145,13 @@ private slots:
         QVERIFY(writeFile(apps.filePath("one.desktop"), entry("Name=One\n")));
         DesktopEntryIndex index({apps.path()});
         index.setRefreshInterval(0);
-        DesktopEntryIndex::Query query;
-        query.wmClass = QStringLiteral("two");
-        QVERIFY(!index.find(query) && !index.find(query) && !index.find(query));
+        const DesktopEntryIndex::Query classTwo{0, {}, {}, "two", {}}, classThree{0, {}, {}, "three", {}};
+        QVERIFY(!index.find(classTwo) && !index.find(classTwo) && !index.find(classTwo));
         QCOMPARE(index.scanCount(), 1);
 
         QVERIFY(writeFile(apps.filePath("two.desktop"), entry("Name=Two\n")));
         touchFolder(apps.path());
-        const DesktopEntry* two = index.find(query);
+        const DesktopEntry* two = index.find(classTwo);
         QCOMPARE(two ? two->name : QString(), QStringLiteral("Two"));
         QCOMPARE(index.scanCount(), 2);
 
@@ -160,8 +159,7 @@ private slots:
         index.setRefreshInterval(60 * 60 * 1000);
         QVERIFY(writeFile(apps.filePath("three.desktop"), entry("Name=Three\n")));
         touchFolder(apps.path());
-        query.wmClass = QStringLiteral("three");
-        QVERIFY(!index.find(query));
+        QVERIFY(!index.find(classThree));
         QCOMPARE(index.scanCount(), 2);
     }
 

@@ -108,7 +108,8 @@ bool WaylandTestWindows::open(const QString& appId, const QString& title)
     window->setProcessEnvironment(env);
     window->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     window->start(program, {appId, title});
-    if (waitForLine(*window, timeoutMs) != "mapped") {
+    if (!QTest::qWaitFor([&] { return window->canReadLine() || window->state() == QProcess::NotRunning; }, timeoutMs) ||
+        !window->readLine().startsWith("mapped")) {
         qWarning() << "the test window" << appId << "did not map";
         return false;
     }
