@@ -1,5 +1,6 @@
 // Application identity without a display: desktop files in temporary folders and a fake /proc.
 #include "TestKit.h"
+#include "WaylandTestWindows.h"
 #include "platform/ApplicationResolver.h"
 #include "platform/DesktopEntryIndex.h"
 
@@ -7,16 +8,6 @@
 #include <unistd.h>
 
 namespace {
-bool writeFile(const QString& path, const QByteArray& data, bool executable = false)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size()) {
-        return false;
-    }
-    return !executable || file.setPermissions(file.permissions() | QFileDevice::ExeOwner);
-}
-
 QByteArray entry(const QByteArray& keys)
 {
     return "[Desktop Entry]\nType=Application\n" + keys;
@@ -40,7 +31,6 @@ class TestDesktopEntryIndex : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(root.isValid());
         for (const char* program : {"gamma tool", "deltaprog", "python3", "epsilon"}) {
             QVERIFY(writeFile(bin() + "/" + program, "#!/bin/sh\n", true));
         }
@@ -155,14 +145,13 @@ private slots:
         QVERIFY(writeFile(apps.filePath("one.desktop"), entry("Name=One\n")));
         DesktopEntryIndex index({apps.path()});
         index.setRefreshInterval(0);
-        DesktopEntryIndex::Query query;
-        query.wmClass = QStringLiteral("two");
-        QVERIFY(!index.find(query) && !index.find(query) && !index.find(query));
+        const DesktopEntryIndex::Query classTwo{0, {}, {}, "two", {}}, classThree{0, {}, {}, "three", {}};
+        QVERIFY(!index.find(classTwo) && !index.find(classTwo) && !index.find(classTwo));
         QCOMPARE(index.scanCount(), 1);
 
         QVERIFY(writeFile(apps.filePath("two.desktop"), entry("Name=Two\n")));
         touchFolder(apps.path());
-        const DesktopEntry* two = index.find(query);
+        const DesktopEntry* two = index.find(classTwo);
         QCOMPARE(two ? two->name : QString(), QStringLiteral("Two"));
         QCOMPARE(index.scanCount(), 2);
 
@@ -170,8 +159,7 @@ private slots:
         index.setRefreshInterval(60 * 60 * 1000);
         QVERIFY(writeFile(apps.filePath("three.desktop"), entry("Name=Three\n")));
         touchFolder(apps.path());
-        query.wmClass = QStringLiteral("three");
-        QVERIFY(!index.find(query));
+        QVERIFY(!index.find(classThree));
         QCOMPARE(index.scanCount(), 2);
     }
 

@@ -6,7 +6,6 @@
 #include "wayland/GnomeShellExtension.h"
 #include "wayland/GnomeShellPlatform.h"
 
-#include <QCoreApplication>
 #include <QDBusMessage>
 
 namespace {
@@ -130,10 +129,7 @@ private slots:
             }
             QTemporaryDir copy;
             QVERIFY(QFile::copy(extensionFolder + "/" + file, copy.filePath(asName)));
-            QProcess check;
-            check.start(node, {"--check", copy.filePath(asName)});
-            QVERIFY(check.waitForFinished(30000));
-            QVERIFY2(check.exitCode() == 0, check.readAllStandardError().constData());
+            QVERIFY(runTool(node, {"--check", copy.filePath(asName)}));
         }
     }
 

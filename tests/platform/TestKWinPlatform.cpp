@@ -3,8 +3,6 @@
 #include "TestKit.h"
 #include "wayland/KWinPlatform.h"
 
-#include <QDBusMessage>
-
 class TestKWinPlatform : public QObject
 {
     Q_OBJECT

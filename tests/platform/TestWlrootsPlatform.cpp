@@ -4,10 +4,6 @@
 #include "platform/Platform.h"
 #include "wayland/WlrootsPlatform.h"
 
-namespace {
-constexpr int timeoutMs = 20000;
-} // namespace
-
 class TestWlrootsPlatform : public QObject
 {
     Q_OBJECT
@@ -49,27 +45,23 @@ private slots:
     void closedWindowLeavesFront()
     {
         QVERIFY(sway.windows.open("verrin-test-temporary", "Short-lived"));
-        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Short-lived"), timeoutMs);
+        QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString("Short-lived"), sway.windows.timeoutMs);
         sway.windows.close("verrin-test-temporary");
         // sway gives the focus to a remaining window; the closed one must never be reported again.
         QTRY_VERIFY_WITH_TIMEOUT(platform->foregroundWindow().valid &&
                                      platform->foregroundWindow().title != QLatin1String("Short-lived"),
-                                 timeoutMs);
+                                 sway.windows.timeoutMs);
     }
 
     void idleGrowsAndInputResetsIt()
     {
         // The headless compositor has no input devices, so nobody touches anything.
-        QTRY_VERIFY_WITH_TIMEOUT(platform->idleSeconds() >= 2, timeoutMs);
+        QTRY_VERIFY_WITH_TIMEOUT(platform->idleSeconds() >= 2, sway.windows.timeoutMs);
         if (QStandardPaths::findExecutable(QStringLiteral("wtype")).isEmpty()) {
             QSKIP("wtype is not installed: cannot send input to reset idle time");
         }
-        QProcess type;
-        type.setProcessEnvironment(sway.clientEnvironment());
-        type.start(QStringLiteral("wtype"), {"-k", "Shift_L"});
-        QVERIFY(type.waitForFinished(10000));
-        QVERIFY2(type.exitCode() == 0, type.readAllStandardError().constData());
-        QTRY_COMPARE_WITH_TIMEOUT(platform->idleSeconds(), 0, timeoutMs);
+        QVERIFY(runTool("wtype", {"-k", "Shift_L"}, sway.clientEnvironment()));
+        QTRY_COMPARE_WITH_TIMEOUT(platform->idleSeconds(), 0, sway.windows.timeoutMs);
     }
 
     void factoryChoosesWlrootsThenCompositorIsLost()
@@ -79,11 +71,11 @@ private slots:
         std::unique_ptr<Platform> chosen = createPlatform();
         QVERIFY2(chosen->isSupported(), qPrintable(chosen->unsupportedReason()));
         QVERIFY(dynamic_cast<WlrootsPlatform*>(chosen.get()));
-        QTRY_VERIFY_WITH_TIMEOUT(chosen->foregroundWindow().valid, timeoutMs);
+        QTRY_VERIFY_WITH_TIMEOUT(chosen->foregroundWindow().valid, sway.windows.timeoutMs);
 
         // Once sway ends, nothing is in front and the reason says why.
         sway.stop();
-        QTRY_VERIFY_WITH_TIMEOUT(!platform->isSupported(), timeoutMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!platform->isSupported(), sway.windows.timeoutMs);
         QVERIFY(!platform->foregroundWindow().valid);
         QCOMPARE(platform->idleSeconds(), 0);
         QVERIFY2(platform->unsupportedReason().contains("Wayland compositor"),

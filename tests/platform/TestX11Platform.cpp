@@ -1,5 +1,6 @@
 // The X11 backend against a real X server with a real window manager (run under run-x11.sh).
 #include "TestKit.h"
+#include "WaylandTestWindows.h"
 #include "X11TestWindow.h"
 #include "x11/X11Platform.h"
 
@@ -8,19 +9,9 @@
 #include <QWidget>
 
 namespace {
-void writeFile(const QString& path, const QByteArray& data)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
-}
-
 QImage pixels(const QIcon& icon)
 {
-    const QList<QSize> sizes = icon.availableSizes();
-    return icon.pixmap(sizes.isEmpty() ? QSize(32, 32) : sizes.first())
-        .toImage()
-        .convertToFormat(QImage::Format_ARGB32);
+    return icon.pixmap(32).toImage();
 }
 } // namespace
 
@@ -66,13 +57,12 @@ class TestX11Platform : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(apps.isValid());
         // Icons of desktop entries: one a file, one a name in an icon theme of the test's own.
-        writeFile(apps.filePath("file-icon.desktop"),
-                  "[Desktop Entry]\nName=File Icon\nIcon=" + apps.filePath("file-icon.png").toUtf8() + "\n");
-        writeFile(apps.filePath("themed.desktop"), "[Desktop Entry]\nName=Themed\nIcon=verrin-themed\n");
-        writeFile(apps.filePath("icons/verrintest/index.theme"),
-                  "[Icon Theme]\nName=verrintest\nDirectories=48x48/apps\n\n[48x48/apps]\nSize=48\nType=Fixed\n");
+        QVERIFY(writeFile(apps.filePath("file-icon.desktop"),
+                          "[Desktop Entry]\nName=File Icon\nIcon=" + apps.filePath("file-icon.png").toUtf8() + "\n"));
+        QVERIFY(writeFile(apps.filePath("themed.desktop"), "[Desktop Entry]\nName=Themed\nIcon=verrin-themed\n"));
+        QVERIFY(writeFile(apps.filePath("icons/verrintest/index.theme"),
+                          "[Icon Theme]\nDirectories=48x48/apps\n[48x48/apps]\nSize=48\nType=Fixed\n"));
         QVERIFY(QDir(apps.path()).mkpath("icons/verrintest/48x48/apps"));
         for (const auto& [file, color] : {std::pair{"file-icon.png", Qt::green},
                                           std::pair{"icons/verrintest/48x48/apps/verrin-themed.png", Qt::red}}) {
@@ -94,12 +84,10 @@ private slots:
 
     void frontWindowOfAnotherProcess()
     {
-        // The probe reads 16 KiB of a title (more than is stored) and never cuts a character; here it ends in an é.
+        // The probe reads 16 KiB of a title (more than is stored) and never cuts a character: 5461 "éa" of three
+        // bytes fit, and the next é would pass 16 KiB by one byte.
         const QString longTitle = QStringLiteral("\u00e9a").repeated(8000);
-        QString readPart = longTitle;
-        while (readPart.toUtf8().size() > 16 * 1024) {
-            readPart.chop(1);
-        }
+        const QString readPart = longTitle.left(2 * 5461);
         const QString unicode =
             QStringLiteral("Zeit \u2014 \u6642\u9593 \u2713 \u00dcn\u00efc\u00f6d\u00e9 \U0001F600");
         const QString latin1 = QStringLiteral("Caf\u00e9 in Latin-1");

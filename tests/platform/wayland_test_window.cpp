@@ -26,10 +26,6 @@ private:
 
 int main(int argc, char** argv)
 {
-    if (argc < 3) {
-        std::fprintf(stderr, "usage: %s APP_ID TITLE\n", argv[0]);
-        return 2;
-    }
     QGuiApplication app(argc, argv);
     QGuiApplication::setDesktopFileName(QString::fromUtf8(argv[1])); // Qt sends it as the app id
     Window window;

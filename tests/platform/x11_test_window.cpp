@@ -11,8 +11,6 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
-#include <map>
-#include <set>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -38,20 +36,20 @@ void setProperty(xcb_atom_t property, xcb_atom_t type, uint8_t format, uint32_t 
 
 int main(int argc, char** argv)
 {
-    std::map<std::string, std::string> values = {
-        {"--title", "Test window"}, {"--wm-name", ""}, {"--class", "x11_test_window,X11TestWindow"}};
-    std::set<std::string> flags;
+    std::string title = "Test window", wmName, wmClass = "x11_test_window,X11TestWindow";
+    bool withPid = true, withIcon = false;
     for (int i = 1; i < argc; ++i) {
-        if (values.count(argv[i]) && i + 1 < argc) {
-            values[argv[i]] = argv[i + 1];
-            ++i;
-        } else {
-            flags.insert(argv[i]);
+        const std::string arg = argv[i];
+        std::string* value = arg == "--title"     ? &title
+                             : arg == "--wm-name" ? &wmName
+                             : arg == "--class"   ? &wmClass
+                                                  : nullptr;
+        if (value && i + 1 < argc) {
+            *value = argv[++i];
         }
+        withPid = withPid && arg != "--no-pid";
+        withIcon = withIcon || arg == "--icon";
     }
-    const std::string& title = values["--title"];
-    const std::string& wmName = values["--wm-name"];
-    std::string wmClass = values["--class"];
 
     conn = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(conn)) {
@@ -73,11 +71,11 @@ int main(int argc, char** argv)
     } else {
         setProperty(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, uint32_t(wmName.size()), wmName.data());
     }
-    if (!flags.count("--no-pid")) {
+    if (withPid) {
         const uint32_t pid = uint32_t(getpid());
         setProperty(atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
     }
-    if (flags.count("--icon")) {
+    if (withIcon) {
         // A 16x16 red and a 48x48 blue image: the backend should prefer the one of at least 32 pixels.
         std::vector<uint32_t> data;
         for (uint32_t size : {16u, 48u}) {

@@ -3,8 +3,6 @@
 #include "TestKit.h"
 #include "WaylandTestWindows.h"
 
-#include <QMetaObject>
-
 PrivateBus::~PrivateBus()
 {
     endProcess(daemon);
@@ -14,12 +12,10 @@ bool PrivateBus::start(QString* whyNot)
 {
     daemon.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     daemon.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address=1"});
-    if (!QTest::qWaitFor([&] { return daemon.canReadLine() || daemon.state() == QProcess::NotRunning; }, 10000) ||
-        !daemon.canReadLine()) {
+    busAddress = QString::fromLocal8Bit(waitForLine(daemon, 10000));
+    if (busAddress.isEmpty()) {
         *whyNot = QStringLiteral("dbus-daemon did not start (is it installed?)");
-        return false;
     }
-    busAddress = QString::fromLocal8Bit(daemon.readLine().trimmed());
     return !busAddress.isEmpty();
 }
 

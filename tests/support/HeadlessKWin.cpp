@@ -67,12 +67,11 @@ bool HeadlessKWin::activate(const QString& caption)
                             QJsonDocument(QJsonArray{caption}).toJson(QJsonDocument::Compact) +
                             "[0]) v6 ? (workspace.activeWindow = w) : (workspace.activeClient = w);\n";
     const QString name = QStringLiteral("verrin-test-%1").arg(++scripts);
-    QFile file(runtime.filePath(name + ".js"));
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size()) {
+    const QString file = runtime.filePath(name + ".js");
+    if (!writeFile(file, text)) {
         return false;
     }
-    file.close();
-    const QDBusMessage loaded = scripting("loadScript", {file.fileName(), name});
+    const QDBusMessage loaded = scripting("loadScript", {file, name});
     return loaded.type() == QDBusMessage::ReplyMessage && loaded.arguments().value(0).toInt() >= 0 &&
            scripting("start", {}).type() == QDBusMessage::ReplyMessage;
 }

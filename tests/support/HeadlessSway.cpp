@@ -2,8 +2,6 @@
 
 #include "TestKit.h"
 
-#include <QDebug>
-
 #include <pwd.h>
 #include <unistd.h>
 
@@ -16,10 +14,9 @@ QString dropPrivileges(const QString& runtime, QStringList* setpriv)
         return {};
     }
     if (!::getpwnam(name)) {
-        QProcess add; // another test may create the user at the same moment, so only its absence fails
-        add.start("useradd", {"--system", "--user-group", "--no-create-home", "--home-dir", "/nonexistent", "--shell",
-                              "/usr/sbin/nologin", name});
-        add.waitForFinished(30000);
+        // Another test may create the user at the same moment, so only its absence fails.
+        runTool("useradd", {"--system", "--user-group", "--no-create-home", "--home-dir", "/nonexistent", "--shell",
+                            "/usr/sbin/nologin", name});
     }
     const passwd* user = ::getpwnam(name);
     if (!user || ::chown(QFile::encodeName(runtime).constData(), user->pw_uid, user->pw_gid) != 0) {
@@ -42,10 +39,8 @@ bool HeadlessSway::start(QString* whyNot)
         *whyNot = "sway cannot start: " + error;
         return false;
     }
-    QFile config(runtime.filePath("config"));
-    config.open(QIODevice::WriteOnly);
-    config.write("xwayland disable\noutput HEADLESS-1 resolution 1280x720\n");
-    config.close();
+    const QString config = runtime.filePath("config");
+    writeFile(config, "xwayland disable\noutput HEADLESS-1 resolution 1280x720\n");
     QProcessEnvironment env;
     env.insert("WLR_BACKENDS", "headless");
     env.insert("WLR_LIBINPUT_NO_DEVICES", "1");
@@ -60,8 +55,7 @@ bool HeadlessSway::start(QString* whyNot)
         ipc = socket("sway-ipc.*.sock");
         return !wayland.isEmpty() && !ipc.isEmpty();
     };
-    if (!launch(setpriv.isEmpty() ? "sway" : "setpriv", setpriv + QStringList{"-c", config.fileName()}, env, listening,
-                whyNot)) {
+    if (!launch(setpriv.isEmpty() ? "sway" : "setpriv", setpriv + QStringList{"-c", config}, env, listening, whyNot)) {
         return false;
     }
     windows.environment.insert("SWAYSOCK", ipc);
@@ -71,12 +65,5 @@ bool HeadlessSway::start(QString* whyNot)
 
 bool HeadlessSway::focus(const QString& appId)
 {
-    const QString command = QStringLiteral("[app_id=\"%1\"] focus").arg(appId);
-    QProcess msg;
-    msg.start("swaymsg", {"-s", ipc, command});
-    if (!msg.waitForFinished(10000) || msg.exitCode() != 0) {
-        qWarning() << "swaymsg" << command << "failed:" << msg.readAllStandardOutput() << msg.readAllStandardError();
-        return false;
-    }
-    return true;
+    return runTool("swaymsg", {"-s", ipc, QStringLiteral("[app_id=\"%1\"] focus").arg(appId)});
 }

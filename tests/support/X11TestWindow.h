@@ -20,9 +20,6 @@ public:
 
     QProcess process;
     uint32_t id = 0;
-
-private:
-    QByteArray readLine();
 };
 
 // Runs xdotool with these arguments, bounded in time; false when it failed.
