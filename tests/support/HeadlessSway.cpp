@@ -65,5 +65,10 @@ bool HeadlessSway::start(QString* whyNot)
 
 bool HeadlessSway::focus(const QString& appId)
 {
-    return runTool("swaymsg", {"-s", ipc, QStringLiteral("[app_id=\"%1\"] focus").arg(appId)});
+    // A loaded sway may answer "No matching node" for a window that has only just mapped: ask again.
+    return QTest::qWaitFor(
+        [&] {
+            return runTool("swaymsg", {"-s", ipc, QStringLiteral("[app_id=\"%1\"] focus").arg(appId)});
+        },
+        windows.timeoutMs);
 }
