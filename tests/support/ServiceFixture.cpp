@@ -1,7 +1,5 @@
 #include "ServiceFixture.h"
 
-#include "app/Registry.h"
-
 #include <QDeadlineTimer>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -148,14 +146,6 @@ void ServiceFixture::pointRegistryHere() const
     Registry::drop();
     Registry::instance()->setApiBaseUrl(base);
     Registry::instance()->setUserAgent(QStringLiteral("VerrinPlus/1.0.10 Linux"));
-}
-
-int ServiceTest::callsOf(const QString& method)
-{
-    int count = 0;
-    for (const QJsonValue& request : service->receivedRequests())
-        count += request.toObject().value(QStringLiteral("method")).toString() == method;
-    return count;
 }
 
 void ServiceTest::initTestCase()

@@ -2,7 +2,6 @@
 #include "RecordedRows.h"
 #include "ServiceFixture.h"
 #include "TestKit.h"
-#include "app/Registry.h"
 #include "store/Database.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/EntryLinker.h"
@@ -59,8 +58,8 @@ class TestServiceTimeEntryApi : public ServiceTest
 
     void initEach() override
     {
-        Registry::instance()->setApiKey(QStringLiteral("test-api-key"));
-        Registry::instance()->setAuthToken(QStringLiteral("valid-token"));
+        registry().setApiKey(QStringLiteral("test-api-key"));
+        registry().setAuthToken(QStringLiteral("valid-token"));
         api = std::make_unique<ServiceTimeEntryApi>(&manager);
         linking = std::make_unique<Linking>(api.get(), &prompter);
     }

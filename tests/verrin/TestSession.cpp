@@ -2,7 +2,6 @@
 #include "ManualClock.h"
 #include "ServiceFixture.h"
 #include "TestKit.h"
-#include "app/Registry.h"
 #include "verrin/LoginPrompt.h"
 #include "verrin/Session.h"
 
@@ -10,8 +9,6 @@
 
 namespace {
 
-const QString tester = QStringLiteral("tester@verrin.test");
-const QString testerPassword = QStringLiteral("p+ss &=w%rd ü/?#");
 const QString offlineText = QStringLiteral("Could not connect to Verrin. Working offline.");
 const QString tessIndicator = QStringLiteral("Signed in as Tess Tester <img src=':/icons/res/online.png'>");
 const QString http500Box = QStringLiteral("warn|Network error|The Verrin service failed while handling the request "
@@ -36,22 +33,6 @@ public:
     QQueue<QString> answers;
     QStringList shown;
 };
-
-Registry& registry()
-{
-    return *Registry::instance();
-}
-
-void storeCredentials(const QString& user = tester, const QString& password = testerPassword)
-{
-    registry().setUsername(user);
-    registry().setPassword(password);
-}
-
-QString lastIndicator(const QSignalSpy& spy)
-{
-    return spy.isEmpty() ? QString() : spy.last().at(0).toString();
-}
 
 } // namespace
 
@@ -191,7 +172,7 @@ private slots:
         QCOMPARE(registry().isLoggedIn(), expected);
         QCOMPARE(signedIn.count(), expected ? 1 : 0);
         QCOMPARE(loggedInChanged.count(), expected ? 1 : 0);
-        QCOMPARE(lastIndicator(indicator), expectedIndicator);
+        QCOMPARE(indicator.isEmpty() ? QString() : indicator.last().at(0).toString(), expectedIndicator);
         QCOMPARE(messages.last(), QStringLiteral("Ready"));
         QCOMPARE(prompter.shown(), expectedBox);
         QCOMPARE(messages.contains(QStringLiteral("Loading projects...")), expected);

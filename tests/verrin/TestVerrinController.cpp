@@ -2,7 +2,6 @@
 #include "CatalogueSample.h"
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
-#include "app/Registry.h"
 #include "verrin/Session.h"
 #include "verrin/VerrinController.h"
 #include "views/ClickableLabel.h"
@@ -14,11 +13,6 @@
 namespace {
 
 const QString offlineText = QStringLiteral("Could not connect to Verrin. Working offline.");
-
-Registry& registry()
-{
-    return *Registry::instance();
-}
 
 // The window parts the controller drives, as the main window has them.
 struct Window
@@ -55,12 +49,6 @@ class TestVerrinController : public ServiceTest
 
     ProjectsTree& tree() { return *window->widgets.projects; }
     QStringList tasks() { return shown(tree(), QStringLiteral("task")); }
-
-    void storeCredentials()
-    {
-        registry().setUsername(QStringLiteral("tester@verrin.test"));
-        registry().setPassword(QStringLiteral("p+ss &=w%rd ü/?#"));
-    }
 
     // Starts with stored credentials and waits until the catalogue is shown.
     void startSignedIn()
@@ -226,7 +214,6 @@ private slots:
     {
         // Nothing stored: the real form, first without an error line, then with the stored (remembered)
         // but refused credentials and the service's reason; corrected, they are remembered in turn.
-        const QString correct = QStringLiteral("p+ss &=w%rd ü/?#");
         QStringList seen;
         const auto answer = [&seen](const QString& user, const QString& password) {
             return [&seen, user, password](QWidget* dialog) {
@@ -241,14 +228,14 @@ private slots:
             };
         };
         onNextModal([&](QWidget* dialog) {
-            onNextModal(answer(QStringLiteral("tester@verrin.test"), correct));
+            onNextModal(answer(tester, testerPassword));
             answer(QStringLiteral("nobody@verrin.test"), QStringLiteral("stale"))(dialog);
         });
         controller->start();
         QTRY_VERIFY_WITH_TIMEOUT(!tasks().isEmpty(), 10000);
         QCOMPARE(seen, (QStringList{"||-", "nobody@verrin.test|stale|Invalid email or password"}));
         QVERIFY(controller->isSignedIn());
-        QCOMPARE(registry().username() + '|' + registry().password(), "tester@verrin.test|" + correct);
+        QCOMPARE(registry().username() + '|' + registry().password(), tester + '|' + testerPassword);
         QCOMPARE(registry().authUser().realname, QStringLiteral("Tess Tester"));
     }
 };
