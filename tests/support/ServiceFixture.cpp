@@ -92,17 +92,15 @@ bool ServiceFixture::control(const char* command, const QByteArray& form, QByteA
 
 bool ServiceFixture::setFault(const QString& method, const QString& kind, const FaultOptions& options)
 {
-    QByteArrayList form{formPair("method", method.toUtf8()), formPair("kind", kind.toUtf8()),
-                        formPair("ms", QByteArray::number(options.ms)),
-                        formPair("times", QByteArray::number(options.times))};
-    if (!options.code.isEmpty())
-        form << formPair("code", options.code.toUtf8());
-    if (!options.message.isEmpty())
-        form << formPair("message", options.message.toUtf8());
-    if (!options.body.isEmpty())
-        form << formPair("body", options.body);
-    if (options.after)
-        form << formPair("after", "1");
+    // The service takes an empty field as one not given.
+    const QByteArrayList form{formPair("method", method.toUtf8()),
+                              formPair("kind", kind.toUtf8()),
+                              formPair("ms", QByteArray::number(options.ms)),
+                              formPair("times", QByteArray::number(options.times)),
+                              formPair("code", options.code.toUtf8()),
+                              formPair("message", options.message.toUtf8()),
+                              formPair("body", options.body),
+                              formPair("after", options.after ? "1" : "")};
     return control("fault", form.join('&'));
 }
 
@@ -132,13 +130,7 @@ QStringList ServiceFixture::sentValues(const QString& method, const QString& nam
 
 bool ServiceFixture::reset()
 {
-    if (!isRunning() && !start())
-        return false;
-    if (!clearFaults() || !clearRequests()) {
-        lastError = QStringLiteral("the service did not take the reset");
-        return false;
-    }
-    return true;
+    return (isRunning() || start()) && clearFaults() && clearRequests();
 }
 
 void ServiceFixture::pointRegistryHere() const

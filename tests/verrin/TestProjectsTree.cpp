@@ -77,9 +77,7 @@ private slots:
 
     void readsEveryLevelIntoCatalogueMapsAndTree()
     {
-        Catalogue catalogue;
-        QString error;
-        QVERIFY2(ProjectsCatalogue::parse(sampleCatalogueReply(), catalogue, &error), qPrintable(error));
+        const Catalogue catalogue = sampleCatalogue();
         QVERIFY(catalogue.problems.isEmpty());
         QCOMPARE(catalogue.projects.size(), 3);
         QCOMPARE(taskIds(catalogue).size(), 8);
