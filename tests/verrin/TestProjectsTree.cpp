@@ -150,19 +150,13 @@ private slots:
         QCOMPARE(shown(*tree, "project", true), QStringList{"102"});
     }
 
-    void failedOrRefusedCatalogue()
+    void failedRequestKeepsTheTree()
     {
-        // A failed request keeps the tree and says nothing: the transport told the user.
+        // Nothing is said: the transport told the user.
         tree->showCatalogueReply(false, QString());
         QVERIFY(prompter.calls.isEmpty());
         QVERIFY(tree->topLevelItemCount() > 0);
         QVERIFY(!Registry::instance()->catalogueLoaded());
-        tree->showCatalogueReply(true, QStringLiteral("<rsp status=\"error\"><error code=\"98\"/></rsp>"));
-        QCOMPARE(tree->topLevelItemCount(), 0);
-        QCOMPARE(prompter.shown(), QStringLiteral("warn|Error|Could not load projects tree"));
-        QVERIFY(!Registry::instance()->catalogueLoaded());
-        tree->applyFilter(QStringLiteral("x")); // over a bad cache, quietly
-        QCOMPARE(prompter.calls.size(), 1);
     }
 
     void selectionGivesIdsAndMenuEnablesWhatFits()
@@ -313,6 +307,7 @@ private slots:
         row("blank", "  \n ", "empty");
         row("truncated", sample.left(sample.size() / 2), "well-formed");
         row("no status", "<projects/>", "status");
+        row("refused", "<rsp status=\"error\"><error code=\"98\"/></rsp>", "not \"ok\"");
         row("entities", "<!DOCTYPE rsp [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><rsp status=\"ok\">&x;</rsp>",
             "document type");
         row("deep nesting", reply(QString("<a>").repeated(100000) + QString("</a>").repeated(100000)), "nested");
@@ -340,12 +335,15 @@ private slots:
         if (reason.isEmpty())
             return;
         QVERIFY(catalogue.projects.isEmpty());
-        // Kept as a reply, such text forgets the catalogue; the maps still name linked time.
-        QVERIFY(ProjectsCatalogue::keep(sampleCatalogueReply()));
-        QVERIFY(!ProjectsCatalogue::keep(xml));
+        // Shown, such text empties the tree and forgets the catalogue; the maps still name linked time.
+        tree->showCatalogueReply(true, xml);
+        QCOMPARE(tree->topLevelItemCount(), 0);
+        QCOMPARE(prompter.shown(), QStringLiteral("warn|Error|Could not load projects tree"));
         QVERIFY(!Registry::instance()->catalogueLoaded());
         QVERIFY(Registry::instance()->catalogue().projects.isEmpty());
         QCOMPARE(maps().taskNames.size(), 8);
+        tree->applyFilter(QStringLiteral("x")); // over a bad cache, quietly
+        QCOMPARE(prompter.calls.size(), 1);
     }
 
     void refusesEditsOfUnknownParents()
