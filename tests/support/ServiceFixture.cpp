@@ -30,19 +30,15 @@ bool ServiceFixture::start()
                            "--db",   dataDir.filePath("service.sqlite"),
                            "--seed", QStringLiteral(VERRIN_SERVICE_SEEDS "/test-seed.json")};
     process.start(QStringLiteral(VERRIN_SERVICE_BINARY), args + extraArgs);
-    if (!process.waitForStarted(startLimitMs)) {
-        lastError = QStringLiteral("cannot start verrin-service: ") + process.errorString();
-        return false;
-    }
+    process.waitForStarted(startLimitMs);
     // The first line on stdout names the address once the service listens.
     const QDeadlineTimer deadline(startLimitMs);
     while (!process.canReadLine() && process.state() == QProcess::Running && !deadline.hasExpired())
         process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
     if (!process.canReadLine()) {
-        lastError =
-            QStringLiteral("verrin-service did not come up: ") + QString::fromLocal8Bit(process.readAllStandardError());
-        process.kill();
-        process.waitForFinished(startLimitMs);
+        lastError = QStringLiteral("verrin-service did not come up: ") + process.errorString() + ' ' +
+                    QString::fromLocal8Bit(process.readAllStandardError());
+        stop();
         return false;
     }
     const QString line = QString::fromUtf8(process.readLine()).trimmed();

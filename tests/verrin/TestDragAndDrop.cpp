@@ -288,7 +288,7 @@ private slots:
             else if (!row.bytes.isEmpty()) // after a refused enter the window system sends nothing more
                 QTest::ignoreMessage(QtDebugMsg, kRefused);
             const QString accepted = row.bytes.isEmpty() ? "" : broken ? "enter move" : "enter";
-            QCOMPARE(dropOn(*projects, item(row.kind, row.id), &data), accepted);
+            QCOMPARE(dropOn(*projects, itemOf(*projects, row.kind, row.id), &data), accepted);
         }
         QCOMPARE(link.count(), 0);
     }
@@ -349,8 +349,6 @@ private slots:
     }
 
 private:
-    QTreeWidgetItem* item(const QString& kind, int id) const { return itemOf(*projects, kind, id); }
-
     void select(const QModelIndexList& indexes)
     {
         view->selectionModel()->clearSelection();
@@ -363,7 +361,7 @@ private:
     {
         view->target = [this, taskId, modifiers](QDrag* drag) {
             Qt::DropAction action = Qt::IgnoreAction;
-            dropOn(*projects, item("task", taskId), drag->mimeData(), modifiers, &action);
+            dropOn(*projects, itemOf(*projects, "task", taskId), drag->mimeData(), modifiers, &action);
             return action;
         };
         select(rows);
