@@ -119,6 +119,11 @@ private slots:
             QVERIFY2(!(*it)->icon(0).pixmap(16).isNull(), qPrintable((*it)->text(0)));
         QVERIFY(tree->locateTaskList(102, 204)); // empty, shown so tasks can be added to it
         QVERIFY(Registry::instance()->catalogueLoaded());
+        // A failed request keeps the tree and says nothing: the transport told the user.
+        tree->showCatalogueReply(false, QString());
+        QVERIFY(prompter.calls.isEmpty());
+        QVERIFY(tree->topLevelItemCount() > 0);
+        QVERIFY(!Registry::instance()->catalogueLoaded());
     }
 
     void filtersByWordsAndPhrases_data()
@@ -152,15 +157,6 @@ private slots:
         tree->applyFilter(QStringLiteral("backlog"));
         QCOMPARE(shown(*tree, "tasklist", true), QStringList{"204"});
         QCOMPARE(shown(*tree, "project", true), QStringList{"102"});
-    }
-
-    void failedRequestKeepsTheTree()
-    {
-        // Nothing is said: the transport told the user.
-        tree->showCatalogueReply(false, QString());
-        QVERIFY(prompter.calls.isEmpty());
-        QVERIFY(tree->topLevelItemCount() > 0);
-        QVERIFY(!Registry::instance()->catalogueLoaded());
     }
 
     void selectionGivesIdsAndMenuEnablesWhatFits()

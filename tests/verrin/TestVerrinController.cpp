@@ -132,9 +132,17 @@ private slots:
         QCOMPARE(prompter.calls.size(), 0);
     }
 
-    void logoutClearsTheTreeAndTheIndicatorSignsInAgain()
+    void filterWaitsForAPauseAndLogoutClearsTheTree()
     {
         startSignedIn();
+        const int before = tasks().size();
+        QTest::keyClicks(window->widgets.projectsFilter, QStringLiteral("front"));
+        QCOMPARE(tasks().size(), before);
+        QTRY_COMPARE(tasks(), QStringList{QStringLiteral("Front page")});
+        window->widgets.refreshProjects->trigger();
+        QCOMPARE(tasks(), QStringList{QStringLiteral("Front page")});
+        QCOMPARE(callsOf("verrin.projects.findByUser"), 2);
+
         QSignalSpy changes(controller.get(), &VerrinController::signedInChanged);
         window->widgets.logout->trigger();
         QCOMPARE(tree().topLevelItemCount(), 0);
@@ -155,18 +163,6 @@ private slots:
         // Signed in, a double-click signs in no second time.
         emit window->widgets.indicator->doubleClicked();
         QCOMPARE(callsOf("verrin.auth.login"), 2);
-    }
-
-    void projectsFilterWaitsForAPauseInTyping()
-    {
-        startSignedIn();
-        const int before = tasks().size();
-        QTest::keyClicks(window->widgets.projectsFilter, QStringLiteral("front"));
-        QCOMPARE(tasks().size(), before);
-        QTRY_COMPARE(tasks(), QStringList{QStringLiteral("Front page")});
-        window->widgets.refreshProjects->trigger();
-        QCOMPARE(tasks(), QStringList{QStringLiteral("Front page")});
-        QCOMPARE(callsOf("verrin.projects.findByUser"), 2);
     }
 
     void watchFollowsTheService()
