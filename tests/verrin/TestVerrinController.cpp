@@ -126,7 +126,8 @@ private slots:
                  QStringLiteral("Signed in as Tess Tester <img src=':/icons/res/online.png'>"));
         // A resumed session keeps its token, a new sign-in gets another; both know the user and key.
         QCOMPARE(registry().authToken() == QLatin1String("valid-token"), logins == 0);
-        QCOMPARE(registry().authUser().id + ' ' + registry().authUser().username, QStringLiteral("1 tester"));
+        const ServiceUser user = registry().authUser();
+        QCOMPARE(user.id + ' ' + user.username + ' ' + user.realname, QStringLiteral("1 tester Tess Tester"));
         QCOMPARE(registry().apiKey(), QStringLiteral("test-api-key"));
         QCOMPARE(registry().username() + '|' + registry().password(), logins ? tester + '|' + testerPassword : "|");
         QCOMPARE(prompter.calls.size(), 0);
