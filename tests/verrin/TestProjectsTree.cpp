@@ -335,7 +335,8 @@ private slots:
         if (reason.isEmpty())
             return;
         QVERIFY(catalogue.projects.isEmpty());
-        // Shown, such text empties the tree and forgets the catalogue; the maps still name linked time.
+        // Kept, such text forgets the catalogue and, shown, empties the tree; the maps still name linked time.
+        QVERIFY(!ProjectsCatalogue::keep(xml));
         tree->showCatalogueReply(true, xml);
         QCOMPARE(tree->topLevelItemCount(), 0);
         QCOMPARE(prompter.shown(), QStringLiteral("warn|Error|Could not load projects tree"));

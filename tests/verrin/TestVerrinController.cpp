@@ -114,7 +114,7 @@ private slots:
         QSignalSpy changes(controller.get(), &VerrinController::signedInChanged);
         controller->start();
         QTRY_COMPARE_WITH_TIMEOUT(window->status(), QStringLiteral("Ready"), 10000);
-
+        QTRY_VERIFY(!tasks().isEmpty());
         const QStringList forms{"||-", "nobody@verrin.test|stale|Invalid email or password"};
         QCOMPARE(seen, logins == 2 ? forms : QStringList());
         QVERIFY(controller->isSignedIn());
