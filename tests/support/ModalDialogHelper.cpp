@@ -6,17 +6,13 @@
 #include <QTimer>
 
 namespace {
-QList<QPointer<QTimer>>& pending()
-{
-    static QList<QPointer<QTimer>> timers;
-    return timers;
-}
+QList<QPointer<QTimer>> pending;
 } // namespace
 
 void onNextModal(std::function<void(QWidget*)> handler, int timeoutMs)
 {
     auto* poll = new QTimer;
-    pending().append(poll);
+    pending.append(poll);
     const QDeadlineTimer deadline(timeoutMs);
     QObject::connect(poll, &QTimer::timeout, poll, [poll, handler = std::move(handler), deadline] {
         QWidget* modal = QApplication::activeModalWidget();
@@ -34,8 +30,7 @@ void onNextModal(std::function<void(QWidget*)> handler, int timeoutMs)
 
 void cancelModalHandlers()
 {
-    for (const QPointer<QTimer>& timer : pending()) {
+    for (const QPointer<QTimer>& timer : pending)
         delete timer.data();
-    }
-    pending().clear();
+    pending.clear();
 }

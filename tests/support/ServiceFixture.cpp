@@ -1,7 +1,5 @@
 #include "ServiceFixture.h"
 
-#include "app/Registry.h"
-
 #include <QDeadlineTimer>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -32,19 +30,15 @@ bool ServiceFixture::start()
                            "--db",   dataDir.filePath("service.sqlite"),
                            "--seed", QStringLiteral(VERRIN_SERVICE_SEEDS "/test-seed.json")};
     process.start(QStringLiteral(VERRIN_SERVICE_BINARY), args + extraArgs);
-    if (!process.waitForStarted(startLimitMs)) {
-        lastError = QStringLiteral("cannot start verrin-service: ") + process.errorString();
-        return false;
-    }
+    process.waitForStarted(startLimitMs);
     // The first line on stdout names the address once the service listens.
     const QDeadlineTimer deadline(startLimitMs);
     while (!process.canReadLine() && process.state() == QProcess::Running && !deadline.hasExpired())
         process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
     if (!process.canReadLine()) {
-        lastError =
-            QStringLiteral("verrin-service did not come up: ") + QString::fromLocal8Bit(process.readAllStandardError());
-        process.kill();
-        process.waitForFinished(startLimitMs);
+        lastError = QStringLiteral("verrin-service did not come up: ") + process.errorString() + ' ' +
+                    QString::fromLocal8Bit(process.readAllStandardError());
+        stop();
         return false;
     }
     const QString line = QString::fromUtf8(process.readLine()).trimmed();
@@ -94,17 +88,15 @@ bool ServiceFixture::control(const char* command, const QByteArray& form, QByteA
 
 bool ServiceFixture::setFault(const QString& method, const QString& kind, const FaultOptions& options)
 {
-    QByteArrayList form{formPair("method", method.toUtf8()), formPair("kind", kind.toUtf8()),
-                        formPair("ms", QByteArray::number(options.ms)),
-                        formPair("times", QByteArray::number(options.times))};
-    if (!options.code.isEmpty())
-        form << formPair("code", options.code.toUtf8());
-    if (!options.message.isEmpty())
-        form << formPair("message", options.message.toUtf8());
-    if (!options.body.isEmpty())
-        form << formPair("body", options.body);
-    if (options.after)
-        form << formPair("after", "1");
+    // The service takes an empty field as one not given.
+    const QByteArrayList form{formPair("method", method.toUtf8()),
+                              formPair("kind", kind.toUtf8()),
+                              formPair("ms", QByteArray::number(options.ms)),
+                              formPair("times", QByteArray::number(options.times)),
+                              formPair("code", options.code.toUtf8()),
+                              formPair("message", options.message.toUtf8()),
+                              formPair("body", options.body),
+                              formPair("after", options.after ? "1" : "")};
     return control("fault", form.join('&'));
 }
 
@@ -134,13 +126,7 @@ QStringList ServiceFixture::sentValues(const QString& method, const QString& nam
 
 bool ServiceFixture::reset()
 {
-    if (!isRunning() && !start())
-        return false;
-    if (!clearFaults() || !clearRequests()) {
-        lastError = QStringLiteral("the service did not take the reset");
-        return false;
-    }
-    return true;
+    return (isRunning() || start()) && clearFaults() && clearRequests();
 }
 
 void ServiceFixture::pointRegistryHere() const
@@ -148,14 +134,6 @@ void ServiceFixture::pointRegistryHere() const
     Registry::drop();
     Registry::instance()->setApiBaseUrl(base);
     Registry::instance()->setUserAgent(QStringLiteral("VerrinPlus/1.0.10 Linux"));
-}
-
-int ServiceTest::callsOf(const QString& method)
-{
-    int count = 0;
-    for (const QJsonValue& request : service->receivedRequests())
-        count += request.toObject().value(QStringLiteral("method")).toString() == method;
-    return count;
 }
 
 void ServiceTest::initTestCase()

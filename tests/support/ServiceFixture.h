@@ -2,6 +2,7 @@
 
 #include "FakePrompter.h"
 #include "TestKit.h"
+#include "app/Registry.h"
 
 #include <QNetworkAccessManager>
 #include <QUrl>
@@ -71,7 +72,16 @@ protected:
     virtual void initEach() {}
     virtual void cleanupEach() {}
     // Calls of `method` the service received since the case began.
-    int callsOf(const QString& method);
+    int callsOf(const QString& method) { return service->sentValues(method, QString()).size(); }
+    static Registry& registry() { return *Registry::instance(); }
+    // The seeded user's sign-in, stored as the settings of a signed-out program keep it.
+    static void storeCredentials(const QString& user = tester, const QString& password = testerPassword)
+    {
+        registry().setUsername(user);
+        registry().setPassword(password);
+    }
+    static inline const QString tester = QStringLiteral("tester@verrin.test");
+    static inline const QString testerPassword = QStringLiteral("p+ss &=w%rd ü/?#");
 
     std::unique_ptr<ServiceFixture> service;
     QNetworkAccessManager manager;

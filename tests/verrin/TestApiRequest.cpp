@@ -1,7 +1,6 @@
 // ApiRequest against the local service: the wire, replies, refusals and every transport failure.
 #include "ServiceFixture.h"
 #include "TestKit.h"
-#include "app/Registry.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/ServiceXml.h"
 
@@ -15,23 +14,11 @@ Params withSession(const Params& own)
 }
 
 const Params noKey{{"api_key", ""}};
-
-// A self-signed certificate for 127.0.0.1 (cert.pem) and its key (key.pem) in `folder`; the error, if any.
-QString makeSelfSignedCertificate(const QString& folder)
-{
-    QProcess openssl; // ended on leaving if still running
-    openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1",
-                              "-keyout", folder + "/key.pem", "-out", folder + "/cert.pem"});
-    if (openssl.waitForFinished(60000) && openssl.exitStatus() == QProcess::NormalExit && openssl.exitCode() == 0)
-        return QString();
-    return "openssl failed: " + QString::fromLocal8Bit(openssl.readAllStandardError()) + openssl.errorString();
-}
 const QString apiBox = QStringLiteral("critical|Verrin API Error|Code: %1\nMessage: %2");
 const QString netBox = QStringLiteral("warn|Network error|");
 
 struct Call
 {
-    const char* name;
     const char* method;
     const char* verb;
     Params params;
@@ -40,7 +27,6 @@ struct Call
 
 struct Fault
 {
-    const char* name;
     const char* kind;
     QByteArray body;
     int delayMs;
@@ -76,7 +62,7 @@ private slots:
         QTest::addColumn<Call>("c");
         const auto row = [](const char* name, const char* method, const char* verb, const Params& params,
                             const char* sentAs) {
-            QTest::newRow(name) << Call{name, method, verb, params, sentAs};
+            QTest::newRow(name) << Call{method, verb, params, sentAs};
         };
         row("get with text to encode", "verrin.auth.login", "get",
             {{"email", "tester@verrin.test"}, {"password", "p+ss &=w%rd ü/?#"}}, "GET");
@@ -128,7 +114,7 @@ private slots:
         QTest::addColumn<Fault>("c");
         const auto row = [](const char* name, const char* kind, const QByteArray& body, int delayMs, bool quiet,
                             bool success, const QString& reply, const QString& boxes) {
-            QTest::newRow(name) << Fault{name, kind, body, delayMs, quiet, success, reply, boxes};
+            QTest::newRow(name) << Fault{kind, body, delayMs, quiet, success, reply, boxes};
         };
         row("error with code and UTF-8 message", "error", {}, 0, false, false, "*",
             apiBox.arg("42", "Böse Überraschung"));
@@ -179,13 +165,19 @@ private slots:
 
     void selfSignedCertificateFails()
     {
+        // A self-signed certificate for 127.0.0.1; the process is ended on leaving if still running.
         QTemporaryDir folder;
-        const QString error = makeSelfSignedCertificate(folder.path());
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QProcess openssl;
+        openssl.start("openssl",
+                      {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1",
+                       "-keyout", folder.filePath("key.pem"), "-out", folder.filePath("cert.pem")});
+        QVERIFY(openssl.waitForFinished(60000));
+        QVERIFY2(openssl.exitStatus() == QProcess::NormalExit && openssl.exitCode() == 0,
+                 openssl.readAllStandardError().constData());
         ServiceFixture secure({"--tls-cert", folder.filePath("cert.pem"), "--tls-key", folder.filePath("key.pem")});
         QVERIFY2(secure.isRunning(), qPrintable(secure.error()));
         QVERIFY(secure.baseUrl().startsWith(QLatin1String("https://127.0.0.1:")));
-        Registry::instance()->setApiBaseUrl(secure.baseUrl());
+        registry().setApiBaseUrl(secure.baseUrl());
         // Not quiet: an untrusted certificate fails the call without a box of its own.
         bool ok = true;
         QCOMPARE(call("verrin.test.null", "get", noKey, &ok), QString());

@@ -172,16 +172,20 @@ private slots:
         QVERIFY(error.contains("application/x-verrin"));
     }
 
+    // A move onto a task takes the rows away (the Ctrl-drop tests below); every other outcome keeps them.
     void dragCarriesTheWidenedSelection_data()
     {
         QTest::addColumn<QString>("selection");
         QTest::addColumn<QStringList>("ids");
         QTest::addColumn<int>("seconds");
-        const auto row = [](const char* name, const char* selection, const QStringList& ids, int seconds) {
-            QTest::newRow(name) << QString(selection) << ids << seconds;
+        QTest::addColumn<int>("result"); // -1: moved after the day was rebuilt during the drag
+        const auto row = [](const char* name, const char* selection, const QStringList& ids, int seconds, int result) {
+            QTest::newRow(name) << QString(selection) << ids << seconds << result;
         };
-        row("an application and one of its entries count once", "/e+plan", {"1", "2", "3"}, 193);
-        row("entries of two applications", "plan+/s", {"3", "4"}, 90);
+        row("an application and one of its entries count once", "/e+plan", {"1", "2", "3"}, 193, Qt::IgnoreAction);
+        row("copied by a foreign target", "plan+/s", {"3", "4"}, 90, Qt::CopyAction);
+        // The rebuilt rows are still unlinked in the database, so they stay.
+        row("moved after a rebuild", "/s+plan", {"3", "4"}, 90, -1);
     }
 
     void dragCarriesTheWidenedSelection()
@@ -189,13 +193,19 @@ private slots:
         QFETCH(QString, selection);
         QFETCH(QStringList, ids);
         QFETCH(int, seconds);
+        QFETCH(int, result);
         QModelIndexList indexes;
         for (const QString& part : selection.split('+')) {
             indexes << (part.startsWith('/') ? app(part) : model->findItemIndex("entry", "title", part));
             QVERIFY(indexes.last().isValid());
         }
+        view->target = [&](QDrag*) {
+            if (result < 0)
+                model->refreshTree();
+            return result < 0 ? Qt::MoveAction : Qt::DropAction(result);
+        };
         select(indexes);
-        view->startDrag(Qt::CopyAction | Qt::MoveAction);
+        view->startDrag(Qt::MoveAction);
         QCOMPARE(view->drags, 1);
         QVERIFY(view->payloadRead);
         QStringList sent = view->payload.entryIds;
@@ -203,28 +213,6 @@ private slots:
         QCOMPARE(sent, ids);
         QCOMPARE(view->payload.seconds, seconds);
         QVERIFY(view->payload.notes.isEmpty());
-    }
-
-    // A move onto a task takes the rows away and a refused drop keeps them (both in the Ctrl-drop tests below).
-    void rowsStayUnlessOurMoveTookThem_data()
-    {
-        QTest::addColumn<int>("result"); // -1: moved after the day was rebuilt during the drag
-        // The rebuilt rows are still unlinked in the database, so they stay.
-        QTest::newRow("moved after a rebuild") << -1;
-        QTest::newRow("copied by a foreign target") << int(Qt::CopyAction);
-    }
-
-    void rowsStayUnlessOurMoveTookThem()
-    {
-        QFETCH(int, result);
-        view->target = [&](QDrag*) {
-            if (result < 0)
-                model->refreshTree();
-            return result < 0 ? Qt::MoveAction : Qt::DropAction(result);
-        };
-        select({app("/s"), model->findItemIndex("entry", "title", "plan")});
-        view->startDrag(Qt::MoveAction);
-        QCOMPARE(view->drags, 1);
         QCOMPARE(model->getTotalTime(), 223);
         QCOMPARE(DayFixture::outline(model->root()),
                  QStringLiteral("Editor=193[notes=133#1,2; plan=60#3]; Shell=30[make=30#4]"));
@@ -300,12 +288,12 @@ private slots:
             else if (!row.bytes.isEmpty()) // after a refused enter the window system sends nothing more
                 QTest::ignoreMessage(QtDebugMsg, kRefused);
             const QString accepted = row.bytes.isEmpty() ? "" : broken ? "enter move" : "enter";
-            QCOMPARE(dropOn(*projects, item(row.kind, row.id), &data), accepted);
+            QCOMPARE(dropOn(*projects, itemOf(*projects, row.kind, row.id), &data), accepted);
         }
         QCOMPARE(link.count(), 0);
     }
 
-    void ctrlDialogCancelledOrWithoutATaskKeepsTheRows()
+    void ctrlDropAsksForTheTaskAndKeepsTheRowsUnlessAccepted()
     {
         QString shown;
         onNextModal([&](QWidget* dialog) {
@@ -336,17 +324,13 @@ private slots:
         QCOMPARE(link.count(), 0);
         QCOMPARE(DayFixture::outline(model->root()), before);
         QCOMPARE(model->getTotalTime(), 223);
-    }
 
-    void acceptedCtrlDialogLinksTheChosenTaskOnce()
-    {
         onNextModal([&](QWidget* dialog) {
             auto* tasks = dialog->findChild<QComboBox*>("cbTasks");
             tasks->setCurrentIndex(tasks->findData(303));
             dialog->findChild<QPlainTextEdit*>("textNotes")->setPlainText(QStringLiteral("Entwürfe & Notizen"));
             press(dialog, QDialogButtonBox::Ok);
         });
-        QSignalSpy link(projects.get(), &ProjectsTree::signalConnectEntriesWithTask);
         drag({model->findItemIndex("entry", "title", "plan")}, 304, Qt::ControlModifier);
         QCOMPARE(link.count(), 1);
         QCOMPARE(link.first(), (QVariantList{QStringList{"3"}, "303", "Entwürfe & Notizen"}));
@@ -361,8 +345,6 @@ private slots:
     }
 
 private:
-    QTreeWidgetItem* item(const QString& kind, int id) const { return itemOf(*projects, kind, id); }
-
     void select(const QModelIndexList& indexes)
     {
         view->selectionModel()->clearSelection();
@@ -375,7 +357,7 @@ private:
     {
         view->target = [this, taskId, modifiers](QDrag* drag) {
             Qt::DropAction action = Qt::IgnoreAction;
-            dropOn(*projects, item("task", taskId), drag->mimeData(), modifiers, &action);
+            dropOn(*projects, itemOf(*projects, "task", taskId), drag->mimeData(), modifiers, &action);
             return action;
         };
         select(rows);

@@ -2,7 +2,6 @@
 #include "ManualClock.h"
 #include "ServiceFixture.h"
 #include "TestKit.h"
-#include "app/Registry.h"
 #include "verrin/LoginPrompt.h"
 #include "verrin/Session.h"
 
@@ -10,8 +9,6 @@
 
 namespace {
 
-const QString tester = QStringLiteral("tester@verrin.test");
-const QString testerPassword = QStringLiteral("p+ss &=w%rd ü/?#");
 const QString offlineText = QStringLiteral("Could not connect to Verrin. Working offline.");
 const QString tessIndicator = QStringLiteral("Signed in as Tess Tester <img src=':/icons/res/online.png'>");
 const QString http500Box = QStringLiteral("warn|Network error|The Verrin service failed while handling the request "
@@ -37,23 +34,20 @@ public:
     QStringList shown;
 };
 
-Registry& registry()
+struct Login
 {
-    return *Registry::instance();
-}
-
-void storeCredentials(const QString& user = tester, const QString& password = testerPassword)
-{
-    registry().setUsername(user);
-    registry().setPassword(password);
-}
-
-QString lastIndicator(const QSignalSpy& spy)
-{
-    return spy.isEmpty() ? QString() : spy.last().at(0).toString();
-}
+    QString storedUser;
+    QString storedPassword;
+    QStringList answers; // of the form
+    QStringList forms;   // as the form was shown
+    QString passwordAfter;
+    QString indicator; // empty: not signed in
+    QString box;       // also makes the first sign-in call fail in transport
+};
 
 } // namespace
+
+Q_DECLARE_METATYPE(Login)
 
 class TestSession : public ServiceTest
 {
@@ -138,62 +132,46 @@ private slots:
 
     void login_data()
     {
-        QTest::addColumn<QString>("storedUser");
-        QTest::addColumn<QString>("storedPassword");
-        QTest::addColumn<QStringList>("answers");
-        QTest::addColumn<QStringList>("expectedForms");
-        QTest::addColumn<QString>("expectedStoredPassword");
-        QTest::addColumn<QString>("expectedIndicator"); // empty: not signed in
-        QTest::addColumn<QString>("expectedBox");       // also makes the first sign-in call fail in transport
-        const auto row = [](const char* name, const QString& user, const QString& password, const QStringList& answers,
-                            const QStringList& forms, const QString& storedPassword, const QString& indicator,
-                            const QString& box = {}) {
-            QTest::newRow(name) << user << password << answers << forms << storedPassword << indicator << box;
-        };
+        QTest::addColumn<Login>("c");
         const QString refused = QStringLiteral("Invalid email or password");
         const QString typed = tester + "|" + testerPassword;
-        row("nothing stored, not remembered", "", "", {typed + "|"}, {"||"}, "", tessIndicator);
-        row("refused twice, then cancelled", "", "", {"a|b|", "c|d|"}, {"||", "||" + refused, "||" + refused}, "", "");
-        row("no real name shows the user name", "other@verrin.test", "other", {}, {}, "other",
-            "Signed in as other <img src=':/icons/res/online.png'>");
+        QTest::newRow("nothing stored, not remembered") << Login{"", "", {typed + "|"}, {"||"}, "", tessIndicator};
+        QTest::newRow("refused twice, then cancelled")
+            << Login{"", "", {"a|b|", "c|d|"}, {"||", "||" + refused, "||" + refused}, "", ""};
+        QTest::newRow("no real name shows the user name") << Login{
+            "other@verrin.test", "other", {}, {}, "other", "Signed in as other <img src=':/icons/res/online.png'>"};
         // The transport's own box, then the form again with an empty error line.
-        row("transport failure", tester, testerPassword, {typed + "|"}, {typed + "|"}, testerPassword, tessIndicator,
-            http500Box);
+        QTest::newRow("transport failure")
+            << Login{tester, testerPassword, {typed + "|"}, {typed + "|"}, testerPassword, tessIndicator, http500Box};
     }
 
     void login()
     {
-        QFETCH(QString, storedUser);
-        QFETCH(QString, storedPassword);
-        QFETCH(QStringList, answers);
-        QFETCH(QStringList, expectedForms);
-        QFETCH(QString, expectedStoredPassword);
-        QFETCH(QString, expectedIndicator);
-        QFETCH(QString, expectedBox);
-        const bool expected = !expectedIndicator.isEmpty();
+        QFETCH(Login, c);
+        const bool expected = !c.indicator.isEmpty();
         ServiceFixture::FaultOptions once;
         once.times = 1;
-        if (!expectedBox.isEmpty())
+        if (!c.box.isEmpty())
             QVERIFY(service->setFault(QStringLiteral("verrin.auth.login"), QStringLiteral("http500"), once));
 
-        storeCredentials(storedUser, storedPassword);
+        storeCredentials(c.storedUser, c.storedPassword);
         FakeLoginPrompt form;
-        form.answers.append(answers);
+        form.answers.append(c.answers);
         auto session = makeSession();
         QSignalSpy signedIn(session.get(), &Session::signedIn);
         QSignalSpy loggedInChanged(session.get(), &Session::loggedInChanged);
         QSignalSpy indicator(session.get(), &Session::indicatorChanged);
 
         QCOMPARE(session->login(&form), expected);
-        QCOMPARE(form.shown, expectedForms);
-        QCOMPARE(registry().password(), expectedStoredPassword);
+        QCOMPARE(form.shown, c.forms);
+        QCOMPARE(registry().password(), c.passwordAfter);
         QCOMPARE(session->isLoggedIn(), expected);
         QCOMPARE(registry().isLoggedIn(), expected);
         QCOMPARE(signedIn.count(), expected ? 1 : 0);
         QCOMPARE(loggedInChanged.count(), expected ? 1 : 0);
-        QCOMPARE(lastIndicator(indicator), expectedIndicator);
+        QCOMPARE(indicator.isEmpty() ? QString() : indicator.last().at(0).toString(), c.indicator);
         QCOMPARE(messages.last(), QStringLiteral("Ready"));
-        QCOMPARE(prompter.shown(), expectedBox);
+        QCOMPARE(prompter.shown(), c.box);
         QCOMPARE(messages.contains(QStringLiteral("Loading projects...")), expected);
         QCOMPARE(registry().authToken().isEmpty() || registry().authUser().id.isEmpty(), !expected);
     }

@@ -2,7 +2,6 @@
 #include "CatalogueSample.h"
 #include "ModalDialogHelper.h"
 #include "ServiceFixture.h"
-#include "app/Registry.h"
 #include "verrin/Session.h"
 #include "verrin/VerrinController.h"
 #include "views/ClickableLabel.h"
@@ -14,11 +13,6 @@
 namespace {
 
 const QString offlineText = QStringLiteral("Could not connect to Verrin. Working offline.");
-
-Registry& registry()
-{
-    return *Registry::instance();
-}
 
 // The window parts the controller drives, as the main window has them.
 struct Window
@@ -56,12 +50,6 @@ class TestVerrinController : public ServiceTest
     ProjectsTree& tree() { return *window->widgets.projects; }
     QStringList tasks() { return shown(tree(), QStringLiteral("task")); }
 
-    void storeCredentials()
-    {
-        registry().setUsername(QStringLiteral("tester@verrin.test"));
-        registry().setPassword(QStringLiteral("p+ss &=w%rd ü/?#"));
-    }
-
     // Starts with stored credentials and waits until the catalogue is shown.
     void startSignedIn()
     {
@@ -89,40 +77,73 @@ private slots:
     void startUpSignsIn_data()
     {
         QTest::addColumn<QString>("token");
-        QTest::addColumn<bool>("credentials"); // signed in with them unless the token is still good
-        // Nothing stored at all: loginFormAsksUntilTheServiceAccepts.
-        QTest::newRow("stored token, no credentials") << "valid-token" << false;
-        QTest::newRow("expired token, stored credentials") << "expired-token" << true;
+        QTest::addColumn<int>("logins"); // 1: with stored credentials, 2: through the form
+        QTest::newRow("stored token, no credentials") << "valid-token" << 0;
+        QTest::newRow("expired token, stored credentials") << "expired-token" << 1;
+        // The real form, first without an error line, then with the stored (remembered) but refused
+        // credentials and the service's reason; corrected, they are remembered in turn.
+        QTest::newRow("nothing stored, the form asks") << "" << 2;
     }
 
     void startUpSignsIn()
     {
         QFETCH(QString, token);
-        QFETCH(bool, credentials);
+        QFETCH(int, logins);
         registry().setAuthToken(token);
-        if (credentials)
+        if (logins == 1)
             storeCredentials();
+        QStringList seen;
+        const auto answer = [&seen](const QString& user, const QString& password) {
+            return [&seen, user, password](QWidget* dialog) {
+                auto* label = dialog->findChild<QLabel*>("labelError");
+                auto* name = dialog->findChild<QLineEdit*>("editUsername");
+                auto* secret = dialog->findChild<QLineEdit*>("editPassword");
+                seen << name->text() + '|' + secret->text() + '|' + (label->isVisibleTo(dialog) ? label->text() : "-");
+                name->setText(user);
+                secret->setText(password);
+                dialog->findChild<QCheckBox*>("checkRemember")->setChecked(true);
+                press(dialog, QDialogButtonBox::Ok);
+            };
+        };
+        if (logins == 2) {
+            onNextModal([&](QWidget* dialog) {
+                onNextModal(answer(tester, testerPassword));
+                answer(QStringLiteral("nobody@verrin.test"), QStringLiteral("stale"))(dialog);
+            });
+        }
         QSignalSpy changes(controller.get(), &VerrinController::signedInChanged);
         controller->start();
         QTRY_COMPARE_WITH_TIMEOUT(window->status(), QStringLiteral("Ready"), 10000);
-
+        QTRY_VERIFY(!tasks().isEmpty());
+        const QStringList forms{"||-", "nobody@verrin.test|stale|Invalid email or password"};
+        QCOMPARE(seen, logins == 2 ? forms : QStringList());
         QVERIFY(controller->isSignedIn());
         QVERIFY(window->signedInWidgets());
         QCOMPARE(changes.count(), 1);
-        QCOMPARE(callsOf("verrin.auth.login"), credentials ? 1 : 0);
+        QCOMPARE(callsOf("verrin.auth.login"), logins);
         QCOMPARE(callsOf("verrin.projects.findByUser"), 1);
         QCOMPARE(window->widgets.indicator->text(),
                  QStringLiteral("Signed in as Tess Tester <img src=':/icons/res/online.png'>"));
         // A resumed session keeps its token, a new sign-in gets another; both know the user and key.
-        QCOMPARE(registry().authToken() == QLatin1String("valid-token"), !credentials);
-        QCOMPARE(registry().authUser().id + ' ' + registry().authUser().username, QStringLiteral("1 tester"));
+        QCOMPARE(registry().authToken() == QLatin1String("valid-token"), logins == 0);
+        const ServiceUser user = registry().authUser();
+        QCOMPARE(user.id + ' ' + user.username + ' ' + user.realname, QStringLiteral("1 tester Tess Tester"));
         QCOMPARE(registry().apiKey(), QStringLiteral("test-api-key"));
+        QCOMPARE(registry().username() + '|' + registry().password(), logins ? tester + '|' + testerPassword : "|");
         QCOMPARE(prompter.calls.size(), 0);
     }
 
-    void logoutClearsTheTreeAndTheIndicatorSignsInAgain()
+    void filterWaitsForAPauseAndLogoutClearsTheTree()
     {
         startSignedIn();
+        const int before = tasks().size();
+        QTest::keyClicks(window->widgets.projectsFilter, QStringLiteral("front"));
+        QCOMPARE(tasks().size(), before);
+        QTRY_COMPARE(tasks(), QStringList{QStringLiteral("Front page")});
+        window->widgets.refreshProjects->trigger();
+        QCOMPARE(tasks(), QStringList{QStringLiteral("Front page")});
+        QCOMPARE(callsOf("verrin.projects.findByUser"), 2);
+
         QSignalSpy changes(controller.get(), &VerrinController::signedInChanged);
         window->widgets.logout->trigger();
         QCOMPARE(tree().topLevelItemCount(), 0);
@@ -143,18 +164,6 @@ private slots:
         // Signed in, a double-click signs in no second time.
         emit window->widgets.indicator->doubleClicked();
         QCOMPARE(callsOf("verrin.auth.login"), 2);
-    }
-
-    void projectsFilterWaitsForAPauseInTyping()
-    {
-        startSignedIn();
-        const int before = tasks().size();
-        QTest::keyClicks(window->widgets.projectsFilter, QStringLiteral("front"));
-        QCOMPARE(tasks().size(), before);
-        QTRY_COMPARE(tasks(), QStringList{QStringLiteral("Front page")});
-        window->widgets.refreshProjects->trigger();
-        QCOMPARE(tasks(), QStringList{QStringLiteral("Front page")});
-        QCOMPARE(callsOf("verrin.projects.findByUser"), 2);
     }
 
     void watchFollowsTheService()
@@ -220,36 +229,6 @@ private slots:
         QCOMPARE(shown(tree(), kind).contains(name), shownAfterRefresh);
         // A refused request is the transport's to report; the tree stays as it was.
         QCOMPARE(prompter.calls.size(), projectId == 30 ? 1 : 0);
-    }
-
-    void loginFormAsksUntilTheServiceAccepts()
-    {
-        // Nothing stored: the real form, first without an error line, then with the stored (remembered)
-        // but refused credentials and the service's reason; corrected, they are remembered in turn.
-        const QString correct = QStringLiteral("p+ss &=w%rd ü/?#");
-        QStringList seen;
-        const auto answer = [&seen](const QString& user, const QString& password) {
-            return [&seen, user, password](QWidget* dialog) {
-                auto* label = dialog->findChild<QLabel*>("labelError");
-                auto* name = dialog->findChild<QLineEdit*>("editUsername");
-                auto* secret = dialog->findChild<QLineEdit*>("editPassword");
-                seen << name->text() + '|' + secret->text() + '|' + (label->isVisibleTo(dialog) ? label->text() : "-");
-                name->setText(user);
-                secret->setText(password);
-                dialog->findChild<QCheckBox*>("checkRemember")->setChecked(true);
-                press(dialog, QDialogButtonBox::Ok);
-            };
-        };
-        onNextModal([&](QWidget* dialog) {
-            onNextModal(answer(QStringLiteral("tester@verrin.test"), correct));
-            answer(QStringLiteral("nobody@verrin.test"), QStringLiteral("stale"))(dialog);
-        });
-        controller->start();
-        QTRY_VERIFY_WITH_TIMEOUT(!tasks().isEmpty(), 10000);
-        QCOMPARE(seen, (QStringList{"||-", "nobody@verrin.test|stale|Invalid email or password"}));
-        QVERIFY(controller->isSignedIn());
-        QCOMPARE(registry().username() + '|' + registry().password(), "tester@verrin.test|" + correct);
-        QCOMPARE(registry().authUser().realname, QStringLiteral("Tess Tester"));
     }
 };
 
