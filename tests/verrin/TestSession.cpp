@@ -42,7 +42,7 @@ struct Login
     QStringList forms;   // as the form was shown
     QString passwordAfter;
     QString indicator; // empty: not signed in
-    QString box;       // also makes the first sign-in call fail in transport
+    QString box{};     // also makes the first sign-in call fail in transport
 };
 
 } // namespace
