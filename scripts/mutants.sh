@@ -17,8 +17,9 @@
 #   MUTANTS_TESTS    a ctest -R regex: only these tests run, for the baseline and per mutant
 #   MUTANTS_TARGETS  build targets (space-separated) rebuilt for the baseline and per mutant, so only
 #                    those tests relink; default all
-#   MUTANTS_ONLY     the log of an earlier run: only the mutants it reports killed are taken again,
-#                    so checking that a leaner suite still kills them costs half the time
+#   MUTANTS_ONLY     the log of an earlier run: only the mutants it reports killed are taken again
+#                    (found by their line's text, so moved code keeps them), so checking that a
+#                    leaner suite still kills them costs half the time
 set -euo pipefail
 count=${1:?usage: scripts/mutants.sh N [SEED] [FOLDER]}
 seed=${2:-1}
@@ -50,9 +51,7 @@ cmake --build "$tree/build" -j "$(nproc)" "${targets[@]}" >"$work/build.log" 2>&
 
 python3 "$repo/scripts/mutant_sites.py" "$tree/src" "$seed" | awk -v f="$folder" 'f == "" || $0 ~ ("^(" f ")/")' >"$work/sites"
 if [ -n "${MUTANTS_ONLY:-}" ]; then
-    awk '/ killed by /{print $3}' "$MUTANTS_ONLY" >"$work/only"
-    awk -F'\t' 'NR == FNR {keep[$0]; next} ($1 ":" $2) in keep' "$work/only" "$work/sites" >"$work/sites.only"
-    mv "$work/sites.only" "$work/sites"
+    python3 "$repo/scripts/mutant_only.py" "$MUTANTS_ONLY" "$repo" "$tree/src" "$work/sites"
 fi
 killed=0 survived=0 taken=0
 while IFS=$'\t' read -r file line kind before after && [ "$taken" -lt "$count" ]; do
