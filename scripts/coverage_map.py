@@ -29,7 +29,10 @@ SKIPPED = {"init", "cleanup", "initTestCase", "cleanupTestCase"}
 
 
 def test_functions(source):
-    return [f for f in re.findall(r"^    void (\w+)\(\)\s*$", source, re.M) if not f.endswith("_data") and f not in SKIPPED]
+    """The test functions of a file: the slots after "private slots:" up to the next access label."""
+    slots = re.findall(r"^private slots:\n(.*?)(?=^(?:private|public|protected):|^};)", source, re.M | re.S)
+    found = re.findall(r"^    void (\w+)\(\)\s*$", "".join(slots), re.M)
+    return [f for f in found if not f.endswith("_data") and f not in SKIPPED]
 
 
 def sources_of(test):
