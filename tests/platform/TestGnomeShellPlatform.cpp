@@ -11,12 +11,6 @@
 namespace {
 constexpr int timeoutMs = 10000;
 const QString extensionFolder = QStringLiteral(VERRIN_SOURCE_DIR "/resources/gnome-shell/verrinplus@verrin.com");
-
-QByteArray contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 } // namespace
 
 class TestGnomeShellPlatform : public QObject
@@ -114,13 +108,13 @@ private slots:
 
     void extensionFiles()
     {
-        const QJsonObject metadata = QJsonDocument::fromJson(contents(extensionFolder + "/metadata.json")).object();
+        const QJsonObject metadata = QJsonDocument::fromJson(fileContents(extensionFolder + "/metadata.json")).object();
         QCOMPARE(metadata.value("uuid").toString(), GnomeShellExtension::uuid());
         // Both kinds export what the backend asks for; Shell 45 and later load a module, 43 and 44 a script.
         const QString node = QStandardPaths::findExecutable("node");
         for (const auto& [file, asName] :
              {std::pair{"extension.js", "extension.mjs"}, std::pair{"extension-legacy.js", "extension.cjs"}}) {
-            const QByteArray text = contents(extensionFolder + "/" + file);
+            const QByteArray text = fileContents(extensionFolder + "/" + file);
             QVERIFY2(text.contains(GnomeShellPlatform::objectPath) && text.contains(GnomeShellPlatform::interface),
                      file);
             if (node.isEmpty()) {
@@ -162,8 +156,8 @@ private slots:
              {std::pair{44, "extension-legacy.js"}, std::pair{45, "extension.js"}, std::pair{0, "extension.js"}}) {
             QString error;
             QVERIFY2(GnomeShellExtension::install(shellMajor, &error), qPrintable(error));
-            QVERIFY2(contents(GnomeShellExtension::installFolder() + "/extension.js") ==
-                         contents(extensionFolder + "/" + source),
+            QVERIFY2(fileContents(GnomeShellExtension::installFolder() + "/extension.js") ==
+                         fileContents(extensionFolder + "/" + source),
                      qPrintable(QString::number(shellMajor)));
         }
     }

@@ -1,6 +1,7 @@
 #include "ServiceFixture.h"
 
-#include <QDeadlineTimer>
+#include "TestTools.h"
+
 #include <QNetworkReply>
 #include <QNetworkRequest>
 
@@ -32,16 +33,13 @@ bool ServiceFixture::start()
     process.start(QStringLiteral(VERRIN_SERVICE_BINARY), args + extraArgs);
     process.waitForStarted(startLimitMs);
     // The first line on stdout names the address once the service listens.
-    const QDeadlineTimer deadline(startLimitMs);
-    while (!process.canReadLine() && process.state() == QProcess::Running && !deadline.hasExpired())
-        process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
-    if (!process.canReadLine()) {
+    const QString line = QString::fromUtf8(waitForLine(process, startLimitMs));
+    if (line.isEmpty()) {
         lastError = QStringLiteral("verrin-service did not come up: ") + process.errorString() + ' ' +
                     QString::fromLocal8Bit(process.readAllStandardError());
         stop();
         return false;
     }
-    const QString line = QString::fromUtf8(process.readLine()).trimmed();
     static const QString prefix = QStringLiteral("Listening on ");
     base = line.mid(prefix.size());
     listenPort = quint16(QUrl(base).port());

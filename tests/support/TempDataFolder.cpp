@@ -70,9 +70,3 @@ ProgramRun TempDataFolder::finish(QProcess& process)
     run.err = QString::fromUtf8(process.readAllStandardError());
     return run;
 }
-
-QByteArray fileContents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}

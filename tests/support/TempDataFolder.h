@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TestTools.h"
+
 #include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
@@ -42,6 +44,3 @@ private:
     QByteArray oldDataHome;
     QByteArray oldRuntimeDir;
 };
-
-// A file's bytes; empty when it cannot be read.
-QByteArray fileContents(const QString& path);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TestTools.h"
+
 #include <QDir>
 #include <QList>
 #include <QProcess>
@@ -10,15 +12,6 @@
 #include <map>
 #include <memory>
 
-// Ends a helper process: end of its input (closeInput) or SIGTERM first, SIGKILL when it lingers.
-void endProcess(QProcess& process, bool closeInput = false);
-// The next line a helper process prints, trimmed; empty when none comes within `timeoutMs` or it ends.
-QByteArray waitForLine(QProcess& process, int timeoutMs);
-// Runs a tool to its end, bounded in time; false, with a warning of its output, when it failed.
-bool runTool(const QString& program, const QStringList& args,
-             const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment());
-// Writes `data` into a new file at `path`, making its folder.
-bool writeFile(const QString& path, const QByteArray& data, bool executable = false);
 // Writes the desktop entry of the app id "verrin-test-editor" ("Test Editor") into `folder`.
 bool writeEditorEntry(const QString& folder);
 
