@@ -1,4 +1,5 @@
 #include "ModalDialogHelper.h"
+#include "RecordedRows.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
 #include "TestKit.h"
@@ -211,10 +212,9 @@ private:
 
     static int linkedRows(int taskId)
     {
-        QSqlQuery query;
-        query.prepare("SELECT COUNT(*) FROM entries WHERE ext_task_id = :task");
-        query.bindValue(":task", taskId);
-        return query.exec() && query.next() ? query.value(0).toInt() : -1;
+        return RecordedRows::column(QString("SELECT COUNT(*) FROM entries WHERE ext_task_id = %1").arg(taskId))
+            .value(0, "-1")
+            .toInt();
     }
 
     static QModelIndex node(QAbstractItemModel* model, const QString& name)

@@ -96,26 +96,14 @@ private slots:
                     .contains("Received signal " + QByteArray::number(signalNumber)));
     }
 
-    // Without a display only the headless options work, and none of these creates anything on disk.
+    // Without a display only the headless options work; a window start refuses and creates nothing.
     void withoutADisplay()
     {
-        const struct
-        {
-            QStringList args;
-            int exitCode;
-            QString output;
-        } cases[] = {
-            {{"--version"}, 0, "VerrinPlus " VERRIN_VERSION},
-            {{"--help"}, 0, "Usage: verrinplus"},
-            {{}, 2, "verrinplus: needs a graphical session; use --report or --apply-rules without one\n"},
-        };
-        for (const auto& c : cases) {
-            TempDataFolder data;
-            const ProgramRun run = data.run(VERRINPLUS_BINARY, c.args);
-            QVERIFY2(run.exitCode == c.exitCode, qPrintable(run.err));
-            QCOMPARE(c.exitCode == 0 ? run.out.left(c.output.size()) : run.err + run.out, c.output);
-            QVERIFY(!QFile::exists(data.dataFolder()));
-        }
+        TempDataFolder data;
+        const ProgramRun run = data.run(VERRINPLUS_BINARY, {});
+        QCOMPARE(run.exitCode, 2);
+        QCOMPARE(run.err, "verrinplus: needs a graphical session; use --report or --apply-rules without one\n");
+        QVERIFY(!QFile::exists(data.dataFolder()));
     }
 
     // The day report reads the folder's database with the stored hide-under, and never creates one.

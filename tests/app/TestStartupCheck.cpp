@@ -17,13 +17,6 @@ constexpr uid_t kNobody = 65534;
 using Verdict = DatabaseCheck::Verdict;
 const QByteArray kGarbage(20 * 1024, 'x');
 
-void writeBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
 // Ours (the schema every version creates, in WAL mode as the program keeps it) or another program's,
 // written through a connection of its own as another program would.
 void makeDatabase(const QString& path, bool ours)
@@ -63,7 +56,7 @@ private slots:
             QTemporaryDir dir;
             const QString path = dir.filePath("verrinplus.sqlite");
             if (c.content == "empty") {
-                writeBytes(path, QByteArray());
+                QVERIFY(writeFile(path, QByteArray()));
             } else if (c.content == "foreign") {
                 makeDatabase(path, false);
             }
@@ -91,14 +84,10 @@ private slots:
         QFETCH(bool, answer);
         QFETCH(bool, earlierAside);
         TempDataFolder data;
-        QDir().mkpath(data.dataFolder());
         const QString db = data.dataFolder() + "/verrinplus.sqlite";
-        writeBytes(db, kGarbage);
-        writeBytes(db + "-wal", "wal of the damaged file");
+        QVERIFY(writeFile(db, kGarbage) && writeFile(db + "-wal", "wal of the damaged file"));
         const QString dated = db + ".damaged-2026-11-24";
-        if (earlierAside) {
-            writeBytes(dated, "an earlier one");
-        }
+        QVERIFY(!earlierAside || writeFile(dated, "an earlier one"));
         const QString aside = earlierAside ? dated + "-2" : dated;
 
         FakePrompter prompter;
@@ -150,9 +139,8 @@ private slots:
         const QString folder = root.dataFolder();
         const QString database = folder + "/verrinplus.sqlite";
         const QString ini = folder + "/verrinplus.ini";
-        QVERIFY(QDir().mkpath(folder));
+        root.writeSettings();
         makeDatabase(database, true);
-        writeBytes(ini, "[Application]\nStarted=true\n");
         // The helper is copied next to the data: the build folder may not be reachable for nobody.
         const QString helper = root.path() + "/startup_check_helper";
         QVERIFY(QFile::copy(STARTUP_CHECK_HELPER, helper));

@@ -18,13 +18,10 @@ const QString kEmail = QStringLiteral("tester@verrin.test");
 // "task, project, task list" of a row as linked locally; empty when it is not linked.
 QString linkOf(int entryId)
 {
-    QSqlQuery q(QStringLiteral("SELECT ext_entry_id, ext_task_name, ext_project_name, ext_tasklist_name FROM entries "
-                               "WHERE id = %1")
-                    .arg(entryId));
-    if (!q.next() || q.value(0).isNull()) {
-        return QString();
-    }
-    return QStringLiteral("%1, %2, %3").arg(q.value(1).toString(), q.value(2).toString(), q.value(3).toString());
+    return RecordedRows::column(QStringLiteral("SELECT ext_task_name || ', ' || ext_project_name || ', ' || "
+                                               "ext_tasklist_name FROM entries WHERE id = %1 AND ext_entry_id NOT NULL")
+                                    .arg(entryId))
+        .value(0);
 }
 
 // One command-line run case: the settings and service it meets, and what it must answer.

@@ -23,7 +23,6 @@ public:
     TempDataFolder();
     ~TempDataFolder();
 
-    bool isValid() const { return dir.isValid(); }
     QString path() const { return dir.path(); }
     // The "VerrinPlus" folder inside it (it may not exist yet).
     QString dataFolder() const;
