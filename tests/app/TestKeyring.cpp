@@ -44,8 +44,6 @@ private:
     qint64 daemonPid = 0;
     QString busAddress;
 
-    QString iniPath() const { return home->dataFolder() + "/verrinplus.ini"; }
-
     QProcessEnvironment environment(Keyring keyring) const
     {
         QProcessEnvironment env = home->environment(false);
@@ -62,14 +60,6 @@ private:
             env.insert("VERRINPLUS_KEYRING", "off");
         }
         return env;
-    }
-
-    ProgramRun run(const QString& program, const QStringList& args, Keyring keyring)
-    {
-        QProcess process;
-        process.setProcessEnvironment(environment(keyring));
-        process.start(program, args);
-        return TempDataFolder::finish(process);
     }
 
     // gnome-keyring-daemon in a dbus-run-session of its own, its login keyring made and unlocked
@@ -144,19 +134,19 @@ private slots:
                                  {"API/Password", QString::fromLatin1(kPassword.toUtf8().toBase64())},
                                  {"API/AuthToken", kToken}});
         } else {
-            said += run(KEYRING_HELPER, {"save", kPassword, kToken}, c.keyring).out;
+            said += home->run(KEYRING_HELPER, {"save", kPassword, kToken}, environment(c.keyring)).out;
         }
         // The first start moves what it can (and tells); the second finds it where the first left it.
         const QString found =
             QString("place=%1\npassword=%2\ntoken=%3\n").arg(c.inFile ? "file" : "keyring", kPassword, kToken);
         for (int start = 0; start < 2; ++start) {
-            const QString output = run(KEYRING_HELPER, {"load"}, c.keyring).out;
+            const QString output = home->run(KEYRING_HELPER, {"load"}, environment(c.keyring)).out;
             said += output;
             QVERIFY2(output.endsWith(found), qPrintable(output));
         }
         QCOMPARE(said.count("verrinplus: Keyring:"), c.told ? 1 : 0);
 
-        const QByteArray bytes = fileContents(iniPath());
+        const QByteArray bytes = fileContents(home->dataFolder() + "/verrinplus.ini");
         QCOMPARE(bytes.contains(kPassword.toUtf8().toBase64()), c.inFile);
         QCOMPARE(bytes.contains(kToken.toUtf8()), c.inFile);
         QVERIFY(!bytes.contains(kPassword.toUtf8()));
@@ -165,8 +155,8 @@ private slots:
             // A command-line run finds them in the keyring (without rules it is done then); from cron,
             // without a session bus, it says why it cannot sign in.
             const QStringList args{"--apply-rules", "2026-11-20"};
-            QCOMPARE(run(VERRINPLUS_BINARY, args, Keyring::Running).exitCode, 0);
-            const ProgramRun cron = run(VERRINPLUS_BINARY, args, Keyring::NoBus);
+            QCOMPARE(home->run(VERRINPLUS_BINARY, args, environment(Keyring::Running)).exitCode, 0);
+            const ProgramRun cron = home->run(VERRINPLUS_BINARY, args, environment(Keyring::NoBus));
             QCOMPARE(cron.exitCode, 3);
             QVERIFY2(cron.err.contains("keyring") && cron.err.contains("DBUS_SESSION_BUS_ADDRESS"),
                      qPrintable(cron.err));

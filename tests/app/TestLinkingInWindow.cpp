@@ -1,5 +1,4 @@
 #include "ModalDialogHelper.h"
-#include "RecordedRows.h"
 #include "ServiceFixture.h"
 #include "TempDataFolder.h"
 #include "TestKit.h"
@@ -212,9 +211,10 @@ private:
 
     static int linkedRows(int taskId)
     {
-        return RecordedRows::column(QString("SELECT COUNT(*) FROM entries WHERE ext_task_id = %1").arg(taskId))
-            .value(0, "-1")
-            .toInt();
+        QSqlQuery query;
+        query.prepare("SELECT COUNT(*) FROM entries WHERE ext_task_id = :task");
+        query.bindValue(":task", taskId);
+        return query.exec() && query.next() ? query.value(0).toInt() : -1;
     }
 
     static QModelIndex node(QAbstractItemModel* model, const QString& name)

@@ -163,15 +163,11 @@ private slots:
         };
         const QStringList filesBefore = ownFiles();
 
-        QProcess process;
         QProcessEnvironment env = root.environment(false);
         env.insert("HOME", root.path());
-        process.setProcessEnvironment(env);
-        process.setWorkingDirectory(root.path());
         const QString user = QString::number(kNobody);
         const QStringList asNobody{"--reuid=" + user, "--regid=" + user, "--clear-groups", "--", helper};
-        process.start(asRoot ? setpriv : helper, asRoot ? asNobody : QStringList());
-        const auto [exitCode, out, err] = TempDataFolder::finish(process);
+        const auto [exitCode, out, err] = root.run(asRoot ? setpriv : helper, asRoot ? asNobody : QStringList(), env);
         QCOMPARE(::chmod(QFile::encodeName(folder).constData(), 0755), 0);
 
         QVERIFY2(exitCode == (message.isEmpty() ? 0 : 1), qPrintable(err));

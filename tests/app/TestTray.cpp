@@ -51,16 +51,11 @@ private slots:
         run("wmctrl", {"-c", "Verrin Plus"});
         QTRY_VERIFY_WITH_TIMEOUT(!mainWindowShown(), 10000);
         QCOMPARE(program.state(), QProcess::Running);
-        // A click on the icon brings the window back.
-        const QStringList icon = shownWindowsOfTheProgram();
-        QCOMPARE(icon.size(), 1);
-        run("xdotool", {"mousemove", "--window", icon.first(), "5", "5", "click", "1"});
-        QTRY_VERIFY_WITH_TIMEOUT(mainWindowShown(), 10000);
+        QCOMPARE(shownWindowsOfTheProgram().size(), 1);
 
         program.terminate();
         QCOMPARE(TempDataFolder::finish(program).exitCode, 0);
-        tray.kill();
-        tray.waitForFinished(10000);
+        endProcess(tray);
     }
 };
 

@@ -1,6 +1,4 @@
 #include "StoredStretches.h"
-#include "TempDataFolder.h"
-#include "TestKit.h"
 #include "X11TestWindow.h"
 
 // The real program recording real windows under X11, ended by SIGTERM.
@@ -19,20 +17,14 @@ private slots:
             return runXdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window)});
         };
         QVERIFY(activate(windowA.id));
-        TempDataFolder data;
-        StoredStretches::Stretch a;
-        StoredStretches::Stretch b;
         // Recording is on before the program's window shows, which may take the front from alpha.
         const auto started = [&] {
             return runXdotool({QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
                                QStringLiteral("--name"), QStringLiteral("^Verrin Plus$")}) &&
                    activate(windowA.id);
         };
-        StoredStretches::recordTwoWindows(
-            data, QProcessEnvironment::systemEnvironment(), started, [&] { return activate(windowB.id); }, &a, &b);
-        QVERIFY(!QTest::currentTestFailed());
-        QSettings ini(data.dataFolder() + QStringLiteral("/verrinplus.ini"), QSettings::IniFormat);
-        QCOMPARE(ini.value(QStringLiteral("Application/Started")).toBool(), true);
+        StoredStretches::recordTwoWindows(QProcessEnvironment::systemEnvironment(), started,
+                                          [&] { return activate(windowB.id); });
     }
 };
 

@@ -1,7 +1,5 @@
 #include "HeadlessSway.h"
 #include "StoredStretches.h"
-#include "TempDataFolder.h"
-#include "TestKit.h"
 
 // The real program recording real Wayland windows on a headless sway of its own, ended by SIGTERM.
 class TestRecordingEndToEndWayland : public QObject
@@ -23,15 +21,10 @@ private slots:
         // The program's own windows stay offscreen, so they never take the focus from the test's.
         QProcessEnvironment env = sway.clientEnvironment();
         env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        TempDataFolder data;
-        StoredStretches::Stretch a;
-        StoredStretches::Stretch b;
-        StoredStretches::recordTwoWindows(
-            data, env, [] { return true; }, [&] { return sway.focus(QStringLiteral("verrin-e2e-beta")); }, &a, &b);
-        QVERIFY(!QTest::currentTestFailed());
         // No desktop entry: the application is shown under its app id.
-        QCOMPARE(a.application, QStringLiteral("verrin-e2e-alpha"));
-        QCOMPARE(b.application, QStringLiteral("verrin-e2e-beta"));
+        StoredStretches::recordTwoWindows(
+            env, [] { return true; }, [&] { return sway.focus(QStringLiteral("verrin-e2e-beta")); },
+            {QStringLiteral("verrin-e2e-alpha"), QStringLiteral("verrin-e2e-beta")});
     }
 };
 

@@ -67,11 +67,12 @@ const QString kAlpha = QStringLiteral("Alpha – report.odt");
 const QString kBeta = QStringLiteral("Beta \"quoted\" 東京");
 
 // The real program records kAlpha for three seconds, then (after `toBeta`) kBeta for two, then gets
-// SIGTERM: both stretches must be stored, touching, each ending when it did on the wall clock.
-inline void recordTwoWindows(const TempDataFolder& data, const QProcessEnvironment& env,
-                             const std::function<bool()>& started, const std::function<bool()>& toBeta, Stretch* a,
-                             Stretch* b)
+// SIGTERM: both stretches must be stored, touching, each ending when it did on the wall clock, and
+// under these `applications` (alpha's, beta's) when given.
+inline void recordTwoWindows(const QProcessEnvironment& env, const std::function<bool()>& started,
+                             const std::function<bool()>& toBeta, const QStringList& applications = {})
 {
+    const TempDataFolder data;
     data.writeSettings(
         {{QStringLiteral("Application/Started"), true}, {QStringLiteral("Application/IdleEnabled"), false}});
     QProcess program;
@@ -95,18 +96,20 @@ inline void recordTwoWindows(const TempDataFolder& data, const QProcessEnvironme
     const QDateTime terminated = QDateTime::currentDateTime();
     ::kill(pid_t(program.processId()), SIGTERM);
     QCOMPARE(TempDataFolder::finish(program).exitCode, 0);
-    *a = find(database, kAlpha);
-    *b = find(database, kBeta);
-    QVERIFY(a->end.isValid());
-    QVERIFY2(b->end.isValid(), "the stretch in progress at SIGTERM was lost");
+    const Stretch a = find(database, kAlpha);
+    const Stretch b = find(database, kBeta);
+    QVERIFY(a.end.isValid());
+    QVERIFY2(b.end.isValid(), "the stretch in progress at SIGTERM was lost");
     // A tick sees a change within a second; one more second for a loaded machine.
     const auto near = [](const QDateTime& recorded, const QDateTime& happened) {
         return qAbs(recorded.secsTo(happened)) <= 2;
     };
-    QVERIFY2(a->start >= launched.addSecs(-1), qPrintable(a->start.toString()));
-    QVERIFY2(near(a->end, switched), qPrintable(a->end.toString() + " " + switched.toString()));
-    QVERIFY2(near(b->end, terminated), qPrintable(b->end.toString() + " " + terminated.toString()));
-    QCOMPARE(b->start, a->end); // nothing lost between them
+    QVERIFY2(a.start >= launched.addSecs(-1), qPrintable(a.start.toString()));
+    QVERIFY2(near(a.end, switched), qPrintable(a.end.toString() + " " + switched.toString()));
+    QVERIFY2(near(b.end, terminated), qPrintable(b.end.toString() + " " + terminated.toString()));
+    QCOMPARE(b.start, a.end); // nothing lost between them
+    QVERIFY2(applications.isEmpty() || (QStringList{a.application, b.application}) == applications,
+             qPrintable(a.application + " " + b.application));
 }
 
 } // namespace StoredStretches

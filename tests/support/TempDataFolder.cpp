@@ -49,10 +49,12 @@ QProcessEnvironment TempDataFolder::environment(bool display, QProcessEnvironmen
     return base;
 }
 
-ProgramRun TempDataFolder::run(const QString& program, const QStringList& arguments) const
+ProgramRun TempDataFolder::run(const QString& program, const QStringList& arguments,
+                               const std::optional<QProcessEnvironment>& env) const
 {
     QProcess process;
-    process.setProcessEnvironment(environment(false));
+    process.setProcessEnvironment(env.value_or(environment(false)));
+    process.setWorkingDirectory(dir.path());
     process.start(program, arguments);
     return finish(process);
 }

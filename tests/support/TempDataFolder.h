@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QVariantMap>
 
+#include <optional>
+
 // A program's answer: its exit code (-1 when it crashed or never ended) and both channels.
 struct ProgramRun
 {
@@ -34,8 +36,9 @@ public:
     // on the folder; without `display`, none of the display variables, as from cron or a bare terminal.
     QProcessEnvironment environment(bool display = true,
                                     QProcessEnvironment base = QProcessEnvironment::systemEnvironment()) const;
-    // Runs `program` on this folder without a display to its end, killed after a minute.
-    ProgramRun run(const QString& program, const QStringList& arguments) const;
+    // Runs `program` in this folder, by default without a display, to its end, killed after a minute.
+    ProgramRun run(const QString& program, const QStringList& arguments,
+                   const std::optional<QProcessEnvironment>& env = {}) const;
     static ProgramRun finish(QProcess& process);
 
 private:
