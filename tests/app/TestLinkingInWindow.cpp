@@ -93,7 +93,6 @@ private slots:
         QAction* unlink = ui->linkedEntries->action("actionUnlink");
         TreeModel* unlinked = window.views()->unlinkedModel();
         TreeModel* linked = window.views()->linkedModel();
-        QCOMPARE(unlinked->getTotalTime(), 960);
 
         // What is sent per day is TestServiceTimeEntryApi's; here the window's part. A link through the dialog
         // hands the rows to the linked view at once.

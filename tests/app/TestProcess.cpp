@@ -122,7 +122,6 @@ private slots:
             RecordedRows::addEntry(ed, "budget, \"final\"", "2026-11-16 09:00:00", 50);
             RecordedRows::addEntry(ed, "budget, \"final\"", "2026-11-16 23:59:40", 30);
             RecordedRows::addEntry(ed, "short", "2026-11-16 10:00:00", 20);
-            database.close();
         }
         const ProgramRun csv = data.run(VERRINPLUS_BINARY, {"--report", "2026-11-16", "--format", "csv"});
         QCOMPARE(csv.exitCode, 0);

@@ -13,15 +13,10 @@ QStringList run(const QString& program, const QStringList& arguments)
     return TempDataFolder::finish(process).out.split('\n', Qt::SkipEmptyParts);
 }
 
-// The program's mapped windows: the main window by its title, the rest (the XEmbed tray icon) by class.
-bool mainWindowShown()
+// The program's mapped windows: the main window by its title, all of them (the XEmbed tray icon too) by class.
+QStringList shown(const char* by, const QString& pattern)
 {
-    return !run("xdotool", {"search", "--onlyvisible", "--name", "^Verrin Plus$"}).isEmpty();
-}
-
-QStringList shownWindowsOfTheProgram()
-{
-    return run("xdotool", {"search", "--onlyvisible", "--classname", "verrinplus"});
+    return run("xdotool", {"search", "--onlyvisible", by, pattern});
 }
 
 } // namespace
@@ -44,14 +39,14 @@ private slots:
         QProcess program;
         program.setProcessEnvironment(data.environment());
         program.start(VERRINPLUS_BINARY, QStringList());
-        QTRY_VERIFY_WITH_TIMEOUT(mainWindowShown(), 20000);
-        QTRY_COMPARE_WITH_TIMEOUT(shownWindowsOfTheProgram().size(), 2, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(!shown("--name", "^Verrin Plus$").isEmpty(), 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(shown("--classname", "verrinplus").size(), 2, 10000);
 
         // Closed by the user through the window manager: the window goes, the tray icon stays.
         run("wmctrl", {"-c", "Verrin Plus"});
-        QTRY_VERIFY_WITH_TIMEOUT(!mainWindowShown(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(shown("--name", "^Verrin Plus$").isEmpty(), 10000);
         QCOMPARE(program.state(), QProcess::Running);
-        QCOMPARE(shownWindowsOfTheProgram().size(), 1);
+        QCOMPARE(shown("--classname", "verrinplus").size(), 1);
 
         program.terminate();
         QCOMPARE(TempDataFolder::finish(program).exitCode, 0);

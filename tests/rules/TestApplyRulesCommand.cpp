@@ -13,7 +13,6 @@
 namespace {
 
 const QString kPassword = QStringLiteral("p+ss &=w%rd ü/?#"); // the test seed's user
-const QString kEmail = QStringLiteral("tester@verrin.test");
 
 // "task, project, task list" of a row as linked locally; empty when it is not linked.
 QString linkOf(int entryId)
@@ -43,11 +42,10 @@ struct Case
 
 Q_DECLARE_METATYPE(Case)
 
-class TestApplyRulesCommand : public QObject
+class TestApplyRulesCommand : public ServiceTest
 {
     Q_OBJECT
 
-    std::optional<ServiceFixture> service;
     std::optional<TempDataFolder> data;
     std::optional<Database> db;
     int editor = 0;
@@ -66,12 +64,9 @@ class TestApplyRulesCommand : public QObject
 
     QStringList sentLinks(const QString& name) { return service->sentValues("verrin.entries.addBulk", name); }
 
-private slots:
-    // A fresh service and data folder with an open database knowing the editor application.
-    void init()
+    // A fresh data folder with an open database knowing the editor application.
+    void initEach() override
     {
-        service.emplace();
-        QVERIFY2(service->isRunning(), qPrintable(service->error()));
         data.emplace();
         QVERIFY(QDir().mkpath(data->dataFolder()));
         db.emplace();
@@ -80,13 +75,13 @@ private slots:
         editor = RecordedRows::addApp(QStringLiteral("Editor"));
     }
 
-    void cleanup()
+    void cleanupEach() override
     {
         db.reset();
         data.reset();
-        service.reset();
     }
 
+private slots:
     void exitStatusAndMessage_data()
     {
         QTest::addColumn<Case>("c");
@@ -119,7 +114,7 @@ private slots:
     {
         QFETCH(Case, c);
         if (c.settings) {
-            writeIni(c.password.isEmpty() ? "" : kEmail, c.password, c.token);
+            writeIni(c.password.isEmpty() ? "" : tester, c.password, c.token);
         }
         const int entry = RecordedRows::addEntry(editor, QStringLiteral("plan"), "2026-11-16 09:00:00", 60);
         if (c.rule) {
@@ -142,7 +137,7 @@ private slots:
 
     void crashesAndOverlappingRunsBookEachSecondOnce()
     {
-        writeIni(kEmail, kPassword, QString());
+        writeIni(tester, kPassword, QString());
         // Two rows on the first day: the service gets one entry per task and day.
         QList<int> rows;
         for (const char* start :
