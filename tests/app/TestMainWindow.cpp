@@ -11,7 +11,6 @@
 #include "window/DayViews.h"
 #include "window/MainWindow.h"
 
-#include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -49,7 +48,6 @@ private slots:
         onNextModal([&](QWidget* modal) {
             dialogSeen = true;
             modal->findChild<QLineEdit*>("editUsername")->setText("ann@example.com");
-            modal->findChild<QCheckBox*>("checkCloseToTray")->setChecked(false);
             static_cast<QDialog*>(modal)->accept();
         });
         // Later starts with settings ask nothing: every other case here is one.

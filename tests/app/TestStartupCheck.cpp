@@ -13,7 +13,7 @@
 namespace {
 const QDate kToday(2026, 11, 24);
 // The unprivileged user the permission tests run as when the tests run as root.
-constexpr uid_t kNobody = 65534;
+const QString kNobody = QStringLiteral("65534");
 using Verdict = DatabaseCheck::Verdict;
 const QByteArray kGarbage(20 * 1024, 'x');
 
@@ -145,14 +145,10 @@ private slots:
         const QString helper = root.path() + "/startup_check_helper";
         QVERIFY(QFile::copy(STARTUP_CHECK_HELPER, helper));
         // Everything belongs to the user who runs the check, as in a real home folder.
-        const QList<QPair<QString, int>> modes{
-            {root.path(), 0755}, {root.path() + "/data", 0755}, {root.path() + "/runtime", 0700},
-            {helper, 0755},      {database, databaseMode},      {ini, iniMode},
-            {folder, folderMode}};
-        for (const auto& [path, mode] : modes) {
-            const QByteArray name = QFile::encodeName(path);
-            QVERIFY(!asRoot || ::chown(name.constData(), kNobody, kNobody) == 0);
-            QCOMPARE(::chmod(name.constData(), mode_t(mode)), 0);
+        QVERIFY(!asRoot || runTool("chown", {"-R", kNobody + ":" + kNobody, root.path()}));
+        for (const auto& [path, mode] :
+             QList<QPair<QString, int>>{{database, databaseMode}, {ini, iniMode}, {folder, folderMode}}) {
+            QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode_t(mode)), 0);
         }
         const QByteArray before = fileContents(database);
         // SQLite's own companions of a WAL database (-wal, -shm) may appear; nothing else may.
@@ -165,8 +161,7 @@ private slots:
 
         QProcessEnvironment env = root.environment(false);
         env.insert("HOME", root.path());
-        const QString user = QString::number(kNobody);
-        const QStringList asNobody{"--reuid=" + user, "--regid=" + user, "--clear-groups", "--", helper};
+        const QStringList asNobody{"--reuid=" + kNobody, "--regid=" + kNobody, "--clear-groups", "--", helper};
         const auto [exitCode, out, err] = root.run(asRoot ? setpriv : helper, asRoot ? asNobody : QStringList(), env);
         QCOMPARE(::chmod(QFile::encodeName(folder).constData(), 0755), 0);
 
