@@ -10,7 +10,7 @@
 using WindowPolicy::CloseAction;
 using WindowPolicy::TrayClick;
 
-// Command line, log format and the window's close/minimise/tray decisions.
+// Command line, the debug log, the local zone and the window's close/minimise/tray decisions.
 class TestAppLogic : public QObject
 {
     Q_OBJECT

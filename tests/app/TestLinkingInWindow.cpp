@@ -22,16 +22,14 @@ namespace {
 using Answer = std::function<void(QWidget*)>;
 
 // Answers the next modal dialogs one after the other, each with its own handler.
-void answerInTurn(QList<Answer> handlers)
+void answerInTurn(const QList<Answer>& handlers)
 {
-    if (handlers.isEmpty()) {
-        return;
+    if (!handlers.isEmpty()) {
+        onNextModal([handlers](QWidget* modal) {
+            answerInTurn(handlers.mid(1));
+            handlers.first()(modal);
+        });
     }
-    auto first = handlers.takeFirst();
-    onNextModal([first, handlers](QWidget* modal) {
-        answerInTurn(handlers);
-        first(modal);
-    });
 }
 
 Answer chooseTask(int taskId)

@@ -13,16 +13,6 @@ class TestProcess : public QObject
 {
     Q_OBJECT
 
-private:
-    // On the offscreen platform, so the window needs no display.
-    static void start(QProcess& process, const TempDataFolder& data, const QStringList& arguments)
-    {
-        QProcessEnvironment env = data.environment();
-        env.insert("QT_QPA_PLATFORM", "offscreen");
-        process.setProcessEnvironment(env);
-        process.start(VERRINPLUS_BINARY, arguments);
-    }
-
 private slots:
     void secondStartDefersToTheFirst()
     {
@@ -61,16 +51,18 @@ private slots:
         if (!firstStart) {
             data.writeSettings();
         }
+        // On the offscreen platform, so the window needs no display.
+        QProcessEnvironment offscreen = data.environment();
+        offscreen.insert("QT_QPA_PLATFORM", "offscreen");
         QProcess first;
-        start(first, data, {"-debug"});
+        first.setProcessEnvironment(offscreen);
+        first.start(VERRINPLUS_BINARY, {"-debug"});
         QVERIFY(first.waitForStarted(10000));
         // Running once its instance lock is taken.
         QTRY_VERIFY_WITH_TIMEOUT(!QDir(data.path() + "/runtime").entryList({"verrinplus-*.lock"}).isEmpty(), 20000);
 
         // A second start on the same folder hands over and ends at once.
-        QProcess second;
-        start(second, data, {});
-        QCOMPARE(TempDataFolder::finish(second).exitCode, 0);
+        QCOMPARE(data.run(VERRINPLUS_BINARY, {}, offscreen).exitCode, 0);
         QCOMPARE(first.state(), QProcess::Running);
 
         ::kill(pid_t(first.processId()), signalNumber);

@@ -1,3 +1,4 @@
+#include "RecordedRows.h"
 #include "TestKit.h"
 #include "TestTools.h"
 #include "recording/Recorder.h"
@@ -49,9 +50,7 @@ private slots:
         Database database;
         QString error;
         QVERIFY2(database.open(path, &error), qPrintable(error));
-        QSqlQuery integrity(QStringLiteral("PRAGMA integrity_check"));
-        QVERIFY(integrity.next());
-        QCOMPARE(integrity.value(0).toString(), QStringLiteral("ok"));
+        QCOMPARE(RecordedRows::column(QStringLiteral("PRAGMA integrity_check")), QStringList{QStringLiteral("ok")});
 
         QSqlQuery rows(QStringLiteral("SELECT start_time, end_time FROM entries ORDER BY start_time"));
         const QDateTime begin(QDate(2026, 11, 16), QTime(9, 0, 0));
