@@ -41,15 +41,8 @@ Answer chooseTask(int taskId)
     };
 }
 
-void dismiss(QWidget* modal)
-{
-    qobject_cast<QDialog*>(modal)->done(QDialog::Rejected);
-}
-
-void sayYes(QWidget* modal)
-{
-    qobject_cast<QMessageBox*>(modal)->button(QMessageBox::Yes)->click();
-}
+const Answer dismiss = [](QWidget* modal) { qobject_cast<QDialog*>(modal)->done(QDialog::Rejected); };
+const Answer sayYes = [](QWidget* modal) { qobject_cast<QMessageBox*>(modal)->button(QMessageBox::Yes)->click(); };
 } // namespace
 
 // The whole way from the window to the local service and back: the link command with its dialog,
@@ -113,8 +106,8 @@ private slots:
         // Asking again settles it from the service's own answer: the entry it stored is adopted.
         ui->actionPending_Links->trigger();
         QCOMPARE(linkedRows(1000), 3);
-        QCOMPARE(sent("verrin.entries.addBulk", "task_id"), (QStringList{"1000", "1000"}));
-        QCOMPARE(sent("verrin.entries.addBulk", "duration"), (QStringList{"60", "900"}));
+        QCOMPARE(service->sentValues("verrin.entries.addBulk", "task_id"), (QStringList{"1000", "1000"}));
+        QCOMPARE(service->sentValues("verrin.entries.addBulk", "duration"), (QStringList{"60", "900"}));
         QTRY_COMPARE(linked->getTotalTime(), 960);
         QTRY_COMPARE(unlinked->getTotalTime(), 0);
 
@@ -130,7 +123,7 @@ private slots:
         QCOMPARE(linkedRows(1000), 3);
         // The linked view let go of the rows at once; read back, they are there again.
         QTRY_COMPARE(linked->getTotalTime(), 960);
-        QCOMPARE(sent("verrin.entries.delete", "entry_id").size(), 0);
+        QCOMPARE(service->sentValues("verrin.entries.delete", "entry_id").size(), 0);
         ApiRequest::setDefaultTimeout(ApiRequest::defaultTimeoutMs);
     }
 
@@ -166,7 +159,7 @@ private slots:
         QVERIFY2(
             out.contains(QString("Total from %1 to %2: 1 entry in 1 group linked to 1 task, 0:10:00").arg(first, last)),
             qPrintable(out));
-        QCOMPARE(sent("verrin.entries.addBulk", "date"), (QStringList{last, first}));
+        QCOMPARE(service->sentValues("verrin.entries.addBulk", "date"), (QStringList{last, first}));
         QCOMPARE(linkedRows(1000), 2);
 
         QProcess check;
@@ -195,8 +188,6 @@ private:
                            QString(rows).replace("%1", window.views()->shownDate().toString(Qt::ISODate))));
         window.views()->refreshBoth();
     }
-
-    QStringList sent(const QString& method, const QString& name) { return service->sentValues(method, name); }
 
     bool delayNextLink(int ms)
     {

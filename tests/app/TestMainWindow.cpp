@@ -26,8 +26,6 @@ class TestMainWindow : public QObject
 private:
     std::unique_ptr<TempDataFolder> data;
 
-    static QSettings readIni() { return QSettings(DataPaths::iniFile(), QSettings::IniFormat); }
-
 private slots:
     void init()
     {
@@ -91,7 +89,7 @@ private slots:
         typeName("bob@example.com", true);
         QVERIFY(sampling->isActive());
         QCOMPARE(Registry::instance()->username(), "bob@example.com");
-        QVERIFY(!readIni().contains("API/Username"));
+        QVERIFY(!QSettings(DataPaths::iniFile(), QSettings::IniFormat).contains("API/Username"));
         typeName("eve@example.com", false);
         QCOMPARE(Registry::instance()->username(), "bob@example.com");
 
@@ -129,7 +127,7 @@ private slots:
                 QVERIFY(window.close());
             }
             QVERIFY(!window.isVisible());
-            QSettings ini = readIni();
+            QSettings ini(DataPaths::iniFile(), QSettings::IniFormat);
             QVERIFY(!ini.value("Window/Geometry").toByteArray().isEmpty());
             QVERIFY(!ini.value("Window/State").toByteArray().isEmpty());
             QCOMPARE(ini.value("Application/Started").toBool(), recording);

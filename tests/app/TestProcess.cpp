@@ -26,7 +26,6 @@ private slots:
         SingleInstance second(data.dataFolder());
         QVERIFY(!second.claim());
         QVERIFY(activation.wait(10000));
-        // Another data folder is another instance.
         TempDataFolder other;
         SingleInstance elsewhere(other.dataFolder());
         QVERIFY(elsewhere.claim());

@@ -92,8 +92,7 @@ private slots:
         const QSettings old(iniPath(), QSettings::IniFormat);
         QSettings first(dir->filePath("first.ini"), QSettings::IniFormat);
         SettingsFile::writeFirstRun(first, SettingsFile::readEditable(old));
-        QStringList keys = first.allKeys();
-        keys.sort();
+        const QStringList keys = first.allKeys();
         QCOMPARE(keys,
                  (QStringList{"API/Password", "API/SslEnabled", "API/Url", "API/Username", "Application/CloseToTray",
                               "Application/IdleEnabled", "Application/IdleLimit", "Application/MinimizeToTray",

@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 namespace {
-const QDate kToday(2026, 11, 24);
 // The unprivileged user the permission tests run as when the tests run as root.
 const QString kNobody = QStringLiteral("65534");
 using Verdict = DatabaseCheck::Verdict;
@@ -92,7 +91,8 @@ private slots:
 
         FakePrompter prompter;
         prompter.answers.enqueue(answer);
-        QCOMPARE(StartupCheck::run({data.dataFolder(), db, data.dataFolder() + "/verrinplus.ini"}, &prompter, kToday),
+        QCOMPARE(StartupCheck::run({data.dataFolder(), db, data.dataFolder() + "/verrinplus.ini"}, &prompter,
+                                   QDate(2026, 11, 24)),
                  answer);
         QCOMPARE(prompter.calls.size(), 1);
         const FakePrompter::Call& call = prompter.calls[0];
