@@ -16,34 +16,6 @@ class TestDaylightSaving : public QObject
 private slots:
     void initTestCase() { QCOMPARE(QTimeZone::systemTimeZoneId(), QByteArray("Europe/Berlin")); }
 
-    void recorderClosesAStretchAtTheChange_data()
-    {
-        QTest::addColumn<QDateTime>("startUtc");
-        QTest::addColumn<QStringList>("rows");
-        // Twenty minutes of one window from ten minutes before each change; the second before the
-        // change ends the first row.
-        QTest::newRow("spring") << QDateTime(QDate(2026, 3, 29), QTime(0, 50), Qt::UTC)
-                                << QStringList{"01:50:00-01:59:59 Editor: notes.txt",
-                                               "03:00:00-03:10:00 Editor: notes.txt"};
-        QTest::newRow("autumn") << QDateTime(QDate(2026, 10, 25), QTime(0, 50), Qt::UTC)
-                                << QStringList{"02:00:00-02:10:00 Editor: notes.txt",
-                                               "02:50:00-02:59:59 Editor: notes.txt"}; // by start text
-    }
-
-    void recorderClosesAStretchAtTheChange()
-    {
-        QFETCH(QDateTime, startUtc);
-        QFETCH(QStringList, rows);
-        RecorderFixture f;
-        QVERIFY(f.opened);
-        f.clock.set(startUtc.toLocalTime());
-        f.recorder.start();
-        f.tick(0);
-        f.ticks(1200);
-        f.recorder.stop();
-        QCOMPARE(timeline(), rows);
-    }
-
     // Every sum counts a stored row in real seconds, as the trees do: the day's total, a title's total,
     // the hide-under threshold and the time a rule would link.
     void everySumCountsRealSeconds_data()
@@ -88,5 +60,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TestDaylightSaving)
+VERRIN_TEST(TestDaylightSaving)
 #include "TestDaylightSaving.moc"
