@@ -1,8 +1,20 @@
+#include "FakePrompter.h"
 #include "RecordedRows.h"
 #include "RecorderFixture.h"
 #include "TestKit.h"
+#include "recording/AwayEditDialog.h"
+#include "recording/ExcludedApps.h"
+#include "recording/IgnoredAppsDialog.h"
+#include "reports/DayQueries.h"
+#include "reports/TreeModel.h"
+#include "rules/RuleStore.h"
 
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QSet>
+#include <QTimeZone>
+#include <QTreeWidget>
 
 namespace {
 const QString kBrowser = QStringLiteral("/usr/share/applications/browser.desktop");
@@ -13,6 +25,9 @@ class TestRecorder : public QObject
     Q_OBJECT
 
 private slots:
+    // Days on which the clocks change: forward at 02:00 on 29 March 2026, back at 03:00 on 25 October.
+    void initTestCase() { QCOMPARE(QTimeZone::systemTimeZoneId(), QByteArray("Europe/Berlin")); }
+
     void init()
     {
         f = std::make_unique<RecorderFixture>();
@@ -95,8 +110,7 @@ private slots:
         row("a desktop lost ends the stretch at the last good tick", "start, tick 0, ticks 30, gone, ticks 90, stop",
             {"09:00:00-09:00:30 " + notes}, {gone});
         everySecondOnly = false;
-        // The clocks change (in Europe/Berlin, as these tests run): no row spans a change, the second
-        // before it ends the first one.
+        // No row spans a change of the clocks: the second before it ends the first one.
         row("spring forward", "at 2026-03-29T00:50:00Z, start, tick 0, ticks 1200, stop",
             {"01:50:00-01:59:59 " + notes, "03:00:00-03:10:00 " + notes});
         row("autumn back, rows by start text", "at 2026-10-25T00:50:00Z, start, tick 0, ticks 1200, stop",
@@ -237,6 +251,122 @@ private slots:
                                               .arg(resumed.toString(hh), resumed.addSecs(5).toString(hh))}));
         QCOMPARE(written.size(), 2);
         QCOMPARE(written[0][4].toInt(), storedRows()[0].id);
+    }
+
+    void excludingFromTheViewIgnoresCase()
+    {
+        QStringList paths{QStringLiteral("/usr/bin/Player")};
+        QVERIFY(!ExcludedApps::addFromView(paths, QStringLiteral("/usr/bin/player")));
+        QVERIFY(!ExcludedApps::addFromView(paths, QString()));
+        QVERIFY(ExcludedApps::addFromView(paths, QStringLiteral("/usr/bin/editor")));
+        QCOMPARE(paths, (QStringList{QStringLiteral("/usr/bin/Player"), QStringLiteral("/usr/bin/editor")}));
+    }
+
+    void addingThroughTheDialog()
+    {
+        const QString listed = f->folder.path();
+        const QString other = listed + QStringLiteral("/sub");
+        QVERIFY(QDir().mkpath(other));
+        ExcludedApps::setList({listed, other.toUpper()});
+        FakePrompter prompter;
+        IgnoredAppsDialog dialog(nullptr, &prompter);
+        QCOMPARE(dialog.ignoredApps->topLevelItemCount(), 2);
+        // Already there, or nothing typed: nothing changes and nobody is bothered.
+        for (const QString& typed : {listed, QStringLiteral("   "), QString()}) {
+            QVERIFY(!dialog.addPath(typed));
+        }
+        QVERIFY(prompter.calls.isEmpty());
+        QVERIFY(!dialog.wasChanged());
+
+        const QString missing = listed + QStringLiteral("/gone \"app\"");
+        QVERIFY(!dialog.addPath(missing));
+        QCOMPARE(prompter.calls.last().kind + ": " + prompter.calls.last().text,
+                 "critical: Application \"" + missing + "\" does not exist.");
+        // Paths compare with their case; blanks around are dropped.
+        QVERIFY(dialog.addPath(QStringLiteral(" ") + other + QStringLiteral("\t")));
+        QVERIFY(!dialog.addPath(other));
+        QVERIFY(dialog.wasChanged());
+        QCOMPARE(dialog.ignoredApps->topLevelItemCount(), 3);
+        // The registry holds the change at once, whatever button closes the dialog.
+        dialog.reject();
+        QCOMPARE(ExcludedApps::list(), (QStringList{listed, other.toUpper(), other}));
+    }
+
+    void removingTakesOutOneOccurrence()
+    {
+        // A list edited by hand may hold a path twice; removing its item takes out one occurrence.
+        ExcludedApps::setList({QStringLiteral("/a"), QStringLiteral("/b"), QStringLiteral("/a")});
+        IgnoredAppsDialog dialog;
+        QCOMPARE(dialog.ignoredApps->topLevelItemCount(), 3);
+        dialog.ignoredApps->topLevelItem(0)->setSelected(true);
+        dialog.on_btRemove_clicked();
+        QVERIFY(dialog.wasChanged());
+        QCOMPARE(dialog.ignoredApps->topLevelItemCount(), 1);
+        QCOMPARE(dialog.ignoredApps->topLevelItem(0)->text(0), QStringLiteral("/b"));
+        QCOMPARE(ExcludedApps::list(), (QStringList{QStringLiteral("/b"), QStringLiteral("/a")}));
+    }
+
+    void awayDialogShowsTheGroupAndOffersPresets()
+    {
+        RecordedRows::addEntry(1, "", "2026-11-16 10:00:00", 1200);
+        RecordedRows::addEntry(1, "x", "2026-11-16 11:00:00", 30);
+        RecordedRows::addEntry(1, "", "2026-11-16 12:00:00", 2705);
+
+        AwayEditDialog dialog;
+        dialog.putData({1, 3});
+        QCOMPARE(dialog.labelStartTime->text(), QStringLiteral("10:00:00"));
+        QCOMPARE(dialog.labelEndTime->text(), QStringLiteral("12:45:05"));
+        QCOMPARE(dialog.labelDuration->text(), QStringLiteral("1 h 5 m 5 s"));
+        QCOMPARE(dialog.getData(), QString());
+
+        dialog.listPresets->setCurrentRow(2);
+        QCOMPARE(dialog.getData(), dialog.listPresets->item(2)->text()); // a preset is taken as the description
+
+        // An existing description is shown, so OK keeps it.
+        AwayEditDialog again;
+        again.putData({2});
+        QCOMPARE(again.getData(), QStringLiteral("x"));
+    }
+
+    // On the days the clocks change every sum counts a stored row in real seconds, as the trees do: the
+    // day's total, a title's total, the hide-under threshold and the time a rule would link.
+    void everySumCountsRealSeconds_data()
+    {
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<QString>("end");
+        QTest::addColumn<int>("seconds");
+        const auto row = [](const char* tag, const char* start, const char* end, int seconds) {
+            QTest::newRow(tag) << QString::fromLatin1(start) << QString::fromLatin1(end) << seconds;
+        };
+        row("spring: a whole day", "2026-03-29 00:00:00", "2026-03-30 00:00:00", 82800);
+        row("autumn: within one pass", "2026-10-25 02:10:00", "2026-10-25 02:40:00", 1800);
+        // No row the recorder writes spans a change, so both ends read with one offset where they can.
+        row("autumn: into the repeated hour, one offset", "2026-10-25 01:50:00", "2026-10-25 02:10:00", 1200);
+        row("autumn: out of the repeated hour", "2026-10-25 02:30:00", "2026-10-25 03:30:00", 3600);
+        row("autumn: a whole day", "2026-10-25 00:00:00", "2026-10-26 00:00:00", 90000);
+        row("end before start", "2026-05-01 10:00:00", "2026-05-01 09:00:00", 0);
+        // Rows of older databases may span a change.
+        row("spring: 80 minutes on the clock, 20 real", "2026-03-29 01:50:00", "2026-03-29 03:10:00", 1200);
+        row("autumn: the clock went back over it", "2026-10-25 02:50:00", "2026-10-25 02:10:00", 1200);
+    }
+
+    void everySumCountsRealSeconds()
+    {
+        QFETCH(QString, start);
+        QFETCH(QString, end);
+        QFETCH(int, seconds);
+        const int id = RecordedRows::addEntry(RecordedRows::addApp(QStringLiteral("Editor")), "notes", start, 0);
+        QVERIFY(QSqlQuery().exec(QStringLiteral("UPDATE entries SET end_time = '%1'").arg(end)));
+        const QDate day = QDate::fromString(start.left(10), Qt::ISODate);
+        QCOMPARE(RuleStore::secondsOf({id}), qint64(seconds));
+        QCOMPARE(DayQueries::totalTimeForTitle(day, QStringLiteral("notes"), 1, false, QString()), seconds);
+        TreeModel model(false);
+        model.initTree(day, 0);
+        QCOMPARE(model.getTotalTime(), seconds);
+        model.initTree(day, seconds);
+        QCOMPARE(model.getTotalTime(), seconds);
+        model.initTree(day, seconds + 1);
+        QCOMPARE(model.getTotalTime(), 0);
     }
 
 private:
