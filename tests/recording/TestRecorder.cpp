@@ -179,19 +179,17 @@ private slots:
         }
     }
 
-    void awayIsReportedOnReturn()
+    // The scenarios show the report made on return; this is the state in between.
+    void awayIsKnownUntilReturn()
     {
         run(QStringLiteral("start, tick 0, ticks 600"));
         // While the user is active the desktop is asked about once per idle limit, not at every tick.
         QVERIFY2(f->platform.idleQuestions <= 3, qPrintable(QString::number(f->platform.idleQuestions)));
-        QSignalSpy away(&f->recorder, &Recorder::awayTimeDetected);
         run(QStringLiteral("away 1200"));
         QVERIFY(f->recorder.isIdle());
         QCOMPARE(f->recorder.awayStartText(), QStringLiteral("at 09:10:00"));
-        QCOMPARE(away.size(), 0);
         run(QStringLiteral("back, tick 0"));
         QVERIFY(!f->recorder.isIdle());
-        QCOMPARE(away.size(), 1);
     }
 
     void theOpenStretchIsStoredEveryMinute()
