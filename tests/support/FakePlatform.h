@@ -2,8 +2,6 @@
 
 #include "platform/Platform.h"
 
-#include <QHash>
-
 // A platform whose answers tests set directly.
 class FakePlatform : public Platform
 {
@@ -20,10 +18,10 @@ public:
         ++idleQuestions;
         return idle;
     }
-    QIcon iconForPath(const QString& path) override
+    QIcon iconForPath(const QString&) override
     {
         ++iconQuestions;
-        return icons.value(path);
+        return {};
     }
     void hideApplication() override {}
 
@@ -37,7 +35,6 @@ public:
     QString reason;
     ForegroundWindow window;
     int idle = 0;
-    QHash<QString, QIcon> icons;
     int probes = 0;
     int idleQuestions = 0;
     int iconQuestions = 0;
