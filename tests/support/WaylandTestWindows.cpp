@@ -60,12 +60,11 @@ bool WaylandTestWindows::open(const QString& appId, const QString& title)
     window->setProcessEnvironment(env);
     window->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     window->start(program, {appId, title});
-    if (!QTest::qWaitFor([&] { return window->canReadLine() || window->state() == QProcess::NotRunning; }, timeoutMs) ||
-        !window->readLine().startsWith("mapped")) {
+    const bool mapped = waitForLine(*window, timeoutMs) == "mapped";
+    if (!mapped) {
         qWarning() << "the test window" << appId << "did not map";
-        return false;
     }
-    return true;
+    return mapped;
 }
 
 void WaylandTestWindows::close(const QString& appId)
