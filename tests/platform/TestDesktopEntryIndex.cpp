@@ -1,6 +1,6 @@
 // Application identity without a display: desktop files in temporary folders and a fake /proc.
 #include "TestKit.h"
-#include "WaylandTestWindows.h"
+#include "TestTools.h"
 #include "platform/ApplicationResolver.h"
 #include "platform/DesktopEntryIndex.h"
 

@@ -1,5 +1,6 @@
 // The X11 backend against a real X server with a real window manager (run under run-x11.sh).
 #include "TestKit.h"
+#include "TestTools.h"
 #include "X11TestWindow.h"
 #include "x11/X11Platform.h"
 
@@ -160,12 +161,8 @@ private slots:
             return window;
         };
         QTRY_COMPARE(focus(), window->id);
-        xcb_intern_atom_reply_t* atom =
-            xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, 18, "_NET_ACTIVE_WINDOW"), nullptr);
-        QVERIFY(atom);
-        xcb_delete_property(conn, platform->rootWindow(), atom->atom);
-        free(atom);
-        QCOMPARE(focus(), window->id); // also makes sure the server has deleted the property
+        QVERIFY(runTool("xprop", {"-root", "-remove", "_NET_ACTIVE_WINDOW"}));
+        QCOMPARE(focus(), window->id); // also makes sure the deletion's event is in
 
         const ForegroundWindow front = platform->foregroundWindow();
         QCOMPARE(platform->lastWindow(), window->id);
@@ -208,22 +205,16 @@ private slots:
         };
         QVERIFY(!qtListens());
 
-        xcb_connection_t* conn = platform->connection();
-        auto* atom = xcb_intern_atom_reply(conn, xcb_intern_atom(conn, 0, 13, "_NET_WORKAREA"), nullptr);
-        QVERIFY(atom);
-        const xcb_atom_t workArea = atom->atom;
-        free(atom);
         QScreen* screen = QGuiApplication::primaryScreen();
         const QRect before = screen->availableGeometry();
         const QRect narrower = screen->geometry().adjusted(0, 0, -100, -50);
         const auto setWorkArea = [&](const QRect& r) {
-            const uint32_t value[] = {uint32_t(r.x()), uint32_t(r.y()), uint32_t(r.width()), uint32_t(r.height())};
-            xcb_change_property(conn, XCB_PROP_MODE_REPLACE, root, workArea, XCB_ATOM_CARDINAL, 32, 4, value);
-            xcb_flush(conn);
-            return QTest::qWaitFor([&] {
-                platform->foregroundWindow(); // a probe reads what the server announced
-                return screen->availableGeometry() == r;
-            });
+            const QString value = QStringLiteral("%1,%2,%3,%4").arg(r.x()).arg(r.y()).arg(r.width()).arg(r.height());
+            return runTool("xprop", {"-root", "-f", "_NET_WORKAREA", "32c", "-set", "_NET_WORKAREA", value}) &&
+                   QTest::qWaitFor([&] {
+                       platform->foregroundWindow(); // a probe reads what the server announced
+                       return screen->availableGeometry() == r;
+                   });
         };
         QVERIFY(setWorkArea(narrower));
         QVERIFY(setWorkArea(before));

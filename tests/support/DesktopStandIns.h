@@ -120,12 +120,10 @@ private:
     QString connectionName;
     QDBusConnection connection;
     QThread thread;
+    bool ready = false;
 
 public:
     KWinScriptingStandIn& kwin;
     GnomeShellExtensionStandIn& shell;
     IdleMonitorStandIn& idle;
-
-private:
-    bool ready = false;
 };

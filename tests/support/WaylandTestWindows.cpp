@@ -14,11 +14,11 @@ constexpr char editorTitle[] = "Notes — draft 1";
 constexpr char viewerTitle[] = "Report 'Q3' \"final\"";
 } // namespace
 
-void checkFrontWindows(WaylandTestWindows& windows, const QString& applications,
+void checkFrontWindows(WaylandTestWindows& windows,
                        const std::function<bool(const char* appId, const char* title)>& toFront,
                        const QList<std::tuple<Platform*, QString, bool>>& backends)
 {
-    const QString entry = applications + "/verrin-test-editor.desktop";
+    const QString entry = windows.applications.filePath("verrin-test-editor.desktop");
     for (const auto& [appId, title] :
          {std::pair{"verrin-test-editor", editorTitle}, std::pair{"verrin-test-viewer", viewerTitle},
           std::pair{"verrin-test-editor", editorTitle}}) {
@@ -42,7 +42,8 @@ void checkFrontWindows(WaylandTestWindows& windows, const QString& applications,
 
 bool WaylandTestWindows::openEditorAndViewer()
 {
-    return open("verrin-test-editor", editorTitle) && open("verrin-test-viewer", viewerTitle);
+    return writeEditorEntry(applications.path()) && open("verrin-test-editor", editorTitle) &&
+           open("verrin-test-viewer", viewerTitle);
 }
 
 void WaylandTestWindows::closeAll()

@@ -17,10 +17,10 @@ bool writeEditorEntry(const QString& folder);
 
 class Platform;
 class WaylandTestWindows;
-// Brings the editor (its entry in `applications`), the viewer and the editor again to the front with
+// Brings the editor (its entry in `windows.applications`), the viewer and the editor again to the front with
 // `toFront(appId, title)`, then retitles the editor, and checks what each backend records meanwhile:
 // {the backend, its path of the viewer (a window without an entry), whether it knows the windows' pids}.
-void checkFrontWindows(WaylandTestWindows& windows, const QString& applications,
+void checkFrontWindows(WaylandTestWindows& windows,
                        const std::function<bool(const char* appId, const char* title)>& toFront,
                        const QList<std::tuple<Platform*, QString, bool>>& backends);
 
@@ -33,7 +33,7 @@ public:
 
     // Starts a window and waits until it says it is mapped.
     bool open(const QString& appId, const QString& title);
-    // The editor and the viewer checkFrontWindows brings to the front.
+    // The editor (with its entry in `applications`) and the viewer checkFrontWindows brings to the front.
     bool openEditorAndViewer();
     qint64 pid(const QString& appId) const { return windows.at(appId)->processId(); }
     void retitle(const QString& appId, const QString& title)
@@ -46,6 +46,7 @@ public:
     // Set by the compositor: the clients' environment and how long a window may take to map.
     QProcessEnvironment environment;
     int timeoutMs = 20000;
+    QTemporaryDir applications;
 
 private:
     QString program;

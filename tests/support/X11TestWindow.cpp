@@ -1,6 +1,6 @@
 #include "X11TestWindow.h"
 
-#include "WaylandTestWindows.h"
+#include "TestTools.h"
 
 bool TestWindow::start(const QString& program, const QStringList& args)
 {
