@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -53,7 +52,7 @@ int main(int argc, char** argv)
 
     conn = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(conn)) {
-        std::fprintf(stderr, "x11_test_window: cannot open the display\n");
+        std::cerr << "x11_test_window: cannot open the display" << std::endl;
         return 1;
     }
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(conn)).data; // run-x11.sh has one screen

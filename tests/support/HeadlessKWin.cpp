@@ -8,13 +8,6 @@ namespace {
 const QString control = QStringLiteral("verrin-kwin-control");
 } // namespace
 
-HeadlessKWin::~HeadlessKWin()
-{
-    windows.closeAll(); // before the bus KWin is on goes
-    endProcess(compositor);
-    QDBusConnection::disconnectFromBus(control);
-}
-
 QDBusMessage HeadlessKWin::scripting(const QString& method, const QVariantList& arguments) const
 {
     QDBusMessage message =

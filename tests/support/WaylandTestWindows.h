@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DesktopStandIns.h"
 #include "TestTools.h"
 
 #include <QDir>
@@ -71,6 +72,7 @@ protected:
     bool launch(const QString& program, const QStringList& args, const QProcessEnvironment& env,
                 const std::function<bool()>& ready, QString* whyNot);
 
+    PrivateBus bus; // for a compositor that needs one; ended after the windows and the compositor
     QTemporaryDir runtime{QDir::tempPath() + "/verrin-compositor-XXXXXX"};
     QTemporaryDir clientRuntime;
     QProcess compositor;
