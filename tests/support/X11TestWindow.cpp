@@ -10,12 +10,6 @@ bool TestWindow::start(const QString& program, const QStringList& args)
     return id != 0;
 }
 
-bool TestWindow::command(const QString& text)
-{
-    process.write(text.toUtf8() + '\n');
-    return waitForLine(process, 10000) == "ok";
-}
-
 void TestWindow::stop()
 {
     endProcess(process, true);
