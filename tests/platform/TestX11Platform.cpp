@@ -171,10 +171,7 @@ private slots:
         QVERIFY(runTool("xprop", {"-root", "-remove", "_NET_ACTIVE_WINDOW"}));
         QCOMPARE(focus(), window->id); // also makes sure the deletion's event is in
 
-        const ForegroundWindow front = platform->foregroundWindow();
-        QCOMPARE(platform->lastWindow(), window->id);
-        QCOMPARE(front.title, QStringLiteral("Focused"));
-        QCOMPARE(front.pid, window->pid());
+        QCOMPARE(platform->foregroundWindow().title, QStringLiteral("Focused"));
     }
 
     void idleGrowsAndResets()

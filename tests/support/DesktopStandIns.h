@@ -109,7 +109,6 @@ public:
     // The services to stand in for (KWin may refuse scripts).
     static constexpr int KWin = 1, GnomeShell = 2, IdleMonitor = 4, KWinRefusesScripts = 8;
 
-    // Registers the chosen services on the bus at `address`.
     DesktopStandIns(const QString& address, int services);
     ~DesktopStandIns();
     bool isReady() const { return ready; }
