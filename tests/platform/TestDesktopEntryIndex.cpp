@@ -4,7 +4,7 @@
 #include "platform/ApplicationResolver.h"
 #include "platform/DesktopEntryIndex.h"
 
-#include <sys/time.h>
+#include <filesystem>
 #include <unistd.h>
 
 namespace {
@@ -14,13 +14,10 @@ QByteArray entry(const QByteArray& keys)
 }
 
 // Moves a folder's time well away from now, so the file system's clock granularity cannot hide a change.
-void touchFolder(const QString& dir)
+void touchFolder(const QString& dir, int hours)
 {
-    struct timeval times[2];
-    gettimeofday(&times[0], nullptr);
-    times[0].tv_sec += 1000;
-    times[1] = times[0];
-    utimes(QFile::encodeName(dir).constData(), times);
+    const auto time = std::filesystem::file_time_type::clock::now() + std::chrono::hours(hours);
+    std::filesystem::last_write_time(QFile::encodeName(dir).toStdString(), time);
 }
 } // namespace
 
@@ -147,7 +144,7 @@ private slots:
         QCOMPARE(index.scanCount(), 1);
 
         QVERIFY(writeFile(apps.filePath("two.desktop"), entry("Name=Two\n")));
-        touchFolder(apps.path());
+        touchFolder(apps.path(), 1);
         const DesktopEntry* two = index.find(classTwo);
         QCOMPARE(two ? two->name : QString(), QStringLiteral("Two"));
         QCOMPARE(index.scanCount(), 2);
@@ -155,7 +152,7 @@ private slots:
         // Within the refresh interval a miss does not even look at the folders.
         index.setRefreshInterval(60 * 60 * 1000);
         QVERIFY(writeFile(apps.filePath("three.desktop"), entry("Name=Three\n")));
-        touchFolder(apps.path());
+        touchFolder(apps.path(), 2);
         QVERIFY(!index.find(classThree));
         QCOMPARE(index.scanCount(), 2);
     }

@@ -126,7 +126,6 @@ private slots:
             QVERIFY(!without.isSupported() && !without.foregroundWindow().valid);
             QCOMPARE(without.idleSeconds(), 0);
         }
-        QDBusConnection::disconnectFromBus("verrin-gnome-without");
         QCOMPARE(GnomeShellExtension::installFolder(),
                  dataHome.path() + "/gnome-shell/extensions/" + GnomeShellExtension::uuid());
         // The Shell loads the extension only from a folder named after the uuid in its metadata.

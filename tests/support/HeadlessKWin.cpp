@@ -27,8 +27,7 @@ bool HeadlessKWin::start(QString* whyNot)
     // often may not grant, and then it cannot be started at all; a copy has no capabilities. KWin
     // takes its own platform plugin only under the name kwin_wayland.
     const QString binary = runtime.filePath("kwin_wayland");
-    if (!bus.start(whyNot) || !QFile::copy(installed, binary) ||
-        !QFile::setPermissions(binary, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner)) {
+    if (!bus.start(whyNot) || !QFile::copy(installed, binary)) {
         *whyNot = "cannot start a bus or copy kwin_wayland: " + *whyNot;
         return false;
     }

@@ -44,7 +44,7 @@ public:
     void close(const QString& appId);
     void closeAll();
 
-    // Set by the compositor: the clients' environment and how long a window may take to map.
+    // Set by the compositor: the clients' environment (Qt on Wayland) and how long a window may take to map.
     QProcessEnvironment environment;
     int timeoutMs = 20000;
     QTemporaryDir applications;
@@ -69,7 +69,7 @@ public:
 protected:
     // Starts the compositor with a bare environment (PATH, and HOME and XDG_RUNTIME_DIR in its runtime
     // folder) plus `env`, and waits until `ready` holds. False, with the reason, when it cannot run here.
-    bool launch(const QString& program, const QStringList& args, const QProcessEnvironment& env,
+    bool launch(const QString& program, const QStringList& args, QProcessEnvironment env,
                 const std::function<bool()>& ready, QString* whyNot);
 
     PrivateBus bus; // for a compositor that needs one; ended after the windows and the compositor

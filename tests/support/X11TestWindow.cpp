@@ -4,6 +4,7 @@
 
 bool TestWindow::start(const QString& program, const QStringList& args)
 {
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process.start(program, args);
     const QByteArray line = waitForLine(process, 10000);
     id = line.startsWith("window ") ? line.mid(7).toUInt() : 0;
