@@ -66,13 +66,10 @@ private slots:
         // bytes fit, and the next é would pass 16 KiB by one byte.
         const QString longTitle = QStringLiteral("\u00e9a").repeated(8000);
         const QString readPart = longTitle.left(2 * 5461);
-        const QString unicode =
-            QStringLiteral("Zeit \u2014 \u6642\u9593 \u2713 \u00dcn\u00efc\u00f6d\u00e9 \U0001F600");
         const QString latin1 = QStringLiteral("Caf\u00e9 in Latin-1");
         const QString plain = "probe,VerrinPlainHelper";
         // The window's arguments, then its title and application name.
         const std::tuple<QStringList, QString, QString> cases[] = {
-            {{"--class", plain, "--title", unicode}, unicode, "VerrinPlainHelper"},
             {{"--class", plain, "--title", longTitle}, readPart, "VerrinPlainHelper"},
             // WM_NAME typed STRING is Latin-1: each UTF-8 byte the helper wrote is one character.
             {{"--class", plain, "--wm-name", latin1}, QString::fromLatin1(latin1.toUtf8()), "VerrinPlainHelper"},
@@ -206,18 +203,11 @@ private slots:
         QVERIFY(!qtListens());
 
         QScreen* screen = QGuiApplication::primaryScreen();
-        const QRect before = screen->availableGeometry();
-        const QRect narrower = screen->geometry().adjusted(0, 0, -100, -50);
-        const auto setWorkArea = [&](const QRect& r) {
-            const QString value = QStringLiteral("%1,%2,%3,%4").arg(r.x()).arg(r.y()).arg(r.width()).arg(r.height());
-            return runTool("xprop", {"-root", "-f", "_NET_WORKAREA", "32c", "-set", "_NET_WORKAREA", value}) &&
-                   QTest::qWaitFor([&] {
-                       platform->foregroundWindow(); // a probe reads what the server announced
-                       return screen->availableGeometry() == r;
-                   });
-        };
-        QVERIFY(setWorkArea(narrower));
-        QVERIFY(setWorkArea(before));
+        const QRect narrower = screen->geometry().adjusted(0, 0, -100, -50); // the one screen starts at 0,0
+        const QString value = QStringLiteral("0,0,%1,%2").arg(narrower.width()).arg(narrower.height());
+        QVERIFY(runTool("xprop", {"-root", "-f", "_NET_WORKAREA", "32c", "-set", "_NET_WORKAREA", value}));
+        // A probe reads what the server announced.
+        QTRY_COMPARE((platform->foregroundWindow(), screen->availableGeometry()), narrower);
 
         platform.reset();
         QVERIFY(qtListens());

@@ -60,10 +60,7 @@ bool HeadlessKWin::activate(const QString& caption)
                             "[0]) v6 ? (workspace.activeWindow = w) : (workspace.activeClient = w);\n";
     const QString name = QStringLiteral("verrin-test-%1").arg(++scripts);
     const QString file = runtime.filePath(name + ".js");
-    if (!writeFile(file, text)) {
-        return false;
-    }
-    const QDBusMessage loaded = scripting("loadScript", {file, name});
+    const QDBusMessage loaded = writeFile(file, text) ? scripting("loadScript", {file, name}) : QDBusMessage();
     return loaded.type() == QDBusMessage::ReplyMessage && loaded.arguments().value(0).toInt() >= 0 &&
            scripting("start", {}).type() == QDBusMessage::ReplyMessage;
 }
