@@ -108,9 +108,8 @@ private slots:
         QCOMPARE(platform->foregroundWindow().title, QStringLiteral("After \u2192 change"));
         QCOMPARE(xcb_no_operation(conn).sequence - beforeTitle, 3u);
         QVERIFY(!platform->answerMayHaveChanged());
-        // Other properties of the front window change all the time; they cost no request and announce
-        // nothing (GTK sets the user time at every key press). The round trip makes sure the change's event
-        // is in before the probe.
+        // Other properties of the front window change all the time (GTK's user time at every key press); they
+        // cost no request and announce nothing. The round trip makes sure the change's event is in first.
         QVERIFY(setProperty(other, "_NET_WM_USER_TIME", "32c", "1"));
         const auto cookie = xcb_get_input_focus(conn);
         free(xcb_get_input_focus_reply(conn, cookie, nullptr));

@@ -58,11 +58,7 @@ bool WaylandTestWindows::open(const QString& appId, const QString& title)
     window->setProcessEnvironment(environment);
     window->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     window->start(program, {appId, title});
-    const bool mapped = waitForLine(*window, timeoutMs) == "mapped";
-    if (!mapped) {
-        qWarning() << "the test window" << appId << "did not map";
-    }
-    return mapped;
+    return waitForLine(*window, timeoutMs) == "mapped";
 }
 
 void WaylandTestWindows::close(const QString& appId)
