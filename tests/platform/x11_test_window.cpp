@@ -57,9 +57,8 @@ int main(int argc, char** argv)
     }
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(conn)).data; // run-x11.sh has one screen
     window = xcb_generate_id(conn);
-    const uint32_t background[] = {screen->white_pixel};
     xcb_create_window(conn, XCB_COPY_FROM_PARENT, window, screen->root, 100, 100, 320, 200, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, background);
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
 
     std::replace(wmClass.begin(), wmClass.end(), ',', '\0'); // "instance\0class\0"
     setProperty(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8, uint32_t(wmClass.size() + 1), wmClass.c_str());
