@@ -164,6 +164,7 @@ private slots:
         QCOMPARE(focus(), window->id); // also makes sure the deletion's event is in
 
         QCOMPARE(platform->foregroundWindow().title, QStringLiteral("Focused"));
+        QCOMPARE(platform->lastWindow(), window->id);
     }
 
     void idleGrowsAndResets()
