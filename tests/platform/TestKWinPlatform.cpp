@@ -9,7 +9,6 @@ class TestKWinPlatform : public QObject
 
 private:
     HeadlessKWin kwin{QStringLiteral(WAYLAND_TEST_WINDOW)};
-    QTemporaryDir applications;
     std::unique_ptr<KWinPlatform> platform;
 
 private slots:
@@ -19,10 +18,9 @@ private slots:
         if (!kwin.start(&whyNot)) {
             QSKIP(qPrintable(whyNot));
         }
-        QVERIFY(writeEditorEntry(applications.path()));
-        platform =
-            std::make_unique<KWinPlatform>(kwin.connect("verrin-kwin-platform"),
-                                           QFile::encodeName(kwin.waylandSocket()), QStringList{applications.path()});
+        platform = std::make_unique<KWinPlatform>(kwin.connect("verrin-kwin-platform"),
+                                                  QFile::encodeName(kwin.waylandSocket()),
+                                                  QStringList{kwin.windows.applications.path()});
         QVERIFY2(platform->isSupported(), qPrintable(platform->unsupportedReason()));
         QVERIFY(kwin.scripting("isScriptLoaded", {platform->pluginName()}).arguments().value(0).toBool());
         QVERIFY(kwin.windows.openEditorAndViewer());
@@ -31,8 +29,7 @@ private slots:
     void frontWindowAndItsTitle()
     {
         // KWin names the process, so an application without an entry is its executable, as on X11.
-        checkFrontWindows(kwin.windows, applications.path(),
-                          [&](const char*, const char* title) { return kwin.activate(title); },
+        checkFrontWindows(kwin.windows, [&](const char*, const char* title) { return kwin.activate(title); },
                           {{platform.get(), QFileInfo(WAYLAND_TEST_WINDOW).canonicalFilePath(), true}});
     }
 

@@ -10,7 +10,6 @@ class TestWlrootsPlatform : public QObject
 
 private:
     HeadlessSway sway{QStringLiteral(WAYLAND_TEST_WINDOW)};
-    QTemporaryDir applications;
     std::unique_ptr<WlrootsPlatform> platform; // asks sway's IPC for process ids
     std::unique_ptr<WlrootsPlatform> plain;    // what any wlroots compositor gives: app ids only
 
@@ -21,13 +20,12 @@ private slots:
         if (!sway.start(&whyNot)) {
             QSKIP(qPrintable(whyNot));
         }
-        QVERIFY(writeEditorEntry(applications.path()));
         qputenv("WAYLAND_DISPLAY", QFile::encodeName(sway.waylandSocket()));
         qputenv("XDG_SESSION_TYPE", "wayland");
         qputenv("SWAYSOCK", QFile::encodeName(sway.ipcSocket()));
-        platform = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{applications.path()});
+        platform = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{sway.windows.applications.path()});
         QVERIFY2(platform->isSupported(), qPrintable(platform->unsupportedReason()));
-        plain = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{applications.path()});
+        plain = std::make_unique<WlrootsPlatform>(QByteArray(), QStringList{sway.windows.applications.path()});
         plain->setSwaySocket(QString());
         QVERIFY(sway.windows.openEditorAndViewer());
     }
@@ -36,8 +34,7 @@ private slots:
     {
         // An app id with a desktop entry is recorded under the entry. Without one, the executable
         // when sway names the process, else the app id.
-        checkFrontWindows(sway.windows, applications.path(),
-                          [&](const char* appId, const char*) { return sway.focus(appId); },
+        checkFrontWindows(sway.windows, [&](const char* appId, const char*) { return sway.focus(appId); },
                           {{platform.get(), QFileInfo(WAYLAND_TEST_WINDOW).canonicalFilePath(), true},
                            {plain.get(), "wayland-app-id:verrin-test-viewer", false}});
     }

@@ -1,7 +1,6 @@
 // wayland_test_window APP_ID TITLE: prints "mapped" once shown; "title TEXT" on stdin retitles, end of input quits.
 #include <QFile>
 #include <QGuiApplication>
-#include <QPainter>
 #include <QRasterWindow>
 #include <QSocketNotifier>
 
@@ -10,7 +9,6 @@
 class Window : public QRasterWindow
 {
 protected:
-    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(QRect(QPoint(0, 0), size()), Qt::darkCyan); }
     void exposeEvent(QExposeEvent* event) override
     {
         QRasterWindow::exposeEvent(event);

@@ -1,16 +1,15 @@
 // A bare X11 window whose properties the test chooses, in a process of its own:
 //   x11_test_window [--title T] [--wm-name T] [--class INSTANCE,CLASS] [--no-pid] [--icon]
 //
-// --wm-name sets WM_NAME (typed STRING) instead of _NET_WM_NAME. Prints "window <id>" once mapped, then
-// answers "ok" to each command on stdin once the server has it: "title <text>", "user-time", "unmap",
-// "map".
+// --wm-name sets WM_NAME (typed STRING) instead of _NET_WM_NAME. Prints "window <id>" once mapped and
+// lives until its input ends; the tests change the window from outside (xprop, xdotool).
 #include <xcb/xcb.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <limits>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -53,21 +52,18 @@ int main(int argc, char** argv)
 
     conn = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(conn)) {
-        std::fprintf(stderr, "x11_test_window: cannot open the display\n");
+        std::cerr << "x11_test_window: cannot open the display" << std::endl;
         return 1;
     }
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(conn)).data; // run-x11.sh has one screen
     window = xcb_generate_id(conn);
-    const uint32_t background[] = {screen->white_pixel};
     xcb_create_window(conn, XCB_COPY_FROM_PARENT, window, screen->root, 100, 100, 320, 200, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, background);
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
 
-    const xcb_atom_t utf8 = atom("UTF8_STRING");
-    const xcb_atom_t netWmName = atom("_NET_WM_NAME");
     std::replace(wmClass.begin(), wmClass.end(), ',', '\0'); // "instance\0class\0"
     setProperty(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8, uint32_t(wmClass.size() + 1), wmClass.c_str());
     if (wmName.empty()) {
-        setProperty(netWmName, utf8, 8, uint32_t(title.size()), title.data());
+        setProperty(atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8, uint32_t(title.size()), title.data());
     } else {
         setProperty(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, uint32_t(wmName.size()), wmName.data());
     }
@@ -76,32 +72,18 @@ int main(int argc, char** argv)
         setProperty(atom("_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, 1, &pid);
     }
     if (withIcon) {
-        // A 16x16 red and a 48x48 blue image: the backend should prefer the one of at least 32 pixels.
+        // A 16 and a 48 pixel image: the backend should prefer the one of at least 32 pixels.
         std::vector<uint32_t> data;
         for (uint32_t size : {16u, 48u}) {
             data.insert(data.end(), {size, size});
-            data.insert(data.end(), size * size, size == 16 ? 0xffff0000u : 0xff0000ffu);
+            data.insert(data.end(), size * size, 0xff0000ffu);
         }
         setProperty(atom("_NET_WM_ICON"), XCB_ATOM_CARDINAL, 32, uint32_t(data.size()), data.data());
     }
     xcb_map_window(conn, window);
-    for (std::string line = "window " + std::to_string(window);; line = "ok") {
-        free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr)); // a round trip
-        std::cout << line << std::endl;
-        if (!std::getline(std::cin, line)) {
-            break;
-        }
-        if (line.rfind("title ", 0) == 0) {
-            setProperty(netWmName, utf8, 8, uint32_t(line.size() - 6), line.data() + 6);
-        } else if (line == "user-time") {
-            const uint32_t time = 1; // what GTK sets at every key press
-            setProperty(atom("_NET_WM_USER_TIME"), XCB_ATOM_CARDINAL, 32, 1, &time);
-        } else if (line == "unmap") {
-            xcb_unmap_window(conn, window);
-        } else if (line == "map") {
-            xcb_map_window(conn, window);
-        }
-    }
+    free(xcb_get_input_focus_reply(conn, xcb_get_input_focus(conn), nullptr)); // a round trip
+    std::cout << "window " << window << std::endl;
+    std::cin.ignore(std::numeric_limits<std::streamsize>::max());
     xcb_disconnect(conn);
     return 0;
 }

@@ -36,14 +36,10 @@ void IdleMonitorStandIn::idleFor(qint64 ms)
         idleMs = ms;
         for (auto it = watches.begin(); it != watches.end();) {
             const bool active = it.value() == 0;
-            if ((active && back) || (!active && quint64(ms) >= it.value() && !firedIdle.contains(it.key()))) {
+            if (active ? back : quint64(ms) >= it.value()) {
                 emit WatchFired(it.key());
-                firedIdle.append(it.key());
             }
             it = active && back ? watches.erase(it) : std::next(it);
-        }
-        if (ms == 0) {
-            firedIdle.clear();
         }
     });
 }
@@ -80,10 +76,6 @@ DesktopStandIns::DesktopStandIns(const QString& address, int services)
 
 DesktopStandIns::~DesktopStandIns()
 {
-    for (const char* path :
-         {"/Scripting", "/com/verrin/VerrinPlus/ActiveWindow", "/org/gnome/Mutter/IdleMonitor/Core"}) {
-        connection.unregisterObject(QString::fromLatin1(path));
-    }
     for (QObject* object : std::initializer_list<QObject*>{&kwin, &shell, &idle}) {
         QMetaObject::invokeMethod(
             object, [object] { delete object; }, Qt::BlockingQueuedConnection);

@@ -78,7 +78,7 @@ class IdleMonitorStandIn : public QObject
 
 public:
     // The user has not touched anything for `ms` (0: is back): idle watches of that length or less
-    // fire once; on return the user-active watches fire and are gone.
+    // fire; on return the user-active watches fire and are gone. Tests go idle only from being back.
     void idleFor(qint64 ms);
     int watchCount();
 
@@ -101,7 +101,6 @@ private:
     qint64 idleMs = 0;
     uint nextId = 1;
     QHash<uint, quint64> watches; // id → interval; 0 for user-active watches
-    QList<uint> firedIdle;
 };
 
 class DesktopStandIns
@@ -110,7 +109,6 @@ public:
     // The services to stand in for (KWin may refuse scripts).
     static constexpr int KWin = 1, GnomeShell = 2, IdleMonitor = 4, KWinRefusesScripts = 8;
 
-    // Registers the chosen services on the bus at `address`.
     DesktopStandIns(const QString& address, int services);
     ~DesktopStandIns();
     bool isReady() const { return ready; }
@@ -121,12 +119,10 @@ private:
     QString connectionName;
     QDBusConnection connection;
     QThread thread;
+    bool ready = false;
 
 public:
     KWinScriptingStandIn& kwin;
     GnomeShellExtensionStandIn& shell;
     IdleMonitorStandIn& idle;
-
-private:
-    bool ready = false;
 };

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "DesktopStandIns.h"
 #include "WaylandTestWindows.h"
 
 #include <QDBusMessage>
@@ -10,7 +9,6 @@ class HeadlessKWin : public HeadlessCompositor
 {
 public:
     using HeadlessCompositor::HeadlessCompositor;
-    ~HeadlessKWin();
 
     // Starts the bus and KWin and waits until KWin takes scripts. False, with the reason, when KWin
     // cannot run here.
@@ -23,6 +21,5 @@ public:
     bool activate(const QString& caption);
 
 private:
-    PrivateBus bus;
     int scripts = 0;
 };

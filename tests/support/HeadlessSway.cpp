@@ -6,12 +6,12 @@
 #include <unistd.h>
 
 namespace {
-// As root: setpriv arguments to run sway as an unprivileged user owning `runtime`; an error if that fails.
-QString dropPrivileges(const QString& runtime, QStringList* setpriv)
+// As root: setpriv arguments to run sway as an unprivileged user owning `runtime`; false if that fails.
+bool dropPrivileges(const QString& runtime, QStringList* setpriv, QString* whyNot)
 {
     const char* const name = "verrin-wayland-test";
     if (::geteuid() != 0) {
-        return {};
+        return true;
     }
     if (!::getpwnam(name)) {
         // Another test may create the user at the same moment, so only its absence fails.
@@ -20,11 +20,12 @@ QString dropPrivileges(const QString& runtime, QStringList* setpriv)
     }
     const passwd* user = ::getpwnam(name);
     if (!user || ::chown(QFile::encodeName(runtime).constData(), user->pw_uid, user->pw_gid) != 0) {
-        return "cannot create the user " + QString(name) + " or hand it the runtime folder";
+        *whyNot = "sway cannot start: cannot create the user " + QString(name) + " or hand it the runtime folder";
+        return false;
     }
     *setpriv = QStringList{QStringLiteral("--reuid=%1").arg(user->pw_uid),
                            QStringLiteral("--regid=%1").arg(user->pw_gid), "--clear-groups", "--", "sway"};
-    return {};
+    return true;
 }
 } // namespace
 
@@ -35,8 +36,7 @@ bool HeadlessSway::start(QString* whyNot)
         return false;
     }
     QStringList setpriv;
-    if (const QString error = dropPrivileges(runtime.path(), &setpriv); !error.isEmpty()) {
-        *whyNot = "sway cannot start: " + error;
+    if (!dropPrivileges(runtime.path(), &setpriv, whyNot)) {
         return false;
     }
     const QString config = runtime.filePath("config");
@@ -45,13 +45,12 @@ bool HeadlessSway::start(QString* whyNot)
     env.insert("WLR_BACKENDS", "headless");
     env.insert("WLR_LIBINPUT_NO_DEVICES", "1");
     env.insert("WLR_RENDERER", "pixman");
-    const auto socket = [this](const QString& pattern) {
+    const auto socket = [this](const QString& pattern) { // not the socket's lock file beside it
         const QStringList names = QDir(runtime.path()).entryList({pattern}, QDir::System | QDir::Files);
-        const auto it = std::find_if(names.begin(), names.end(), [](const QString& n) { return !n.endsWith(".lock"); });
-        return it == names.end() ? QString() : runtime.filePath(*it);
+        return names.isEmpty() ? QString() : runtime.filePath(names.first());
     };
     const auto listening = [&] {
-        wayland = socket("wayland-*");
+        wayland = socket("wayland-?");
         ipc = socket("sway-ipc.*.sock");
         return !wayland.isEmpty() && !ipc.isEmpty();
     };

@@ -13,7 +13,7 @@ public:
     void stop() { endProcess(compositor); }
 
     QString ipcSocket() const { return ipc; }
-    // An environment for Wayland clients of this sway: the test's own plus the sockets.
+    // An environment for Wayland clients of this sway: the test's own plus the sockets, Qt on Wayland.
     QProcessEnvironment clientEnvironment() const { return windows.environment; }
     bool focus(const QString& appId);
 

@@ -14,11 +14,11 @@ constexpr char editorTitle[] = "Notes — draft 1";
 constexpr char viewerTitle[] = "Report 'Q3' \"final\"";
 } // namespace
 
-void checkFrontWindows(WaylandTestWindows& windows, const QString& applications,
+void checkFrontWindows(WaylandTestWindows& windows,
                        const std::function<bool(const char* appId, const char* title)>& toFront,
                        const QList<std::tuple<Platform*, QString, bool>>& backends)
 {
-    const QString entry = applications + "/verrin-test-editor.desktop";
+    const QString entry = windows.applications.filePath("verrin-test-editor.desktop");
     for (const auto& [appId, title] :
          {std::pair{"verrin-test-editor", editorTitle}, std::pair{"verrin-test-viewer", viewerTitle},
           std::pair{"verrin-test-editor", editorTitle}}) {
@@ -27,7 +27,6 @@ void checkFrontWindows(WaylandTestWindows& windows, const QString& applications,
         for (const auto& [platform, viewerPath, knowsPid] : backends) {
             QTRY_COMPARE_WITH_TIMEOUT(platform->foregroundWindow().title, QString(title), windows.timeoutMs);
             const ForegroundWindow front = platform->foregroundWindow();
-            QVERIFY(front.valid);
             QCOMPARE(front.name, editor ? QString("Test Editor") : QString(appId));
             QCOMPARE(front.path, editor ? entry : viewerPath);
             QCOMPARE(front.pid, knowsPid ? windows.pid(appId) : 0);
@@ -42,7 +41,8 @@ void checkFrontWindows(WaylandTestWindows& windows, const QString& applications,
 
 bool WaylandTestWindows::openEditorAndViewer()
 {
-    return open("verrin-test-editor", editorTitle) && open("verrin-test-viewer", viewerTitle);
+    return writeEditorEntry(applications.path()) && open("verrin-test-editor", editorTitle) &&
+           open("verrin-test-viewer", viewerTitle);
 }
 
 void WaylandTestWindows::closeAll()
@@ -55,17 +55,10 @@ void WaylandTestWindows::closeAll()
 bool WaylandTestWindows::open(const QString& appId, const QString& title)
 {
     QProcess* window = (windows[appId] = std::make_unique<QProcess>()).get();
-    QProcessEnvironment env = environment;
-    env.insert("QT_QPA_PLATFORM", "wayland");
-    window->setProcessEnvironment(env);
+    window->setProcessEnvironment(environment);
     window->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     window->start(program, {appId, title});
-    if (!QTest::qWaitFor([&] { return window->canReadLine() || window->state() == QProcess::NotRunning; }, timeoutMs) ||
-        !window->readLine().startsWith("mapped")) {
-        qWarning() << "the test window" << appId << "did not map";
-        return false;
-    }
-    return true;
+    return waitForLine(*window, timeoutMs) == "mapped";
 }
 
 void WaylandTestWindows::close(const QString& appId)
@@ -80,14 +73,13 @@ HeadlessCompositor::~HeadlessCompositor()
     endProcess(compositor);
 }
 
-bool HeadlessCompositor::launch(const QString& program, const QStringList& args, const QProcessEnvironment& env,
+bool HeadlessCompositor::launch(const QString& program, const QStringList& args, QProcessEnvironment env,
                                 const std::function<bool()>& ready, QString* whyNot)
 {
-    QProcessEnvironment all = env;
-    all.insert("PATH", qEnvironmentVariable("PATH"));
-    all.insert("HOME", runtime.path());
-    all.insert("XDG_RUNTIME_DIR", runtime.path());
-    compositor.setProcessEnvironment(all);
+    env.insert("PATH", qEnvironmentVariable("PATH"));
+    env.insert("HOME", runtime.path());
+    env.insert("XDG_RUNTIME_DIR", runtime.path());
+    compositor.setProcessEnvironment(env);
     compositor.setProcessChannelMode(QProcess::MergedChannels);
     compositor.start(program, args);
     if (!QTest::qWaitFor([&] { return ready() || compositor.state() == QProcess::NotRunning; }, windows.timeoutMs) ||
@@ -98,6 +90,7 @@ bool HeadlessCompositor::launch(const QString& program, const QStringList& args,
     }
     windows.environment = QProcessEnvironment::systemEnvironment();
     windows.environment.insert("WAYLAND_DISPLAY", wayland);
+    windows.environment.insert("QT_QPA_PLATFORM", "wayland");
     windows.environment.insert("XDG_RUNTIME_DIR", clientRuntime.path());
     windows.environment.remove("DISPLAY");
     return true;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DesktopStandIns.h"
 #include "TestTools.h"
 
 #include <QDir>
@@ -17,10 +18,10 @@ bool writeEditorEntry(const QString& folder);
 
 class Platform;
 class WaylandTestWindows;
-// Brings the editor (its entry in `applications`), the viewer and the editor again to the front with
+// Brings the editor (its entry in `windows.applications`), the viewer and the editor again to the front with
 // `toFront(appId, title)`, then retitles the editor, and checks what each backend records meanwhile:
 // {the backend, its path of the viewer (a window without an entry), whether it knows the windows' pids}.
-void checkFrontWindows(WaylandTestWindows& windows, const QString& applications,
+void checkFrontWindows(WaylandTestWindows& windows,
                        const std::function<bool(const char* appId, const char* title)>& toFront,
                        const QList<std::tuple<Platform*, QString, bool>>& backends);
 
@@ -33,7 +34,7 @@ public:
 
     // Starts a window and waits until it says it is mapped.
     bool open(const QString& appId, const QString& title);
-    // The editor and the viewer checkFrontWindows brings to the front.
+    // The editor (with its entry in `applications`) and the viewer checkFrontWindows brings to the front.
     bool openEditorAndViewer();
     qint64 pid(const QString& appId) const { return windows.at(appId)->processId(); }
     void retitle(const QString& appId, const QString& title)
@@ -43,9 +44,10 @@ public:
     void close(const QString& appId);
     void closeAll();
 
-    // Set by the compositor: the clients' environment and how long a window may take to map.
+    // Set by the compositor: the clients' environment (Qt on Wayland) and how long a window may take to map.
     QProcessEnvironment environment;
     int timeoutMs = 20000;
+    QTemporaryDir applications;
 
 private:
     QString program;
@@ -67,9 +69,10 @@ public:
 protected:
     // Starts the compositor with a bare environment (PATH, and HOME and XDG_RUNTIME_DIR in its runtime
     // folder) plus `env`, and waits until `ready` holds. False, with the reason, when it cannot run here.
-    bool launch(const QString& program, const QStringList& args, const QProcessEnvironment& env,
+    bool launch(const QString& program, const QStringList& args, QProcessEnvironment env,
                 const std::function<bool()>& ready, QString* whyNot);
 
+    PrivateBus bus; // for a compositor that needs one; ended after the windows and the compositor
     QTemporaryDir runtime{QDir::tempPath() + "/verrin-compositor-XXXXXX"};
     QTemporaryDir clientRuntime;
     QProcess compositor;

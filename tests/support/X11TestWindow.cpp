@@ -1,19 +1,14 @@
 #include "X11TestWindow.h"
 
-#include "WaylandTestWindows.h"
+#include "TestTools.h"
 
 bool TestWindow::start(const QString& program, const QStringList& args)
 {
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process.start(program, args);
     const QByteArray line = waitForLine(process, 10000);
     id = line.startsWith("window ") ? line.mid(7).toUInt() : 0;
     return id != 0;
-}
-
-bool TestWindow::command(const QString& text)
-{
-    process.write(text.toUtf8() + '\n');
-    return waitForLine(process, 10000) == "ok";
 }
 
 void TestWindow::stop()

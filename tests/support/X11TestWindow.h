@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QByteArray>
 #include <QProcess>
 #include <QStringList>
 
@@ -13,8 +12,6 @@ public:
     ~TestWindow() { stop(); }
 
     bool start(const QString& program, const QStringList& args);
-    // Sends one command ("title T", "unmap", ...) and waits (bounded) for its "ok".
-    bool command(const QString& text);
     void stop();
     qint64 pid() const { return process.processId(); }
 
