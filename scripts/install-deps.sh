@@ -20,6 +20,8 @@ packages=(
     kwin-wayland
     # desktop integration checks and TLS test certificates
     appstream desktop-file-utils openssl
+    # parses the GNOME Shell extension's JavaScript in the tests
+    nodejs
     # renders the icon sources (resources/render-icons.sh)
     librsvg2-bin
     # the password and token in the desktop keyring (Secret Service; QtKeychain loads libsecret at run

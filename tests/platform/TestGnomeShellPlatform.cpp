@@ -132,6 +132,10 @@ private slots:
         const QJsonObject metadata =
             QJsonDocument::fromJson(fileContents(GnomeShellExtension::installFolder() + "/metadata.json")).object();
         QCOMPARE(metadata.value("uuid").toString(), GnomeShellExtension::uuid());
+        const QString node = QStandardPaths::findExecutable("node");
+        if (node.isEmpty()) {
+            qWarning("node is not installed: the extension's JavaScript is not parsed");
+        }
         for (const auto& [shellMajor, source] :
              {std::pair{44, "extension-legacy.js"}, std::pair{45, "extension.js"}, std::pair{0, "extension.js"}}) {
             QString error;
@@ -142,6 +146,13 @@ private slots:
             // It exports the object the backend asks for.
             QVERIFY(installed.contains(GnomeShellPlatform::objectPath) &&
                     installed.contains(GnomeShellPlatform::interface));
+            // A syntax error would leave GNOME users with nothing recorded and nothing here to show it.
+            QTemporaryDir copy;
+            const QString asModule = copy.filePath(shellMajor == 44 ? "extension.cjs" : "extension.mjs");
+            if (!node.isEmpty()) {
+                QVERIFY(QFile::copy(GnomeShellExtension::installFolder() + "/extension.js", asModule));
+                QVERIFY(runTool(node, {"--check", asModule}));
+            }
         }
     }
 };
