@@ -74,7 +74,6 @@ private slots:
                          {"billable", "true"}}),
             "POST");
         row("capitals still post", "verrin.tasks.update", "POST", withSession({{"task_id", "1011"}}), "POST");
-        row("any other word gets", "verrin.test.null", "put", noKey, "GET");
         // The refusals that box are faults().
         row("wrong password", "verrin.auth.login", "get", {{"email", "tester@verrin.test"}, {"password", "nope"}},
             nullptr);
@@ -124,7 +123,6 @@ private slots:
             false, "*", apiBox.arg("7", "deep"));
         row("error element of an ok reply", "raw", "<rsp status=\"ok\"><error code=\"1\"/></rsp>", 0, false, true, "*",
             "");
-        row("status in capitals", "raw", "<rsp status=\"Error\"/>", 0, false, true, "*", "");
         row("HTTP 500 is told as the service failing", "http500", {}, 0, false, false, "",
             netBox + "The Verrin service failed while handling the request (HTTP 500, internal server error). Try "
                      "again later.");

@@ -56,7 +56,6 @@ class TestVerrinController : public ServiceTest
         storeCredentials();
         controller->start();
         QTRY_VERIFY_WITH_TIMEOUT(!tasks().isEmpty(), 10000);
-        QCOMPARE(window->status(), QStringLiteral("Ready"));
     }
 
     void initEach() override
@@ -113,8 +112,7 @@ private slots:
         }
         QSignalSpy changes(controller.get(), &VerrinController::signedInChanged);
         controller->start();
-        QTRY_COMPARE_WITH_TIMEOUT(window->status(), QStringLiteral("Ready"), 10000);
-        QTRY_VERIFY(!tasks().isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(!tasks().isEmpty(), 10000);
         const QStringList forms{"||-", "nobody@verrin.test|stale|Invalid email or password"};
         QCOMPARE(seen, logins == 2 ? forms : QStringList());
         QVERIFY(controller->isSignedIn());
@@ -122,8 +120,6 @@ private slots:
         QCOMPARE(changes.count(), 1);
         QCOMPARE(callsOf("verrin.auth.login"), logins);
         QCOMPARE(callsOf("verrin.projects.findByUser"), 1);
-        QCOMPARE(window->widgets.indicator->text(),
-                 QStringLiteral("Signed in as Tess Tester <img src=':/icons/res/online.png'>"));
         // A resumed session keeps its token, a new sign-in gets another; both know the user and key.
         QCOMPARE(registry().authToken() == QLatin1String("valid-token"), logins == 0);
         const ServiceUser user = registry().authUser();
@@ -148,7 +144,6 @@ private slots:
         window->widgets.logout->trigger();
         QCOMPARE(tree().topLevelItemCount(), 0);
         QVERIFY(!window->signedInWidgets() && window->widgets.login->isEnabled());
-        QCOMPARE(window->widgets.indicator->text(), Session::signedOutIndicator());
         QCOMPARE(changes.count(), 1);
         QCOMPARE(changes.at(0).at(0).toBool(), false);
         QCOMPARE(callsOf("verrin.auth.logout"), 1);
@@ -180,7 +175,6 @@ private slots:
         QVERIFY2(service->start(), qPrintable(service->error()));
         QTRY_VERIFY_WITH_TIMEOUT(!tasks().isEmpty(), 10000);
         QVERIFY(window->signedInWidgets());
-        QCOMPARE(window->status(), QStringLiteral("Ready"));
 
         // Gone while signed in, and back: the session goes on without a second sign-in.
         service->stop();
