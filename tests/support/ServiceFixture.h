@@ -15,9 +15,9 @@ public:
     {
         int ms = 0;    // delay before the fault (or the normal reply) is played
         int times = 0; // 0 = every call until cleared
-        QString code;
-        QString message;
-        QByteArray body;    // the reply of a "raw" fault, sent as it is
+        QString code{};
+        QString message{};
+        QByteArray body{};  // the reply of a "raw" fault, sent as it is
         bool after = false; // carry the call out, then play the fault
     };
 

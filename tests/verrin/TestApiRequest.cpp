@@ -142,11 +142,10 @@ private slots:
     void faults()
     {
         QFETCH(Fault, c);
-        ServiceFixture::FaultOptions options;
-        options.ms = c.delayMs;
-        options.body = c.body;
-        options.code = QStringLiteral("42");
-        options.message = QStringLiteral("Böse Überraschung");
+        const ServiceFixture::FaultOptions options{.ms = c.delayMs,
+                                                   .code = QStringLiteral("42"),
+                                                   .message = QStringLiteral("Böse Überraschung"),
+                                                   .body = c.body};
         QVERIFY(service->setFault(QStringLiteral("verrin.test.null"), c.kind, options));
         // A small limit stands in for the real one, far above any reply.
         ApiRequest::setMaxReplyBytes(1024 * 1024);

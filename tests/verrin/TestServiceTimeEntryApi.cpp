@@ -130,12 +130,10 @@ private slots:
         QFETCH(QString, expected);
         QFETCH(QString, message);
 
-        ServiceFixture::FaultOptions options;
-        options.body = body;
         if (kind.isEmpty())
             service->stop();
         else
-            QVERIFY(service->setFault(method, kind, options));
+            QVERIFY(service->setFault(method, kind, {.body = body}));
         QString id;
         ServiceEntryInfo info;
         CallOutcome outcome;
@@ -212,11 +210,8 @@ private slots:
         if (unlinking)
             QVERIFY(linking->link(firstDay, "1000", QString()).linked);
 
-        ServiceFixture::FaultOptions options;
-        options.after = after;
-        options.times = 1;
-        options.ms = kind == QLatin1String("delay") ? 120000 : 0;
-        QVERIFY(service->setFault(method, kind, options));
+        const int delayMs = kind == QLatin1String("delay") ? 120000 : 0;
+        QVERIFY(service->setFault(method, kind, {.ms = delayMs, .times = 1, .after = after}));
         QVERIFY(service->clearRequests());
         // Unlinking the first row only shortens its entry; both rows delete it.
         const QStringList target = method.endsWith(QLatin1String("update")) ? firstDay.mid(0, 1) : firstDay;

@@ -92,10 +92,9 @@ private slots:
     {
         QFETCH(int, failures);
         QFETCH(bool, expected);
-        ServiceFixture::FaultOptions options;
-        options.times = qMax(0, failures);
         if (failures != 0)
-            QVERIFY(service->setFault(QStringLiteral("verrin.test.null"), QStringLiteral("http500"), options));
+            QVERIFY(service->setFault(QStringLiteral("verrin.test.null"), QStringLiteral("http500"),
+                                      {.times = qMax(0, failures)}));
         auto session = makeSession();
         session->setRetryInterval(20);
         QCOMPARE(session->initNetwork(), expected);
@@ -137,10 +136,8 @@ private slots:
     {
         QFETCH(Login, c);
         const bool expected = !c.indicator.isEmpty();
-        ServiceFixture::FaultOptions once;
-        once.times = 1;
         if (c.transportFails)
-            QVERIFY(service->setFault(QStringLiteral("verrin.auth.login"), QStringLiteral("http500"), once));
+            QVERIFY(service->setFault(QStringLiteral("verrin.auth.login"), QStringLiteral("http500"), {.times = 1}));
 
         storeCredentials(c.storedUser, c.storedPassword);
         FakeLoginPrompt form;

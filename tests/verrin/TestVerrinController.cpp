@@ -32,7 +32,6 @@ struct Window
     }
 
     QString status() const { return widgets.statusBar->currentMessage(); }
-    bool signedInWidgets() const { return !widgets.login->isEnabled() && widgets.logout->isEnabled(); }
 
     QMainWindow window;
     VerrinWidgets widgets;
@@ -116,7 +115,6 @@ private slots:
         const QStringList forms{"||-", "nobody@verrin.test|stale|Invalid email or password"};
         QCOMPARE(seen, logins == 2 ? forms : QStringList());
         QVERIFY(controller->isSignedIn());
-        QVERIFY(window->signedInWidgets());
         QCOMPARE(changes.count(), 1);
         QCOMPARE(callsOf("verrin.auth.login"), logins);
         QCOMPARE(callsOf("verrin.projects.findByUser"), 1);
@@ -143,7 +141,6 @@ private slots:
         QSignalSpy changes(controller.get(), &VerrinController::signedInChanged);
         window->widgets.logout->trigger();
         QCOMPARE(tree().topLevelItemCount(), 0);
-        QVERIFY(!window->signedInWidgets() && window->widgets.login->isEnabled());
         QCOMPARE(changes.count(), 1);
         QCOMPARE(changes.at(0).at(0).toBool(), false);
         QCOMPARE(callsOf("verrin.auth.logout"), 1);
@@ -174,7 +171,6 @@ private slots:
         // Back on the same address: the sign-in start-up could not make happens now.
         QVERIFY2(service->start(), qPrintable(service->error()));
         QTRY_VERIFY_WITH_TIMEOUT(!tasks().isEmpty(), 10000);
-        QVERIFY(window->signedInWidgets());
 
         // Gone while signed in, and back: the session goes on without a second sign-in.
         service->stop();
