@@ -8,6 +8,8 @@
 #include "verrin/LinkTimeDialog.h"
 #include "verrin/ServiceXml.h"
 
+#include <QPlainTextEdit>
+
 namespace {
 QList<int> taskIds(const Catalogue& catalogue)
 {
@@ -230,34 +232,20 @@ private slots:
 
     void addTaskDialogOffersTheCatalogue()
     {
+        // Known ids are the tree's to pass (below); unknown ones fall back to the first entries.
         AddTaskDialog dialog;
         dialog.populateData(sampleCatalogue());
         auto* projects = dialog.findChild<QComboBox*>("cbProjects");
-        auto* lists = dialog.findChild<QComboBox*>("cbTaskLists");
         QCOMPARE(comboTexts(projects), (QStringList{"Website Relaunch", "Mobile App", "Café Menü"}));
-        dialog.projectId = 102;
-        dialog.tasklistId = 204;
-        dialog.name = QStringLiteral("Offline mode");
-        dialog.description = QStringLiteral("Two\nlines");
-        dialog.billable = true;
+        dialog.projectId = 999;
+        dialog.tasklistId = 999;
         dialog.putData();
         dialog.getData();
-        QCOMPARE(QPair(dialog.projectId, dialog.tasklistId), QPair(102, 204));
-        QCOMPARE(dialog.name + '|' + dialog.description, QStringLiteral("Offline mode|Two\nlines"));
-        QVERIFY(dialog.billable);
+        QCOMPARE(QPair(dialog.projectId, dialog.tasklistId), QPair(101, 201));
         // Choosing another project offers its lists.
         projects->setCurrentIndex(2);
         dialog.on_cbProjects_activated(2);
-        QCOMPARE(comboTexts(lists), QStringList{"Übersetzung"});
-
-        // Unknown ids fall back to the first entries.
-        AddTaskDialog fresh;
-        fresh.populateData(sampleCatalogue());
-        fresh.projectId = 999;
-        fresh.tasklistId = 999;
-        fresh.putData();
-        fresh.getData();
-        QCOMPARE(QPair(fresh.projectId, fresh.tasklistId), QPair(101, 201));
+        QCOMPARE(comboTexts(dialog.findChild<QComboBox*>("cbTaskLists")), QStringList{"Übersetzung"});
         AddTaskListDialog listDialog;
         listDialog.populateData(sampleCatalogue());
         listDialog.putData();
@@ -300,10 +288,14 @@ private slots:
         QSignalSpy taskSpy(tree.get(), &ProjectsTree::signalAddTask);
         tree->setCurrentItem(tree->locateTask(101, 202, 305));
         // The dialog opens on the selected task's list; the name untouched, the suggestion is submitted.
-        onNextModal([](QWidget* dialog) { press(dialog, QDialogButtonBox::Ok); });
+        onNextModal([](QWidget* dialog) {
+            dialog->findChild<QPlainTextEdit*>("textTaskDescription")->setPlainText(QStringLiteral("Two\nlines"));
+            dialog->findChild<QCheckBox*>("checkBillable")->setChecked(true);
+            press(dialog, QDialogButtonBox::Ok);
+        });
         tree->onMenuAddTask();
         QCOMPARE(taskSpy.size(), 1);
-        QCOMPARE(taskSpy.first(), (QVariantList{101, 202, "Task Name", "", false}));
+        QCOMPARE(taskSpy.first(), (QVariantList{101, 202, "Task Name", "Two\nlines", true}));
         tree->taskAdded(101, 202, 400, QStringLiteral("Task Name"), QString(), false);
         QVERIFY(tree->locateTask(101, 202, 400));
         QVERIFY(!tree->locateTask(101, 202, 400)->icon(0).pixmap(16).isNull());
