@@ -76,9 +76,7 @@ bool ServiceFixture::control(const char* command, const QByteArray& form, QByteA
         *reply = networkReply->readAll();
     if (!ok)
         lastError = QStringLiteral("control %1 failed: %2").arg(QLatin1String(command), networkReply->errorString());
-    networkReply->abort();
-    delete networkReply;
-    return ok;
+    return ok; // the manager takes its reply with it
 }
 
 bool ServiceFixture::setFault(const QString& method, const QString& kind, const FaultOptions& options)
@@ -97,9 +95,8 @@ bool ServiceFixture::setFault(const QString& method, const QString& kind, const 
 
 QJsonArray ServiceFixture::receivedRequests()
 {
-    QByteArray json;
-    if (!control("requests", QByteArray(), &json))
-        return QJsonArray();
+    QByteArray json; // stays empty, so no calls, if the service cannot be asked
+    control("requests", QByteArray(), &json);
     return QJsonDocument::fromJson(json).array();
 }
 

@@ -24,8 +24,6 @@ public:
     // The service with the test seed; extraArguments go on its command line.
     explicit ServiceFixture(const QStringList& extraArguments = {});
     ~ServiceFixture() { stop(); }
-    ServiceFixture(const ServiceFixture&) = delete;
-    ServiceFixture& operator=(const ServiceFixture&) = delete;
 
     // False, with the reason in error(), when the service did not come up.
     bool isRunning() const { return process.state() == QProcess::Running && listenPort != 0; }

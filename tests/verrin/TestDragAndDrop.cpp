@@ -25,13 +25,12 @@ public:
     std::function<Qt::DropAction(QDrag*)> target;
     int drags = 0;
     EntriesDragPayload payload;
-    bool payloadRead = false;
 
 protected:
     Qt::DropAction execDrag(QDrag* drag) override
     {
         ++drags;
-        payloadRead = payload.fromMimeData(drag->mimeData());
+        payload.fromMimeData(drag->mimeData());
         return target ? target(drag) : Qt::IgnoreAction;
     }
 };
@@ -206,7 +205,6 @@ private slots:
         select(indexes);
         view->startDrag(Qt::MoveAction);
         QCOMPARE(view->drags, 1);
-        QVERIFY(view->payloadRead);
         QStringList sent = view->payload.entryIds;
         std::sort(sent.begin(), sent.end());
         QCOMPARE(sent, ids);
