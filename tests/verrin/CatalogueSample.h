@@ -2,6 +2,7 @@
 
 // What the verrin widget tests share: the sample catalogue, the widgets they reach into, and finders.
 #include "TestKit.h"
+#include "TestTools.h"
 #include "verrin/ProjectsCatalogue.h"
 #include "verrin/ProjectsTree.h"
 
@@ -17,10 +18,7 @@
 // The sample catalogue as the transport hands it over: the reply's bytes, one character each.
 inline QString sampleCatalogueReply()
 {
-    QFile file(QStringLiteral(VERRIN_SERVICE_TEST_DATA "/catalogue.xml"));
-    if (!file.open(QIODevice::ReadOnly))
-        qFatal("cannot read the sample catalogue");
-    return QString::fromLatin1(file.readAll());
+    return QString::fromLatin1(fileContents(QStringLiteral(VERRIN_SERVICE_TEST_DATA "/catalogue.xml")));
 }
 
 inline Catalogue sampleCatalogue()

@@ -1,6 +1,7 @@
 // ApiRequest against the local service: the wire, replies, refusals and every transport failure.
 #include "ServiceFixture.h"
 #include "TestKit.h"
+#include "TestTools.h"
 #include "verrin/ApiRequest.h"
 #include "verrin/ServiceXml.h"
 
@@ -53,8 +54,6 @@ class TestApiRequest : public ServiceTest
         *ok = request.call(method, verb, params, reply, true);
         return reply;
     }
-
-    void initEach() override { ApiRequest::setDefaultTimeout(ApiRequest::defaultTimeoutMs); }
 
 private slots:
     void calls_data()
@@ -153,15 +152,11 @@ private slots:
 
     void selfSignedCertificateFails()
     {
-        // A self-signed certificate for 127.0.0.1; the process is ended on leaving if still running.
+        // A self-signed certificate for 127.0.0.1.
         QTemporaryDir folder;
-        QProcess openssl;
-        openssl.start("openssl",
-                      {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1",
-                       "-keyout", folder.filePath("key.pem"), "-out", folder.filePath("cert.pem")});
-        QVERIFY(openssl.waitForFinished(60000));
-        QVERIFY2(openssl.exitStatus() == QProcess::NormalExit && openssl.exitCode() == 0,
-                 openssl.readAllStandardError().constData());
+        QVERIFY(
+            runTool("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1",
+                                "-keyout", folder.filePath("key.pem"), "-out", folder.filePath("cert.pem")}));
         ServiceFixture secure({"--tls-cert", folder.filePath("cert.pem"), "--tls-key", folder.filePath("key.pem")});
         QVERIFY2(secure.isRunning(), qPrintable(secure.error()));
         registry().setApiBaseUrl(secure.baseUrl());
