@@ -9,7 +9,6 @@
 #include <QDrag>
 #include <QDragEnterEvent>
 #include <QMimeData>
-#include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QtEndian>
 
@@ -224,22 +223,6 @@ private slots:
         select({model->findItemIndex("hour", "hour", "9")});
         view->startDrag(Qt::MoveAction);
         QCOMPARE(view->drags, 0);
-    }
-
-    void pressingOnARowAndMovingStartsTheDrag()
-    {
-        view->resize(500, 400);
-        view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-        const QPoint start = view->visualRect(model->findItemIndex("entry", "title", "make")).center();
-        const QPoint end = start + QPoint(0, QApplication::startDragDistance() + 2);
-        QTest::mousePress(view->viewport(), Qt::LeftButton, {}, start);
-        QMouseEvent move(QEvent::MouseMove, end, view->viewport()->mapToGlobal(end), Qt::NoButton, Qt::LeftButton,
-                         Qt::NoModifier);
-        QCoreApplication::sendEvent(view->viewport(), &move);
-        QCOMPARE(view->drags, 1);
-        QCOMPARE(view->payload.entryIds, QStringList{"4"});
-        QTest::mouseRelease(view->viewport(), Qt::LeftButton, {}, end);
     }
 
     void dropsOffTasksAreRefused()
