@@ -121,8 +121,6 @@ private slots:
                      "again later.");
         row("answer over the size limit", "raw", "<rsp status=\"ok\">" + QByteArray(2 * 1024 * 1024, 'x') + "</rsp>", 0,
             false, false, "", netBox + "The Verrin service sent an answer larger than 1 MiB; it was not read.");
-        row("connection reset", "reset", {}, 0, false, false, "",
-            netBox + ApiRequest::networkErrorMessage(QNetworkReply::RemoteHostClosedError));
         row("connection reset, quiet", "reset", {}, 0, true, false, "", "");
         row("time-out", "delay", {}, 5000, false, false, "", "warn|Network Error|Connection Timeout");
         row("time-out, quiet", "delay", {}, 5000, true, false, "", "");

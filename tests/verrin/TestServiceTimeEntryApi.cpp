@@ -106,15 +106,14 @@ private slots:
                             const char* expected, const char* message) {
             QTest::newRow(qPrintable(name)) << method << QString(kind) << body << QString(expected) << QString(message);
         };
-        // One call function serves every method: a refusal through the two that read the answer further,
-        // each transport failure once, through getInfo.
+        // One call function serves every method: a refusal through the two that read the answer further, every
+        // other way an answer fails once.
         for (const QString method : {"addBulk", "getInfo"})
             row(method + " refused", "verrin.entries." + method, "error", {}, "refused", "code 99");
         const QString info = QStringLiteral("verrin.entries.getInfo");
         row("bare error", info, "error-bare", {}, "refused", "");
         row("HTTP 500", info, "http500", {}, "unknown", "HTTP 500");
         row("not XML", info, "raw", "<rsp status=", "unknown", "");
-        row("reset", info, "reset", {}, "unknown", "");
         row("addBulk without an entry id", "verrin.entries.addBulk", "raw",
             "<rsp status=\"ok\"><entry updated=\"x\"/></rsp>", "unknown", "no entry");
         row("getInfo without times", "verrin.entries.getInfo", "raw", "<rsp status=\"ok\"><entry id=\"500\"/></rsp>",
