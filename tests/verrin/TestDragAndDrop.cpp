@@ -13,7 +13,6 @@
 #include <QtEndian>
 
 namespace {
-const QDate kDay(2026, 11, 15);
 const char* kRefused = "ignoring drop: doesn't match criteria";
 
 // The unlinked view with the drag's own event loop replaced by the test's `target`.
@@ -104,7 +103,7 @@ private slots:
         model = std::make_unique<TreeModel>(false);
         view = std::make_unique<DragProbeTree>();
         view->setModel(model.get());
-        model->initTree(kDay, 0);
+        model->initTree(QDate(2026, 11, 15), 0);
         view->expandAll();
 
         Registry::instance()->setLoggedIn(true);
@@ -177,12 +176,10 @@ private slots:
         QTest::addColumn<QStringList>("ids");
         QTest::addColumn<int>("seconds");
         QTest::addColumn<int>("result"); // -1: moved after the day was rebuilt during the drag
-        const auto row = [](const char* name, const char* selection, const QStringList& ids, int seconds, int result) {
-            QTest::newRow(name) << QString(selection) << ids << seconds << result;
-        };
-        row("an application and one of its entries count once", "/e+plan", {"1", "2", "3"}, 193, Qt::IgnoreAction);
+        QTest::newRow("an application and one of its entries count once")
+            << QString("/e+plan") << QStringList{"1", "2", "3"} << 193 << int(Qt::IgnoreAction);
         // The rebuilt rows are still unlinked in the database, so they stay.
-        row("moved after a rebuild", "/s+plan", {"3", "4"}, 90, -1);
+        QTest::newRow("moved after a rebuild") << QString("/s+plan") << QStringList{"3", "4"} << 90 << -1;
     }
 
     void dragCarriesTheWidenedSelection()

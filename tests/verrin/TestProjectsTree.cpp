@@ -242,8 +242,6 @@ private slots:
                                                  "  Landing page", "  Contact form"}));
         // A header cannot stay selected: the task after it is taken.
         QCOMPARE(tasks->currentText(), QStringLiteral("  Homepage mockup"));
-        tasks->setCurrentIndex(3);
-        QCOMPARE(tasks->currentText(), QStringLiteral("  Landing page"));
 
         // An unknown project falls back to the first, if there is one.
         Catalogue one = sampleCatalogue();
@@ -253,10 +251,8 @@ private slots:
             fallback.populateData(catalogue);
             fallback.projectId = 999;
             fallback.taskId = 1000;
-            fallback.notes = QStringLiteral("call with \"Ann\"");
             fallback.putData();
             fallback.getData();
-            QCOMPARE(fallback.notes, QStringLiteral("call with \"Ann\""));
             QCOMPARE(fallback.findChild<QComboBox*>("cbTasks")->count(), catalogue.projects.isEmpty() ? 0 : 6);
             QCOMPARE(fallback.taskId, catalogue.projects.isEmpty() ? 0 : 301);
         }
