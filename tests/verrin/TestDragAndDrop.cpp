@@ -13,7 +13,6 @@
 #include <QtEndian>
 
 namespace {
-const char* kRefused = "ignoring drop: doesn't match criteria";
 
 // The unlinked view with the drag's own event loop replaced by the test's `target`.
 class DragProbeTree : public TimeTree
@@ -251,7 +250,7 @@ private slots:
             if (broken)
                 QTest::ignoreMessage(QtWarningMsg, kPayloadRefused);
             else if (!row.bytes.isEmpty()) // after a refused enter the window system sends nothing more
-                QTest::ignoreMessage(QtDebugMsg, kRefused);
+                QTest::ignoreMessage(QtDebugMsg, "ignoring drop: doesn't match criteria");
             const QString accepted = row.bytes.isEmpty() ? "" : broken ? "enter move" : "enter";
             QCOMPARE(dropOn(*projects, itemOf(*projects, row.kind, row.id), &data), accepted);
         }

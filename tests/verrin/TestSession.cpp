@@ -11,11 +11,11 @@ namespace {
 
 const QString tessIndicator = QStringLiteral("Signed in as Tess Tester <img src=':/icons/res/online.png'>");
 
-// Answers the form from "user|password|remember" (none left: cancel); records "user|password|error".
+// Answers the form from "user|password" (none left: cancel), never remembering; records "user|password|error".
 class FakeLoginPrompt : public LoginPrompt
 {
 public:
-    bool run(QString& username, QString& password, bool& remember, const QString& error) override
+    bool run(QString& username, QString& password, bool& /*remember*/, const QString& error) override
     {
         shown << username + QLatin1Char('|') + password + QLatin1Char('|') + error;
         if (answers.isEmpty())
@@ -23,7 +23,6 @@ public:
         const QStringList answer = answers.dequeue().split(QLatin1Char('|'));
         username = answer.value(0);
         password = answer.value(1);
-        remember = answer.value(2) == QLatin1String("remember");
         return true;
     }
 
@@ -121,14 +120,14 @@ private slots:
         QTest::addColumn<Login>("c");
         const QString refused = QStringLiteral("Invalid email or password");
         const QString typed = tester + "|" + testerPassword;
-        QTest::newRow("nothing stored, not remembered") << Login{"", "", {typed + "|"}, {"||"}, "", tessIndicator};
+        QTest::newRow("nothing stored, not remembered") << Login{"", "", {typed}, {"||"}, "", tessIndicator};
         QTest::newRow("refused twice, then cancelled")
-            << Login{"", "", {"a|b|", "c|d|"}, {"||", "||" + refused, "||" + refused}, "", ""};
+            << Login{"", "", {"a|b", "c|d"}, {"||", "||" + refused, "||" + refused}, "", ""};
         QTest::newRow("no real name shows the user name") << Login{
             "other@verrin.test", "other", {}, {}, "other", "Signed in as other <img src=':/icons/res/online.png'>"};
         // The transport's own box, then the form again with an empty error line.
         QTest::newRow("transport failure")
-            << Login{tester, testerPassword, {typed + "|"}, {typed + "|"}, testerPassword, tessIndicator, true};
+            << Login{tester, testerPassword, {typed}, {typed + "|"}, testerPassword, tessIndicator, true};
     }
 
     void login()
