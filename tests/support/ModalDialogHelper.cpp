@@ -16,14 +16,13 @@ void onNextModal(std::function<void(QWidget*)> handler, int timeoutMs)
     const QDeadlineTimer deadline(timeoutMs);
     QObject::connect(poll, &QTimer::timeout, poll, [poll, handler = std::move(handler), deadline] {
         QWidget* modal = QApplication::activeModalWidget();
-        if (modal && modal->isVisible()) {
-            poll->stop();
-            poll->deleteLater();
+        const bool shown = modal && modal->isVisible();
+        if (!shown && !deadline.hasExpired())
+            return;
+        poll->stop();
+        poll->deleteLater();
+        if (shown)
             handler(modal);
-        } else if (deadline.hasExpired()) {
-            poll->stop();
-            poll->deleteLater();
-        }
     });
     poll->start(10);
 }

@@ -34,19 +34,16 @@ bool ServiceFixture::start()
     process.waitForStarted(startLimitMs);
     // The first line on stdout names the address once the service listens.
     const QString line = QString::fromUtf8(waitForLine(process, startLimitMs));
-    if (line.isEmpty()) {
-        lastError = QStringLiteral("verrin-service did not come up: ") + process.errorString() + ' ' +
-                    QString::fromLocal8Bit(process.readAllStandardError());
+    static const QString prefix = QStringLiteral("Listening on ");
+    const int port = QUrl(line.mid(prefix.size())).port();
+    if (!line.startsWith(prefix) || port <= 0) {
+        lastError = QStringLiteral("verrin-service did not come up: [%1] %2 %3")
+                        .arg(line, process.errorString(), QString::fromLocal8Bit(process.readAllStandardError()));
         stop();
         return false;
     }
-    static const QString prefix = QStringLiteral("Listening on ");
     base = line.mid(prefix.size());
-    listenPort = quint16(QUrl(base).port());
-    if (!line.startsWith(prefix) || listenPort == 0) {
-        lastError = QStringLiteral("unexpected first line from verrin-service: ") + line;
-        return false;
-    }
+    listenPort = quint16(port);
     return true;
 }
 
@@ -79,9 +76,7 @@ bool ServiceFixture::control(const char* command, const QByteArray& form, QByteA
         *reply = networkReply->readAll();
     if (!ok)
         lastError = QStringLiteral("control %1 failed: %2").arg(QLatin1String(command), networkReply->errorString());
-    networkReply->abort();
-    delete networkReply;
-    return ok;
+    return ok; // the manager takes its reply with it
 }
 
 bool ServiceFixture::setFault(const QString& method, const QString& kind, const FaultOptions& options)
@@ -100,9 +95,8 @@ bool ServiceFixture::setFault(const QString& method, const QString& kind, const 
 
 QJsonArray ServiceFixture::receivedRequests()
 {
-    QByteArray json;
-    if (!control("requests", QByteArray(), &json))
-        return QJsonArray();
+    QByteArray json; // stays empty, so no calls, if the service cannot be asked
+    control("requests", QByteArray(), &json);
     return QJsonDocument::fromJson(json).array();
 }
 

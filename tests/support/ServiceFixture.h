@@ -15,17 +15,15 @@ public:
     {
         int ms = 0;    // delay before the fault (or the normal reply) is played
         int times = 0; // 0 = every call until cleared
-        QString code;
-        QString message;
-        QByteArray body;    // the reply of a "raw" fault, sent as it is
+        QString code{};
+        QString message{};
+        QByteArray body{};  // the reply of a "raw" fault, sent as it is
         bool after = false; // carry the call out, then play the fault
     };
 
     // The service with the test seed; extraArguments go on its command line.
     explicit ServiceFixture(const QStringList& extraArguments = {});
     ~ServiceFixture() { stop(); }
-    ServiceFixture(const ServiceFixture&) = delete;
-    ServiceFixture& operator=(const ServiceFixture&) = delete;
 
     // False, with the reason in error(), when the service did not come up.
     bool isRunning() const { return process.state() == QProcess::Running && listenPort != 0; }

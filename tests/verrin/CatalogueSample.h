@@ -2,13 +2,13 @@
 
 // What the verrin widget tests share: the sample catalogue, the widgets they reach into, and finders.
 #include "TestKit.h"
+#include "TestTools.h"
 #include "verrin/ProjectsCatalogue.h"
 #include "verrin/ProjectsTree.h"
 
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDialog>
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -18,10 +18,7 @@
 // The sample catalogue as the transport hands it over: the reply's bytes, one character each.
 inline QString sampleCatalogueReply()
 {
-    QFile file(QStringLiteral(VERRIN_SERVICE_TEST_DATA "/catalogue.xml"));
-    if (!file.open(QIODevice::ReadOnly))
-        qFatal("cannot read the sample catalogue");
-    return QString::fromLatin1(file.readAll());
+    return QString::fromLatin1(fileContents(QStringLiteral(VERRIN_SERVICE_TEST_DATA "/catalogue.xml")));
 }
 
 inline Catalogue sampleCatalogue()
