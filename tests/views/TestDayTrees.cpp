@@ -176,11 +176,20 @@ private slots:
         QCOMPARE(model.getTotalTime(), 5);
     }
 
-    void rolesAndSort()
+    void iconLookupsRolesAndSort()
     {
         addStandardDay();
+        QStringList asked;
         TreeModel model(false);
+        model.setIconProvider([&asked](const QString& path) {
+            asked << path;
+            return QIcon();
+        });
         model.initTree(kDay, 0);
+        model.refreshTree();
+        // Each path is looked up once, whatever the rebuilds: a lookup asks the desktop platform.
+        asked.sort();
+        QCOMPARE(asked, (QStringList{"/usr/bin/term", kEditorPath, "verrin://idle"}));
         const QModelIndex terminalNode = model.findItemIndex("app", "app_path", "/usr/bin/term");
         const QModelIndex notes = model.findItemIndex("entry", "title", "notes.txt");
         const QModelIndex quote = model.findItemIndex("entry", "title", "it's a quote", terminalNode);
