@@ -8,6 +8,7 @@
 #include "views/DayTimeline.h"
 #include "views/EntriesList.h"
 #include "views/LineEdit.h"
+#include "views/StableColour.h"
 #include "views/TimeTree.h"
 #include "views/TotalTimeLabel.h"
 #include "window/DayViews.h"
@@ -265,6 +266,8 @@ private slots:
         QCOMPARE(drawn(line), all);
         QCOMPARE(line->firstSecond(), 32400); // whole minutes around what was recorded
         QCOMPARE(line->lastSecond(), 51060);
+        // An application's colour is the same in every run of the program, not only within one.
+        QCOMPARE(stableColour(QStringLiteral("/usr/share/applications/firefox.desktop")).hue(), 222);
         // It follows the trees when they are rebuilt, here for the title filter.
         ui.editFilter->setText(QStringLiteral("forum"));
         QTRY_COMPARE(drawn(line), (QStringList{"4:36000-36300", "5:39600-40200 linked"}));
