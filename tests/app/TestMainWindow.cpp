@@ -18,6 +18,14 @@
 #include <QPushButton>
 #include <QStatusBar>
 
+enum class Ending
+{
+    Close,
+    Exit,
+    Session
+};
+Q_DECLARE_METATYPE(Ending)
+
 // The main window driven as a user would, on the offscreen platform (which has no system tray).
 class TestMainWindow : public QObject
 {
@@ -100,15 +108,17 @@ private slots:
 
     void closingWithoutATrayEndsTheWindowAndSaves_data()
     {
-        QTest::addColumn<bool>("exitAction");
+        QTest::addColumn<Ending>("ending");
         QTest::addColumn<bool>("recording");
-        QTest::newRow("window closed, paused first") << false << false;
-        QTest::newRow("Exit while recording") << true << true;
+        QTest::newRow("window closed, paused first") << Ending::Close << false;
+        QTest::newRow("Exit while recording") << Ending::Exit << true;
+        // The desktop may end the process right after asking: the stretch must be stored by then.
+        QTest::newRow("desktop session ends while recording") << Ending::Session << true;
     }
 
     void closingWithoutATrayEndsTheWindowAndSaves()
     {
-        QFETCH(bool, exitAction);
+        QFETCH(Ending, ending);
         QFETCH(bool, recording);
         data->writeSettings({{"Application/Started", true}});
         {
@@ -121,12 +131,15 @@ private slots:
             QVERIFY(QTest::qWaitForWindowExposed(&window));
             // Close-to-tray is on, but with no tray to come back from the window really closes.
             QVERIFY(QApplication::quitOnLastWindowClosed());
-            if (exitAction) {
+            if (ending == Ending::Session) {
+                window.onSessionEnding();
+                QVERIFY(!window.activityRecorder()->isRecordingStatus());
+            } else if (ending == Ending::Exit) {
                 window.findChild<QAction*>("actionExit")->trigger();
             } else {
                 QVERIFY(window.close());
             }
-            QVERIFY(!window.isVisible());
+            QVERIFY(window.isVisible() == (ending == Ending::Session));
             QSettings ini(DataPaths::iniFile(), QSettings::IniFormat);
             QVERIFY(!ini.value("Window/Geometry").toByteArray().isEmpty());
             QVERIFY(!ini.value("Window/State").toByteArray().isEmpty());
