@@ -5,6 +5,9 @@
 
 PrivateBus::~PrivateBus()
 {
+    for (const QString& name : std::as_const(names)) {
+        QDBusConnection::disconnectFromBus(name);
+    }
     endProcess(daemon);
 }
 

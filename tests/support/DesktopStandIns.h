@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QObject>
 #include <QProcess>
+#include <QSet>
 #include <QStringList>
 #include <QThread>
 
@@ -17,12 +18,18 @@ public:
 
     bool start(QString* whyNot);
     QString address() const { return busAddress; }
-    // A connection of its own to this bus under `name` (one per name and process).
-    QDBusConnection connect(const QString& name) const { return QDBusConnection::connectToBus(busAddress, name); }
+    // A connection of its own to this bus under `name` (one per name and process). It is closed with the
+    // bus: Qt would otherwise hand the dead connection to the next bus asking under the same name.
+    QDBusConnection connect(const QString& name) const
+    {
+        names.insert(name);
+        return QDBusConnection::connectToBus(busAddress, name);
+    }
 
 private:
     QProcess daemon;
     QString busAddress;
+    mutable QSet<QString> names;
 };
 
 // Stand-ins for the desktop services of the KWin and GNOME backends. They live in a thread of their own, so a
