@@ -58,7 +58,11 @@ bool WaylandTestWindows::open(const QString& appId, const QString& title)
     window->setProcessEnvironment(environment);
     window->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     window->start(program, {appId, title});
-    return waitForLine(*window, timeoutMs) == "mapped";
+    if (waitForLine(*window, timeoutMs) == "mapped") {
+        return true;
+    }
+    qWarning() << "the test window" << appId << "did not map";
+    return false;
 }
 
 void WaylandTestWindows::close(const QString& appId)
